@@ -1,0 +1,10 @@
+// Tapewright ("Bobinet 2"): a desktop studio for one person recording a spoken-word programme.
+#include <cstdio>
+
+int main()
+{
+    std::puts(
+        "Tapewright (Bobinet 2): the studio window is not built yet; the project document and "
+        "its tools are. Run `make test` to exercise them.");
+    return 0;
+}
