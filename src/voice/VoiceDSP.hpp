@@ -1,0 +1,96 @@
+// The voice treatment as a sample-by-sample processor: the equaliser chain (per channel), then a
+// compressor, an automatic leveller, a soft clipper and a noise gate whose detectors are shared
+// by all channels so the stereo image stays put. Used by the live tap and the offline renderer;
+// one object per processed stream, its treatment fixed for life.
+#pragma once
+
+#include "audio/AudioBufferList.hpp"
+#include "model/VoiceTreatment.hpp"
+#include "voice/Biquad.hpp"
+
+#include <array>
+#include <vector>
+
+namespace tw {
+
+class VoiceDSP {
+public:
+    explicit VoiceDSP(VoiceTreatment treatment);
+
+    // The filter chain a treatment turns into at a sample rate: the enhance sections of its preset,
+    // then the equaliser bands whose gain is not 0. Zeroed state; empty when nothing filters.
+    static std::vector<Biquad> eqFilters(const VoiceTreatment& treatment, double rate);
+
+    // Any thread, before process() and again on every format change: resets all running state.
+    // Allocates the per-channel chains.
+    void prepare(double rate, int channels);
+
+    // The processing thread: processes frames of the list in place. Never allocates or locks; state
+    // carries across calls, so any split of a stream gives the same samples as one call. A
+    // pass-through while unsupported or without chains.
+    void process(AudioBufferList& list, int frames);
+
+    const VoiceTreatment& treatment() const { return treatment_; }
+    // False when the stream format cannot be processed (the live tap decides).
+    bool supported() const { return supported_; }
+    void setSupported(bool supported) { supported_ = supported; }
+
+    const std::vector<std::vector<Biquad>>& states() const { return states_; }
+    double envelope() const { return envelope_; }
+    double gain() const { return gain_; }
+    double gate() const { return gate_; }
+    double energy() const { return energy_; }
+    double levelGain() const { return levelGain_; }
+    double threshold() const { return threshold_; }
+    double ratio() const { return ratio_; }
+    double makeup() const { return makeup_; }
+
+    // Sections in the longest chain: four enhance sections and ten bands.
+    static constexpr int maxSections = 14;
+
+private:
+    static constexpr int blockFrames = 256;
+
+    void detect(const AudioBufferList& list, int offset, int frames);
+    void filterBlock(AudioBufferList& list, int offset, int frames);
+
+    VoiceTreatment treatment_;
+    bool enhance_;
+    bool reduceNoise_;
+    bool level_;
+    bool radio_;
+    bool softClip_;
+
+    std::vector<std::vector<Biquad>> states_;
+    double envelope_ = 0.0;
+    double gain_ = 1.0;
+    double gate_ = 1.0;
+    double energy_ = 0.0;
+    double levelGain_ = 1.0;
+    double attack_ = 0.0;
+    double release_ = 0.0;
+    double gateOpen_ = 0.0;
+    double gateClose_ = 0.0;
+    double levelSpeed_ = 0.0;
+    double energySpeed_ = 0.0;
+    double threshold_ = -18.0;
+    double ratio_ = 2.5;
+    double makeup_ = 1.0;
+    bool supported_ = true;
+
+    // Derived once in prepare() so the detector loop needs no logarithm below the threshold.
+    double thresholdLinear_ = 0.0;
+    double compressorSlope_ = 0.0;
+    double compressorOffset_ = 0.0;
+
+    // Per-block detector results, computed from the input before any sample is written.
+    std::array<double, blockFrames> peak_{};
+    std::array<double, blockFrames> chainGain_{};
+    std::array<double, blockFrames> levelFactor_{};
+    std::array<double, blockFrames> gateFactor_{};
+    // Stands in for the second lane when a chained channel has no partner.
+    std::vector<Biquad> spareChain_;
+    std::array<float, blockFrames> spareSamples_{};
+};
+
+} // namespace tw

@@ -1,0 +1,632 @@
+#include "voice/VoiceDSP.hpp"
+
+#include "voice/ToneResponse.hpp"
+#include "voice/TreatmentValues.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <random>
+
+namespace tw {
+namespace {
+
+// The chain written out plainly, frame by frame, with the textbook formulas (pow, log10, division)
+// and no shortcuts. The optimised processor must stay within 1e-6 of it.
+class StraightforwardDSP {
+public:
+    explicit StraightforwardDSP(VoiceTreatment treatment) : treatment_(std::move(treatment)) {}
+
+    void prepare(double rate, int channels)
+    {
+        states_.assign(channels, VoiceDSP::eqFilters(treatment_, rate));
+        auto coefficient = [rate](double seconds) { return std::exp(-1.0 / (rate * seconds)); };
+        attack_ = coefficient(0.005);
+        release_ = coefficient(0.18);
+        gateOpen_ = coefficient(0.003);
+        gateClose_ = coefficient(0.12);
+        levelSpeed_ = coefficient(0.5);
+        energySpeed_ = coefficient(0.15);
+        bool radio = treatment_.preset == Preset::radio || treatment_.preset == Preset::femaleRadio;
+        threshold_ = radio ? -22.0 : -18.0;
+        ratio_ = radio ? 4.0 : 2.5;
+        makeup_ = radio ? 1.5848931924611136 : 1.2589254117941673;
+        envelope_ = 0.0;
+        gain_ = 1.0;
+        gate_ = 1.0;
+        energy_ = 0.0;
+        levelGain_ = 1.0;
+    }
+
+    void process(AudioBufferList& list, int frames)
+    {
+        const bool enhance = treatment_.enhance, reduceNoise = treatment_.reduceNoise,
+                   level = treatment_.level == true, clip = enabled(treatment_);
+        auto smooth = [](double& state, double coefficient, double target) {
+            state = coefficient * state + (1.0 - coefficient) * target;
+        };
+        for (int f = 0; f < frames; ++f) {
+            double peak = 0.0;
+            for (int b = 0; b < list.count; ++b) {
+                const AudioBuffer& buffer = list.buffers[b];
+                if (!buffer.data || buffer.channels <= 0)
+                    continue;
+                for (int c = 0; c < buffer.channels; ++c)
+                    peak = std::max(peak, std::fabs(double(buffer.data[f * buffer.channels + c])));
+            }
+            smooth(envelope_, peak > envelope_ ? attack_ : release_, peak);
+            if (reduceNoise) {
+                double target = std::clamp(std::pow(envelope_ / 0.00562, 1.5), 0.08, 1.0);
+                smooth(gate_, target > gate_ ? gateOpen_ : gateClose_, target);
+            }
+            if (enhance) {
+                double levelDb = 20.0 * std::log10(std::max(envelope_, 1e-6));
+                double over = std::max(levelDb - threshold_, 0.0);
+                double target = makeup_ * std::pow(10.0, -(1.0 - 1.0 / ratio_) * over / 20.0);
+                smooth(gain_, target < gain_ ? attack_ : release_, target);
+            }
+            if (level) {
+                smooth(energy_, energySpeed_, peak * peak);
+                if (envelope_ > 0.003) {
+                    double g = std::clamp(0.126 / std::sqrt(std::max(energy_, 1e-6)), 0.25, 4.0);
+                    smooth(levelGain_, levelSpeed_, g);
+                }
+            }
+            std::size_t k = 0;
+            for (int b = 0; b < list.count; ++b) {
+                const AudioBuffer& buffer = list.buffers[b];
+                if (!buffer.data || buffer.channels <= 0)
+                    continue;
+                for (int c = 0; c < buffer.channels; ++c, ++k) {
+                    float& sample = buffer.data[f * buffer.channels + c];
+                    double x = sample;
+                    if (k < states_.size()) {
+                        for (Biquad& section : states_[k]) {
+                            double y = section.b0 * x + section.z1;
+                            section.z1 = section.b1 * x - section.a1 * y + section.z2;
+                            section.z2 = section.b2 * x - section.a2 * y;
+                            x = y;
+                        }
+                        if (enhance)
+                            x *= gain_;
+                    }
+                    if (level)
+                        x *= levelGain_;
+                    if (clip && std::fabs(x) > 0.9)
+                        x = (x > 0 ? 1.0 : -1.0) *
+                            (0.9 + 0.1 * std::tanh((std::fabs(x) - 0.9) / 0.1));
+                    x *= gate_;
+                    sample = static_cast<float>(x);
+                }
+            }
+        }
+    }
+
+private:
+    VoiceTreatment treatment_;
+    std::vector<std::vector<Biquad>> states_;
+    double envelope_ = 0, gain_ = 1, gate_ = 1, energy_ = 0, levelGain_ = 1;
+    double attack_ = 0, release_ = 0, gateOpen_ = 0, gateClose_ = 0, levelSpeed_ = 0,
+           energySpeed_ = 0;
+    double threshold_ = -18, ratio_ = 2.5, makeup_ = 1;
+};
+
+constexpr std::array<Preset, 4> allPresets = {Preset::podcast, Preset::radio, Preset::femalePodcast,
+                                              Preset::femaleRadio};
+
+VoiceTreatment heaviest(Preset preset = Preset::radio)
+{
+    VoiceTreatment treatment;
+    treatment.enhance = true;
+    treatment.reduceNoise = true;
+    treatment.level = true;
+    treatment.eqBands = std::vector<double>{4, -3, 2.5, -1, 1.5, -2, 3, -4, 5, -6};
+    treatment.preset = preset;
+    return treatment;
+}
+
+// Speech-like test material: noise and tones under an envelope that moves between silence,
+// quiet passages, normal speech and overloads, so every detector branch is crossed.
+std::vector<float> speechLike(int frames, int channels, double rate, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    std::uniform_real_distribution<double> lengthSeconds(0.02, 0.4);
+    const std::array<double, 7> levels = {0.0, 0.0003, 0.002, 0.006, 0.05, 0.3, 1.4};
+    std::uniform_int_distribution<std::size_t> pickLevel(0, levels.size() - 1);
+    std::vector<float> samples(static_cast<std::size_t>(frames) * channels);
+    double amplitude = 0.0, target = levels[pickLevel(random)];
+    int untilChange = 0;
+    for (int f = 0; f < frames; ++f) {
+        if (untilChange-- <= 0) {
+            target = levels[pickLevel(random)];
+            untilChange = static_cast<int>(lengthSeconds(random) * rate);
+        }
+        amplitude += (target - amplitude) * 0.002;
+        double tone = std::sin(2.0 * std::numbers::pi * 180.0 * f / rate);
+        for (int c = 0; c < channels; ++c)
+            samples[static_cast<std::size_t>(f) * channels + c] =
+                static_cast<float>(amplitude * (0.6 * tone + 0.4 * unit(random)));
+    }
+    return samples;
+}
+
+// Interleaved samples viewed as a list of the given layout (planar copies are kept alive here).
+struct LaidOut {
+    LaidOut(const std::vector<float>& interleaved, int channels, bool planar)
+        : channels(channels)
+        , frames(static_cast<int>(interleaved.size()) / channels)
+        , planar(planar)
+    {
+        if (!planar) {
+            storage.push_back(interleaved);
+            return;
+        }
+        storage.assign(channels, std::vector<float>(frames));
+        for (int f = 0; f < frames; ++f)
+            for (int c = 0; c < channels; ++c)
+                storage[c][f] = interleaved[static_cast<std::size_t>(f) * channels + c];
+    }
+
+    // The list for frames starting at offset.
+    AudioBufferList list(int offset)
+    {
+        AudioBufferList result;
+        if (!planar) {
+            result.add({channels, storage[0].data() + static_cast<std::size_t>(offset) * channels});
+        } else {
+            for (auto& channel : storage)
+                result.add({1, channel.data() + offset});
+        }
+        return result;
+    }
+
+    std::vector<float> interleaved() const
+    {
+        if (!planar)
+            return storage[0];
+        std::vector<float> result(static_cast<std::size_t>(frames) * channels);
+        for (int f = 0; f < frames; ++f)
+            for (int c = 0; c < channels; ++c)
+                result[static_cast<std::size_t>(f) * channels + c] = storage[c][f];
+        return result;
+    }
+
+    int channels;
+    int frames;
+    bool planar;
+    std::vector<std::vector<float>> storage;
+};
+
+std::vector<float> processed(const VoiceTreatment& treatment, std::vector<float> samples,
+                             int channels, double rate, bool planar = false)
+{
+    VoiceDSP dsp(treatment);
+    dsp.prepare(rate, channels);
+    LaidOut laidOut(samples, channels, planar);
+    AudioBufferList list = laidOut.list(0);
+    dsp.process(list, laidOut.frames);
+    return laidOut.interleaved();
+}
+
+double maxAbsDifference(const std::vector<float>& a, const std::vector<float>& b)
+{
+    double worst = 0.0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        worst = std::max(worst, std::fabs(double(a[i]) - double(b[i])));
+    return worst;
+}
+
+TEST(VoiceDSP, staysWithinOneMillionthOfTheStraightforwardFormulasOnRandomSignals)
+{
+    std::vector<VoiceTreatment> treatments;
+    for (Preset preset : allPresets)
+        treatments.push_back(heaviest(preset));
+    for (int flags = 1; flags < 8; ++flags) {
+        VoiceTreatment treatment;
+        treatment.enhance = flags & 1;
+        treatment.reduceNoise = flags & 2;
+        treatment.level = (flags & 4) != 0;
+        treatment.bass = 2.0;
+        treatment.treble = -3.0;
+        treatments.push_back(treatment);
+    }
+    unsigned seed = 1;
+    for (const VoiceTreatment& treatment : treatments) {
+        for (double rate : {44100.0, 48000.0}) {
+            for (int channels : {1, 2, 3}) {
+                for (bool planar : {false, true}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << "treatment " << seed << ", " << rate << " Hz, " << channels
+                                 << " ch, " << (planar ? "planar" : "interleaved"));
+                    auto input = speechLike(int(rate * 1.5), channels, rate, ++seed);
+                    auto fast = processed(treatment, input, channels, rate, planar);
+
+                    StraightforwardDSP reference(treatment);
+                    reference.prepare(rate, channels);
+                    LaidOut laidOut(input, channels, planar);
+                    AudioBufferList list = laidOut.list(0);
+                    reference.process(list, laidOut.frames);
+
+                    EXPECT_LE(maxAbsDifference(fast, laidOut.interleaved()), 1e-6);
+                }
+            }
+        }
+    }
+}
+
+TEST(VoiceDSP, anySplitIntoCallsGivesTheSameSamplesAsOneCall)
+{
+    std::mt19937 random(7);
+    unsigned seed = 100;
+    for (double rate : {22050.0, 44100.0, 48000.0, 96000.0}) {
+        for (int channels : {1, 2}) {
+            for (bool planar : {false, true}) {
+                SCOPED_TRACE(testing::Message() << rate << " Hz, " << channels << " ch, "
+                                                << (planar ? "planar" : "interleaved"));
+                VoiceTreatment treatment =
+                    heaviest(rate > 45000 ? Preset::podcast : Preset::femaleRadio);
+                auto input = speechLike(int(rate), channels, rate, ++seed);
+                auto whole = processed(treatment, input, channels, rate, planar);
+
+                // Two halves at a random point, then many random block sizes.
+                for (int attempt = 0; attempt < 3; ++attempt) {
+                    VoiceDSP dsp(treatment);
+                    dsp.prepare(rate, channels);
+                    LaidOut laidOut(input, channels, planar);
+                    std::uniform_int_distribution<int> cut(1, laidOut.frames - 1);
+                    std::uniform_int_distribution<int> block(1, 1500);
+                    int offset = 0;
+                    bool halves = attempt == 0;
+                    int half = cut(random);
+                    while (offset < laidOut.frames) {
+                        int count = halves ? (offset == 0 ? half : laidOut.frames - half)
+                                           : std::min(block(random), laidOut.frames - offset);
+                        AudioBufferList list = laidOut.list(offset);
+                        dsp.process(list, count);
+                        offset += count;
+                    }
+                    EXPECT_EQ(laidOut.interleaved(), whole);
+                }
+            }
+        }
+    }
+}
+
+TEST(VoiceDSP, fullScaleSinesAndNoiseNeverLeaveTheUnitRangeWhateverTheTreatment)
+{
+    const double rate = 48000.0;
+    const int frames = 24000;
+    std::vector<std::vector<float>> signals;
+    for (double frequency : {60.0, 200.0, 1000.0, 4000.0, 9000.0}) {
+        std::vector<float> sine(frames);
+        for (int f = 0; f < frames; ++f)
+            sine[f] = static_cast<float>(std::sin(2.0 * std::numbers::pi * frequency * f / rate));
+        signals.push_back(sine);
+    }
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+    std::vector<float> noise(frames);
+    for (float& x : noise)
+        x = unit(random);
+    signals.push_back(noise);
+
+    std::vector<std::optional<std::vector<double>>> bandChoices = {
+        std::nullopt, std::vector<double>(10, 12.0), std::vector<double>(10, -12.0),
+        std::vector<double>{12, -12, 12, -12, 12, -12, 12, -12, 12, -12}};
+    for (Preset preset : allPresets) {
+        for (int flags = 0; flags < 8; ++flags) {
+            for (const auto& bands : bandChoices) {
+                VoiceTreatment treatment;
+                treatment.preset = preset;
+                treatment.enhance = flags & 1;
+                treatment.reduceNoise = flags & 2;
+                treatment.level = (flags & 4) != 0;
+                treatment.eqBands = bands;
+                for (const auto& signal : signals) {
+                    auto output = processed(treatment, signal, 1, rate);
+                    float worst = 0.0f;
+                    for (float x : output)
+                        worst = std::max(worst, std::fabs(x));
+                    ASSERT_LE(worst, 1.0f) << "preset " << int(preset) << ", flags " << flags;
+                }
+            }
+        }
+    }
+}
+
+// Output over input amplitude of a steady 1 kHz tone at the given level, in its last second.
+double steadyToneGain(const VoiceTreatment& treatment, double dbfs, double rate = 48000.0)
+{
+    const int frames = static_cast<int>(rate * 3);
+    double amplitude = std::pow(10.0, dbfs / 20.0);
+    std::vector<float> tone(frames);
+    for (int f = 0; f < frames; ++f)
+        tone[f] =
+            static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * 1000.0 * f / rate));
+    auto output = processed(treatment, tone, 1, rate);
+    std::vector<double> in(tone.begin(), tone.end()), out(output.begin(), output.end());
+    std::size_t from = static_cast<std::size_t>(2 * rate);
+    return test::toneAmplitude(out, 1000.0, rate, from, frames) /
+           test::toneAmplitude(in, 1000.0, rate, from, frames);
+}
+
+// Output over input of a steady level (a square wave: its magnitude never moves) in its last
+// second, as the smallest and largest ratio seen.
+std::pair<double, double> steadyLevelGain(const VoiceTreatment& treatment, double dbfs, double rate)
+{
+    const int frames = static_cast<int>(rate * 3);
+    double amplitude = std::pow(10.0, dbfs / 20.0);
+    std::vector<float> square(frames);
+    for (int f = 0; f < frames; ++f)
+        square[f] = static_cast<float>((f / 24) % 2 ? amplitude : -amplitude);
+    auto output = processed(treatment, square, 1, rate);
+    double low = 1e9, high = 0.0;
+    for (int f = frames - static_cast<int>(rate); f < frames; ++f) {
+        double ratio = double(output[f]) / double(square[f]);
+        low = std::min(low, ratio);
+        high = std::max(high, ratio);
+    }
+    return {low, high};
+}
+
+TEST(VoiceDSP, noiseGateSettlesAtItsFloorInPausesAndIsOpenForSpeechLevels)
+{
+    VoiceTreatment gateOnly;
+    gateOnly.reduceNoise = true;
+    for (double rate : {22050.0, 44100.0, 48000.0}) {
+        SCOPED_TRACE(testing::Message() << rate << " Hz");
+        for (double dbfs : {-60.0, -80.0}) {
+            auto [low, high] = steadyLevelGain(gateOnly, dbfs, rate);
+            EXPECT_NEAR(low, 0.08, 1e-5) << dbfs << " dBFS";
+            EXPECT_NEAR(high, 0.08, 1e-5) << dbfs << " dBFS";
+        }
+        for (double dbfs : {-45.0, -40.0, -20.0, -6.0}) {
+            auto [low, high] = steadyLevelGain(gateOnly, dbfs, rate);
+            EXPECT_NEAR(low, 1.0, 1e-6) << dbfs << " dBFS";
+            EXPECT_NEAR(high, 1.0, 1e-6) << dbfs << " dBFS";
+        }
+        // In between the gate sits between its floor and fully open.
+        auto [low, high] = steadyLevelGain(gateOnly, -52.0, rate);
+        EXPECT_GT(low, 0.2);
+        EXPECT_LT(high, 0.6);
+        // Speech-level tones are untouched by the gate too.
+        EXPECT_NEAR(steadyToneGain(gateOnly, -30.0, rate), 1.0, 1e-6);
+    }
+}
+
+TEST(VoiceDSP, compressorSqueezesLoudPassagesMoreThanQuietOnes)
+{
+    for (Preset preset : allPresets) {
+        VoiceTreatment treatment;
+        treatment.enhance = true;
+        treatment.preset = preset;
+        double quiet = steadyToneGain(treatment, -40.0);
+        double loud = steadyToneGain(treatment, -6.0);
+        bool radio = preset == Preset::radio || preset == Preset::femaleRadio;
+        // Below the threshold only the makeup gain (and the 1 kHz shelf of the curve) applies.
+        EXPECT_NEAR(20 * std::log10(quiet), radio ? 4.0 : 2.0, 0.6);
+        // 6 dB below full scale is 12 (or 16) dB over the threshold: the ratio takes most of it.
+        double overDb = radio ? 16.0 : 12.0;
+        double ratio = radio ? 4.0 : 2.5;
+        EXPECT_NEAR(20 * std::log10(loud / quiet), -overDb * (1.0 - 1.0 / ratio), 1.0);
+    }
+}
+
+TEST(VoiceDSP, levellerBringsSteadyTonesTowardEighteenDecibelsBelowFullScaleAndHoldsInPauses)
+{
+    VoiceTreatment levelOnly;
+    levelOnly.level = true;
+    const double rate = 48000.0;
+    for (double dbfs : {-26.0, -20.0, -10.0, -3.0}) {
+        double amplitude = std::pow(10.0, dbfs / 20.0);
+        double outputRms = steadyToneGain(levelOnly, dbfs, rate) * amplitude / std::sqrt(2.0);
+        EXPECT_NEAR(20 * std::log10(outputRms / 0.126), 0.0, 0.5) << dbfs << " dBFS";
+    }
+    // Very quiet material is raised by at most 4 (+12 dB).
+    EXPECT_NEAR(steadyToneGain(levelOnly, -40.0, rate), 4.0, 0.05);
+
+    // Speech then a long pause under −50 dBFS: the gain reached in speech is kept.
+    VoiceDSP dsp(levelOnly);
+    dsp.prepare(rate, 1);
+    std::vector<float> speech(static_cast<std::size_t>(rate * 3));
+    for (std::size_t f = 0; f < speech.size(); ++f)
+        speech[f] = static_cast<float>(0.05 * std::sin(2.0 * std::numbers::pi * 300.0 * f / rate));
+    AudioBufferList list = AudioBufferList::interleaved(speech.data(), 1);
+    dsp.process(list, static_cast<int>(speech.size()));
+    double speechGain = dsp.levelGain();
+    EXPECT_GT(speechGain, 2.0);
+    // The envelope falls under the hold point within the first second of the pause.
+    std::vector<float> pause(static_cast<std::size_t>(rate), 0.0005f);
+    list = AudioBufferList::interleaved(pause.data(), 1);
+    dsp.process(list, static_cast<int>(pause.size()));
+    double heldGain = dsp.levelGain();
+    for (int second = 0; second < 3; ++second) {
+        std::fill(pause.begin(), pause.end(), 0.0005f);
+        dsp.process(list, static_cast<int>(pause.size()));
+    }
+    EXPECT_EQ(dsp.levelGain(), heldGain);
+    EXPECT_LT(heldGain, 3.9) << "the pause must not pump the gain up to its limit";
+    EXPECT_GE(heldGain, speechGain);
+}
+
+TEST(VoiceDSP, disabledUnsupportedOrUnpreparedProcessingLeavesSamplesBitIdentical)
+{
+    auto input = speechLike(20000, 2, 48000.0, 11);
+    // Overloads too: without a treatment nothing clips them.
+    input[100] = 1.75f;
+    input[101] = -3.0f;
+
+    VoiceTreatment none;
+    VoiceTreatment zeros;
+    zeros.eqBands = std::vector<double>(10, 0.0);
+    zeros.bass = 0.0;
+    zeros.preset = Preset::femaleRadio;
+    for (const VoiceTreatment& treatment : {none, zeros}) {
+        EXPECT_TRUE(VoiceDSP::eqFilters(treatment, 48000.0).empty());
+        for (bool planar : {false, true})
+            EXPECT_EQ(processed(treatment, input, 2, 48000.0, planar), input);
+    }
+
+    VoiceDSP unsupported(heaviest());
+    unsupported.prepare(48000.0, 2);
+    unsupported.setSupported(false);
+    auto samples = input;
+    AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+    unsupported.process(list, 10000);
+    EXPECT_EQ(samples, input);
+
+    VoiceDSP unprepared(heaviest());
+    unprepared.process(list, 10000);
+    EXPECT_EQ(samples, input);
+
+    // Once supported again it processes.
+    unsupported.setSupported(true);
+    unsupported.process(list, 10000);
+    EXPECT_NE(samples, input);
+}
+
+TEST(VoiceDSP, prepareStartsAfreshAndSetsTheCompressorOfThePreset)
+{
+    auto input = speechLike(30000, 2, 48000.0, 21);
+    VoiceDSP reused(heaviest(Preset::femaleRadio));
+    reused.prepare(44100.0, 1);
+    auto first = input;
+    AudioBufferList list = AudioBufferList::interleaved(first.data(), 1);
+    reused.process(list, 60000);
+    reused.prepare(48000.0, 2);
+    EXPECT_EQ(reused.envelope(), 0.0);
+    EXPECT_EQ(reused.gain(), 1.0);
+    EXPECT_EQ(reused.gate(), 1.0);
+    EXPECT_EQ(reused.energy(), 0.0);
+    EXPECT_EQ(reused.levelGain(), 1.0);
+    auto again = input;
+    list = AudioBufferList::interleaved(again.data(), 2);
+    reused.process(list, 30000);
+    EXPECT_EQ(again, processed(heaviest(Preset::femaleRadio), input, 2, 48000.0));
+
+    EXPECT_EQ(reused.threshold(), -22.0);
+    EXPECT_EQ(reused.ratio(), 4.0);
+    EXPECT_NEAR(20 * std::log10(reused.makeup()), 4.0, 1e-9);
+    VoiceDSP podcast(heaviest(Preset::femalePodcast));
+    podcast.prepare(48000.0, 1);
+    EXPECT_EQ(podcast.threshold(), -18.0);
+    EXPECT_EQ(podcast.ratio(), 2.5);
+    EXPECT_NEAR(20 * std::log10(podcast.makeup()), 2.0, 1e-9);
+    EXPECT_EQ(podcast.states().size(), 1u);
+}
+
+double sectionGainDb(Biquad section, double frequency, double rate, double seconds = 4.0)
+{
+    return test::measuredGainDb([&](double x) { return section.process(x); }, frequency, rate,
+                                seconds);
+}
+
+TEST(VoiceDSP, enhanceCurveOfEachPresetHasItsFourSections)
+{
+    struct Expected {
+        Preset preset;
+        double corner, low, lowGain, mid, high, highGain;
+    };
+    const std::array<Expected, 4> expectations = {{
+        {Preset::podcast, 70, 130, 1.5, 320, 3200, 2.0},
+        {Preset::radio, 70, 130, 3.5, 320, 3200, 3.0},
+        {Preset::femalePodcast, 85, 200, 1.0, 400, 4000, 2.0},
+        {Preset::femaleRadio, 85, 200, 2.0, 400, 4000, 3.0},
+    }};
+    const double rate = 48000.0;
+    for (const Expected& e : expectations) {
+        SCOPED_TRACE(testing::Message() << "preset " << int(e.preset));
+        VoiceTreatment treatment;
+        treatment.enhance = true;
+        treatment.preset = e.preset;
+        auto chain = VoiceDSP::eqFilters(treatment, rate);
+        ASSERT_EQ(chain.size(), 4u);
+        EXPECT_NEAR(sectionGainDb(chain[0], e.corner, rate), -3.0, 0.1);
+        EXPECT_NEAR(sectionGainDb(chain[0], 1000.0, rate), 0.0, 0.1);
+        EXPECT_NEAR(sectionGainDb(chain[1], e.low, rate), e.lowGain, 0.1);
+        EXPECT_NEAR(sectionGainDb(chain[2], e.mid, rate), -2.0, 0.1);
+        EXPECT_NEAR(sectionGainDb(chain[3], e.high, rate), e.highGain, 0.1);
+        // The bells are centred where they are designed: an octave off is clearly less.
+        EXPECT_LT(std::fabs(sectionGainDb(chain[3], e.high * 2.0, rate)), e.highGain - 0.3);
+
+        // The equaliser follows the curve.
+        treatment.eqBands = std::vector<double>{0, 0, 0, 0, 0, 6, 0, 0, 0, 0};
+        chain = VoiceDSP::eqFilters(treatment, rate);
+        ASSERT_EQ(chain.size(), 5u);
+        EXPECT_NEAR(sectionGainDb(chain[4], 1000.0, rate), 6.0, 0.1);
+    }
+}
+
+TEST(VoiceDSP, equaliserSectionsFollowTheBandSettingsAndSkipZeroGains)
+{
+    const double rate = 48000.0;
+    VoiceTreatment bass;
+    bass.bass = 3.0;
+    auto chain = VoiceDSP::eqFilters(bass, rate);
+    ASSERT_EQ(chain.size(), 1u);
+    EXPECT_NEAR(sectionGainDb(chain[0], 110.0, rate), 3.0, 0.1);
+    EXPECT_EQ(chain[0], Biquad::peaking(110.0, 1.5, 3.0, rate));
+
+    // The older fields sit at 110 Hz, 1.2 kHz and 8 kHz.
+    VoiceTreatment older;
+    older.bass = -4.0;
+    older.mid = 5.0;
+    older.treble = 6.0;
+    chain = VoiceDSP::eqFilters(older, rate);
+    ASSERT_EQ(chain.size(), 3u);
+    EXPECT_NEAR(sectionGainDb(chain[0], 110.0, rate), -4.0, 0.1);
+    EXPECT_NEAR(sectionGainDb(chain[1], 1200.0, rate), 5.0, 0.1);
+    EXPECT_NEAR(sectionGainDb(chain[2], 8000.0, rate), 6.0, 0.1);
+
+    // A list of nine selects the ten-band frequencies with the older gains mapped onto them.
+    VoiceTreatment nine = older;
+    nine.eqBands = std::vector<double>(9, 9.0);
+    chain = VoiceDSP::eqFilters(nine, rate);
+    ASSERT_EQ(chain.size(), 3u);
+    EXPECT_NEAR(sectionGainDb(chain[0], 125.0, rate), -4.0, 0.1);
+    EXPECT_NEAR(sectionGainDb(chain[1], 1000.0, rate), 5.0, 0.1);
+    EXPECT_NEAR(sectionGainDb(chain[2], 8000.0, rate), 6.0, 0.1);
+
+    // Ten bands, zero ones skipped, in band order.
+    VoiceTreatment ten;
+    ten.eqBands = std::vector<double>{-6, 0, 0, 3, 0, 0, 0, 0, 0, 12};
+    chain = VoiceDSP::eqFilters(ten, rate);
+    ASSERT_EQ(chain.size(), 3u);
+    EXPECT_NEAR(sectionGainDb(chain[0], 31.5, rate, 8.0), -6.0, 0.1);
+    EXPECT_NEAR(sectionGainDb(chain[1], 250.0, rate), 3.0, 0.1);
+    EXPECT_NEAR(sectionGainDb(chain[2], 16000.0, rate), 12.0, 0.1);
+
+    // At 22050 Hz the 16 kHz band is designed at 0.45 of the rate.
+    chain = VoiceDSP::eqFilters(ten, 22050.0);
+    ASSERT_EQ(chain.size(), 3u);
+    EXPECT_NEAR(sectionGainDb(chain[2], 9922.5, 22050.0), 12.0, 0.1);
+
+    // Treble absent or 0 is the same chain; ten zero bands are an empty one.
+    VoiceTreatment absent;
+    absent.bass = 2.0;
+    VoiceTreatment zeroTreble = absent;
+    zeroTreble.treble = 0.0;
+    EXPECT_EQ(VoiceDSP::eqFilters(absent, rate), VoiceDSP::eqFilters(zeroTreble, rate));
+    VoiceTreatment tenZeros;
+    tenZeros.eqBands = std::vector<double>(10, 0.0);
+    EXPECT_TRUE(VoiceDSP::eqFilters(tenZeros, rate).empty());
+    EXPECT_TRUE(VoiceDSP::eqFilters(VoiceTreatment{}, rate).empty());
+}
+
+TEST(VoiceDSP, wholeChainShapesTheSpectrumAsItsSectionsAddUp)
+{
+    // Gate, compressor and leveller off: the chain alone on a quiet tone.
+    VoiceTreatment treatment;
+    treatment.eqBands = std::vector<double>{0, 0, 0, 0, 0, 6, 0, 0, 0, -6};
+    double boost = 20 * std::log10(steadyToneGain(treatment, -30.0));
+    double expected = sectionGainDb(Biquad::peaking(1000.0, 1.5, 6.0, 48000.0), 1000.0, 48000.0) +
+                      sectionGainDb(Biquad::peaking(16000.0, 1.5, -6.0, 48000.0), 1000.0, 48000.0);
+    EXPECT_NEAR(boost, expected, 0.1);
+    EXPECT_GT(boost, 5.5);
+}
+
+} // namespace
+} // namespace tw
