@@ -9,10 +9,23 @@
 
 namespace tw {
 
+// Codes of the "Audio" errors of the file layer.
+namespace AudioFileError {
+inline constexpr int open = 3;    // not a readable audio file
+inline constexpr int noAudio = 4; // no decodable audio stream
+inline constexpr int read = 5;    // decoding or reading failed
+inline constexpr int seek = 6;    // the file cannot be positioned
+inline constexpr int write = 7;   // creating or writing a file failed
+} // namespace AudioFileError
+
 class AudioFileReader {
 public:
-    // Fails with an "Audio" error whose description carries FFmpeg's own text.
+    // Fails with an "Audio" error whose description carries FFmpeg's own text. Uncompressed
+    // float CAF and WAV files take a faster route through libsndfile with the same samples.
     static Result<std::unique_ptr<AudioFileReader>> open(const std::filesystem::path& path);
+    // Always decodes through FFmpeg (the reference the faster route is held to).
+    static Result<std::unique_ptr<AudioFileReader>>
+    openWithFfmpeg(const std::filesystem::path& path);
     virtual ~AudioFileReader() = default;
 
     virtual double sampleRate() const = 0;

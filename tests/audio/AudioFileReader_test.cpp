@@ -1,0 +1,231 @@
+#include "audio/AudioFileReader.hpp"
+
+#include "support/AudioFiles.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace tw {
+namespace {
+
+using testfiles::TempDir;
+
+// Reads everything left, in chunks of random sizes.
+std::vector<float> readToEnd(AudioFileReader& reader, std::mt19937& random)
+{
+    std::vector<float> all;
+    std::vector<float> chunk;
+    std::uniform_int_distribution<int> size(1, 5000);
+    for (;;) {
+        const int frames = size(random);
+        chunk.resize(static_cast<std::size_t>(frames) * reader.channels());
+        auto got = reader.read(chunk.data(), frames);
+        EXPECT_TRUE(got.ok()) << (got.ok() ? "" : got.error().description);
+        if (!got || got.value() == 0)
+            break;
+        all.insert(all.end(), chunk.begin(), chunk.begin() + got.value() * reader.channels());
+    }
+    return all;
+}
+
+struct Format {
+    std::string extension;
+    std::string codecArgs;
+    int rate;
+    int channels;
+};
+
+TEST(AudioFileReader, decodesCommonFormatsSampleForSampleLikeFfmpeg)
+{
+    const std::vector<Format> formats = {
+        {"wav", "-c:a pcm_s16le", 44100, 2},
+        {"wav", "-c:a pcm_s24le", 96000, 1},
+        {"wav", "-c:a pcm_s32le", 8000, 2},
+        {"wav", "-c:a pcm_f32le", 48000, 2},
+        {"wav", "-c:a pcm_u8", 22050, 1},
+        {"flac", "", 192000, 2},
+        {"flac", "", 8000, 1},
+        {"ogg", "-c:a libvorbis", 44100, 2},
+        {"aiff", "", 48000, 1},
+        {"caf", "-c:a pcm_s16be", 32000, 2},
+        {"caf", "-c:a pcm_f32le", 48000, 1},
+        {"mp3", "-c:a libmp3lame", 44100, 2},
+        {"mp3", "-c:a libmp3lame", 8000, 1},
+        {"m4a", "-c:a aac", 48000, 2},
+        {"m4a", "-c:a aac", 22050, 1},
+        {"wav", "-c:a pcm_f64le", 16000, 1},
+    };
+    TempDir dir;
+    std::mt19937 random(7);
+    int index = 0;
+    for (const Format& format : formats) {
+        SCOPED_TRACE(format.extension + " " + format.codecArgs + " " + std::to_string(format.rate));
+        const auto file = dir / ("tone" + std::to_string(index++) + "." + format.extension);
+        testfiles::makeTone(file, format.rate, format.channels, 0.7, format.codecArgs);
+        const std::vector<float> expected = testfiles::decodeWithFfmpeg(file);
+
+        auto opened = AudioFileReader::open(file);
+        ASSERT_TRUE(opened.ok()) << opened.error().description;
+        AudioFileReader& reader = *opened.value();
+        EXPECT_EQ(reader.sampleRate(), format.rate);
+        ASSERT_EQ(reader.channels(), format.channels);
+        EXPECT_EQ(reader.position(), 0);
+        const std::vector<float> samples = readToEnd(reader, random);
+        ASSERT_EQ(samples.size(), expected.size());
+        EXPECT_TRUE(samples == expected);
+        EXPECT_EQ(reader.length() * format.channels, static_cast<std::int64_t>(expected.size()));
+        EXPECT_EQ(reader.position(), reader.length());
+    }
+}
+
+TEST(AudioFileReader, lengthOfCompressedFileIsKnownBeforeReadingAndMatchesTheDecode)
+{
+    TempDir dir;
+    for (std::string ext : {"mp3", "m4a", "ogg"}) {
+        const auto file = dir / ("music." + ext);
+        testfiles::makeTone(file, 44100, 2, 1.3);
+        const auto expected = testfiles::decodeWithFfmpeg(file);
+        auto opened = AudioFileReader::open(file);
+        ASSERT_TRUE(opened.ok()) << opened.error().description;
+        EXPECT_EQ(opened.value()->length() * 2, static_cast<std::int64_t>(expected.size())) << ext;
+        std::vector<float> first(100 * 2);
+        auto got = opened.value()->read(first.data(), 100);
+        ASSERT_TRUE(got.ok());
+        EXPECT_EQ(got.value(), 100);
+        EXPECT_TRUE(std::equal(first.begin(), first.end(), expected.begin())) << ext;
+    }
+}
+
+TEST(AudioFileReader, seekLandsOnTheExactFrameInWavFlacMp3AndAac)
+{
+    TempDir dir;
+    // Lossless formats give the very same samples. A lossy decoder restarted by a seek starts
+    // from other state (AAC's noise substitution carries a random state through the whole
+    // stream), so its samples differ slightly; a frame too early or too late differs far more.
+    const std::vector<Format> formats = {{"wav", "", 44100, 2},
+                                         {"flac", "", 48000, 1},
+                                         {"mp3", "-c:a libmp3lame", 44100, 2},
+                                         {"m4a", "-c:a aac", 48000, 2}};
+    std::mt19937 random(11);
+    for (const Format& format : formats) {
+        SCOPED_TRACE(format.extension);
+        const auto file = dir / ("seek." + format.extension);
+        // A rising pitch sweep: every frame differs from its neighbours.
+        testfiles::run("ffmpeg -nostdin -y -v error -f lavfi -i "
+                       "'aevalsrc=0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*(500+100*t)*t):s=" +
+                       std::to_string(format.rate) + ":d=4' -ac " +
+                       std::to_string(format.channels) + " " + format.codecArgs + " " +
+                       testfiles::quoted(file));
+        const std::vector<float> whole = testfiles::decodeWithFfmpeg(file);
+        const int channels = format.channels;
+        const double tolerance = format.codecArgs.empty() ? 0.0 : 3e-3;
+        const std::int64_t frames = static_cast<std::int64_t>(whole.size()) / channels;
+
+        auto opened = AudioFileReader::open(file);
+        ASSERT_TRUE(opened.ok()) << opened.error().description;
+        AudioFileReader& reader = *opened.value();
+        std::vector<std::int64_t> targets = {
+            frames / 2, 0,           1, 1151,       1152,          1153,  4800,
+            44117,      frames - 10, 3, frames / 3, frames - 5000, 100000};
+        std::uniform_int_distribution<std::int64_t> anywhere(0, frames - 1);
+        for (int i = 0; i < 12; ++i)
+            targets.push_back(anywhere(random));
+        std::vector<float> got(2000 * static_cast<std::size_t>(channels));
+        for (std::int64_t target : targets) {
+            SCOPED_TRACE("target " + std::to_string(target));
+            auto seek = reader.seek(target);
+            ASSERT_TRUE(seek.ok()) << seek.error().description;
+            EXPECT_EQ(reader.position(), target);
+            auto read = reader.read(got.data(), 2000);
+            ASSERT_TRUE(read.ok()) << read.error().description;
+            const std::int64_t expectedFrames = std::min<std::int64_t>(2000, frames - target);
+            ASSERT_EQ(read.value(), expectedFrames);
+            double worst = 0;
+            for (std::int64_t i = 0; i < expectedFrames * channels; ++i)
+                worst = std::max(worst, double(std::fabs(got[i] - whole[target * channels + i])));
+            EXPECT_LE(worst, tolerance);
+            // One frame early or late reads clearly worse than the right frame.
+            for (int shift : {-1, 1}) {
+                if (target + shift < 0 || target + shift + expectedFrames > frames)
+                    continue;
+                double shifted = 0;
+                for (std::int64_t i = 0; i < expectedFrames * channels; ++i)
+                    shifted = std::max(
+                        shifted,
+                        double(std::fabs(got[i] - whole[(target + shift) * channels + i])));
+                EXPECT_GT(shifted, std::max(4 * worst, 5e-3)) << "shift " << shift;
+            }
+        }
+        // Past the end: nothing more to read.
+        ASSERT_TRUE(reader.seek(frames + 1000).ok());
+        auto after = reader.read(got.data(), 10);
+        ASSERT_TRUE(after.ok());
+        EXPECT_EQ(after.value(), 0);
+        EXPECT_EQ(reader.length(), frames);
+    }
+}
+
+TEST(AudioFileReader, floatFilesTakeTheFastRouteWithTheSameSamplesAsFfmpeg)
+{
+    TempDir dir;
+    std::mt19937 random(3);
+    for (std::string name : {"take.caf", "render.wav"}) {
+        const auto file = dir / name;
+        testfiles::makeTone(file, 48000, 2, 0.9, "-c:a pcm_f32le");
+        auto fast = AudioFileReader::open(file);
+        auto reference = AudioFileReader::openWithFfmpeg(file);
+        ASSERT_TRUE(fast.ok() && reference.ok());
+        EXPECT_EQ(fast.value()->length(), reference.value()->length());
+        EXPECT_EQ(fast.value()->sampleRate(), reference.value()->sampleRate());
+        EXPECT_EQ(fast.value()->channels(), reference.value()->channels());
+        ASSERT_TRUE(fast.value()->seek(12345).ok());
+        ASSERT_TRUE(reference.value()->seek(12345).ok());
+        EXPECT_TRUE(readToEnd(*fast.value(), random) == readToEnd(*reference.value(), random));
+    }
+}
+
+TEST(AudioFileReader, brokenOrForeignFilesFailWithAReadableError)
+{
+    TempDir dir;
+    std::mt19937 random(5);
+    std::uniform_int_distribution<int> byte(0, 255);
+    std::vector<std::uint8_t> noise(20000);
+    for (auto& b : noise)
+        b = static_cast<std::uint8_t>(byte(random));
+
+    const auto wav = dir / "good.wav";
+    testfiles::makeTone(wav, 44100, 1, 0.5);
+    auto wavBytes = testfiles::readBytes(wav);
+    wavBytes.resize(30); // cut inside the header
+
+    const std::vector<std::pair<std::string, std::vector<std::uint8_t>>> cases = {
+        {"empty.wav", {}},
+        {"empty.mp3", {}},
+        {"noise.wav", noise},
+        {"noise.mp3", noise},
+        {"noise.m4a", noise},
+        {"truncated.wav", wavBytes},
+        {"project.m4a", std::vector<std::uint8_t>{'{', '"', 't', '"', ':', '1', '}', '\n'}},
+    };
+    for (const auto& [name, bytes] : cases) {
+        SCOPED_TRACE(name);
+        testfiles::writeBytes(dir / name, bytes);
+        auto opened = AudioFileReader::open(dir / name);
+        ASSERT_FALSE(opened.ok());
+        EXPECT_EQ(opened.error().domain, "Audio");
+        EXPECT_NE(opened.error().description.find(name), std::string::npos)
+            << opened.error().description;
+        // FFmpeg's own text follows the file name.
+        EXPECT_GT(opened.error().description.size(), name.size() + 40)
+            << opened.error().description;
+    }
+    auto missing = AudioFileReader::open(dir / "missing.flac");
+    ASSERT_FALSE(missing.ok());
+    EXPECT_NE(missing.error().description.find("No such file"), std::string::npos)
+        << missing.error().description;
+}
+
+} // namespace
+} // namespace tw

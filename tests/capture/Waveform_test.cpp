@@ -1,0 +1,212 @@
+#include "capture/Waveform.hpp"
+
+#include "audio/CafWriter.hpp"
+#include "support/AudioFiles.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace tw {
+namespace {
+
+using testfiles::TempDir;
+
+// The envelope rule applied to a whole decoded signal at once.
+std::vector<float> envelopeOf(const std::vector<float>& interleaved, int channels, double rate)
+{
+    const std::size_t perPeak = std::max<std::size_t>(std::size_t(rate / 50.0), 1);
+    const std::size_t frames = interleaved.size() / channels;
+    std::vector<float> peaks;
+    for (std::size_t start = 0; start < frames; start += perPeak) {
+        float m = 0;
+        for (std::size_t f = start; f < std::min(frames, start + perPeak); ++f)
+            for (int c = 0; c < channels; ++c)
+                m = std::max(m, std::fabs(interleaved[f * channels + c]));
+        peaks.push_back(m);
+    }
+    return peaks;
+}
+
+void writeCaf(const std::filesystem::path& file, const std::vector<float>& interleaved, double rate,
+              int channels)
+{
+    auto writer = CafWriter::create(file, rate, channels);
+    ASSERT_TRUE(writer.ok()) << writer.error().description;
+    ASSERT_TRUE(
+        writer.value()
+            ->writeInterleaved(interleaved.data(), static_cast<int>(interleaved.size() / channels))
+            .ok());
+    ASSERT_TRUE(writer.value()->close().ok());
+}
+
+std::vector<float> noise(std::size_t count, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> value(-0.6f, 0.6f);
+    std::vector<float> samples(count);
+    for (float& s : samples)
+        s = value(random);
+    return samples;
+}
+
+TEST(Waveform, bucketEdgesEmptyFilesStereoAndSlowRates)
+{
+    TempDir dir;
+    // 960 frames at 48 kHz: one full bucket; one frame more opens a second, partial one.
+    std::vector<float> samples(961, 0.25f);
+    samples[959] = -0.5f;
+    samples[960] = -0.125f;
+    writeCaf(dir / "960.caf", std::vector<float>(samples.begin(), samples.end() - 1), 48000, 1);
+    writeCaf(dir / "961.caf", samples, 48000, 1);
+    auto exact = waveform(dir / "960.caf");
+    ASSERT_TRUE(exact.ok()) << exact.error().description;
+    EXPECT_EQ(exact.value().peaks, (std::vector<float>{0.5f}));
+    EXPECT_DOUBLE_EQ(exact.value().duration, 0.02);
+    auto oneMore = waveform(dir / "961.caf");
+    ASSERT_TRUE(oneMore.ok());
+    EXPECT_EQ(oneMore.value().peaks, (std::vector<float>{0.5f, 0.125f}));
+    EXPECT_DOUBLE_EQ(oneMore.value().duration, 961.0 / 48000.0);
+
+    // An empty file (written by the project's writer and by ffmpeg).
+    writeCaf(dir / "empty.caf", {}, 48000, 2);
+    testfiles::run("ffmpeg -nostdin -y -v error -f lavfi -i anullsrc=r=44100:cl=mono -t 0 " +
+                   testfiles::quoted(dir / "empty.wav"));
+    for (const char* name : {"empty.caf", "empty.wav"}) {
+        auto empty = waveform(dir / name);
+        ASSERT_TRUE(empty.ok()) << name << ": " << empty.error().description;
+        EXPECT_TRUE(empty.value().peaks.empty()) << name;
+        EXPECT_EQ(empty.value().duration, 0.0) << name;
+    }
+
+    // Stereo: left silent, right reaching -0.8 gives 0.8 (absolute values, all channels).
+    std::vector<float> stereo(2 * 2000, 0.0f);
+    stereo[2 * 1000 + 1] = -0.8f;
+    stereo[2 * 1950 + 1] = 0.1f; // the partial third bucket
+    writeCaf(dir / "stereo.caf", stereo, 48000, 2);
+    testfiles::encodeSamples(dir / "stereo24.wav", stereo, 48000, 2, "-c:a pcm_s24le");
+    for (const char* name : {"stereo.caf", "stereo24.wav"}) {
+        auto both = waveform(dir / name);
+        ASSERT_TRUE(both.ok());
+        ASSERT_EQ(both.value().peaks.size(), 3u) << name;
+        EXPECT_EQ(both.value().peaks[0], 0.0f);
+        EXPECT_NEAR(both.value().peaks[1], 0.8f, 1e-6) << name;
+        EXPECT_NEAR(both.value().peaks[2], 0.1f, 1e-6) << name;
+    }
+
+    // Below 50 Hz every frame is its own peak.
+    const std::vector<float> slow = {0.1f, -0.2f, 0.3f, -0.4f, 0.0f, 0.9f, -1.5f};
+    writeCaf(dir / "slow.caf", slow, 40, 1);
+    auto perFrame = waveform(dir / "slow.caf");
+    ASSERT_TRUE(perFrame.ok());
+    EXPECT_EQ(perFrame.value().peaks,
+              (std::vector<float>{0.1f, 0.2f, 0.3f, 0.4f, 0.0f, 0.9f, 1.5f}));
+    EXPECT_DOUBLE_EQ(perFrame.value().duration, 7.0 / 40.0);
+}
+
+TEST(Waveform, chunkedReadsGiveTheWholeFileEnvelopeInEveryCommonFormat)
+{
+    struct Case {
+        std::string name;
+        std::string codecArgs;
+        int rate;
+        int channels;
+    };
+    const std::vector<Case> cases = {
+        {"a.mp3", "-c:a libmp3lame", 44100, 2},
+        {"b.mp3", "-c:a libmp3lame", 8000, 1},
+        {"c.m4a", "-c:a aac", 48000, 2},
+        {"d.wav", "-c:a pcm_s16le", 44100, 1},
+        {"e.wav", "-c:a pcm_s24le", 96000, 2},
+        {"f.wav", "-c:a pcm_s32le", 22050, 1},
+        {"g.flac", "", 192000, 2},
+        {"h.ogg", "-c:a libvorbis", 32000, 1},
+        {"i.aiff", "", 11025, 2},
+        {"j.caf", "-c:a pcm_s16le", 16000, 1},
+        {"k.caf", "-c:a pcm_f32le", 48000, 2},
+        {"l.wav", "-c:a pcm_f32le", 8000, 1},
+    };
+    TempDir dir;
+    unsigned seed = 1;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        // A little over 2.5 reads of 8192 frames plus a partial bucket, so buckets straddle reads.
+        const std::size_t frames = 8192 * 2 + 5000 + 7;
+        testfiles::encodeSamples(dir / c.name, noise(frames * c.channels, seed++), c.rate,
+                                 c.channels, c.codecArgs);
+        const std::vector<float> decoded = testfiles::decodeWithFfmpeg(dir / c.name);
+        auto result = waveform(dir / c.name);
+        ASSERT_TRUE(result.ok()) << result.error().description;
+        EXPECT_EQ(result.value().peaks, envelopeOf(decoded, c.channels, c.rate));
+        EXPECT_DOUBLE_EQ(result.value().duration, double(decoded.size() / c.channels) / c.rate);
+        EXPECT_FALSE(result.value().peaks.empty());
+    }
+}
+
+TEST(Waveform, cafWriterTakesAndFfmpegEncodedCopiesGiveIdenticalEnvelopes)
+{
+    TempDir dir;
+    const std::vector<float> samples = noise(2 * 50000, 99);
+    writeCaf(dir / "take.caf", samples, 44100, 2);
+    testfiles::encodeSamples(dir / "copy.wav", samples, 44100, 2, "-c:a pcm_f32le");
+    testfiles::encodeSamples(dir / "copy.flac", samples, 44100, 2, "-c:a flac -sample_fmt s32");
+    auto take = waveform(dir / "take.caf");
+    auto copy = waveform(dir / "copy.wav");
+    ASSERT_TRUE(take.ok() && copy.ok());
+    EXPECT_EQ(take.value(), copy.value());
+    EXPECT_EQ(take.value().peaks, envelopeOf(samples, 2, 44100));
+    EXPECT_EQ(take.value().peaks,
+              envelopeOf(testfiles::decodeWithFfmpeg(dir / "take.caf"), 2, 44100));
+    auto flac = waveform(dir / "copy.flac"); // 24-bit: close, not identical
+    ASSERT_TRUE(flac.ok());
+    ASSERT_EQ(flac.value().peaks.size(), take.value().peaks.size());
+    for (std::size_t i = 0; i < flac.value().peaks.size(); ++i)
+        EXPECT_NEAR(flac.value().peaks[i], take.value().peaks[i], 1e-6);
+}
+
+TEST(Waveform, projectPeaksKeepEveryVoiceSourceAndTheMusicOrFailWithTheFirstError)
+{
+    TempDir dir;
+    std::filesystem::create_directories(dir / "Media");
+    writeCaf(dir / "Media/voice-A.caf", std::vector<float>(48000, 0.5f), 48000, 1);
+    writeCaf(dir / "Media/voice-B.caf", std::vector<float>(4800, -0.25f), 48000, 1);
+    testfiles::makeTone(dir / "Media/music.mp3", 44100, 2, 1.0);
+
+    auto peaks = computeProjectPeaks(
+        dir.path(), {"Media/voice-A.caf", "Media/voice-B.caf", "Media/voice-A.caf"},
+        dir / "Media/music.mp3");
+    ASSERT_TRUE(peaks.ok()) << peaks.error().description;
+    ASSERT_EQ(peaks.value().voices.size(), 2u);
+    EXPECT_EQ(peaks.value().voices.at("Media/voice-A.caf").peaks, std::vector<float>(50, 0.5f));
+    EXPECT_DOUBLE_EQ(peaks.value().voices.at("Media/voice-A.caf").duration, 1.0);
+    EXPECT_EQ(peaks.value().voices.at("Media/voice-B.caf").peaks, std::vector<float>(5, 0.25f));
+    EXPECT_EQ(peaks.value().music, waveform(dir / "Media/music.mp3").value());
+    EXPECT_GT(peaks.value().music.duration, 0.99);
+    EXPECT_FALSE(peaks.value().music.peaks.empty());
+
+    auto noMusic = computeProjectPeaks(dir.path(), {"Media/voice-B.caf"}, std::nullopt);
+    ASSERT_TRUE(noMusic.ok());
+    EXPECT_TRUE(noMusic.value().music.peaks.empty());
+    EXPECT_EQ(noMusic.value().music.duration, 0.0);
+
+    // Broken files fail the batch as a whole with a readable error naming the file.
+    testfiles::writeBytes(dir / "Media/broken.caf", {'c', 'a', 'f', 'f', 0, 1});
+    testfiles::writeBytes(dir / "Media/zero.wav", {});
+    testfiles::writeBytes(dir / "notes.mp3", {'h', 'e', 'l', 'l', 'o', '\n'});
+    auto broken = computeProjectPeaks(
+        dir.path(), {"Media/voice-A.caf", "Media/broken.caf", "Media/missing.caf"}, std::nullopt);
+    ASSERT_FALSE(broken.ok());
+    EXPECT_EQ(broken.error().domain, "Audio");
+    EXPECT_NE(broken.error().description.find("broken.caf"), std::string::npos)
+        << broken.error().description;
+    auto zero = computeProjectPeaks(dir.path(), {"Media/zero.wav"}, std::nullopt);
+    ASSERT_FALSE(zero.ok());
+    EXPECT_NE(zero.error().description.find("zero.wav"), std::string::npos);
+    auto badMusic = computeProjectPeaks(dir.path(), {"Media/voice-A.caf"}, dir / "notes.mp3");
+    ASSERT_FALSE(badMusic.ok());
+    EXPECT_NE(badMusic.error().description.find("notes.mp3"), std::string::npos);
+}
+
+} // namespace
+} // namespace tw

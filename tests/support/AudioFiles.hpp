@@ -1,0 +1,121 @@
+// Audio files for tests, made on the fly with the ffmpeg and sox tools (no audio is checked in),
+// and the ffmpeg tool's own decode of a file as the reference to compare against.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tw::testfiles {
+
+// A fresh folder under the system temporary folder, removed with everything in it.
+class TempDir {
+public:
+    TempDir()
+    {
+        std::random_device device;
+        std::mt19937_64 random(device());
+        path_ = std::filesystem::temp_directory_path() /
+                ("tapewright-test-" + std::to_string(random()));
+        std::filesystem::create_directories(path_);
+    }
+    ~TempDir()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+inline std::string quoted(const std::filesystem::path& path)
+{
+    std::string out = "'";
+    for (char c : path.string()) {
+        if (c == '\'')
+            out += "'\\''";
+        else
+            out += c;
+    }
+    return out + "'";
+}
+
+// Runs a shell command; throws with the command when it fails, so a broken generator is seen
+// as such and not as a failure of the code under test.
+inline void run(const std::string& command)
+{
+    const int status = std::system(command.c_str());
+    if (status != 0)
+        throw std::runtime_error("command failed (" + std::to_string(status) + "): " + command);
+}
+
+// A sine tone made by ffmpeg's generator and encoded by ffmpeg into file (the extension picks the
+// container); codecArgs chooses the encoding, e.g. "-c:a pcm_s24le" or "-c:a libmp3lame".
+inline void makeTone(const std::filesystem::path& file, int rate, int channels, double seconds,
+                     const std::string& codecArgs = "", double frequency = 441.0)
+{
+    run("ffmpeg -nostdin -y -v error -f lavfi -i 'sine=frequency=" + std::to_string(frequency) +
+        ":sample_rate=" + std::to_string(rate) + ":duration=" + std::to_string(seconds) +
+        "' -af 'volume=0.5' -ac " + std::to_string(channels) + " " + codecArgs + " " +
+        quoted(file));
+}
+
+// Writes interleaved float samples as raw f32le and has ffmpeg encode them into file.
+inline void encodeSamples(const std::filesystem::path& file, const std::vector<float>& samples,
+                          int rate, int channels, const std::string& codecArgs = "")
+{
+    const std::filesystem::path raw = file.string() + ".f32";
+    {
+        std::ofstream out(raw, std::ios::binary);
+        out.write(reinterpret_cast<const char*>(samples.data()),
+                  static_cast<std::streamsize>(samples.size() * sizeof(float)));
+    }
+    run("ffmpeg -nostdin -y -v error -f f32le -ar " + std::to_string(rate) + " -ac " +
+        std::to_string(channels) + " -i " + quoted(raw) + " " + codecArgs + " " + quoted(file));
+    std::filesystem::remove(raw);
+}
+
+// The ffmpeg tool's decode of file as interleaved float samples (its own channel count).
+inline std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file)
+{
+    const std::string command =
+        "ffmpeg -nostdin -v error -i " + quoted(file) + " -map 0:a:0 -f f32le -";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        throw std::runtime_error("cannot run: " + command);
+    std::vector<float> samples;
+    float block[4096];
+    std::size_t got = 0;
+    while ((got = std::fread(block, sizeof(float), 4096, pipe)) > 0)
+        samples.insert(samples.end(), block, block + got);
+    if (pclose(pipe) != 0)
+        throw std::runtime_error("ffmpeg failed to decode " + file.string());
+    return samples;
+}
+
+inline void writeBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes)
+{
+    std::ofstream out(file, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+}
+
+inline std::vector<std::uint8_t> readBytes(const std::filesystem::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+} // namespace tw::testfiles
