@@ -19,9 +19,10 @@ function(tw_library folder)
   tw_defaults(tw_${folder})
 endfunction()
 
-# tw_test(<folder> <Unit> [LIBS ...] [LABELS ...] [SOURCES ...]): tests/<folder>/<Unit>_test.cpp.
+# tw_test(<folder> <Unit> [SERIAL] [LIBS ...] [LABELS ...] [SOURCES ...]):
+# tests/<folder>/<Unit>_test.cpp. SERIAL runs its cases alone (they share a sound server).
 function(tw_test folder unit)
-  cmake_parse_arguments(ARG "" "" "LIBS;LABELS;SOURCES" ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL" "" "LIBS;LABELS;SOURCES" ${ARGN})
   set(name ${folder}_${unit}_test)
   add_executable(${name} ${CMAKE_SOURCE_DIR}/tests/${folder}/${unit}_test.cpp ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
@@ -29,7 +30,17 @@ function(tw_test folder unit)
   target_compile_definitions(${name} PRIVATE TW_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
                                              TW_BINARY_DIR="${CMAKE_BINARY_DIR}")
   tw_defaults(${name})
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${folder};${ARG_LABELS}")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 TEST_LIST ${name}_TESTS)
+  # Set after discovery: a list passed through gtest_discover_tests' PROPERTIES loses all but
+  # its first label.
+  set(serial "")
+  if(ARG_SERIAL)
+    set(serial "RUN_SERIAL TRUE")
+  endif()
+  set(properties ${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake)
+  file(WRITE ${properties} "if(${name}_TESTS)\n  set_tests_properties(\${${name}_TESTS} "
+                           "PROPERTIES LABELS \"${folder};${ARG_LABELS}\" ${serial})\nendif()\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${properties})
 endfunction()
 
 # tw_bench(<name> SOURCES ... LIBS ...): a Google Benchmark program run by `make bench`.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tw {
@@ -16,6 +17,10 @@ struct CaptureSource {
 
     bool operator==(const CaptureSource&) const = default;
 };
+
+// The identifier of a source from its server name (FNV-1a, 32 bits), so a device plugged in again
+// keeps it. Never 0, which stands for the default source.
+std::uint32_t captureSourceId(std::string_view sourceName);
 
 class DeviceCatalog {
 public:

@@ -1,0 +1,176 @@
+#include "audio/PulseAudioInput.hpp"
+
+#include "audio/DeviceCatalog.hpp"
+
+#include "PulseRig.hpp"
+
+#include <atomic>
+#include <mutex>
+
+using namespace tw;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Collects what the capture thread delivers (a test may lock; the recorder does not).
+struct Capture {
+    std::mutex mutex;
+    std::vector<float> samples;
+    std::atomic<std::int64_t> frames{0};
+    std::atomic<int> badBuffers{0};
+    std::thread::id thread;
+    int channels = 0;
+
+    AudioInput::CaptureCallback callback()
+    {
+        return [this](const AudioBufferList& list, int count) {
+            if (list.count != 1 || list.buffers[0].channels != channels || count <= 0)
+                ++badBuffers;
+            std::lock_guard lock(mutex);
+            thread = std::this_thread::get_id();
+            const float* data = list.buffers[0].data;
+            samples.insert(samples.end(), data,
+                           data + static_cast<std::ptrdiff_t>(count) * channels);
+            frames += count;
+        };
+    }
+};
+
+class PulseAudioInputTest : public rig::PulseRigTest {};
+
+} // namespace
+
+TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnFormat)
+{
+    rig::ScratchFolder folder;
+    std::string tone = folder.file("tone.wav");
+    ASSERT_TRUE(rig::makeTone(tone, 1000, 1.5));
+    auto spec = rig::sourceSpec(rig::micName);
+    ASSERT_GT(spec.rate, 0);
+
+    PulseAudioInput input;
+    Capture capture;
+    input.setCaptureCallback(capture.callback());
+    auto format = input.open(captureSourceId(rig::micName));
+    ASSERT_TRUE(format.ok()) << format.error().description;
+    EXPECT_EQ(format.value().sampleRate, spec.rate);
+    EXPECT_EQ(format.value().channels, spec.channels);
+    EXPECT_EQ(format.value().sampleType, SampleType::float32);
+    EXPECT_EQ(input.format(), format.value());
+    capture.channels = format.value().channels;
+    EXPECT_FALSE(input.isRunning());
+
+    ASSERT_TRUE(input.start().ok());
+    EXPECT_TRUE(input.isRunning());
+    ASSERT_EQ(rig::run(std::string("paplay --device=") + rig::sinkName + " '" + tone + "'"), 0);
+    std::this_thread::sleep_for(300ms);
+    input.stop();
+    EXPECT_FALSE(input.isRunning());
+
+    std::lock_guard lock(capture.mutex);
+    EXPECT_EQ(capture.badBuffers, 0);
+    EXPECT_NE(capture.thread, std::this_thread::get_id());
+    EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * spec.rate));
+    for (int c = 0; c < capture.channels; ++c) {
+        auto heard = rig::loudPart(rig::channel(capture.samples, capture.channels, c));
+        ASSERT_GT(heard.size(), static_cast<std::size_t>(spec.rate)) << "channel " << c;
+        EXPECT_NEAR(rig::zeroCrossingFrequency(heard, spec.rate), 1000, 10);
+        EXPECT_NEAR(rig::toneAmplitude(heard, 1000, spec.rate), 0.5, 0.1);
+        EXPECT_LT(rig::toneAmplitude(heard, 1500, spec.rate), 0.05);
+    }
+}
+
+TEST_F(PulseAudioInputTest, identifierZeroOpensTheServersDefaultSource)
+{
+    PulseAudioInput input;
+    auto format = input.open(0);
+    ASSERT_TRUE(format.ok()) << format.error().description;
+    auto spec = rig::sourceSpec(rig::micName); // the rig's default source
+    EXPECT_EQ(format.value().sampleRate, spec.rate);
+    EXPECT_EQ(format.value().channels, spec.channels);
+}
+
+TEST_F(PulseAudioInputTest, aMissingSourceCannotBeActivated)
+{
+    PulseAudioInput input;
+    auto format = input.open(captureSourceId("tw_no_such_source"));
+    ASSERT_FALSE(format.ok());
+    EXPECT_EQ(format.error().domain, "System");
+    EXPECT_NE(format.error().code, 0);
+    EXPECT_EQ(format.error().description, "No se pudo activar la entrada seleccionada.");
+    EXPECT_FALSE(input.isRunning());
+}
+
+TEST_F(PulseAudioInputTest, withoutAServerOpeningFailsWithoutHanging)
+{
+    std::string saved = std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "";
+    rig::ScratchFolder folder;
+    setenv("PULSE_SERVER", ("unix:" + folder.file("no-such-socket")).c_str(), 1);
+    PulseAudioInput input;
+    auto format = input.open(0);
+    setenv("PULSE_SERVER", saved.c_str(), 1);
+    ASSERT_FALSE(format.ok());
+    EXPECT_EQ(format.error().description, "No se pudo activar la entrada seleccionada.");
+}
+
+TEST_F(PulseAudioInputTest, pausingCorksTheStreamAndResumingUncorksIt)
+{
+    PulseAudioInput input;
+    Capture capture;
+    input.setCaptureCallback(capture.callback());
+    auto format = input.open(captureSourceId(rig::micName));
+    ASSERT_TRUE(format.ok()) << format.error().description;
+    capture.channels = format.value().channels;
+    ASSERT_TRUE(input.start().ok());
+    ASSERT_TRUE(rig::eventually([&] { return capture.frames > 0; }));
+
+    ASSERT_TRUE(input.setPaused(true).ok());
+    EXPECT_FALSE(input.isRunning());
+    // What was captured before the cork may still drain; after that nothing comes.
+    std::this_thread::sleep_for(300ms);
+    std::int64_t whilePaused = capture.frames;
+    std::this_thread::sleep_for(400ms);
+    EXPECT_EQ(capture.frames, whilePaused);
+
+    ASSERT_TRUE(input.setPaused(false).ok());
+    EXPECT_TRUE(input.isRunning());
+    EXPECT_TRUE(rig::eventually([&] { return capture.frames > whilePaused; }));
+    input.stop();
+    // Pausing a stopped input does nothing.
+    EXPECT_TRUE(input.setPaused(true).ok());
+    EXPECT_FALSE(input.isRunning());
+}
+
+TEST_F(PulseAudioInputTest, unloadingTheSourceDuringCaptureIsAConfigurationChange)
+{
+    std::string module = rig::loadExtraMicrophone("tw_input_probe", "Sonda");
+    ASSERT_FALSE(module.empty());
+
+    PulseAudioInput input;
+    Capture capture;
+    std::atomic<int> changes{0};
+    std::atomic<bool> runningInHandler{true};
+    input.setCaptureCallback(capture.callback());
+    input.setConfigurationChangeHandler([&] {
+        runningInHandler = input.isRunning();
+        ++changes;
+    });
+    auto format = input.open(captureSourceId("tw_input_probe"));
+    ASSERT_TRUE(format.ok()) << format.error().description;
+    capture.channels = format.value().channels;
+    ASSERT_TRUE(input.start().ok());
+    ASSERT_TRUE(rig::eventually([&] { return capture.frames > 0; }));
+    EXPECT_EQ(changes, 0);
+
+    rig::unloadModule(module);
+    ASSERT_TRUE(rig::eventually([&] { return changes > 0; }));
+    EXPECT_FALSE(runningInHandler);
+    EXPECT_FALSE(input.isRunning());
+    // The stream is gone: it cannot be resumed.
+    auto resumed = input.setPaused(false);
+    EXPECT_FALSE(resumed.ok());
+    input.stop();
+
+    // And the source cannot be opened any more.
+    EXPECT_FALSE(input.open(captureSourceId("tw_input_probe")).ok());
+}

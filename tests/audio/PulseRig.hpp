@@ -1,0 +1,188 @@
+// What the device tests need around the private sound server that scripts/virtual-audio starts:
+// a check that it is there, shell commands against it (pactl, paplay, parec, sox), a scratch
+// folder and simple tone measurements.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tw::rig {
+
+inline constexpr const char* sinkName = "tapewright_out";
+inline constexpr const char* micName = "tapewright_mic";
+inline constexpr const char* micDescription = "Micrófono virtual";
+
+// A device test without the rig is a failure, not a skip: the test run always starts it.
+class PulseRigTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!std::getenv("TAPEWRIGHT_AUDIO_RIG"))
+            GTEST_FAIL() << "No virtual audio rig: run the device tests through scripts/run-tests, "
+                            "or eval \"$(scripts/virtual-audio start)\" first.";
+    }
+};
+
+// Runs a shell command; returns its exit status.
+inline int run(const std::string& command)
+{
+    int status = std::system(command.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Runs a shell command and returns what it printed, without the final newline.
+inline std::string output(const std::string& command)
+{
+    std::string text;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        std::array<char, 256> chunk{};
+        while (std::fgets(chunk.data(), chunk.size(), pipe))
+            text += chunk.data();
+        pclose(pipe);
+    }
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+        text.pop_back();
+    return text;
+}
+
+// Loads a virtual microphone of the rig's sink under another name; returns the module index.
+inline std::string loadExtraMicrophone(const std::string& name, const std::string& description)
+{
+    return output(std::string("pactl load-module module-remap-source master=") + sinkName +
+                  ".monitor source_name=" + name +
+                  " source_properties=device.description=" + description);
+}
+
+inline void unloadModule(const std::string& index)
+{
+    run("pactl unload-module " + index);
+}
+
+// The sample rate and channel count the server gives a source, from `pactl list short sources`.
+struct SourceSpec {
+    int rate = 0;
+    int channels = 0;
+};
+inline SourceSpec sourceSpec(const std::string& name)
+{
+    // Columns: index, name, driver, sample format, "2ch", "48000Hz", state.
+    std::string line =
+        output("pactl list short sources | awk -v n='" + name + "' '$2 == n { print $5, $6 }'");
+    SourceSpec spec;
+    std::sscanf(line.c_str(), "%dch %dHz", &spec.channels, &spec.rate);
+    return spec;
+}
+
+class ScratchFolder {
+public:
+    ScratchFolder()
+    {
+        std::random_device random;
+        path_ = std::filesystem::temp_directory_path() /
+                ("tw-rig-" + std::to_string(random()) + "-" + std::to_string(random()));
+        std::filesystem::create_directories(path_);
+    }
+    ~ScratchFolder() { std::filesystem::remove_all(path_); }
+    std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+private:
+    std::filesystem::path path_;
+};
+
+// A sine tone WAV made by sox.
+inline bool makeTone(const std::string& path, double frequency, double seconds, int rate = 48000,
+                     int channels = 2)
+{
+    return run("sox -q -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) +
+               " -b 16 '" + path + "' synth " + std::to_string(seconds) + " sine " +
+               std::to_string(frequency) + " vol 0.5") == 0;
+}
+
+// One channel of interleaved samples.
+inline std::vector<float> channel(const std::vector<float>& interleaved, int channels, int c)
+{
+    std::vector<float> samples;
+    for (std::size_t i = static_cast<std::size_t>(c); i < interleaved.size();
+         i += static_cast<std::size_t>(channels))
+        samples.push_back(interleaved[i]);
+    return samples;
+}
+
+// The part of a signal that is louder than the threshold: from the first to the last such
+// sample (the tone inside the silence around it).
+inline std::vector<float> loudPart(const std::vector<float>& samples, float threshold = 0.05f)
+{
+    std::size_t first = 0;
+    while (first < samples.size() && std::fabs(samples[first]) < threshold)
+        ++first;
+    std::size_t last = samples.size();
+    while (last > first && std::fabs(samples[last - 1]) < threshold)
+        --last;
+    return {samples.begin() + static_cast<std::ptrdiff_t>(first),
+            samples.begin() + static_cast<std::ptrdiff_t>(last)};
+}
+
+// Frequency from the rate of rising zero crossings.
+inline double zeroCrossingFrequency(const std::vector<float>& samples, double rate)
+{
+    if (samples.size() < 2)
+        return 0;
+    int crossings = 0;
+    for (std::size_t i = 1; i < samples.size(); ++i)
+        if (samples[i - 1] < 0 && samples[i] >= 0)
+            ++crossings;
+    return crossings * rate / static_cast<double>(samples.size());
+}
+
+// Amplitude of one frequency in the signal (a single DFT bin, Goertzel).
+inline double toneAmplitude(const std::vector<float>& samples, double frequency, double rate)
+{
+    if (samples.empty())
+        return 0;
+    double w = 2 * M_PI * frequency / rate;
+    double coefficient = 2 * std::cos(w);
+    double s1 = 0, s2 = 0;
+    for (float x : samples) {
+        double s0 = x + coefficient * s1 - s2;
+        s2 = s1;
+        s1 = s0;
+    }
+    double power = s1 * s1 + s2 * s2 - coefficient * s1 * s2;
+    return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(samples.size());
+}
+
+inline double rms(const std::vector<float>& samples)
+{
+    if (samples.empty())
+        return 0;
+    double sum = 0;
+    for (float x : samples)
+        sum += double(x) * x;
+    return std::sqrt(sum / static_cast<double>(samples.size()));
+}
+
+// Polls a condition for up to `timeout` (the server works in real time, there is no clock to
+// advance).
+template <class Condition>
+bool eventually(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(5))
+{
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (condition())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+} // namespace tw::rig

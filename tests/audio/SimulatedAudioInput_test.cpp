@@ -1,0 +1,191 @@
+#include "audio/SimulatedAudioInput.hpp"
+
+#include "audio/Denormals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+
+using namespace tw;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Collected {
+    std::mutex mutex;
+    std::vector<float> samples;
+    std::vector<int> bufferSizes;
+    std::thread::id thread;
+    bool denormalsOff = false;
+
+    AudioInput::CaptureCallback callback()
+    {
+        return [this](const AudioBufferList& list, int frames) {
+            std::lock_guard lock(mutex);
+            thread = std::this_thread::get_id();
+            denormalsOff = ScopedDenormalsOff::active();
+            bufferSizes.push_back(frames);
+            const AudioBuffer& buffer = list.buffers[0];
+            samples.insert(samples.end(), buffer.data,
+                           buffer.data + static_cast<std::ptrdiff_t>(frames) * buffer.channels);
+        };
+    }
+};
+
+SimulatedAudioInput::Options stereo(int bufferFrames)
+{
+    SimulatedAudioInput::Options options;
+    options.format = StreamFormat{44100, 2, SampleType::float32, true};
+    options.bufferFrames = bufferFrames;
+    return options;
+}
+
+std::vector<float> ramp(std::size_t count)
+{
+    std::vector<float> samples(count);
+    for (std::size_t i = 0; i < count; ++i)
+        samples[i] = static_cast<float>(i) / static_cast<float>(count);
+    return samples;
+}
+
+} // namespace
+
+TEST(SimulatedAudioInput, deliversTheWholeSignalInBuffersOfTheChosenSizeOnItsOwnThread)
+{
+    auto signal = ramp(2 * 10000);
+    SimulatedAudioInput input(stereo(4096), signal);
+    Collected collected;
+    input.setCaptureCallback(collected.callback());
+
+    auto format = input.open(0);
+    ASSERT_TRUE(format.ok());
+    EXPECT_EQ(format.value(), (StreamFormat{44100, 2, SampleType::float32, true}));
+    ASSERT_TRUE(input.start().ok());
+    EXPECT_EQ(input.waitForFrames(10000), 10000);
+    input.stop();
+
+    std::lock_guard lock(collected.mutex);
+    EXPECT_EQ(collected.bufferSizes, (std::vector<int>{4096, 4096, 1808}));
+    EXPECT_EQ(collected.samples, signal);
+    EXPECT_NE(collected.thread, std::this_thread::get_id());
+    EXPECT_TRUE(collected.denormalsOff);
+}
+
+TEST(SimulatedAudioInput, aGeneratedSignalRunsOnUntilStopped)
+{
+    SimulatedAudioInput::Options options;
+    options.bufferFrames = 480;
+    SimulatedAudioInput input(options,
+                              [](std::int64_t frame, int) { return frame % 2 ? 1.f : -1.f; });
+    Collected collected;
+    input.setCaptureCallback(collected.callback());
+    ASSERT_TRUE(input.open(0).ok());
+    ASSERT_TRUE(input.start().ok());
+    EXPECT_GE(input.waitForFrames(48000), 48000);
+    input.stop();
+    auto delivered = input.framesDelivered();
+    EXPECT_FALSE(input.isRunning());
+
+    std::lock_guard lock(collected.mutex);
+    ASSERT_EQ(static_cast<std::int64_t>(collected.samples.size()), delivered);
+    for (std::size_t i = 0; i < collected.samples.size(); ++i)
+        ASSERT_EQ(collected.samples[i], i % 2 ? 1.f : -1.f) << i;
+}
+
+TEST(SimulatedAudioInput, realTimePaceNeverRunsAheadOfTheClock)
+{
+    auto options = stereo(441);
+    options.pace = SimulatedAudioInput::Pace::realTime;
+    SimulatedAudioInput input(options, [](std::int64_t, int) { return 0.f; });
+    ASSERT_TRUE(input.open(0).ok());
+    auto began = std::chrono::steady_clock::now();
+    ASSERT_TRUE(input.start().ok());
+    input.waitForFrames(4410);
+    for (int i = 0; i < 5; ++i) {
+        std::this_thread::sleep_for(20ms);
+        double elapsed =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+        // At most one buffer ahead of the time that passed.
+        EXPECT_LE(input.framesDelivered(), static_cast<std::int64_t>(elapsed * 44100) + 441);
+    }
+    input.stop();
+}
+
+TEST(SimulatedAudioInput, opensOnlyListedSourcesWithAValidFormat)
+{
+    SimulatedAudioInput input(stereo(256), [](std::int64_t, int) { return 0.f; });
+    input.setSources({7, 9});
+    EXPECT_TRUE(input.open(0).ok());
+    EXPECT_TRUE(input.open(9).ok());
+    EXPECT_EQ(input.openedSource(), 9u);
+
+    auto missing = input.open(8);
+    ASSERT_FALSE(missing.ok());
+    EXPECT_EQ(missing.error().domain, "System");
+    EXPECT_EQ(missing.error().description, "No se pudo activar la entrada seleccionada.");
+
+    auto options = stereo(256);
+    options.format.channels = 0;
+    SimulatedAudioInput silent(options, [](std::int64_t, int) { return 0.f; });
+    auto invalid = silent.open(0);
+    ASSERT_FALSE(invalid.ok());
+    EXPECT_EQ(invalid.error(),
+              (Error{"Audio", 1, "La entrada no tiene un formato de audio válido."}));
+
+    options.format = StreamFormat{0, 2, SampleType::float32, true};
+    SimulatedAudioInput rateless(options, [](std::int64_t, int) { return 0.f; });
+    EXPECT_FALSE(rateless.open(0).ok());
+}
+
+TEST(SimulatedAudioInput, pauseHoldsDeliveryAndAFailedResumeKeepsItPaused)
+{
+    SimulatedAudioInput input(stereo(100), ramp(2 * 1000));
+    std::atomic<bool> pausedFromCallback{false};
+    // Pausing from the capture thread after the first buffer makes the pause point exact.
+    input.setCaptureCallback([&](const AudioBufferList&, int) {
+        if (!pausedFromCallback.exchange(true)) {
+            EXPECT_TRUE(input.setPaused(true).ok());
+        }
+    });
+    ASSERT_TRUE(input.open(0).ok());
+    EXPECT_TRUE(input.setPaused(true).ok()); // nothing to pause yet
+    ASSERT_TRUE(input.start().ok());
+    EXPECT_EQ(input.waitForFrames(1000, 200ms), 100);
+    EXPECT_FALSE(input.isRunning());
+
+    input.failNextResume(Error{"System", 42, "no"});
+    auto failed = input.setPaused(false);
+    ASSERT_FALSE(failed.ok());
+    EXPECT_EQ(failed.error().code, 42);
+    EXPECT_FALSE(input.isRunning());
+    EXPECT_EQ(input.waitForFrames(1000, 50ms), 100);
+
+    ASSERT_TRUE(input.setPaused(false).ok());
+    EXPECT_TRUE(input.isRunning());
+    EXPECT_EQ(input.waitForFrames(1000), 1000);
+    input.stop();
+}
+
+TEST(SimulatedAudioInput, disappearingEndsTheCaptureAndAnnouncesIt)
+{
+    SimulatedAudioInput input(stereo(64), [](std::int64_t, int) { return 0.25f; });
+    std::atomic<int> changes{0};
+    std::atomic<bool> runningInHandler{true};
+    input.setConfigurationChangeHandler([&] {
+        runningInHandler = input.isRunning();
+        ++changes;
+    });
+    ASSERT_TRUE(input.open(5).ok());
+    ASSERT_TRUE(input.start().ok());
+    input.waitForFrames(640);
+
+    input.disappear();
+    EXPECT_EQ(changes, 1);
+    EXPECT_FALSE(runningInHandler);
+    EXPECT_FALSE(input.isRunning());
+    auto delivered = input.framesDelivered();
+    EXPECT_EQ(input.waitForFrames(delivered + 64, 50ms), delivered);
+    EXPECT_FALSE(input.open(5).ok()); // unplugged
+    EXPECT_TRUE(input.open(0).ok());  // the default is still there
+}
