@@ -1,0 +1,211 @@
+// Signals, files and measurements for the render graph and player tests: real audio files made on
+// the spot (float WAV written here, other formats by the ffmpeg tool), and the few measurements
+// the tests make on rendered audio.
+#pragma once
+
+#include "audio/AudioMix.hpp"
+#include "audio/Composition.hpp"
+#include "audio/ProcessingTap.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tw::graphtest {
+
+class ScratchFolder {
+public:
+    ScratchFolder()
+    {
+        std::random_device device;
+        path_ = std::filesystem::temp_directory_path() /
+                ("tapewright-graph-" + std::to_string(std::mt19937_64(device())()));
+        std::filesystem::create_directories(path_);
+    }
+    ~ScratchFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+// A 32-bit float WAV file of interleaved samples.
+inline void writeFloatWav(const std::filesystem::path& file, const std::vector<float>& samples,
+                          int rate, int channels)
+{
+    std::ofstream out(file, std::ios::binary);
+    auto u32 = [&](std::uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
+    auto u16 = [&](std::uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
+    const auto bytes = static_cast<std::uint32_t>(samples.size() * sizeof(float));
+    out.write("RIFF", 4);
+    u32(36 + bytes);
+    out.write("WAVEfmt ", 8);
+    u32(16);
+    u16(3); // IEEE float
+    u16(static_cast<std::uint16_t>(channels));
+    u32(static_cast<std::uint32_t>(rate));
+    u32(static_cast<std::uint32_t>(rate * channels * 4));
+    u16(static_cast<std::uint16_t>(channels * 4));
+    u16(32);
+    out.write("data", 4);
+    u32(bytes);
+    out.write(reinterpret_cast<const char*>(samples.data()), bytes);
+}
+
+// Runs a tool; a failing generator is a broken test setup, not a fault of the code under test.
+inline void run(const std::string& command)
+{
+    if (std::system(command.c_str()) != 0)
+        throw std::runtime_error("command failed: " + command);
+}
+
+// A mono sine tone encoded by the ffmpeg tool (16-bit WAV or FLAC: the FFmpeg decoding route).
+inline void writeToneWithFfmpeg(const std::filesystem::path& file, double frequency, int rate,
+                                double seconds)
+{
+    run("ffmpeg -nostdin -y -v error -f lavfi -i 'sine=frequency=" + std::to_string(frequency) +
+        ":sample_rate=" + std::to_string(rate) + ":duration=" + std::to_string(seconds) +
+        "' -af 'volume=0.5' -ac 1 '" + file.string() + "'");
+}
+
+inline std::vector<float> sine(double frequency, int rate, int channels, std::int64_t frames,
+                               float amplitude = 0.5f)
+{
+    std::vector<float> samples(static_cast<std::size_t>(frames * channels));
+    for (std::int64_t f = 0; f < frames; ++f)
+        for (int c = 0; c < channels; ++c)
+            samples[static_cast<std::size_t>(f * channels + c)] = static_cast<float>(
+                amplitude * std::sin(2 * std::numbers::pi * frequency * f / rate));
+    return samples;
+}
+
+inline std::vector<float> constant(float value, int channels, std::int64_t frames)
+{
+    return std::vector<float>(static_cast<std::size_t>(frames * channels), value);
+}
+
+// Noise that differs in each channel, so a swapped or duplicated channel shows.
+inline std::vector<float> noise(int channels, std::int64_t frames, unsigned seed = 7)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
+    std::vector<float> samples(static_cast<std::size_t>(frames * channels));
+    for (float& s : samples)
+        s = uniform(random);
+    return samples;
+}
+
+inline AudioAsset loadAsset(const std::filesystem::path& file)
+{
+    auto asset = AudioAsset::load(file);
+    if (!asset)
+        throw std::runtime_error(asset.error().description);
+    return asset.value();
+}
+
+inline MediaTime seconds(double s)
+{
+    return MediaTime::fromSeconds(s);
+}
+
+// The automation the mix builder makes for a voice clip: silent outside, v inside.
+inline void addClipVolume(VolumeAutomation& volume, MediaTime start, MediaTime duration, float v)
+{
+    volume.setVolumeRamp(v, v, start, duration);
+    volume.setVolume(0, start + duration);
+}
+
+inline float sampleAt(const std::vector<float>& stereo, std::int64_t frame, int channel)
+{
+    return stereo[static_cast<std::size_t>(frame * 2 + channel)];
+}
+
+// The first frame whose left or right sample is not silent, or -1.
+inline std::int64_t firstSound(const std::vector<float>& stereo, std::int64_t from = 0,
+                               float threshold = 1e-6f)
+{
+    for (std::size_t i = static_cast<std::size_t>(from * 2); i < stereo.size(); ++i)
+        if (std::fabs(stereo[i]) > threshold)
+            return static_cast<std::int64_t>(i / 2);
+    return -1;
+}
+
+inline float peak(const std::vector<float>& stereo, std::int64_t from, std::int64_t to)
+{
+    float p = 0;
+    for (std::int64_t i = from * 2; i < to * 2; ++i)
+        p = std::max(p, std::fabs(stereo[static_cast<std::size_t>(i)]));
+    return p;
+}
+
+// Frequency of a tone in one channel from its rising zero crossings, placed between samples by
+// linear interpolation: far finer than a hertz over a second of audio.
+inline double measureFrequency(const std::vector<float>& stereo, int channel, std::int64_t from,
+                               std::int64_t to, int rate)
+{
+    double firstCrossing = -1, lastCrossing = -1;
+    int crossings = 0;
+    for (std::int64_t f = from + 1; f < to; ++f) {
+        const float a = sampleAt(stereo, f - 1, channel), b = sampleAt(stereo, f, channel);
+        if (a < 0 && b >= 0) {
+            const double at = static_cast<double>(f - 1) + a / (a - b);
+            if (firstCrossing < 0)
+                firstCrossing = at;
+            lastCrossing = at;
+            ++crossings;
+        }
+    }
+    if (crossings < 2)
+        return 0;
+    return (crossings - 1) / ((lastCrossing - firstCrossing) / rate);
+}
+
+// A tap that counts its calls and keeps the largest sample it was given.
+class CountingTap final : public ProcessingTap {
+public:
+    void prepare(int maxFrames, const StreamFormat& format) override
+    {
+        ++prepares;
+        preparedMaxFrames = maxFrames;
+        preparedFormat = format;
+    }
+    void process(AudioBufferList& list, int frames) override
+    {
+        ++processCalls;
+        framesProcessed += frames;
+        float p = largestInput.load();
+        for (int b = 0; b < list.count; ++b)
+            for (int i = 0; i < frames * list.buffers[b].channels; ++i)
+                p = std::max(p, std::fabs(list.buffers[b].data[i]));
+        largestInput = p;
+        if (gain != 1.0f)
+            for (int b = 0; b < list.count; ++b)
+                for (int i = 0; i < frames * list.buffers[b].channels; ++i)
+                    list.buffers[b].data[i] *= gain;
+    }
+    void unprepare() override { ++unprepares; }
+
+    std::atomic<int> prepares{0};
+    std::atomic<int> unprepares{0};
+    std::atomic<std::int64_t> processCalls{0};
+    std::atomic<std::int64_t> framesProcessed{0};
+    std::atomic<float> largestInput{0};
+    int preparedMaxFrames = 0;
+    StreamFormat preparedFormat;
+    float gain = 1.0f;
+};
+
+} // namespace tw::graphtest

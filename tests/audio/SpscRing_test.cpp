@@ -1,0 +1,66 @@
+#include "audio/SpscRing.hpp"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace tw {
+
+TEST(SpscRing, keepsFramesInOrderAcrossTheWrapAndRefusesWhatDoesNotFit)
+{
+    SpscRing ring(2, 6); // rounds up to 8 frames
+    EXPECT_EQ(ring.capacity(), 8);
+    std::vector<float> in(40);
+    for (int i = 0; i < 40; ++i)
+        in[i] = static_cast<float>(i);
+    EXPECT_EQ(ring.write(in.data(), 5), 5);
+    std::vector<float> out(20, -1);
+    EXPECT_EQ(ring.read(out.data(), 3), 3);
+    EXPECT_EQ(out[5], 5.0f);
+    // 2 left; 6 more fit, wrapping past the end of the storage.
+    EXPECT_EQ(ring.write(in.data() + 10, 10), 6);
+    EXPECT_EQ(ring.writable(), 0);
+    EXPECT_EQ(ring.readable(), 8);
+    EXPECT_EQ(ring.read(out.data(), 10), 8);
+    const std::vector<float> expected{6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
+    EXPECT_EQ(std::vector<float>(out.begin(), out.begin() + 16), expected);
+    EXPECT_EQ(ring.read(out.data(), 1), 0);
+}
+
+TEST(SpscRing, aProducerAndAConsumerOnTwoThreadsLoseAndRepeatNothing)
+{
+    SpscRing ring(2, 1024);
+    constexpr std::int64_t total = 2'000'000;
+    std::thread producer([&] {
+        std::vector<float> block(2 * 300);
+        std::int64_t next = 0;
+        while (next < total) {
+            const std::int64_t count = std::min<std::int64_t>(300, total - next);
+            for (std::int64_t i = 0; i < count; ++i) {
+                block[2 * i] = static_cast<float>((next + i) % 65536);
+                block[2 * i + 1] = -block[2 * i];
+            }
+            std::int64_t written = 0;
+            while (written < count)
+                written += ring.write(block.data() + 2 * written, count - written);
+            next += count;
+        }
+    });
+    std::vector<float> block(2 * 257);
+    std::int64_t expected = 0;
+    bool inOrder = true;
+    while (expected < total) {
+        const std::int64_t got = ring.read(block.data(), 257);
+        for (std::int64_t i = 0; i < got; ++i) {
+            const auto value = static_cast<float>((expected + i) % 65536);
+            inOrder = inOrder && block[2 * i] == value && block[2 * i + 1] == -value;
+        }
+        expected += got;
+    }
+    producer.join();
+    EXPECT_TRUE(inOrder);
+    EXPECT_EQ(ring.readable(), 0);
+}
+
+} // namespace tw
