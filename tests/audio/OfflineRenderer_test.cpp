@@ -1,0 +1,213 @@
+#include "audio/OfflineRenderer.hpp"
+
+#include "GraphSignals.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+using namespace graphtest;
+
+namespace {
+
+std::vector<float> render(const Composition& composition, const AudioMix& mix, double from,
+                          double length, OfflineRenderOptions options = {})
+{
+    auto rendered =
+        renderOfflineToBuffer(composition, mix, seconds(from), seconds(length), options);
+    if (!rendered)
+        throw std::runtime_error(rendered.error().description);
+    return std::move(rendered).value();
+}
+
+class OfflineRendererTest : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+};
+
+} // namespace
+
+TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceBetween)
+{
+    const auto voice = noise(1, 48000 * 2);
+    writeFloatWav(folder / "voice.wav", voice, 48000, 1);
+    const AudioAsset asset = loadAsset(folder / "voice.wav");
+
+    Composition composition;
+    CompositionTrack* track = composition.addTrack(1);
+    // Two clips from one file: 0.5 s from 0.25 s placed at 1.2345678 s, then 0.3 s from 1.5 s
+    // placed at 2.2 s. gain 0.5 under voice volume 0.8 plays at 0.4.
+    const MediaTime firstAt = seconds(1.2345678), secondAt = seconds(2.2);
+    ASSERT_TRUE(track->insertTimeRange(asset, seconds(0.25), seconds(0.5), firstAt));
+    ASSERT_TRUE(track->insertTimeRange(asset, seconds(1.5), seconds(0.3), secondAt));
+    AudioMix mix;
+    InputParameters parameters{1, {}, nullptr};
+    parameters.volume.setVolume(0, {});
+    addClipVolume(parameters.volume, firstAt, seconds(0.5), 0.8f * 0.5f);
+    addClipVolume(parameters.volume, secondAt, seconds(0.3), 0.8f);
+    mix.inputParameters.push_back(parameters);
+
+    const auto out = render(composition, mix, 0, 3);
+    ASSERT_EQ(out.size(), 3u * 48000 * 2);
+    const std::int64_t first = std::llround(1.2345678 * 48000);
+    EXPECT_EQ(firstSound(out), first);
+    for (std::int64_t f = first; f < first + 24000; ++f) {
+        const float expected = voice[static_cast<std::size_t>(12000 + f - first)] * 0.4f;
+        ASSERT_NEAR(sampleAt(out, f, 0), expected, 1e-6f) << f;
+        ASSERT_EQ(sampleAt(out, f, 0), sampleAt(out, f, 1)) << "mono feeds both channels";
+    }
+    const std::int64_t second = 105600; // 2.2 s
+    EXPECT_EQ(peak(out, first + 24000, second), 0.0f);
+    EXPECT_EQ(firstSound(out, first + 24000), second);
+    for (std::int64_t f = second; f < second + 14400; ++f)
+        ASSERT_NEAR(sampleAt(out, f, 1), voice[static_cast<std::size_t>(72000 + f - second)] * 0.8f,
+                    1e-6f);
+    EXPECT_EQ(peak(out, second + 14400, 3 * 48000), 0.0f);
+}
+
+TEST_F(OfflineRendererTest, musicFadesFollowTheirRampsSampleBySample)
+{
+    const auto music = noise(2, 48000 * 10, 11);
+    writeFloatWav(folder / "music.wav", music, 48000, 2);
+    Composition composition;
+    CompositionTrack* track = composition.addTrack(2);
+    track->insertEmptyTimeRange({}, seconds(3));
+    ASSERT_TRUE(
+        track->insertTimeRange(loadAsset(folder / "music.wav"), {}, seconds(10), seconds(3)));
+    AudioMix mix;
+    InputParameters parameters{2, {}, nullptr};
+    parameters.volume.setVolume(0, {});
+    parameters.volume.setVolumeRamp(0, 0.7f, seconds(4), seconds(2));
+    parameters.volume.setVolumeRamp(0.7f, 0, seconds(11), seconds(2));
+    mix.inputParameters.push_back(parameters);
+
+    const auto out = render(composition, mix, 0, 14);
+    float worst = 0;
+    for (std::int64_t f = 0; f < 14 * 48000; ++f) {
+        const float gain = parameters.volume.volumeAt(MediaTime{f});
+        for (int c = 0; c < 2; ++c) {
+            const float source = f >= 3 * 48000 && f < 13 * 48000
+                                     ? music[static_cast<std::size_t>((f - 3 * 48000) * 2 + c)]
+                                     : 0.0f;
+            worst = std::max(worst, std::fabs(sampleAt(out, f, c) - source * gain));
+        }
+    }
+    EXPECT_LT(worst, 1e-6f);
+    // The two channels stay apart.
+    EXPECT_NE(sampleAt(out, 8 * 48000, 0), sampleAt(out, 8 * 48000, 1));
+}
+
+TEST_F(OfflineRendererTest, a44kToneSourcePlaysAtTheRightPitchAndPlaceAt48k)
+{
+    // Half a second of silence, then a 1 kHz tone: its onset marks the place.
+    std::vector<float> samples(22050, 0.0f);
+    const auto tone = sine(1000, 44100, 1, 3 * 44100);
+    samples.insert(samples.end(), tone.begin(), tone.end());
+    writeFloatWav(folder / "raw.wav", samples, 44100, 1);
+    run("ffmpeg -nostdin -y -v error -i '" + (folder / "raw.wav").string() + "' -c:a flac '" +
+        (folder / "tone.flac").string() + "'");
+    const AudioAsset asset = loadAsset(folder / "tone.flac");
+    ASSERT_EQ(asset.sampleRate, 44100);
+
+    Composition composition;
+    // From 0.25 s of the file placed at 1 s: the onset belongs at 1.25 s. The clip runs 0.25 s
+    // past the end of the file (3.5 s long), so it falls silent at 4.25 s.
+    ASSERT_TRUE(
+        composition.addTrack(1)->insertTimeRange(asset, seconds(0.25), seconds(3.5), seconds(1)));
+    const auto out = render(composition, AudioMix{}, 0, 4.75);
+    const std::int64_t onset = firstSound(out, 0, 0.01f);
+    EXPECT_NEAR(static_cast<double>(onset), 1.25 * 48000, 2.0);
+    EXPECT_LT(peak(out, 0, 1.25 * 48000 - 20), 0.001f) << "silence before the onset";
+    EXPECT_NEAR(measureFrequency(out, 0, 2 * 48000, 4 * 48000, 48000), 1000.0, 1.0);
+    EXPECT_NEAR(measureFrequency(out, 1, 2 * 48000, 4 * 48000, 48000), 1000.0, 1.0);
+    EXPECT_NEAR(peak(out, 2 * 48000, 4 * 48000), 0.5f, 0.01f);
+    EXPECT_NEAR(peak(out, 4 * 48000, 4.25 * 48000 - 64), 0.5f, 0.01f);
+    EXPECT_EQ(peak(out, 4.25 * 48000, 4.75 * 48000), 0.0f);
+}
+
+TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
+{
+    writeFloatWav(folder / "dc.wav", constant(0.8f, 1, 48000), 48000, 1);
+    Composition composition;
+    ASSERT_TRUE(
+        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.wav"), {}, seconds(1), {}));
+    auto tap = std::make_shared<CountingTap>();
+    tap->gain = 0.5f;
+    AudioMix mix;
+    mix.inputParameters.push_back(InputParameters{1, {}, tap});
+    mix.inputParameters[0].volume.setVolume(0.25f, {});
+
+    const auto out = render(composition, mix, 0, 1);
+    EXPECT_FLOAT_EQ(tap->largestInput.load(), 0.8f);
+    EXPECT_FLOAT_EQ(sampleAt(out, 1000, 0), 0.8f * 0.5f * 0.25f);
+    EXPECT_EQ(tap->prepares.load(), 1);
+    EXPECT_EQ(tap->unprepares.load(), 1);
+    EXPECT_EQ(tap->framesProcessed.load(), 48000);
+    EXPECT_EQ(tap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
+
+    OfflineRenderOptions noTaps;
+    noTaps.runTaps = false;
+    const auto plain = render(composition, mix, 0, 1, noTaps);
+    EXPECT_EQ(tap->prepares.load(), 1);
+    EXPECT_FLOAT_EQ(sampleAt(plain, 1000, 1), 0.8f * 0.25f);
+}
+
+TEST_F(OfflineRendererTest, renderingFromAnyFrameGivesTheSamplesOfARenderFromTheStart)
+{
+    writeFloatWav(folder / "voice.wav", noise(1, 48000 * 3, 5), 48000, 1);
+    writeFloatWav(folder / "music.wav", noise(2, 44100 * 5, 6), 44100, 2);
+    Composition composition;
+    CompositionTrack* voice = composition.addTrack(1);
+    const AudioAsset voiceAsset = loadAsset(folder / "voice.wav");
+    ASSERT_TRUE(voice->insertTimeRange(voiceAsset, seconds(0.1), seconds(1), seconds(0.5)));
+    ASSERT_TRUE(voice->insertTimeRange(voiceAsset, seconds(2), seconds(0.9), seconds(1.7)));
+    CompositionTrack* music = composition.addTrack(2);
+    ASSERT_TRUE(music->insertTimeRange(loadAsset(folder / "music.wav"), seconds(0.37), seconds(4),
+                                       seconds(0.2)));
+    AudioMix mix;
+    mix.inputParameters.push_back(InputParameters{2, {}, nullptr});
+    mix.inputParameters[0].volume.setVolumeRamp(1, 0, seconds(1), seconds(3));
+
+    const auto full = render(composition, mix, 0, 5);
+    for (double from : {0.2, 0.2001, 0.5, 1.3333, 1.7, 2.61, 4.19}) {
+        const auto part = render(composition, mix, from, 0.5);
+        const std::int64_t first = seconds(from).frameAt(48000);
+        for (std::size_t i = 0; i < part.size(); ++i)
+            ASSERT_EQ(part[i], full[static_cast<std::size_t>(first * 2) + i])
+                << "from " << from << " s, sample " << i;
+    }
+}
+
+TEST_F(OfflineRendererTest, aMissingSourceFailsWithItsDescription)
+{
+    writeFloatWav(folder / "gone.wav", constant(0.1f, 1, 4800), 48000, 1);
+    const AudioAsset asset = loadAsset(folder / "gone.wav");
+    std::filesystem::remove(folder / "gone.wav");
+    Composition composition;
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(asset, {}, seconds(0.1), {}));
+    auto rendered = renderOfflineToBuffer(composition, AudioMix{}, {}, seconds(0.1));
+    ASSERT_FALSE(rendered);
+    EXPECT_EQ(rendered.error().domain, "Audio");
+    EXPECT_NE(rendered.error().description.find("gone.wav"), std::string::npos)
+        << rendered.error().description;
+}
+
+TEST_F(OfflineRendererTest, aSinkThatSaysStopEndsTheRender)
+{
+    writeFloatWav(folder / "dc.wav", constant(0.3f, 2, 48000 * 2), 48000, 2);
+    Composition composition;
+    ASSERT_TRUE(
+        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.wav"), {}, seconds(2), {}));
+    std::int64_t frames = 0;
+    auto rendered = renderOffline(composition, AudioMix{}, {}, seconds(2), {},
+                                  [&](const float* stereo, int count) {
+                                      EXPECT_FLOAT_EQ(stereo[0], 0.3f);
+                                      frames += count;
+                                      return frames < 10000;
+                                  });
+    EXPECT_TRUE(rendered);
+    EXPECT_GE(frames, 10000);
+    EXPECT_LT(frames, 2 * 48000);
+}
+
+} // namespace tw
