@@ -1,11 +1,13 @@
 #include "voice/VoiceDSP.hpp"
 
 #include "voice/DenormalGuard.hpp"
+#include "voice/PreciseMath.hpp"
 #include "voice/TreatmentValues.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <type_traits>
 #include <utility>
 
 namespace tw {
@@ -35,15 +37,10 @@ bool isRadio(Preset preset)
 
 constexpr double gateFloor = 0.08;
 constexpr double gateReference = 0.00562; // about −45 dBFS: the gate is fully open from here up
-// Below this ratio to the reference, ratio^1.5 is under the floor.
-const double gateFloorRatio = std::pow(gateFloor, 2.0 / 3.0);
-constexpr double levelTarget = 0.126;    // about −18 dBFS
-constexpr double levelHoldBelow = 0.003; // about −50 dBFS: pauses keep the leveller's gain
+constexpr double levelTarget = 0.126;     // about −18 dBFS
+constexpr double levelHoldBelow = 0.003;  // about −50 dBFS: pauses keep the leveller's gain
 constexpr double levelMinGain = 0.25;
 constexpr double levelMaxGain = 4.0;
-// Energies outside these limits give a leveller gain clamped to 0.25 or 4.
-constexpr double levelQuietEnergy = (levelTarget / levelMaxGain) * (levelTarget / levelMaxGain);
-constexpr double levelLoudEnergy = (levelTarget / levelMinGain) * (levelTarget / levelMinGain);
 
 inline double softClip(double x)
 {
@@ -143,10 +140,13 @@ void VoiceDSP::process(AudioBufferList& list, int frames)
     }
 }
 
-// The shared detectors, frame by frame over the block: envelope, gate, compressor, leveller.
-// Leaves the factors each frame's samples are multiplied by.
+// The shared detectors over a block: envelope, gate, compressor, leveller. Leaves the factors
+// each frame's samples are multiplied by. Each detector is a short recurrence; its costly target
+// (a root, a logarithm) does not depend on the recurrence, so the targets are computed first, two
+// frames at a time, and the recurrences run after them without waiting.
 void VoiceDSP::detect(const AudioBufferList& list, int offset, int frames)
 {
+    using precise::Pair;
     std::fill_n(peak_.begin(), frames, 0.0);
     for (int b = 0; b < list.count; ++b) {
         const AudioBuffer& buffer = list.buffers[b];
@@ -161,63 +161,96 @@ void VoiceDSP::detect(const AudioBufferList& list, int offset, int frames)
             peak_[f] = peak;
         }
     }
+    // The pairwise passes read one frame past an odd block.
+    peak_[frames] = peak_[frames - 1];
 
+    // The envelope and the leveller's energy follow the peaks side by side.
     const double attack = attack_, attackStep = 1.0 - attack_;
     const double release = release_, releaseStep = 1.0 - release_;
-    const double gateOpen = gateOpen_, gateOpenStep = 1.0 - gateOpen_;
-    const double gateClose = gateClose_, gateCloseStep = 1.0 - gateClose_;
-    const double levelSpeed = levelSpeed_, levelStep = 1.0 - levelSpeed_;
     const double energySpeed = energySpeed_, energyStep = 1.0 - energySpeed_;
-    double envelope = envelope_, gain = gain_, gate = gate_, energy = energy_,
-           levelGain = levelGain_;
-
+    double envelope = envelope_, energy = energy_;
     for (int f = 0; f < frames; ++f) {
         const double peak = peak_[f];
-        envelope = peak > envelope ? attack * envelope + attackStep * peak
-                                   : release * envelope + releaseStep * peak;
-
-        if (reduceNoise_) {
-            // (envelope / reference)^1.5 limited to [0.08, 1]; x^1.5 = x·sqrt(x), and no root
-            // is needed where the limits decide.
-            double ratio = envelope / gateReference;
-            double target = ratio >= 1.0 ? 1.0
-                            : ratio <= gateFloorRatio
-                                ? gateFloor
-                                : std::max(ratio * std::sqrt(ratio), gateFloor);
-            gate = target > gate ? gateOpen * gate + gateOpenStep * target
-                                 : gateClose * gate + gateCloseStep * target;
-        }
-
-        if (enhance_) {
-            // Below the threshold the target is the makeup gain alone.
-            double target =
-                envelope <= thresholdLinear_
-                    ? makeup_
-                    : std::exp(compressorSlope_ * std::log(envelope) + compressorOffset_);
-            gain = target < gain ? attack * gain + attackStep * target
-                                 : release * gain + releaseStep * target;
-        }
-
+        // The attack moves further up and the release less far down, so the larger of the two
+        // candidates is the one the comparison would pick; no branch to mispredict on noise.
+        envelope = std::max(attack * envelope + attackStep * peak,
+                            release * envelope + releaseStep * peak);
+        envelopes_[f] = envelope;
         if (level_) {
             energy = energySpeed * energy + energyStep * (peak * peak);
-            if (envelope > levelHoldBelow) {
-                double target = energy <= levelQuietEnergy  ? levelMaxGain
-                                : energy >= levelLoudEnergy ? levelMinGain
-                                                            : levelTarget / std::sqrt(energy);
-                levelGain = levelSpeed * levelGain + levelStep * target;
-            }
+            levelFactor_[f] = energy;
         }
+    }
+    envelopes_[frames] = envelope;
+    levelFactor_[frames] = levelFactor_[frames - 1];
+    envelope_ = envelope;
+    if (level_)
+        energy_ = energy;
 
-        chainGain_[f] = enhance_ ? gain : 1.0;
-        levelFactor_[f] = level_ ? levelGain : 1.0;
-        gateFactor_[f] = gate;
+    // The targets, two frames at a time.
+    const Pair makeup = {makeup_, makeup_};
+    for (int f = 0; f < frames; f += 2) {
+        const Pair e = {envelopes_[f], envelopes_[f + 1]};
+        if (reduceNoise_) {
+            // (envelope / reference)^1.5 limited to [0.08, 1], with x^1.5 = x·sqrt(x).
+            const Pair ratio = e / gateReference;
+            const Pair target =
+                precise::min(precise::max(ratio * precise::sqrt(ratio), gateFloor), 1.0);
+            gateFactor_[f] = target[0];
+            gateFactor_[f + 1] = target[1];
+        }
+        if (enhance_) {
+            // Below the threshold the target is the makeup gain alone.
+            const Pair over = precise::exp(compressorSlope_ * precise::log(e) + compressorOffset_);
+            const Pair target = e <= thresholdLinear_ ? makeup : over;
+            chainGain_[f] = target[0];
+            chainGain_[f + 1] = target[1];
+        }
+        if (level_) {
+            const Pair energies = precise::max(Pair{levelFactor_[f], levelFactor_[f + 1]}, 1e-6);
+            const Pair target = precise::min(
+                precise::max(levelTarget / precise::sqrt(energies), levelMinGain), levelMaxGain);
+            levelFactor_[f] = target[0];
+            levelFactor_[f + 1] = target[1];
+        }
     }
 
-    envelope_ = envelope;
-    gain_ = gain;
+    // The three gains follow their targets side by side.
+    const double open = gateOpen_, openStep = 1.0 - gateOpen_;
+    const double close = gateClose_, closeStep = 1.0 - gateClose_;
+    const double speed = levelSpeed_, speedStep = 1.0 - levelSpeed_;
+    double gate = gate_, gain = gain_, levelGain = levelGain_;
+    for (int f = 0; f < frames; ++f) {
+        if (reduceNoise_) {
+            const double target = gateFactor_[f];
+            // Opening is the faster move up, closing the slower move down: the larger wins.
+            gate = std::max(open * gate + openStep * target, close * gate + closeStep * target);
+            gateFactor_[f] = gate;
+        }
+        if (enhance_) {
+            const double target = chainGain_[f];
+            // The attack is the faster move down, the release the slower move up: the smaller
+            // wins.
+            gain = std::min(attack * gain + attackStep * target,
+                            release * gain + releaseStep * target);
+            chainGain_[f] = gain;
+        }
+        if (level_) {
+            // Pauses (a low envelope) hold the gain instead of pumping it up.
+            if (envelopes_[f] > levelHoldBelow)
+                levelGain = speed * levelGain + speedStep * levelFactor_[f];
+            levelFactor_[f] = levelGain;
+        }
+    }
     gate_ = gate;
-    energy_ = energy;
+    gain_ = gain;
     levelGain_ = levelGain;
+    if (!reduceNoise_)
+        std::fill_n(gateFactor_.begin(), frames, 1.0);
+    if (!enhance_)
+        std::fill_n(chainGain_.begin(), frames, 1.0);
+    if (!level_)
+        std::fill_n(levelFactor_.begin(), frames, 1.0);
 }
 
 namespace {
@@ -245,42 +278,108 @@ inline float finish(double x, const Factors& factors, int f)
     return static_cast<float>(x * factors.gate[f]);
 }
 
-// Runs two channels through their chains (all chains share coefficients) and finishes them.
+// One section with both lanes' state; coefficients are the same in every chain.
+struct PairSection {
+    Pair b0, b1, b2, a1, a2, z1, z2;
+};
+
+// Runs up to four consecutive sections over a block in place as a wavefront: at step t section g
+// works on sample t − g, so the sections' recurrences run side by side instead of each sample
+// waiting for the whole chain. Each section still sees its samples in order, with the scalar
+// arithmetic, so the result is the same as sample by sample. State stays in registers.
+template <int G> void runGroup(Pair* work, int frames, PairSection* group)
+{
+    Pair b0[G], b1[G], b2[G], a1[G], a2[G], z1[G], z2[G], pipe[G];
+    for (int g = 0; g < G; ++g) {
+        b0[g] = group[g].b0;
+        b1[g] = group[g].b1;
+        b2[g] = group[g].b2;
+        a1[g] = group[g].a1;
+        a2[g] = group[g].a2;
+        z1[g] = group[g].z1;
+        z2[g] = group[g].z2;
+        pipe[g] = Pair{0.0, 0.0};
+    }
+    auto step = [&](int t, auto checked) {
+#pragma GCC unroll 4
+        for (int g = G - 1; g >= 0; --g) {
+            const int i = t - g;
+            if constexpr (decltype(checked)::value) {
+                if (i < 0 || i >= frames)
+                    continue;
+            }
+            const Pair x = g == 0 ? work[i] : pipe[g];
+            const Pair y = b0[g] * x + z1[g];
+            z1[g] = b1[g] * x - a1[g] * y + z2[g];
+            z2[g] = b2[g] * x - a2[g] * y;
+            if (g == G - 1)
+                work[i] = y;
+            else
+                pipe[g + 1] = y;
+        }
+    };
+    const int end = frames + G - 1;
+    const int steadyFrom = std::min(G - 1, end);
+    const int steadyTo = std::max(frames, steadyFrom);
+    int t = 0;
+    for (; t < steadyFrom; ++t)
+        step(t, std::true_type{});
+    for (; t < steadyTo; ++t)
+        step(t, std::false_type{});
+    for (; t < end; ++t)
+        step(t, std::true_type{});
+    for (int g = 0; g < G; ++g) {
+        group[g].z1 = z1[g];
+        group[g].z2 = z2[g];
+    }
+}
+
+// Runs two channels through their chains and finishes them.
 void runPair(const Lane& a, const Lane& b, int frames, const Factors& factors)
 {
     std::vector<Biquad>& chainA = *a.chain;
     std::vector<Biquad>& chainB = *b.chain;
     const int sections = static_cast<int>(chainA.size());
-    Pair b0[VoiceDSP::maxSections], b1[VoiceDSP::maxSections], b2[VoiceDSP::maxSections];
-    Pair a1[VoiceDSP::maxSections], a2[VoiceDSP::maxSections];
-    Pair z1[VoiceDSP::maxSections], z2[VoiceDSP::maxSections];
+    PairSection chain[VoiceDSP::maxSections];
     for (int s = 0; s < sections; ++s) {
         const Biquad& q = chainA[s];
-        b0[s] = Pair{q.b0, q.b0};
-        b1[s] = Pair{q.b1, q.b1};
-        b2[s] = Pair{q.b2, q.b2};
-        a1[s] = Pair{q.a1, q.a1};
-        a2[s] = Pair{q.a2, q.a2};
-        z1[s] = Pair{chainA[s].z1, chainB[s].z1};
-        z2[s] = Pair{chainA[s].z2, chainB[s].z2};
+        chain[s] = PairSection{Pair{q.b0, q.b0},
+                               Pair{q.b1, q.b1},
+                               Pair{q.b2, q.b2},
+                               Pair{q.a1, q.a1},
+                               Pair{q.a2, q.a2},
+                               Pair{chainA[s].z1, chainB[s].z1},
+                               Pair{chainA[s].z2, chainB[s].z2}};
+    }
+    Pair work[VoiceDSP::blockFrames];
+    for (int f = 0; f < frames; ++f)
+        work[f] = Pair{a.samples[f * a.stride], b.samples[f * b.stride]};
+    for (int s = 0; s < sections; s += 4) {
+        switch (std::min(4, sections - s)) {
+        case 4:
+            runGroup<4>(work, frames, chain + s);
+            break;
+        case 3:
+            runGroup<3>(work, frames, chain + s);
+            break;
+        case 2:
+            runGroup<2>(work, frames, chain + s);
+            break;
+        default:
+            runGroup<1>(work, frames, chain + s);
+            break;
+        }
     }
     for (int f = 0; f < frames; ++f) {
-        Pair x = {a.samples[f * a.stride], b.samples[f * b.stride]};
-        for (int s = 0; s < sections; ++s) {
-            Pair y = b0[s] * x + z1[s];
-            z1[s] = b1[s] * x - a1[s] * y + z2[s];
-            z2[s] = b2[s] * x - a2[s] * y;
-            x = y;
-        }
-        a.samples[f * a.stride] = finish(x[0], factors, f);
+        a.samples[f * a.stride] = finish(work[f][0], factors, f);
         if (b.real)
-            b.samples[f * b.stride] = finish(x[1], factors, f);
+            b.samples[f * b.stride] = finish(work[f][1], factors, f);
     }
     for (int s = 0; s < sections; ++s) {
-        chainA[s].z1 = z1[s][0];
-        chainA[s].z2 = z2[s][0];
-        chainB[s].z1 = z1[s][1];
-        chainB[s].z2 = z2[s][1];
+        chainA[s].z1 = chain[s].z1[0];
+        chainA[s].z2 = chain[s].z2[0];
+        chainB[s].z1 = chain[s].z1[1];
+        chainB[s].z2 = chain[s].z2[1];
     }
 }
 

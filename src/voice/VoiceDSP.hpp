@@ -48,9 +48,10 @@ public:
     // Sections in the longest chain: four enhance sections and ten bands.
     static constexpr int maxSections = 14;
 
-private:
+    // Frames handled per detector pass; process() takes any count.
     static constexpr int blockFrames = 256;
 
+private:
     void detect(const AudioBufferList& list, int offset, int frames);
     void filterBlock(AudioBufferList& list, int offset, int frames);
 
@@ -84,10 +85,12 @@ private:
     double compressorOffset_ = 0.0;
 
     // Per-block detector results, computed from the input before any sample is written.
-    std::array<double, blockFrames> peak_{};
-    std::array<double, blockFrames> chainGain_{};
-    std::array<double, blockFrames> levelFactor_{};
-    std::array<double, blockFrames> gateFactor_{};
+    // One spare entry each so the detectors can work on frames in pairs.
+    std::array<double, blockFrames + 1> peak_{};
+    std::array<double, blockFrames + 1> envelopes_{};
+    std::array<double, blockFrames + 1> chainGain_{};
+    std::array<double, blockFrames + 1> levelFactor_{};
+    std::array<double, blockFrames + 1> gateFactor_{};
     // Stands in for the second lane when a chained channel has no partner.
     std::vector<Biquad> spareChain_;
     std::array<float, blockFrames> spareSamples_{};
