@@ -1,0 +1,172 @@
+#include "capture/SpectrumAnalyzer.hpp"
+
+#include "base/ManualScheduler.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+
+namespace tw {
+namespace {
+
+// Reads back what the analyser published: the bands as stored (not on the display scale).
+struct Published {
+    SpectrumBands bands{};
+    float level = 0;
+    bool nearClip = false;
+};
+
+class RecordingMonitor {
+public:
+    ManualScheduler clock;
+    SpectrumMonitor monitor{clock};
+
+    // Inverts the display mapping for bands between -70 and 0 dB.
+    Published latest(const std::string& source)
+    {
+        Published result;
+        const SpectrumBands display = monitor.read({{source, 1.0f}});
+        for (std::size_t i = 0; i < display.size(); ++i)
+            result.bands[i] =
+                display[i] <= 0.0f ? 0.0f : std::pow(10.0f, (display[i] * 70.0f - 70.0f) / 20.0f);
+        result.level = monitor.level(source);
+        result.nearClip = monitor.nearClip(source);
+        return result;
+    }
+};
+
+std::vector<float> sine(double frequency, double rate, int frames, float amplitude,
+                        int channels = 1, int channel = 0)
+{
+    std::vector<float> samples(static_cast<std::size_t>(frames) * channels, 0.0f);
+    for (int i = 0; i < frames; ++i)
+        samples[static_cast<std::size_t>(i) * channels + channel] =
+            static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * frequency * i / rate));
+    return samples;
+}
+
+int loudestBand(const SpectrumBands& bands)
+{
+    return static_cast<int>(std::max_element(bands.begin(), bands.end()) - bands.begin());
+}
+
+TEST(SpectrumAnalyzer, fullScaleKilohertzSineLightsTheBandOfBin21AndStampsNearClip)
+{
+    RecordingMonitor record;
+    SpectrumAnalyzer analyzer("record", record.monitor);
+    EXPECT_EQ(analyzer.rate(), 48000.0);
+    auto samples = sine(1000.0, 48000.0, 1024, 1.0f);
+    analyzer.process(AudioBufferList::interleaved(samples.data(), 1), 1024);
+    const Published out = record.latest("record");
+    // Band 13 spans 1019…1336 Hz, bins 21 to 27 at 48 kHz. The tone sits a third of a bin
+    // above bin 21; through the normalised Hann window that bin reads about 0.76.
+    EXPECT_EQ(loudestBand(out.bands), 13);
+    EXPECT_NEAR(out.bands[13], 0.76f, 0.02f);
+    EXPECT_LT(out.bands[5], 1e-3f);
+    EXPECT_LT(out.bands[20], 1e-3f);
+    EXPECT_TRUE(out.nearClip);
+    EXPECT_NEAR(out.level, 1.0f / std::sqrt(2.0f), 1e-3f);
+
+    // Just under -1 dBFS does not stamp a clip (on a fresh source).
+    auto quieter = sine(1000.0, 48000.0, 1024, 0.88f);
+    SpectrumAnalyzer voice("voice", record.monitor);
+    voice.process(AudioBufferList::interleaved(quieter.data(), 1), 1024);
+    EXPECT_FALSE(record.latest("voice").nearClip);
+}
+
+TEST(SpectrumAnalyzer, windowScaleBufferLengthAndChannels)
+{
+    RecordingMonitor record;
+    SpectrumAnalyzer analyzer("music", record.monitor);
+    // A tone exactly on bin 64 (3 kHz at 48 kHz) of amplitude 0.5 reads 0.5 * 0.8165.
+    auto onBin = sine(3000.0, 48000.0, 1024, 0.5f);
+    analyzer.process(AudioBufferList::interleaved(onBin.data(), 1), 1024);
+    Published out = record.latest("music");
+    EXPECT_NEAR(*std::max_element(out.bands.begin(), out.bands.end()), 0.5f * 0.8165f, 1e-3f);
+
+    // 256 frames are padded with zeros: the same bands as 1024 frames whose tail is silent,
+    // but the level is the RMS of the 256 frames alone.
+    auto shortBuffer = sine(2000.0, 48000.0, 256, 0.5f);
+    auto padded = shortBuffer;
+    padded.resize(1024, 0.0f);
+    analyzer.process(AudioBufferList::interleaved(shortBuffer.data(), 1), 256);
+    const Published fromShort = record.latest("music");
+    analyzer.process(AudioBufferList::interleaved(padded.data(), 1), 1024);
+    const Published fromPadded = record.latest("music");
+    for (int b = 0; b < 24; ++b)
+        EXPECT_NEAR(fromShort.bands[b], fromPadded.bands[b], 1e-6f) << b;
+    EXPECT_NEAR(fromShort.level, 0.5f / std::sqrt(2.0f), 2e-3f);
+    EXPECT_NEAR(fromPadded.level, 0.5f / std::sqrt(2.0f) / 2.0f, 2e-3f);
+
+    // 4096 frames: only the first 1024 reach the transform, all of them reach the level.
+    auto longBuffer = sine(2000.0, 48000.0, 4096, 0.5f);
+    std::fill(longBuffer.begin() + 1024, longBuffer.end(), 0.0f);
+    analyzer.process(AudioBufferList::interleaved(longBuffer.data(), 1), 4096);
+    const Published fromLong = record.latest("music");
+    auto firstPart = sine(2000.0, 48000.0, 1024, 0.5f);
+    analyzer.process(AudioBufferList::interleaved(firstPart.data(), 1), 1024);
+    const Published fromFirstPart = record.latest("music");
+    for (int b = 0; b < 24; ++b)
+        EXPECT_NEAR(fromLong.bands[b], fromFirstPart.bands[b], 1e-6f) << b;
+    EXPECT_NEAR(fromLong.level, 0.5f / std::sqrt(2.0f) / 2.0f, 2e-3f);
+
+    // Interleaved stereo: the spectrum and level come from the first channel, the clip from any.
+    auto stereo = sine(500.0, 48000.0, 1024, 0.25f, 2, 0);
+    stereo[2 * 300 + 1] = -0.95f;
+    analyzer.process(AudioBufferList::interleaved(stereo.data(), 2), 1024);
+    out = record.latest("music");
+    EXPECT_TRUE(out.nearClip);
+    EXPECT_NEAR(out.level, 0.25f / std::sqrt(2.0f), 1e-3f);
+    // Planar stereo: the clip in the second buffer counts too.
+    RecordingMonitor other;
+    SpectrumAnalyzer planar("voice", other.monitor);
+    auto left = sine(500.0, 48000.0, 1024, 0.25f);
+    std::vector<float> right(1024, 0.0f);
+    right[1000] = 0.9f;
+    float* planes[] = {left.data(), right.data()};
+    planar.process(AudioBufferList::planar(planes, 2), 1024);
+    EXPECT_TRUE(other.latest("voice").nearClip);
+}
+
+TEST(SpectrumAnalyzer, bandsFollowTheRateAndStaySilentAboveWhatTheTransformResolves)
+{
+    RecordingMonitor record;
+    SpectrumAnalyzer analyzer("record", record.monitor);
+    analyzer.setRate(16000.0);
+    // At 16 kHz the bands reach 8 kHz: a 7.8 kHz tone lights the top band.
+    auto high = sine(7800.0, 16000.0, 1024, 0.5f);
+    analyzer.process(AudioBufferList::interleaved(high.data(), 1), 1024);
+    EXPECT_EQ(loudestBand(record.latest("record").bands), 23);
+    // White noise reaches every band.
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> value(-0.5f, 0.5f);
+    std::vector<float> noise(1024);
+    for (float& s : noise)
+        s = value(random);
+    analyzer.process(AudioBufferList::interleaved(noise.data(), 1), 1024);
+    for (float band : record.latest("record").bands)
+        EXPECT_GT(band, 1e-3f);
+    // At 40 Hz every band lies between 20 and 30 Hz, whose bins start at or above 512: all 0.
+    analyzer.setRate(40.0);
+    analyzer.process(AudioBufferList::interleaved(noise.data(), 1), 1024);
+    for (float band : record.latest("record").bands)
+        EXPECT_EQ(band, 0.0f);
+    EXPECT_GT(record.latest("record").level, 0.1f);
+}
+
+TEST(SpectrumAnalyzer, emptyInputPublishesNothing)
+{
+    RecordingMonitor record;
+    SpectrumAnalyzer analyzer("record", record.monitor);
+    auto samples = sine(1000.0, 48000.0, 64, 1.0f);
+    analyzer.process(AudioBufferList::interleaved(samples.data(), 1), 0);
+    analyzer.process(AudioBufferList{}, 64);
+    analyzer.process(AudioBufferList::interleaved(nullptr, 1), 64);
+    EXPECT_FALSE(record.monitor.nearClip("record"));
+    EXPECT_EQ(record.monitor.level("record"), 0.0f);
+}
+
+} // namespace
+} // namespace tw
