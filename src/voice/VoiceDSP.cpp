@@ -1,6 +1,6 @@
 #include "voice/VoiceDSP.hpp"
 
-#include "voice/DenormalGuard.hpp"
+#include "audio/Denormals.hpp"
 #include "voice/PreciseMath.hpp"
 #include "voice/TreatmentValues.hpp"
 
@@ -132,7 +132,7 @@ void VoiceDSP::process(AudioBufferList& list, int frames)
 {
     if (!supported_ || states_.empty() || frames <= 0)
         return;
-    DenormalGuard denormals;
+    ScopedDenormalsOff denormals;
     for (int offset = 0; offset < frames; offset += blockFrames) {
         int count = std::min(blockFrames, frames - offset);
         detect(list, offset, count);

@@ -1,0 +1,161 @@
+#include "voice/LiveVoiceTap.hpp"
+
+#include "base/ManualScheduler.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace tw {
+namespace {
+
+VoiceTreatment heaviest()
+{
+    VoiceTreatment treatment;
+    treatment.enhance = true;
+    treatment.reduceNoise = true;
+    treatment.level = true;
+    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
+    treatment.preset = Preset::femaleRadio;
+    return treatment;
+}
+
+// Interleaved stereo: a tone on the left, half of it on the right.
+std::vector<float> stereoTone(int frames, double amplitude, double rate = 48000.0, int start = 0)
+{
+    std::vector<float> samples(static_cast<std::size_t>(frames) * 2);
+    for (int f = 0; f < frames; ++f) {
+        double x = amplitude * std::sin(2.0 * std::numbers::pi * 1000.0 * (start + f) / rate);
+        samples[2 * f] = static_cast<float>(x);
+        samples[2 * f + 1] = static_cast<float>(0.5 * x);
+    }
+    return samples;
+}
+
+double leftRms(const std::vector<float>& interleaved)
+{
+    double sum = 0.0;
+    for (std::size_t i = 0; i < interleaved.size(); i += 2)
+        sum += double(interleaved[i]) * interleaved[i];
+    return std::sqrt(sum / static_cast<double>(interleaved.size() / 2));
+}
+
+struct TapFixture : testing::Test {
+    ManualScheduler clock;
+    SpectrumMonitor monitor{clock};
+
+    std::shared_ptr<LiveVoiceTap> make(const VoiceTreatment& treatment, const std::string& source)
+    {
+        auto tap = liveVoiceTap(treatment, source, monitor);
+        EXPECT_TRUE(tap.ok());
+        return std::dynamic_pointer_cast<LiveVoiceTap>(tap.value());
+    }
+};
+
+TEST_F(TapFixture, tapsCarryTheirSourceNameAndTreatment)
+{
+    auto voice = liveVoiceTap(heaviest(), "voice");
+    ASSERT_TRUE(voice.ok());
+    auto tap = std::dynamic_pointer_cast<LiveVoiceTap>(voice.value());
+    ASSERT_NE(tap, nullptr);
+    EXPECT_EQ(tap->source(), "voice");
+    EXPECT_EQ(tap->treatment(), heaviest());
+
+    auto music = make(VoiceTreatment{}, "music");
+    ASSERT_NE(music, nullptr);
+    EXPECT_EQ(music->source(), "music");
+    EXPECT_EQ(music->treatment(), VoiceTreatment{});
+    EXPECT_NE(music.get(), tap.get());
+}
+
+TEST_F(TapFixture, enabledTreatmentIsAppliedAcrossCyclesAndTheTreatedSoundIsAnalysed)
+{
+    auto tap = make(heaviest(), "voice");
+    tap->prepare(512, StreamFormat{48000.0, 2, SampleType::float32, true});
+
+    VoiceDSP reference(heaviest());
+    reference.prepare(48000.0, 2);
+    int start = 0;
+    std::vector<float> last;
+    for (int cycle = 0; cycle < 40; ++cycle) {
+        auto samples = stereoTone(512, 0.1, 48000.0, start);
+        auto expected = samples;
+        start += 512;
+        AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+        tap->process(list, 512);
+        AudioBufferList expectedList = AudioBufferList::interleaved(expected.data(), 2);
+        reference.process(expectedList, 512);
+        ASSERT_EQ(samples, expected) << "cycle " << cycle;
+        last = samples;
+    }
+    // The stored level is the RMS of the treated left channel of the last cycle.
+    EXPECT_NEAR(monitor.level("voice"), leftRms(last), 1e-6);
+    EXPECT_GT(std::fabs(leftRms(last) - 0.1 / std::sqrt(2.0)), 0.005) << "the tone was treated";
+    EXPECT_EQ(monitor.level("music"), 0.0f);
+}
+
+TEST_F(TapFixture, disabledTreatmentLeavesAudioBitIdenticalButStillFeedsTheAnalyser)
+{
+    auto tap = make(VoiceTreatment{}, "music");
+    tap->prepare(512, StreamFormat{44100.0, 2, SampleType::float32, true});
+    auto samples = stereoTone(512, 0.95, 44100.0);
+    samples[7] = 1.5f; // an overload the disabled treatment must not clip
+    auto original = samples;
+    AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+    tap->process(list, 512);
+    EXPECT_EQ(samples, original);
+    EXPECT_NEAR(monitor.level("music"), leftRms(original), 1e-6);
+    EXPECT_TRUE(monitor.nearClip("music"));
+}
+
+TEST_F(TapFixture, formatsOtherThanFloatPcmPassUntouchedAndFeedNothing)
+{
+    for (StreamFormat format : {StreamFormat{48000.0, 2, SampleType::int16, true},
+                                StreamFormat{48000.0, 2, SampleType::float64, true},
+                                StreamFormat{48000.0, 2, SampleType::float32, false}}) {
+        SpectrumMonitor quiet(clock);
+        auto made = liveVoiceTap(heaviest(), "voice", quiet);
+        ASSERT_TRUE(made.ok());
+        auto tap = made.value();
+        tap->prepare(512, format);
+        auto samples = stereoTone(512, 0.95);
+        auto original = samples;
+        AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+        tap->process(list, 512);
+        EXPECT_EQ(samples, original);
+        EXPECT_EQ(quiet.level("voice"), 0.0f);
+        EXPECT_FALSE(quiet.nearClip("voice"));
+        EXPECT_EQ(quiet.read({{"voice", 1.0f}}), SpectrumBands{});
+    }
+}
+
+TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAtTheNewFormat)
+{
+    auto tap = make(heaviest(), "voice");
+    tap->prepare(512, StreamFormat{44100.0, 1, SampleType::int16, true});
+    tap->prepare(1024, StreamFormat{96000.0, 2, SampleType::float32, true});
+    EXPECT_TRUE(tap->state().dsp.supported());
+    EXPECT_EQ(tap->state().dsp.states().size(), 2u);
+    EXPECT_EQ(tap->state().analyzer.rate(), 96000.0);
+
+    auto warmUp = stereoTone(1024, 0.5, 96000.0);
+    AudioBufferList list = AudioBufferList::interleaved(warmUp.data(), 2);
+    tap->process(list, 1024);
+    tap->prepare(512, StreamFormat{48000.0, 2, SampleType::float32, true});
+
+    // After the new prepare the tap sounds like a fresh treatment at 48 kHz.
+    auto samples = stereoTone(512, 0.2);
+    auto expected = samples;
+    list = AudioBufferList::interleaved(samples.data(), 2);
+    tap->process(list, 512);
+    VoiceDSP fresh(heaviest());
+    fresh.prepare(48000.0, 2);
+    AudioBufferList expectedList = AudioBufferList::interleaved(expected.data(), 2);
+    fresh.process(expectedList, 512);
+    EXPECT_EQ(samples, expected);
+    EXPECT_EQ(tap->state().analyzer.rate(), 48000.0);
+}
+
+} // namespace
+} // namespace tw
