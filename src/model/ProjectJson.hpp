@@ -9,8 +9,12 @@
 
 namespace tw {
 
+// The code of encode and decode failures (domain "Project"); their description says what is wrong
+// and where ("Falta la clave obligatoria \"segments[2].id\".").
+inline constexpr int projectFormatErrorCode = 0;
+
 // Compact JSON, keys in declaration order, absent optionals omitted. Fails only on a number
-// that is not finite.
+// that is not finite (or on text that is not UTF-8, which JSON cannot carry).
 Result<std::string> encode(const PodcastProject& project);
 // Reads a document; unknown keys are ignored and null optionals read as absent.
 Result<PodcastProject> decode(std::string_view bytes);

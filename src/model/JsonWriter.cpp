@@ -1,0 +1,140 @@
+#include "model/JsonWriter.hpp"
+
+#include "model/Utf8.hpp"
+
+#include <charconv>
+#include <cmath>
+
+namespace tw::json {
+
+void Writer::separate()
+{
+    if (needsComma_)
+        out_.push_back(',');
+}
+
+void Writer::beginObject()
+{
+    separate();
+    out_.push_back('{');
+    needsComma_ = false;
+}
+
+void Writer::endObject()
+{
+    out_.push_back('}');
+    needsComma_ = true;
+}
+
+void Writer::beginArray()
+{
+    separate();
+    out_.push_back('[');
+    needsComma_ = false;
+}
+
+void Writer::endArray()
+{
+    out_.push_back(']');
+    needsComma_ = true;
+}
+
+void Writer::key(std::string_view name)
+{
+    // Keys are this program's own ASCII names; they never need escaping.
+    separate();
+    out_.push_back('"');
+    out_.append(name);
+    out_.append("\":");
+    needsComma_ = false;
+}
+
+bool Writer::number(double value)
+{
+    if (!std::isfinite(value))
+        return false;
+    char buffer[32];
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    separate();
+    out_.append(buffer, result.ptr);
+    needsComma_ = true;
+    return true;
+}
+
+bool Writer::number(float value)
+{
+    if (!std::isfinite(value))
+        return false;
+    char buffer[32];
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    separate();
+    out_.append(buffer, result.ptr);
+    needsComma_ = true;
+    return true;
+}
+
+void Writer::integer(long long value)
+{
+    char buffer[24];
+    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    separate();
+    out_.append(buffer, result.ptr);
+    needsComma_ = true;
+}
+
+void Writer::boolean(bool value)
+{
+    separate();
+    out_.append(value ? "true" : "false");
+    needsComma_ = true;
+}
+
+bool Writer::string(std::string_view text)
+{
+    if (!isValidUtf8(text))
+        return false;
+    static constexpr char hex[] = "0123456789abcdef";
+    separate();
+    out_.push_back('"');
+    std::size_t runStart = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        if (c >= 0x20 && c != '"' && c != '\\')
+            continue;
+        out_.append(text.substr(runStart, i - runStart));
+        runStart = i + 1;
+        switch (c) {
+        case '"':
+            out_.append("\\\"");
+            break;
+        case '\\':
+            out_.append("\\\\");
+            break;
+        case '\n':
+            out_.append("\\n");
+            break;
+        case '\r':
+            out_.append("\\r");
+            break;
+        case '\t':
+            out_.append("\\t");
+            break;
+        case '\b':
+            out_.append("\\b");
+            break;
+        case '\f':
+            out_.append("\\f");
+            break;
+        default:
+            out_.append("\\u00");
+            out_.push_back(hex[c >> 4]);
+            out_.push_back(hex[c & 0x0F]);
+        }
+    }
+    out_.append(text.substr(runStart));
+    out_.push_back('"');
+    needsComma_ = true;
+    return true;
+}
+
+} // namespace tw::json

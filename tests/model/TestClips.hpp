@@ -1,0 +1,84 @@
+// Small builders for clips and projects shared by the model tests.
+#pragma once
+
+#include "model/PodcastProject.hpp"
+
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tw::test {
+
+// A resolved clip [at, at + duration) of `file`, `start` seconds into it.
+inline Segment clip(double at, double duration, double start = 0,
+                    std::optional<std::string> file = "Media/voice-A.caf")
+{
+    Segment s;
+    s.start = start;
+    s.duration = duration;
+    s.file = std::move(file);
+    s.timelineStart = at;
+    return s;
+}
+
+// A clip of the single-file layout: no file, no position.
+inline Segment legacyClip(double duration, double start = 0)
+{
+    Segment s;
+    s.start = start;
+    s.duration = duration;
+    return s;
+}
+
+inline PodcastProject projectWith(std::vector<Segment> segments)
+{
+    PodcastProject project;
+    project.segments = std::move(segments);
+    return project;
+}
+
+struct Span {
+    double t0;
+    double t1;
+};
+
+// The [t0, t1) of each resolved clip, in timeline order.
+inline std::vector<std::pair<double, double>> spans(const PodcastProject& project)
+{
+    std::vector<std::pair<double, double>> result;
+    for (const Segment& s : project.resolvedSegments())
+        result.emplace_back(*s.timelineStart, *s.timelineStart + s.duration);
+    return result;
+}
+
+using Spans = std::vector<std::pair<double, double>>;
+
+// A random project with resolved, legacy and overlapping clips, for property tests.
+inline PodcastProject randomProject(std::mt19937& random, int maxClips = 12)
+{
+    std::uniform_int_distribution<int> count(0, maxClips);
+    std::uniform_real_distribution<double> length(0.01, 8);
+    std::uniform_real_distribution<double> place(0, 60);
+    std::bernoulli_distribution coin(0.5);
+    std::bernoulli_distribution rarely(0.15);
+    PodcastProject project;
+    if (coin(random))
+        project.voiceFile = "Media/voice-main.caf";
+    int n = count(random);
+    for (int i = 0; i < n; ++i) {
+        Segment s;
+        s.start = place(random);
+        s.duration = length(random);
+        if (!rarely(random))
+            s.timelineStart = place(random);
+        if (coin(random))
+            s.file = "Media/voice-" + std::to_string(i % 3) + ".caf";
+        if (rarely(random))
+            s.gain = coin(random) ? 0.0f : 1.0f;
+        project.segments.push_back(s);
+    }
+    return project;
+}
+
+} // namespace tw::test
