@@ -14,6 +14,41 @@ constexpr int size = 1024;
 constexpr int bandCount = 24;
 constexpr float nearClipLevel = 0.89125f; // -1 dBFS
 
+// Both loops below keep several independent running values so that successive samples do not
+// wait on each other; the results equal those of a single running value.
+float absoluteMax(const float* samples, std::size_t count)
+{
+    float m[8] = {};
+    std::size_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        for (int k = 0; k < 8; ++k)
+            m[k] = std::max(m[k], std::fabs(samples[i + k]));
+    }
+    float result = 0.0f;
+    for (float v : m)
+        result = std::max(result, v);
+    for (; i < count; ++i)
+        result = std::max(result, std::fabs(samples[i]));
+    return result;
+}
+
+double sumOfSquares(const float* samples, std::size_t count, std::size_t stride)
+{
+    double sum[4] = {};
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            const double v = samples[(i + k) * stride];
+            sum[k] += v * v;
+        }
+    }
+    for (; i < count; ++i) {
+        const double v = samples[i * stride];
+        sum[0] += v * v;
+    }
+    return (sum[0] + sum[1]) + (sum[2] + sum[3]);
+}
+
 } // namespace
 
 // Everything the analysis needs, made once: the transform with its buffers, the window and the
@@ -101,19 +136,13 @@ void SpectrumAnalyzer::process(const AudioBufferList& list, int frames)
     float peak = 0.0f;
     for (int b = 0; b < list.count; ++b) {
         const AudioBuffer& buffer = list.buffers[b];
-        if (!buffer.data || buffer.channels <= 0)
-            continue;
-        const std::size_t count = static_cast<std::size_t>(frames) * buffer.channels;
-        for (std::size_t i = 0; i < count; ++i)
-            peak = std::max(peak, std::fabs(buffer.data[i]));
+        if (buffer.data && buffer.channels > 0)
+            peak = std::max(
+                peak, absoluteMax(buffer.data, static_cast<std::size_t>(frames) * buffer.channels));
     }
 
-    double squares = 0.0;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
-        const float sample = first.data[i * stride];
-        squares += static_cast<double>(sample) * sample;
-    }
-    const float level = static_cast<float>(std::sqrt(squares / frames));
+    const float level = static_cast<float>(
+        std::sqrt(sumOfSquares(first.data, static_cast<std::size_t>(frames), stride) / frames));
 
     monitor_.store(source_, bands, level, peak >= nearClipLevel);
 }
