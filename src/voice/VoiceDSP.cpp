@@ -42,6 +42,14 @@ constexpr double levelHoldBelow = 0.003;  // about −50 dBFS: pauses keep the l
 constexpr double levelMinGain = 0.25;
 constexpr double levelMaxGain = 4.0;
 
+// The factors of a detector that is off: multiplying by exactly 1 changes nothing.
+constexpr auto unityFactors = [] {
+    std::array<double, VoiceDSP::blockFrames + 1> values{};
+    for (double& value : values)
+        value = 1.0;
+    return values;
+}();
+
 inline double softClip(double x)
 {
     double magnitude = std::fabs(x);
@@ -187,6 +195,9 @@ void VoiceDSP::detect(const AudioBufferList& list, int offset, int frames)
     if (level_)
         energy_ = energy;
 
+    if (!reduceNoise_ && !enhance_ && !level_)
+        return;
+
     // The targets, two frames at a time.
     const Pair makeup = {makeup_, makeup_};
     for (int f = 0; f < frames; f += 2) {
@@ -245,12 +256,6 @@ void VoiceDSP::detect(const AudioBufferList& list, int offset, int frames)
     gate_ = gate;
     gain_ = gain;
     levelGain_ = levelGain;
-    if (!reduceNoise_)
-        std::fill_n(gateFactor_.begin(), frames, 1.0);
-    if (!enhance_)
-        std::fill_n(chainGain_.begin(), frames, 1.0);
-    if (!level_)
-        std::fill_n(levelFactor_.begin(), frames, 1.0);
 }
 
 namespace {
@@ -269,13 +274,19 @@ struct Factors {
     bool clip;
 };
 
-inline float finish(double x, const Factors& factors, int f)
+// The gains after the chain, the soft clip and the gate, for both lanes of a frame.
+inline Pair finish(Pair x, const Factors& factors, int f)
 {
     x *= factors.chainGain[f];
     x *= factors.levelFactor[f];
-    if (factors.clip)
-        x = softClip(x);
-    return static_cast<float>(x * factors.gate[f]);
+    if (factors.clip) {
+        const Pair magnitude =
+            reinterpret_cast<Pair>(reinterpret_cast<precise::PairBits>(x) & 0x7fffffffffffffffLL);
+        const auto over = magnitude > 0.9;
+        if (over[0] | over[1])
+            x = Pair{softClip(x[0]), softClip(x[1])};
+    }
+    return x * factors.gate[f];
 }
 
 // One section with both lanes' state; coefficients are the same in every chain.
@@ -301,7 +312,7 @@ template <int G> void runGroup(Pair* work, int frames, PairSection* group)
         pipe[g] = Pair{0.0, 0.0};
     }
     auto step = [&](int t, auto checked) {
-#pragma GCC unroll 4
+#pragma GCC unroll 8
         for (int g = G - 1; g >= 0; --g) {
             const int i = t - g;
             if constexpr (decltype(checked)::value) {
@@ -334,6 +345,10 @@ template <int G> void runGroup(Pair* work, int frames, PairSection* group)
     }
 }
 
+// Sections per wavefront: enough side by side to hide a section's latency, few enough for the
+// state to stay in registers.
+constexpr int maxGroup = 5;
+
 // Runs two channels through their chains and finishes them.
 void runPair(const Lane& a, const Lane& b, int frames, const Factors& factors)
 {
@@ -354,8 +369,20 @@ void runPair(const Lane& a, const Lane& b, int frames, const Factors& factors)
     Pair work[VoiceDSP::blockFrames];
     for (int f = 0; f < frames; ++f)
         work[f] = Pair{a.samples[f * a.stride], b.samples[f * b.stride]};
-    for (int s = 0; s < sections; s += 4) {
-        switch (std::min(4, sections - s)) {
+    // Groups as even as possible: a short group costs nearly as much per step as a full one.
+    const int groups = (sections + maxGroup - 1) / maxGroup;
+    for (int g = 0, s = 0; g < groups; ++g) {
+        const int size = (sections - s) / (groups - g);
+        switch (size) {
+        case 7:
+            runGroup<7>(work, frames, chain + s);
+            break;
+        case 6:
+            runGroup<6>(work, frames, chain + s);
+            break;
+        case 5:
+            runGroup<5>(work, frames, chain + s);
+            break;
         case 4:
             runGroup<4>(work, frames, chain + s);
             break;
@@ -369,11 +396,13 @@ void runPair(const Lane& a, const Lane& b, int frames, const Factors& factors)
             runGroup<1>(work, frames, chain + s);
             break;
         }
+        s += size;
     }
     for (int f = 0; f < frames; ++f) {
-        a.samples[f * a.stride] = finish(work[f][0], factors, f);
+        const Pair y = finish(work[f], factors, f);
+        a.samples[f * a.stride] = static_cast<float>(y[0]);
         if (b.real)
-            b.samples[f * b.stride] = finish(work[f][1], factors, f);
+            b.samples[f * b.stride] = static_cast<float>(y[1]);
     }
     for (int s = 0; s < sections; ++s) {
         chainA[s].z1 = chain[s].z1[0];
@@ -399,7 +428,9 @@ void finishUnchained(float* samples, int stride, int frames, const Factors& fact
 
 void VoiceDSP::filterBlock(AudioBufferList& list, int offset, int frames)
 {
-    const Factors factors{chainGain_.data(), levelFactor_.data(), gateFactor_.data(), softClip_};
+    const Factors factors{enhance_ ? chainGain_.data() : unityFactors.data(),
+                          level_ ? levelFactor_.data() : unityFactors.data(),
+                          reduceNoise_ ? gateFactor_.data() : unityFactors.data(), softClip_};
     const std::size_t chains = states_.size();
     std::size_t channel = 0;
     Lane pending;
