@@ -1,0 +1,461 @@
+#include "audio/ExportSession.hpp"
+
+#include "GraphSignals.hpp"
+#include "audio/AudioFileReader.hpp"
+#include "audio/CafWriter.hpp"
+#include "audio/OfflineRenderer.hpp"
+#include "support/AudioFiles.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <condition_variable>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tw {
+
+using namespace graphtest;
+
+namespace {
+
+constexpr int rate = 48000;
+
+void writeCaf(const std::filesystem::path& file, const std::vector<float>& samples, int channels)
+{
+    auto writer = CafWriter::create(file, rate, channels);
+    if (!writer)
+        throw std::runtime_error(writer.error().description);
+    const int frames = static_cast<int>(samples.size() / static_cast<std::size_t>(channels));
+    if (!writer.value()->writeInterleaved(samples.data(), frames) || !writer.value()->close())
+        throw std::runtime_error("cannot write " + file.string());
+}
+
+// A voice-like mono signal: two partials gliding upwards under a slow tremolo, with a little
+// noise. The glide keeps it from repeating, so a correlation finds one best alignment.
+std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed)
+{
+    std::vector<float> out = noise(1, frames, seed);
+    for (std::int64_t f = 0; f < frames; ++f) {
+        const double t = static_cast<double>(f) / rate;
+        const double phase = 2 * std::numbers::pi * (base * t + 40 * t * t);
+        const double tremolo = 0.7 + 0.3 * std::sin(2 * std::numbers::pi * 3 * t);
+        out[static_cast<std::size_t>(f)] =
+            static_cast<float>(tremolo * (0.35 * std::sin(phase) + 0.15 * std::sin(3 * phase)) +
+                               0.02 * out[static_cast<std::size_t>(f)]);
+    }
+    return out;
+}
+
+// Music: a different chord in each channel, at 44.1 kHz so that the render resamples it.
+std::vector<float> musicSignal(std::int64_t frames, int musicRate)
+{
+    std::vector<float> out(static_cast<std::size_t>(frames * 2));
+    for (std::int64_t f = 0; f < frames; ++f) {
+        const double t = static_cast<double>(f) / musicRate;
+        const auto tone = [&](double hz) { return std::sin(2 * std::numbers::pi * hz * t); };
+        out[static_cast<std::size_t>(2 * f)] =
+            static_cast<float>(0.2 * tone(523.25) + 0.15 * tone(659.25));
+        out[static_cast<std::size_t>(2 * f + 1)] =
+            static_cast<float>(0.2 * tone(392) + 0.15 * tone(987.77));
+    }
+    return out;
+}
+
+struct Programme {
+    Composition composition;
+    AudioMix mix;
+};
+
+// Two voice clips from two CAF takes (the first at 1 s), and with `music` a stereo bed from
+// 1.5 s that fades in over a second and out over the last one.
+Programme makeProgramme(const ScratchFolder& folder, bool music)
+{
+    writeCaf(folder / "take-a.caf", voiceSignal(rate * 3, 220, 1), 1);
+    writeCaf(folder / "take-b.caf", voiceSignal(rate * 3, 330, 2), 1);
+    const AudioAsset a = loadAsset(folder / "take-a.caf");
+    const AudioAsset b = loadAsset(folder / "take-b.caf");
+
+    Programme p;
+    CompositionTrack* voice = p.composition.addTrack(1);
+    voice->insertEmptyTimeRange({}, seconds(1));
+    EXPECT_TRUE(voice->insertTimeRange(a, seconds(0.5), seconds(1.5), seconds(1)));
+    voice->insertEmptyTimeRange(seconds(2.5), seconds(0.25));
+    EXPECT_TRUE(voice->insertTimeRange(b, seconds(0.2), seconds(2), seconds(2.75)));
+    InputParameters voiceParameters{1, {}, nullptr};
+    voiceParameters.volume.setVolume(0, {});
+    addClipVolume(voiceParameters.volume, seconds(1), seconds(1.5), 0.9f);
+    addClipVolume(voiceParameters.volume, seconds(2.75), seconds(2), 0.6f);
+    p.mix.inputParameters.push_back(voiceParameters);
+
+    if (music) {
+        const int musicRate = 44100;
+        writeFloatWav(folder / "music.wav", musicSignal(musicRate * 5, musicRate), musicRate, 2);
+        CompositionTrack* bed = p.composition.addTrack(2);
+        bed->insertEmptyTimeRange({}, seconds(1.5));
+        EXPECT_TRUE(bed->insertTimeRange(loadAsset(folder / "music.wav"), seconds(0.5), seconds(4),
+                                         seconds(1.5)));
+        InputParameters musicParameters{2, {}, nullptr};
+        musicParameters.volume.setVolume(0, {});
+        musicParameters.volume.setVolumeRamp(0, 0.7f, seconds(1.5), seconds(1));
+        musicParameters.volume.setVolumeRamp(0.7f, 0, seconds(4.5), seconds(1));
+        p.mix.inputParameters.push_back(musicParameters);
+    }
+    return p;
+}
+
+std::unique_ptr<ExportSession> makeSession(const Programme& p)
+{
+    auto session = ExportSession::create(p.composition, p.mix);
+    if (!session)
+        throw std::runtime_error(session.error().description);
+    return std::move(session).value();
+}
+
+// Starts the export and waits for its completion handler.
+void exportAndWait(ExportSession& session)
+{
+    std::mutex mutex;
+    std::condition_variable finished;
+    bool done = false;
+    session.exportAsynchronously([&] {
+        std::lock_guard lock(mutex);
+        done = true;
+        finished.notify_one();
+    });
+    std::unique_lock lock(mutex);
+    finished.wait(lock, [&] { return done; });
+}
+
+struct Decoded {
+    int channels = 0;
+    double rate = 0;
+    std::vector<float> samples; // interleaved
+    std::int64_t frames() const { return static_cast<std::int64_t>(samples.size()) / channels; }
+};
+
+Decoded decode(const std::filesystem::path& file)
+{
+    auto reader = AudioFileReader::open(file);
+    if (!reader)
+        throw std::runtime_error(reader.error().description);
+    Decoded d{reader.value()->channels(), reader.value()->sampleRate(), {}};
+    std::vector<float> block(4096 * static_cast<std::size_t>(d.channels));
+    for (;;) {
+        auto got = reader.value()->read(block.data(), 4096);
+        if (!got)
+            throw std::runtime_error(got.error().description);
+        if (got.value() == 0)
+            break;
+        d.samples.insert(d.samples.end(), block.begin(), block.begin() + got.value() * d.channels);
+    }
+    return d;
+}
+
+std::vector<float> channelOf(const std::vector<float>& interleaved, int channels, int channel)
+{
+    std::vector<float> out(interleaved.size() / static_cast<std::size_t>(channels));
+    for (std::size_t i = 0; i < out.size(); ++i)
+        out[i] =
+            interleaved[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(channel)];
+    return out;
+}
+
+// The shift of `signal` against `reference` (within ±maxLag) with the largest correlation, over
+// the half second from `from`.
+int bestLag(const std::vector<float>& reference, const std::vector<float>& signal,
+            std::int64_t from, int maxLag)
+{
+    const auto n = static_cast<std::int64_t>(std::min(reference.size(), signal.size()));
+    const std::int64_t to = std::min(n - maxLag, from + rate / 2);
+    double best = -1e300;
+    int lagAtBest = 0;
+    for (int lag = -maxLag; lag <= maxLag; ++lag) {
+        double sum = 0, energy = 1e-30;
+        for (std::int64_t i = from; i < to; ++i) {
+            const double s = signal[static_cast<std::size_t>(i + lag)];
+            sum += reference[static_cast<std::size_t>(i)] * s;
+            energy += s * s;
+        }
+        if (sum / std::sqrt(energy) > best) {
+            best = sum / std::sqrt(energy);
+            lagAtBest = lag;
+        }
+    }
+    return lagAtBest;
+}
+
+// Signal-to-difference ratio in dB of `signal` against `reference`, over their common length.
+double signalToDifference(const std::vector<float>& reference, const std::vector<float>& signal)
+{
+    const std::size_t n = std::min(reference.size(), signal.size());
+    double power = 0, difference = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        power += static_cast<double>(reference[i]) * reference[i];
+        const double d = static_cast<double>(signal[i]) - reference[i];
+        difference += d * d;
+    }
+    return 10 * std::log10(power / difference);
+}
+
+std::int64_t firstAbove(const std::vector<float>& mono, float threshold)
+{
+    for (std::size_t i = 0; i < mono.size(); ++i)
+        if (std::fabs(mono[i]) > threshold)
+            return static_cast<std::int64_t>(i);
+    return -1;
+}
+
+std::string capture(const std::string& command)
+{
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        throw std::runtime_error("cannot run: " + command);
+    std::string out;
+    char buffer[512];
+    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
+        out.append(buffer, got);
+    if (pclose(pipe) != 0)
+        throw std::runtime_error("failed: " + command);
+    return out;
+}
+
+// One `key=value` line of ffprobe's default output.
+std::string probeValue(const std::filesystem::path& file, const std::string& entries,
+                       const std::string& key)
+{
+    const std::string out = capture("ffprobe -v error -show_entries " + entries +
+                                    " -of default=noprint_wrappers=1 " + testfiles::quoted(file));
+    const std::string prefix = key + "=";
+    for (std::size_t at = 0; at < out.size();) {
+        const std::size_t end = out.find('\n', at);
+        const std::string line = out.substr(at, end - at);
+        if (line.rfind(prefix, 0) == 0)
+            return line.substr(prefix.size());
+        if (end == std::string::npos)
+            break;
+        at = end + 1;
+    }
+    return {};
+}
+
+// Offsets of the top-level MPEG-4 boxes by type.
+std::map<std::string, std::int64_t> topLevelBoxes(const std::filesystem::path& file)
+{
+    const std::vector<std::uint8_t> bytes = testfiles::readBytes(file);
+    std::map<std::string, std::int64_t> boxes;
+    for (std::size_t at = 0; at + 8 <= bytes.size();) {
+        std::uint64_t size = (std::uint64_t{bytes[at]} << 24) |
+                             (std::uint64_t{bytes[at + 1]} << 16) |
+                             (std::uint64_t{bytes[at + 2]} << 8) | bytes[at + 3];
+        const std::string type(bytes.begin() + static_cast<std::ptrdiff_t>(at + 4),
+                               bytes.begin() + static_cast<std::ptrdiff_t>(at + 8));
+        if (size == 1 && at + 16 <= bytes.size()) {
+            size = 0;
+            for (int i = 0; i < 8; ++i)
+                size = (size << 8) | bytes[at + 8 + static_cast<std::size_t>(i)];
+        }
+        boxes.emplace(type, static_cast<std::int64_t>(at));
+        if (size < 8)
+            break;
+        at += size;
+    }
+    return boxes;
+}
+
+class ExportSessionTest : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+};
+
+} // namespace
+
+TEST_F(ExportSessionTest, exportedAudioIsTheMixAlignedSampleExactly)
+{
+    const Programme p = makeProgramme(folder, true);
+    auto session = makeSession(p);
+    // From 0.04 s before the first clip into the music's fade-out.
+    const MediaTime start = seconds(0.96), duration = seconds(4.5);
+    session->setOutputPath(folder / "mix.m4a");
+    session->setTimeRange(start, duration);
+    exportAndWait(*session);
+    ASSERT_EQ(session->status(), ExportSession::Status::completed)
+        << session->error().value_or(Error{}).description;
+
+    const Decoded file = decode(folder / "mix.m4a");
+    ASSERT_EQ(file.channels, 2);
+    ASSERT_EQ(file.rate, rate);
+    EXPECT_NEAR(static_cast<double>(file.frames()), static_cast<double>(duration.frameAt(rate)),
+                1024);
+    const double bitRate = std::stod(probeValue(folder / "mix.m4a", "stream=bit_rate", "bit_rate"));
+    EXPECT_NEAR(bitRate, 160000, 16000);
+    OfflineRenderOptions options;
+    options.runTaps = false;
+    auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
+    ASSERT_TRUE(rendered);
+    for (int channel = 0; channel < 2; ++channel) {
+        const auto reference = channelOf(rendered.value(), 2, channel);
+        const auto decoded = channelOf(file.samples, 2, channel);
+        EXPECT_EQ(bestLag(reference, decoded, rate, 1200), 0) << "channel " << channel;
+        EXPECT_GT(signalToDifference(reference, decoded), 25.0) << "channel " << channel;
+    }
+    // The first clip begins 0.04 s into the file.
+    const std::int64_t onset = firstAbove(channelOf(file.samples, 2, 0), 0.02f);
+    EXPECT_NEAR(static_cast<double>(onset), 0.04 * rate, 0.001 * rate);
+}
+
+TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileAtTheRangeLengthWithTitleAndIndexFirst)
+{
+    const Programme p = makeProgramme(folder, false);
+    EXPECT_TRUE(p.composition.allSourcesMono());
+    auto session = makeSession(p);
+    EXPECT_EQ(session->channels(), 1);
+    const MediaTime start = seconds(0.96), duration = seconds(3.7345);
+    session->setOutputPath(folder / "voice.m4a");
+    session->setTimeRange(start, duration);
+    session->setTitle("Episodio 7: «Cañas»");
+    exportAndWait(*session);
+    ASSERT_EQ(session->status(), ExportSession::Status::completed)
+        << session->error().value_or(Error{}).description;
+    EXPECT_FALSE(session->error());
+    EXPECT_EQ(session->progress(), 1.0f);
+
+    const Decoded file = decode(folder / "voice.m4a");
+    EXPECT_EQ(file.channels, 1);
+    const std::int64_t rangeFrames = duration.frameAt(rate);
+    EXPECT_NEAR(static_cast<double>(file.frames()), static_cast<double>(rangeFrames), 1024);
+    const double probed =
+        std::stod(probeValue(folder / "voice.m4a", "stream=duration", "duration"));
+    EXPECT_NEAR(probed, duration.seconds(), 1024.0 / rate);
+    EXPECT_EQ(probeValue(folder / "voice.m4a", "stream=channels", "channels"), "1");
+    const double bitRate =
+        std::stod(probeValue(folder / "voice.m4a", "stream=bit_rate", "bit_rate"));
+    EXPECT_NEAR(bitRate, 96000, 9600);
+    EXPECT_EQ(probeValue(folder / "voice.m4a", "format_tags=title", "TAG:title"),
+              "Episodio 7: «Cañas»");
+
+    // The mono file is the left (equal to the right) channel of the render.
+    OfflineRenderOptions options;
+    options.runTaps = false;
+    auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
+    ASSERT_TRUE(rendered);
+    const auto reference = channelOf(rendered.value(), 2, 0);
+    EXPECT_EQ(bestLag(reference, file.samples, rate, 1200), 0);
+    EXPECT_GT(signalToDifference(reference, file.samples), 25.0);
+
+    const auto boxes = topLevelBoxes(folder / "voice.m4a");
+    ASSERT_TRUE(boxes.count("moov") && boxes.count("mdat"));
+    EXPECT_LT(boxes.at("moov"), boxes.at("mdat")) << "the index comes first for streaming";
+}
+
+TEST_F(ExportSessionTest, progressRisesToOneAndCancellingLeavesNoFile)
+{
+    // A minute of programme: long enough to be seen half done.
+    writeCaf(folder / "take.caf", voiceSignal(rate * 6, 200, 3), 1);
+    const AudioAsset take = loadAsset(folder / "take.caf");
+    Programme p;
+    CompositionTrack* voice = p.composition.addTrack(1);
+    for (int i = 0; i < 10; ++i)
+        ASSERT_TRUE(voice->insertTimeRange(take, {}, seconds(6), seconds(6.0 * i)));
+
+    auto complete = makeSession(p);
+    complete->setOutputPath(folder / "complete.m4a");
+    EXPECT_EQ(complete->status(), ExportSession::Status::waiting);
+    EXPECT_EQ(complete->progress(), 0.0f);
+    std::atomic<bool> finished{false};
+    complete->exportAsynchronously([&] { finished = true; });
+    EXPECT_NE(complete->status(), ExportSession::Status::waiting);
+    std::vector<float> seen;
+    while (!finished) {
+        seen.push_back(complete->progress());
+        std::this_thread::yield();
+    }
+    seen.push_back(complete->progress());
+    EXPECT_EQ(complete->status(), ExportSession::Status::completed);
+    EXPECT_EQ(seen.back(), 1.0f);
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_TRUE(
+        std::any_of(seen.begin(), seen.end(), [](float v) { return v > 0.2f && v < 0.8f; }));
+    EXPECT_NEAR(static_cast<double>(decode(folder / "complete.m4a").frames()), 60.0 * rate, 1024);
+
+    // Cancelled half way: the partial file is removed.
+    auto halfway = makeSession(p);
+    halfway->setOutputPath(folder / "halfway.m4a");
+    std::atomic<bool> halfwayFinished{false};
+    halfway->exportAsynchronously([&] { halfwayFinished = true; });
+    while (halfway->progress() < 0.3f && !halfwayFinished)
+        std::this_thread::yield();
+    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.m4a")) << "being written";
+    halfway->cancelExport();
+    while (!halfwayFinished)
+        std::this_thread::yield();
+    EXPECT_EQ(halfway->status(), ExportSession::Status::cancelled);
+    EXPECT_FALSE(halfway->error());
+    EXPECT_LT(halfway->progress(), 1.0f);
+    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.m4a"));
+
+    // Cancelled before it starts: it never writes.
+    auto early = makeSession(p);
+    early->setOutputPath(folder / "early.m4a");
+    early->cancelExport();
+    exportAndWait(*early);
+    EXPECT_EQ(early->status(), ExportSession::Status::cancelled);
+    EXPECT_FALSE(std::filesystem::exists(folder / "early.m4a"));
+
+    // Dropped while running: the destructor stops it and nothing is left.
+    auto dropped = makeSession(p);
+    dropped->setOutputPath(folder / "dropped.m4a");
+    dropped->exportAsynchronously({});
+    while (dropped->progress() < 0.1f)
+        std::this_thread::yield();
+    dropped.reset();
+    EXPECT_FALSE(std::filesystem::exists(folder / "dropped.m4a"));
+}
+
+TEST_F(ExportSessionTest, failuresCarryAReadableErrorAndLeaveNoFile)
+{
+    // Nothing to play: no session.
+    auto none = ExportSession::create(Composition{}, AudioMix{});
+    ASSERT_FALSE(none);
+    EXPECT_EQ(none.error(), (Error{"Export", 1, "No se pudo preparar la exportación."}));
+
+    // A take deleted after the composition was made fails with the reader's own description.
+    const Programme p = makeProgramme(folder, false);
+    std::filesystem::remove(folder / "take-b.caf");
+    const auto readerError = AudioFileReader::open(folder / "take-b.caf");
+    ASSERT_FALSE(readerError);
+    auto missing = makeSession(p);
+    missing->setOutputPath(folder / "missing.m4a");
+    exportAndWait(*missing);
+    EXPECT_EQ(missing->status(), ExportSession::Status::failed);
+    ASSERT_TRUE(missing->error());
+    EXPECT_EQ(missing->error()->description, readerError.error().description);
+    EXPECT_FALSE(std::filesystem::exists(folder / "missing.m4a"));
+
+    // A folder that does not exist, and a "folder" that is a file.
+    const Programme q = makeProgramme(folder, true);
+    testfiles::writeBytes(folder / "plain-file", {1, 2, 3});
+    for (const auto& output : {folder / "no-such-folder/out.m4a", folder / "plain-file/out.m4a"}) {
+        auto unwritable = makeSession(q);
+        unwritable->setOutputPath(output);
+        exportAndWait(*unwritable);
+        EXPECT_EQ(unwritable->status(), ExportSession::Status::failed);
+        ASSERT_TRUE(unwritable->error());
+        EXPECT_EQ(
+            unwritable->error()->description.rfind("No se pudo crear el archivo «out.m4a»: ", 0),
+            0u)
+            << unwritable->error()->description;
+        EXPECT_GT(unwritable->error()->description.size(), 40u) << "with the system's reason";
+        EXPECT_FALSE(std::filesystem::exists(output));
+    }
+    EXPECT_EQ(testfiles::readBytes(folder / "plain-file"), (std::vector<std::uint8_t>{1, 2, 3}));
+}
+
+} // namespace tw
