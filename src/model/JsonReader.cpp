@@ -4,6 +4,8 @@
 #include "model/Utf8.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace tw::json {
 
@@ -33,6 +35,40 @@ void appendUtf8(std::string& out, unsigned codePoint)
     }
 }
 
+constexpr std::uint64_t everyByte(unsigned char value)
+{
+    return 0x0101010101010101ull * value;
+}
+
+// True when one of the eight bytes of `word` is zero (the classic bit trick).
+constexpr bool hasZeroByte(std::uint64_t word)
+{
+    return ((word - everyByte(0x01)) & ~word & everyByte(0x80)) != 0;
+}
+
+// The end of a run of printable ASCII without quote or backslash, eight bytes at a time: string
+// values are most of a project file (identifiers and paths).
+std::size_t plainRunEnd(std::string_view text, std::size_t at)
+{
+    while (at + 8 <= text.size()) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + at, sizeof word);
+        bool special = (word & everyByte(0x80)) != 0 ||
+                       ((word - everyByte(0x20)) & everyByte(0x80)) != 0 ||
+                       hasZeroByte(word ^ everyByte('"')) || hasZeroByte(word ^ everyByte('\\'));
+        if (special)
+            break;
+        at += 8;
+    }
+    while (at < text.size()) {
+        unsigned char c = static_cast<unsigned char>(text[at]);
+        if (c < 0x20 || c >= 0x80 || c == '"' || c == '\\')
+            break;
+        ++at;
+    }
+    return at;
+}
+
 } // namespace
 
 Reader::Reader(std::string_view text) : text_(text)
@@ -59,7 +95,7 @@ void Reader::fail(std::string_view what) const
                       ", columna " + std::to_string(column) + "): " + std::string(what) + ".");
 }
 
-void Reader::skipWhitespace()
+void Reader::skipWhitespaceSlow()
 {
     while (pos_ < text_.size()) {
         char c = text_[pos_];
@@ -158,6 +194,10 @@ std::string_view Reader::readString()
     // Fast path: no escapes, so the value is a view into the input.
     while (pos_ < text_.size()) {
         unsigned char c = static_cast<unsigned char>(text_[pos_]);
+        if (c >= 0x20 && c < 0x80 && c != '"' && c != '\\') {
+            pos_ = plainRunEnd(text_, pos_ + 1);
+            continue;
+        }
         if (c == '"') {
             std::string_view value = text_.substr(contentStart, pos_ - contentStart);
             ++pos_;

@@ -54,7 +54,14 @@ public:
     [[noreturn]] void fail(std::string_view what) const;
 
 private:
-    void skipWhitespace();
+    void skipWhitespace()
+    {
+        // Compact files have no whitespace at all; only look further when there is some.
+        if (pos_ < text_.size() && static_cast<unsigned char>(text_[pos_]) > ' ')
+            return;
+        skipWhitespaceSlow();
+    }
+    void skipWhitespaceSlow();
     void enter();
     void expectLiteral(std::string_view literal);
     std::string_view readStringSlow(std::size_t contentStart);

@@ -91,18 +91,29 @@ void Writer::boolean(bool value)
 
 bool Writer::string(std::string_view text)
 {
-    if (!isValidUtf8(text))
-        return false;
     static constexpr char hex[] = "0123456789abcdef";
+    std::size_t rollback = out_.size();
     separate();
     out_.push_back('"');
     std::size_t runStart = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    std::size_t i = 0;
+    while (i < text.size()) {
         unsigned char c = static_cast<unsigned char>(text[i]);
-        if (c >= 0x20 && c != '"' && c != '\\')
+        if (c >= 0x80) {
+            std::size_t length = utf8SequenceLength(text, i);
+            if (length == 0) {
+                out_.resize(rollback);
+                return false;
+            }
+            i += length;
             continue;
+        }
+        if (c >= 0x20 && c != '"' && c != '\\') {
+            ++i;
+            continue;
+        }
         out_.append(text.substr(runStart, i - runStart));
-        runStart = i + 1;
+        runStart = ++i;
         switch (c) {
         case '"':
             out_.append("\\\"");
@@ -135,6 +146,25 @@ bool Writer::string(std::string_view text)
     out_.push_back('"');
     needsComma_ = true;
     return true;
+}
+
+void Writer::uuid(const Uuid& id)
+{
+    // The canonical upper-case form, written in place: one clip id per segment adds up.
+    static constexpr char digits[] = "0123456789ABCDEF";
+    char buffer[38];
+    char* out = buffer;
+    *out++ = '"';
+    for (std::size_t i = 0; i < 16; ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10)
+            *out++ = '-';
+        *out++ = digits[id.bytes()[i] >> 4];
+        *out++ = digits[id.bytes()[i] & 0x0F];
+    }
+    *out++ = '"';
+    separate();
+    out_.append(buffer, sizeof buffer);
+    needsComma_ = true;
 }
 
 } // namespace tw::json

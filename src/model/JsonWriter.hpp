@@ -3,6 +3,8 @@
 // escaped only where JSON requires it.
 #pragma once
 
+#include "base/Uuid.hpp"
+
 #include <string>
 #include <string_view>
 
@@ -23,6 +25,8 @@ public:
     [[nodiscard]] bool number(double value);
     [[nodiscard]] bool number(float value);
     [[nodiscard]] bool string(std::string_view text);
+    // A UUID in its upper-case 36-character form.
+    void uuid(const Uuid& id);
     void integer(long long value);
     void boolean(bool value);
 

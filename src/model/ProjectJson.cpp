@@ -81,7 +81,7 @@ private:
     {
         out_.beginObject();
         out_.key("id");
-        (void)out_.string(s.id.text()); // always ASCII
+        out_.uuid(s.id);
         number("start", s.start);
         number("duration", s.duration);
         optionalText("file", s.file);
@@ -263,7 +263,9 @@ private:
         if (in_.peekKind() != json::ValueKind::object)
             throw FormatFailure("El elemento \"segments[" + std::to_string(*segmentIndex_) +
                                 "]\" debe ser un objeto.");
-        Segment s;
+        // Copying a blank clip skips drawing a random identifier that the stored one replaces.
+        static const Segment blank;
+        Segment s = blank;
         Required required;
         std::string_view key;
         in_.beginObject();

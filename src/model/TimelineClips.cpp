@@ -5,15 +5,6 @@
 
 namespace tw::timeline {
 
-namespace {
-
-bool startsBefore(const Segment& a, const Segment& b)
-{
-    return startOf(a) < startOf(b);
-}
-
-} // namespace
-
 void sortByStart(std::vector<Segment>& clips)
 {
     // After the first edit the stored clips are nearly always in order already.

@@ -20,6 +20,11 @@ inline double endOf(const Segment& clip)
     return *clip.timelineStart + clip.duration;
 }
 
+inline bool startsBefore(const Segment& a, const Segment& b)
+{
+    return startOf(a) < startOf(b);
+}
+
 // Stable sort by timelineStart: clips that start together keep their order.
 void sortByStart(std::vector<Segment>& clips);
 

@@ -37,15 +37,4 @@ inline std::size_t utf8SequenceLength(std::string_view text, std::size_t at)
     return 0;
 }
 
-inline bool isValidUtf8(std::string_view text)
-{
-    for (std::size_t i = 0; i < text.size();) {
-        std::size_t length = utf8SequenceLength(text, i);
-        if (length == 0)
-            return false;
-        i += length;
-    }
-    return true;
-}
-
 } // namespace tw::json

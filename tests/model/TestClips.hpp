@@ -38,11 +38,6 @@ inline PodcastProject projectWith(std::vector<Segment> segments)
     return project;
 }
 
-struct Span {
-    double t0;
-    double t1;
-};
-
 // The [t0, t1) of each resolved clip, in timeline order.
 inline std::vector<std::pair<double, double>> spans(const PodcastProject& project)
 {
