@@ -127,11 +127,8 @@ Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId)
 {
     stop();
     std::lock_guard lock(control_);
-    if (pulse_) {
-        PulseContext::Lock loopLock(*pulse_);
-        if (!pulse_->alive())
-            pulse_.reset();
-    }
+    if (pulse_ && !pulse_->isConnected())
+        pulse_.reset(); // a broken connection is replaced (never destroyed under its lock)
     if (!pulse_) {
         auto connected = PulseContext::connect("Tapewright capture");
         if (!connected)

@@ -89,6 +89,12 @@ bool PulseContext::alive() const
     return pa_context_get_state(context_) == PA_CONTEXT_READY;
 }
 
+bool PulseContext::isConnected() const
+{
+    Lock lock(*this);
+    return alive();
+}
+
 int PulseContext::lastError() const
 {
     return pa_context_errno(context_);

@@ -35,6 +35,8 @@ public:
 
     // Locked: whether the connection still stands.
     bool alive() const;
+    // The same, taking the lock (not from the loop thread).
+    bool isConnected() const;
     // Locked: the last status of the server on this connection.
     int lastError() const;
     // Called on the loop thread once, when an established connection breaks.

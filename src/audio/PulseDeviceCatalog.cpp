@@ -59,11 +59,8 @@ PulseDeviceCatalog::~PulseDeviceCatalog()
 
 bool PulseDeviceCatalog::ensureConnected()
 {
-    if (pulse_) {
-        PulseContext::Lock lock(*pulse_);
-        if (pulse_->alive())
-            return true;
-    }
+    if (pulse_ && pulse_->isConnected())
+        return true;
     pulse_.reset();
     auto connected = PulseContext::connect("Tapewright device catalog");
     if (!connected)

@@ -2,6 +2,8 @@
 
 #include "audio/Denormals.hpp"
 
+#include <pulse/def.h>
+
 #include <algorithm>
 #include <memory>
 
@@ -9,8 +11,8 @@ namespace tw {
 
 namespace {
 
-// The status a missing source reports (the sound server's "no such entity").
-constexpr int missingSourceStatus = 5;
+// The status the sound server reports for a missing source.
+constexpr int missingSourceStatus = PA_ERR_NOENTITY;
 
 } // namespace
 

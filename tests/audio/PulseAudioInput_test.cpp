@@ -174,3 +174,34 @@ TEST_F(PulseAudioInputTest, unloadingTheSourceDuringCaptureIsAConfigurationChang
     // And the source cannot be opened any more.
     EXPECT_FALSE(input.open(captureSourceId("tw_input_probe")).ok());
 }
+
+TEST_F(PulseAudioInputTest, aServerThatGoesAwayIsAConfigurationChangeAndTheNextOpenConnectsAgain)
+{
+    rig::PrivateServer server;
+    ASSERT_TRUE(server.started()) << server.startOutput();
+
+    PulseAudioInput input;
+    Capture capture;
+    std::atomic<int> changes{0};
+    input.setCaptureCallback(capture.callback());
+    input.setConfigurationChangeHandler([&] { ++changes; });
+    {
+        rig::ServerOverride use(server.address());
+        auto format = input.open(captureSourceId(rig::micName));
+        ASSERT_TRUE(format.ok()) << format.error().description;
+        capture.channels = format.value().channels;
+    }
+    ASSERT_TRUE(input.start().ok());
+    ASSERT_TRUE(rig::eventually([&] { return capture.frames > 0; }));
+
+    server.stop();
+    ASSERT_TRUE(rig::eventually([&] { return changes > 0; }));
+    EXPECT_FALSE(input.isRunning());
+    input.stop();
+
+    // The shared rig is still there: a new open connects to it.
+    auto again = input.open(captureSourceId(rig::micName));
+    ASSERT_TRUE(again.ok()) << again.error().description;
+    EXPECT_TRUE(input.start().ok());
+    input.stop();
+}

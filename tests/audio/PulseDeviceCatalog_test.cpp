@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <optional>
 
 using namespace tw;
 using namespace std::chrono_literals;
@@ -76,4 +77,24 @@ TEST_F(PulseDeviceCatalogTest, reportsASourceThatComesAndGoes)
     rig::unloadModule(module);
     EXPECT_TRUE(rig::eventually([&] { return changes > before && !sawProbe; }));
     EXPECT_FALSE(listed(catalog.sources(), "tw_catalog_probe"));
+}
+
+TEST_F(PulseDeviceCatalogTest, aServerThatGoesAwayIsAChangeAndTheNextListConnectsAgain)
+{
+    rig::PrivateServer server;
+    ASSERT_TRUE(server.started()) << server.startOutput();
+    std::atomic<int> changes{0};
+    std::optional<PulseDeviceCatalog> catalog;
+    {
+        rig::ServerOverride use(server.address());
+        catalog.emplace();
+        catalog->setChangeHandler([&] { ++changes; });
+        EXPECT_TRUE(listed(catalog->sources(), rig::micName));
+        // While the server is gone and no other answers, the list is empty.
+        server.stop();
+        ASSERT_TRUE(rig::eventually([&] { return changes > 0; }));
+        EXPECT_TRUE(catalog->sources().empty());
+    }
+    // The shared rig answers the next time.
+    EXPECT_TRUE(listed(catalog->sources(), rig::micName));
 }

@@ -171,6 +171,65 @@ inline double rms(const std::vector<float>& samples)
     return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
+// Points new connections of this process at another server for a scope.
+class ServerOverride {
+public:
+    explicit ServerOverride(const std::string& address)
+    {
+        if (const char* current = std::getenv("PULSE_SERVER"))
+            saved_ = current;
+        setenv("PULSE_SERVER", address.c_str(), 1);
+    }
+    ~ServerOverride() { setenv("PULSE_SERVER", saved_.c_str(), 1); }
+    ServerOverride(const ServerOverride&) = delete;
+    ServerOverride& operator=(const ServerOverride&) = delete;
+
+private:
+    std::string saved_;
+};
+
+// Another private server started with scripts/virtual-audio, stopped when the test says so (or
+// at the end of the scope).
+class PrivateServer {
+public:
+    PrivateServer()
+    {
+        startOutput_ = output(std::string(TW_SOURCE_DIR) + "/scripts/virtual-audio start 2>&1");
+        folder_ = value("TAPEWRIGHT_AUDIO_DIR");
+        address_ = value("PULSE_SERVER");
+    }
+    ~PrivateServer() { stop(); }
+    PrivateServer(const PrivateServer&) = delete;
+    PrivateServer& operator=(const PrivateServer&) = delete;
+
+    bool started() const { return !folder_.empty() && !address_.empty(); }
+    const std::string& startOutput() const { return startOutput_; }
+    const std::string& address() const { return address_; }
+    void stop()
+    {
+        if (!folder_.empty())
+            run("TAPEWRIGHT_AUDIO_DIR='" + folder_ + "' '" + TW_SOURCE_DIR +
+                "/scripts/virtual-audio' stop");
+        folder_.clear();
+    }
+
+private:
+    // The value of one `export NAME=value` line of the start output.
+    std::string value(const std::string& name) const
+    {
+        std::string key = "export " + name + "=";
+        auto at = startOutput_.find(key);
+        if (at == std::string::npos)
+            return {};
+        auto begin = at + key.size();
+        return startOutput_.substr(begin, startOutput_.find('\n', begin) - begin);
+    }
+
+    std::string startOutput_;
+    std::string folder_;
+    std::string address_;
+};
+
 // Polls a condition for up to `timeout` (the server works in real time, there is no clock to
 // advance).
 template <class Condition>

@@ -1,0 +1,159 @@
+#include "audio/PulseAudioOutput.hpp"
+
+#include "audio/Denormals.hpp"
+
+#include "PulseRig.hpp"
+
+#include <atomic>
+#include <cstring>
+#include <fstream>
+
+using namespace tw;
+using namespace std::chrono_literals;
+
+namespace {
+
+class PulseAudioOutputTest : public rig::PulseRigTest {};
+
+// A sine on every channel, rendered on the output's thread.
+struct Sine {
+    double frequency = 1000;
+    double rate = 48000;
+    int channels = 2;
+    std::int64_t frame = 0;
+    std::atomic<std::int64_t> rendered{0};
+    std::atomic<bool> denormalsOff{false};
+    std::atomic<bool> onCallerThread{false};
+    std::thread::id caller = std::this_thread::get_id();
+
+    AudioOutput::RenderCallback callback()
+    {
+        return [this](float* interleaved, int frames) {
+            denormalsOff = ScopedDenormalsOff::active();
+            if (std::this_thread::get_id() == caller)
+                onCallerThread = true;
+            for (int f = 0; f < frames; ++f, ++frame) {
+                float value =
+                    static_cast<float>(0.5 * std::sin(2 * M_PI * frequency * frame / rate));
+                for (int c = 0; c < channels; ++c)
+                    interleaved[f * channels + c] = value;
+            }
+            rendered += frames;
+        };
+    }
+};
+
+std::vector<float> readFloats(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return samples;
+}
+
+} // namespace
+
+TEST_F(PulseAudioOutputTest, aToneRenderedForTheOutputIsHeardOnTheSinkMonitor)
+{
+    rig::ScratchFolder folder;
+    std::string heardFile = folder.file("heard.raw");
+    PulseAudioOutput output;
+    Sine sine;
+    output.setRenderCallback(sine.callback());
+    auto format = output.open(StreamFormat{});
+    ASSERT_TRUE(format.ok()) << format.error().description;
+    EXPECT_EQ(format.value(), (StreamFormat{48000, 2, SampleType::float32, true}));
+
+    // parec listens from before the start to after one and a half seconds of playing.
+    std::thread listener([&] {
+        rig::run(std::string("timeout 2.5 parec --device=") + rig::sinkName +
+                 ".monitor --raw --format=float32le --rate=48000 --channels=2 > '" + heardFile +
+                 "'");
+    });
+    std::this_thread::sleep_for(300ms);
+    ASSERT_TRUE(output.start().ok());
+    EXPECT_TRUE(output.isRunning());
+    std::this_thread::sleep_for(1500ms);
+    ASSERT_TRUE(output.pause().ok());
+    EXPECT_FALSE(output.isRunning());
+    listener.join();
+
+    EXPECT_TRUE(sine.denormalsOff);
+    EXPECT_FALSE(sine.onCallerThread);
+    auto heard = rig::loudPart(rig::channel(readFloats(heardFile), 2, 0));
+    ASSERT_GT(heard.size(), 48000u);
+    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, 48000), 1000, 10);
+    EXPECT_NEAR(rig::toneAmplitude(heard, 1000, 48000), 0.5, 0.1);
+    EXPECT_LT(rig::toneAmplitude(heard, 1500, 48000), 0.05);
+    output.close();
+}
+
+TEST_F(PulseAudioOutputTest, thePlayHeadMovesWhilePlayingAndHoldsWhilePaused)
+{
+    PulseAudioOutput output;
+    Sine sine;
+    output.setRenderCallback(sine.callback());
+    ASSERT_TRUE(output.open(StreamFormat{}).ok());
+    EXPECT_EQ(output.framesPlayed(), 0);
+
+    ASSERT_TRUE(output.start().ok());
+    std::this_thread::sleep_for(600ms);
+    auto played = output.framesPlayed();
+    // Some of the time that passed, never more than was rendered.
+    EXPECT_GT(played, 48000 / 10);
+    EXPECT_LE(played, sine.rendered.load());
+    EXPECT_NEAR(output.playedTime(), static_cast<double>(output.framesPlayed()) / 48000, 0.05);
+    double latency = output.latency();
+    EXPECT_GT(latency, 0.0);
+    EXPECT_LT(latency, 0.5);
+
+    ASSERT_TRUE(output.pause().ok());
+    auto paused = output.framesPlayed();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(output.framesPlayed(), paused);
+
+    // A flush drops what was queued; the play head does not jump back.
+    ASSERT_TRUE(output.flush().ok());
+    EXPECT_GE(output.framesPlayed(), paused);
+    ASSERT_TRUE(output.start().ok());
+    EXPECT_TRUE(rig::eventually([&] { return output.framesPlayed() > paused + 4800; }));
+    output.close();
+    EXPECT_FALSE(output.isRunning());
+}
+
+TEST_F(PulseAudioOutputTest, aServerThatGoesAwayIsAConfigurationChange)
+{
+    // A second private server of its own, so that stopping it leaves the shared rig alone.
+    rig::PrivateServer server;
+    ASSERT_TRUE(server.started()) << server.startOutput();
+
+    PulseAudioOutput output;
+    Sine sine;
+    std::atomic<int> changes{0};
+    std::atomic<bool> runningInHandler{true};
+    output.setRenderCallback(sine.callback());
+    output.setConfigurationChangeHandler([&] {
+        runningInHandler = output.isRunning();
+        ++changes;
+    });
+    {
+        rig::ServerOverride use(server.address());
+        ASSERT_TRUE(output.open(StreamFormat{}).ok());
+    }
+    ASSERT_TRUE(output.start().ok());
+    ASSERT_TRUE(rig::eventually([&] { return sine.rendered > 0; }));
+    EXPECT_EQ(changes, 0);
+
+    server.stop();
+    ASSERT_TRUE(rig::eventually([&] { return changes > 0; }));
+    EXPECT_FALSE(runningInHandler);
+    EXPECT_FALSE(output.isRunning());
+    EXPECT_FALSE(output.start().ok());
+    output.close();
+
+    // With the shared rig still there, opening again makes a new stream there.
+    ASSERT_TRUE(output.open(StreamFormat{}).ok());
+    EXPECT_TRUE(output.start().ok());
+    output.close();
+}
