@@ -2,7 +2,9 @@
 # Times the heaviest voice treatment (enhance with the radio preset, gate, leveller, ten bands)
 # on a 10-minute 48 kHz mono file against SoX running the equivalent chain (a high-pass, thirteen
 # peaking equalisers and a compander) on the same file. Both sides are whole program runs that
-# decode the same WAV and discard the result (SoX writes to -n), from a warm page cache.
+# decode the same WAV and discard the result (SoX writes to -n), from a warm page cache. Both are
+# single-threaded, so the figures are processor time (user + system, from hyperfine), which a busy
+# machine inflates far less than wall time.
 set -euo pipefail
 
 BUILD=${BUILD:-build}
@@ -27,15 +29,15 @@ done
 sox_chain="$sox_chain compand 0.005,0.18 6:-70,-70,-22,-22,0,-16.5 4 -90 0.005"
 
 runs=${RUNS:-3}
-mean() { # seconds per run of the given command, from hyperfine
+cpu() { # processor seconds per run of the given command, from hyperfine
   local json
   json=$(mktemp)
   hyperfine --style none --warmup 1 --runs "$runs" --export-json "$json" "$1" >/dev/null
-  python3 -c 'import json,sys; print("%.3f" % json.load(open(sys.argv[1]))["results"][0]["mean"])' "$json"
+  python3 -c 'import json,sys; r=json.load(open(sys.argv[1]))["results"][0]; print("%.3f" % (r["user"] + r["system"]))' "$json"
   rm -f "$json"
 }
 
 cat "$speech" >/dev/null # warm the page cache for both sides
-ours=$(mean "$tool $speech")
-theirs=$(mean "sox $speech -n $sox_chain")
+ours=$(cpu "$tool $speech")
+theirs=$(cpu "sox $speech -n $sox_chain")
 python3 -c 'import sys; t=float(sys.argv[1]); s=float(sys.argv[2]); print("voice treatment 10 min 48 kHz mono: tapewright %.3f s, sox %.3f s, ratio %.2f" % (t, s, t / s))' "$ours" "$theirs"
