@@ -17,7 +17,7 @@ namespace {
 // Two lanes of doubles: a pair of channels runs through its two chains in one instruction stream.
 // Each lane does exactly the arithmetic of the scalar section, so results do not depend on which
 // channel a lane is paired with.
-using Pair = double __attribute__((vector_size(16)));
+using precise::Pair;
 
 // exp(−1 / (rate · seconds)): the one-pole coefficient of a time constant.
 double smoothing(double seconds, double rate)
@@ -154,7 +154,6 @@ void VoiceDSP::process(AudioBufferList& list, int frames)
 // frames at a time, and the recurrences run after them without waiting.
 void VoiceDSP::detect(const AudioBufferList& list, int offset, int frames)
 {
-    using precise::Pair;
     std::fill_n(peak_.begin(), frames, 0.0);
     for (int b = 0; b < list.count; ++b) {
         const AudioBuffer& buffer = list.buffers[b];
