@@ -196,6 +196,51 @@ private:
     bool createdFile_ = false;
 };
 
+// Export thread: renders the range block by block into the encoder until it ends or a cancel
+// arrives; progress follows the rendered frames.
+Result<void> encodeRange(M4aEncoder& encoder, const Composition& composition, const AudioMix& mix,
+                         MediaTime start, MediaTime duration, int channels,
+                         const std::atomic<bool>& cancelled, std::atomic<float>& progress)
+{
+    const auto totalFrames = static_cast<float>(duration.frameAt(ExportSession::sampleRate));
+    std::vector<float> left, right;
+    std::int64_t rendered = 0;
+    Result<void> written;
+    OfflineRenderOptions options;
+    options.sampleRate = ExportSession::sampleRate;
+    options.runTaps = false;
+    auto render = renderOffline(
+        composition, mix, start, duration, options, [&](const float* stereo, int frames) {
+            if (cancelled.load(std::memory_order_relaxed))
+                return false;
+            if (left.size() < static_cast<std::size_t>(frames)) {
+                left.resize(static_cast<std::size_t>(frames));
+                right.resize(static_cast<std::size_t>(frames));
+            }
+            // The graph renders stereo and a mono source feeds both sides alike, so a mono
+            // export keeps the left one.
+            if (channels == 1) {
+                for (int i = 0; i < frames; ++i)
+                    left[static_cast<std::size_t>(i)] = stereo[2 * i];
+            } else {
+                for (int i = 0; i < frames; ++i) {
+                    left[static_cast<std::size_t>(i)] = stereo[2 * i];
+                    right[static_cast<std::size_t>(i)] = stereo[2 * i + 1];
+                }
+            }
+            float* planes[2] = {left.data(), right.data()};
+            if (written = encoder.write(planes, frames); !written)
+                return false;
+            rendered += frames;
+            progress.store(renderShare * static_cast<float>(rendered) / totalFrames,
+                           std::memory_order_relaxed);
+            return true;
+        });
+    if (!render)
+        return render;
+    return written;
+}
+
 } // namespace
 
 Error exportError(int code)
@@ -284,8 +329,7 @@ void ExportSession::run(const std::function<void()>& completion)
     // The range as the composition can play it.
     const MediaTime end = std::min(start_ + duration_, composition_.duration());
     const MediaTime start = std::clamp(start_, MediaTime{}, end);
-    const std::int64_t totalFrames = (end - start).frameAt(sampleRate);
-    if (totalFrames <= 0)
+    if ((end - start).frameAt(sampleRate) <= 0)
         return done(Status::failed, Error{ErrorDomain::exporting, ExportError::failed,
                                           "No hay audio que exportar en el intervalo elegido."});
     if (outputPath_.empty())
@@ -302,49 +346,12 @@ void ExportSession::run(const std::function<void()>& completion)
             failure = opened.error();
         created = encoder.createdFile();
 
-        std::vector<float> left, right;
-        std::int64_t rendered = 0;
-        Result<void> written;
-        if (!failure) {
-            OfflineRenderOptions options;
-            options.sampleRate = sampleRate;
-            options.runTaps = false;
-            auto render =
-                renderOffline(composition_, mix_, start, end - start, options,
-                              [&](const float* stereo, int frames) {
-                                  if (cancelled_.load(std::memory_order_relaxed))
-                                      return false;
-                                  if (left.size() < static_cast<std::size_t>(frames)) {
-                                      left.resize(static_cast<std::size_t>(frames));
-                                      right.resize(static_cast<std::size_t>(frames));
-                                  }
-                                  // The graph renders stereo; a mono source feeds both sides alike,
-                                  // so a mono export keeps the left one.
-                                  if (channels_ == 1) {
-                                      for (int i = 0; i < frames; ++i)
-                                          left[static_cast<std::size_t>(i)] = stereo[2 * i];
-                                  } else {
-                                      for (int i = 0; i < frames; ++i) {
-                                          left[static_cast<std::size_t>(i)] = stereo[2 * i];
-                                          right[static_cast<std::size_t>(i)] = stereo[2 * i + 1];
-                                      }
-                                  }
-                                  float* planes[2] = {left.data(), right.data()};
-                                  written = encoder.write(planes, frames);
-                                  if (!written)
-                                      return false;
-                                  rendered += frames;
-                                  progress_.store(renderShare * static_cast<float>(rendered) /
-                                                      static_cast<float>(totalFrames),
-                                                  std::memory_order_relaxed);
-                                  return true;
-                              });
-            if (!render)
-                failure = render.error();
-            else if (!written)
-                failure = written.error();
-        }
-        // A cancel that comes after this point is too late: the file is complete.
+        if (!failure)
+            if (auto encoded = encodeRange(encoder, composition_, mix_, start, end - start,
+                                           channels_, cancelled_, progress_);
+                !encoded)
+                failure = encoded.error();
+        // From here on a cancel is too late: all that is left is the encoder's flush.
         cancelled = !failure && cancelled_.load(std::memory_order_relaxed);
         if (!failure && !cancelled)
             if (auto finished = encoder.finish(); !finished)
