@@ -202,17 +202,25 @@ void VoiceDSP::detect(const AudioBufferList& list, int offset, int frames)
     for (int f = 0; f < frames; f += 2) {
         const Pair e = {envelopes_[f], envelopes_[f + 1]};
         if (reduceNoise_) {
-            // (envelope / reference)^1.5 limited to [0.08, 1], with x^1.5 = x·sqrt(x).
-            const Pair ratio = e / gateReference;
+            // (envelope / reference)^1.5 limited to [0.08, 1], with x^1.5 = x·sqrt(x); while the
+            // voice sounds the gate is simply open and no root is needed.
+            const Pair ratio = e * (1.0 / gateReference);
             const Pair target =
-                precise::min(precise::max(ratio * precise::sqrt(ratio), gateFloor), 1.0);
+                ratio[0] >= 1.0 && ratio[1] >= 1.0
+                    ? Pair{1.0, 1.0}
+                    : precise::min(precise::max(ratio * precise::sqrt(ratio), gateFloor), 1.0);
             gateFactor_[f] = target[0];
             gateFactor_[f + 1] = target[1];
         }
         if (enhance_) {
-            // Below the threshold the target is the makeup gain alone.
-            const Pair over = precise::exp(compressorSlope_ * precise::log(e) + compressorOffset_);
-            const Pair target = e <= thresholdLinear_ ? makeup : over;
+            // Below the threshold the target is the makeup gain alone, with no logarithm.
+            const auto below = e <= thresholdLinear_;
+            const Pair target =
+                below[0] && below[1]
+                    ? makeup
+                    : (below
+                           ? makeup
+                           : precise::exp(compressorSlope_ * precise::log(e) + compressorOffset_));
             chainGain_[f] = target[0];
             chainGain_[f + 1] = target[1];
         }
