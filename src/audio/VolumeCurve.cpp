@@ -69,7 +69,7 @@ double VolumeCursor::gain() const
     return curve_->pieces()[index_].gainAt(position_);
 }
 
-template <class Op> void VolumeCursor::walk(int frames, std::int64_t firstFrame, Op op)
+void VolumeCursor::fillGains(float* gains, int frames, std::int64_t firstFrame)
 {
     if (firstFrame != position_)
         seek(firstFrame);
@@ -81,25 +81,20 @@ template <class Op> void VolumeCursor::walk(int frames, std::int64_t firstFrame,
             index_ + 1 < pieces.size() ? pieces[index_ + 1].start : never;
         const int count =
             static_cast<int>(std::min<std::int64_t>(frames - done, nextStart - position_));
-        op(done, count, piece.gainAt(position_), piece.slope);
+        float* to = gains + done;
+        if (piece.slope == 0.0) {
+            std::fill(to, to + count, static_cast<float>(piece.startGain));
+        } else {
+            // Each gain from the piece's own start, so blocks of any size give the same gains.
+            const double offset = static_cast<double>(position_ - piece.start);
+            for (int f = 0; f < count; ++f)
+                to[f] = static_cast<float>(piece.startGain + piece.slope * (offset + f));
+        }
         done += count;
         position_ += count;
         if (position_ == nextStart)
             ++index_;
     }
-}
-
-void VolumeCursor::fillGains(float* gains, int frames, std::int64_t firstFrame)
-{
-    walk(frames, firstFrame, [&](int offset, int count, double gain, double slope) {
-        float* to = gains + offset;
-        if (slope == 0.0) {
-            std::fill(to, to + count, static_cast<float>(gain));
-            return;
-        }
-        for (int f = 0; f < count; ++f)
-            to[f] = static_cast<float>(gain + slope * f);
-    });
 }
 
 } // namespace tw

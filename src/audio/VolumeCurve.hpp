@@ -56,8 +56,6 @@ public:
     std::int64_t position() const { return position_; }
 
 private:
-    template <class Op> void walk(int frames, std::int64_t firstFrame, Op op);
-
     const VolumeCurve* curve_ = nullptr;
     std::size_t index_ = 0;
     std::int64_t position_ = std::numeric_limits<std::int64_t>::min();

@@ -1,0 +1,450 @@
+#include "audio/Player.hpp"
+
+#include "audio/OfflineRenderer.hpp"
+#include "audio/SimulatedAudioOutput.hpp"
+#include "base/ManualScheduler.hpp"
+
+#include "GraphSignals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <random>
+#include <thread>
+
+namespace tw {
+
+using namespace graphtest;
+
+namespace {
+
+// Voice: 48 kHz mono clips with a gap; music: a 44.1 kHz stereo bed from 0.2 s with fades.
+struct Programme {
+    Composition composition;
+    AudioMix mix;
+};
+
+Programme makeProgramme(const ScratchFolder& folder)
+{
+    writeFloatWav(folder / "voice.wav", noise(1, 48000 * 4, 21), 48000, 1);
+    writeFloatWav(folder / "music.wav", noise(2, 44100 * 8, 22), 44100, 2);
+    Programme p;
+    const AudioAsset voice = loadAsset(folder / "voice.wav");
+    CompositionTrack* voiceTrack = p.composition.addTrack(1);
+    EXPECT_TRUE(voiceTrack->insertTimeRange(voice, seconds(0.5), seconds(1.5), seconds(0.25)));
+    EXPECT_TRUE(voiceTrack->insertTimeRange(voice, seconds(2.5), seconds(1.2), seconds(2.0)));
+    CompositionTrack* musicTrack = p.composition.addTrack(2);
+    musicTrack->insertEmptyTimeRange({}, seconds(0.2));
+    EXPECT_TRUE(musicTrack->insertTimeRange(loadAsset(folder / "music.wav"), seconds(1), seconds(6),
+                                            seconds(0.2)));
+    InputParameters voiceParameters{1, {}, nullptr};
+    voiceParameters.volume.setVolume(0, {});
+    addClipVolume(voiceParameters.volume, seconds(0.25), seconds(1.5), 0.4f);
+    addClipVolume(voiceParameters.volume, seconds(2.0), seconds(1.2), 0.8f);
+    InputParameters musicParameters{2, {}, nullptr};
+    musicParameters.volume.setVolume(0, {});
+    musicParameters.volume.setVolumeRamp(0, 0.3f, seconds(0.2), seconds(1));
+    musicParameters.volume.setVolumeRamp(0.3f, 0, seconds(5), seconds(1.2));
+    p.mix.inputParameters = {voiceParameters, musicParameters};
+    return p;
+}
+
+std::vector<float> offline(const Programme& p, double from, double length)
+{
+    auto rendered = renderOfflineToBuffer(p.composition, p.mix, seconds(from), seconds(length));
+    if (!rendered)
+        throw std::runtime_error(rendered.error().description);
+    return std::move(rendered).value();
+}
+
+// Pulls frames from the player in blocks of random sizes, letting the read-ahead catch up
+// before each one, as a real-time output would.
+std::vector<float> pull(Player& player, std::int64_t frames, unsigned seed = 1)
+{
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> size(1, 2048);
+    std::vector<float> out(static_cast<std::size_t>(frames * 2));
+    for (std::int64_t done = 0; done < frames;) {
+        const int count = static_cast<int>(std::min<std::int64_t>(size(random), frames - done));
+        player.waitForReadAhead();
+        player.render(out.data() + done * 2, count);
+        done += count;
+    }
+    return out;
+}
+
+// Seeks and runs the scheduler until the completion arrives.
+void seekAndWait(Player& player, ManualScheduler& scheduler, double time)
+{
+    bool finished = false;
+    player.seek(seconds(time), [&](bool ok) { finished = ok; });
+    player.waitForReadAhead();
+    scheduler.advance(0.01);
+    ASSERT_TRUE(finished);
+}
+
+class PlayerTest : public ::testing::Test {
+protected:
+    ScratchFolder folder;
+    ManualScheduler scheduler;
+};
+
+} // namespace
+
+TEST_F(PlayerTest, playsExactlyWhatTheOfflineRenderMakes)
+{
+    const Programme p = makeProgramme(folder);
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    seekAndWait(player, scheduler, 0);
+    player.play();
+    EXPECT_EQ(player.rate(), 1.0f);
+    const auto live = pull(player, 7 * 48000);
+    const auto reference = offline(p, 0, 7);
+    ASSERT_EQ(live.size(), reference.size());
+    for (std::size_t i = 0; i < live.size(); ++i)
+        ASSERT_EQ(live[i], reference[i]) << "sample " << i;
+    EXPECT_EQ(player.underruns(), 0);
+    EXPECT_EQ(player.currentTime(), seconds(7));
+}
+
+TEST_F(PlayerTest, aSeekIsSampleExactAndCompletesOnTheMainThread)
+{
+    const Programme p = makeProgramme(folder);
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    player.play();
+    const auto reference = offline(p, 0, 7);
+    for (double at : {2.5, 0.2000208, 1.7499792, 4.04321, 0.0}) {
+        std::vector<bool> outcomes;
+        player.seek(seconds(at), [&](bool finished) { outcomes.push_back(finished); });
+        EXPECT_EQ(player.currentTime(), seconds(at));
+        player.waitForReadAhead();
+        EXPECT_TRUE(outcomes.empty()) << "completions come through the scheduler";
+        scheduler.advance(0.01);
+        ASSERT_EQ(outcomes, std::vector<bool>{true});
+        const std::int64_t first = seconds(at).frameAt(48000);
+        const auto live = pull(player, 24000, static_cast<unsigned>(first));
+        for (std::size_t i = 0; i < live.size(); ++i)
+            ASSERT_EQ(live[i], reference[static_cast<std::size_t>(first * 2) + i])
+                << "after a seek to " << at << " s, sample " << i;
+    }
+}
+
+TEST_F(PlayerTest, aSeekOvertakenByAnotherCompletesWithFalseAndTheLaterOneWins)
+{
+    const Programme p = makeProgramme(folder);
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    std::vector<std::pair<int, bool>> outcomes;
+    player.seek(seconds(1), [&](bool finished) { outcomes.emplace_back(1, finished); });
+    player.seek(seconds(3), [&](bool finished) { outcomes.emplace_back(3, finished); });
+    player.waitForReadAhead();
+    scheduler.advance(0.01);
+    EXPECT_EQ(outcomes, (std::vector<std::pair<int, bool>>{{1, false}, {3, true}}));
+    player.play();
+    const auto live = pull(player, 4800);
+    const auto reference = offline(p, 3, 0.1);
+    EXPECT_EQ(live, reference);
+}
+
+TEST_F(PlayerTest, pausedItRendersSilenceAndTheHeadStaysPut)
+{
+    const Programme p = makeProgramme(folder);
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    seekAndWait(player, scheduler, 1);
+    EXPECT_EQ(player.rate(), 0.0f);
+    auto out = pull(player, 9600);
+    EXPECT_EQ(peak(out, 0, 9600), 0.0f);
+    EXPECT_EQ(player.currentTime(), seconds(1));
+    player.play();
+    out = pull(player, 4800);
+    player.pause();
+    EXPECT_EQ(player.rate(), 0.0f);
+    EXPECT_EQ(player.currentTime(), seconds(1.1));
+    out = pull(player, 4800);
+    EXPECT_EQ(peak(out, 0, 4800), 0.0f);
+    player.play();
+    out = pull(player, 4800);
+    EXPECT_EQ(out, offline(p, 1.1, 0.1)) << "resumes where it paused";
+    EXPECT_EQ(player.underruns(), 0);
+}
+
+TEST_F(PlayerTest, theTimeObserverReportsTheHeardTimeThroughTheSchedulerUntilRemoved)
+{
+    const Programme p = makeProgramme(folder);
+    Player::Options options;
+    options.outputLatency = [] { return 0.02; };
+    Player player(scheduler, options);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    seekAndWait(player, scheduler, 2);
+    std::vector<MediaTime> times;
+    TaskHandle observer =
+        player.addPeriodicTimeObserver(0.05, [&](MediaTime t) { times.push_back(t); });
+    player.play();
+    scheduler.advance(0.05);
+    (void)pull(player, 480); // less than the latency: still nothing heard past the start
+    scheduler.advance(0.05);
+    (void)pull(player, 4800);
+    scheduler.advance(0.05);
+    player.removeTimeObserver(observer);
+    (void)pull(player, 4800);
+    scheduler.advance(0.2);
+    ASSERT_EQ(times.size(), 3u);
+    EXPECT_EQ(times[0], seconds(2));
+    EXPECT_EQ(times[1], seconds(2));
+    EXPECT_EQ(times[2], seconds(2 + 0.01 + 0.1 - 0.02));
+}
+
+TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSwap)
+{
+    const Programme p = makeProgramme(folder);
+    auto voiceTap = std::make_shared<CountingTap>();
+    auto musicTap = std::make_shared<CountingTap>();
+    AudioMix mix = p.mix;
+    mix.inputParameters[0].tap = voiceTap;
+    mix.inputParameters[1].tap = musicTap;
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, mix));
+    EXPECT_EQ(voiceTap->prepares.load(), 1);
+    EXPECT_EQ(voiceTap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
+    seekAndWait(player, scheduler, 0.5);
+    player.play();
+    (void)pull(player, 9600);
+    const std::int64_t before = voiceTap->framesProcessed.load();
+    EXPECT_EQ(before, 9600);
+
+    // The transport rebuilds the mix with new volumes and the same voice tap, read back from the
+    // player; the music gets a new tap.
+    AudioMix rebuilt = player.currentAudioMix();
+    rebuilt.inputParameters[0].volume = VolumeAutomation();
+    rebuilt.inputParameters[0].volume.setVolume(0.1f, {});
+    auto newMusicTap = std::make_shared<CountingTap>();
+    rebuilt.inputParameters[1].tap = newMusicTap;
+    player.setAudioMix(rebuilt);
+    EXPECT_EQ(newMusicTap->prepares.load(), 1) << "prepared before the render thread sees it";
+    EXPECT_EQ(newMusicTap->processCalls.load(), 0);
+    (void)pull(player, 9600);
+    EXPECT_EQ(voiceTap->prepares.load(), 1) << "never prepared twice";
+    EXPECT_EQ(voiceTap->framesProcessed.load(), before + 9600) << "and kept processing";
+    EXPECT_EQ(newMusicTap->framesProcessed.load(), 9600);
+    EXPECT_EQ(musicTap->framesProcessed.load(), 9600) << "the old music tap is out";
+    EXPECT_EQ(player.currentAudioMix().inputParameters[0].tap, voiceTap);
+
+    // A tap dropped and attached again is still prepared: it carries on too.
+    rebuilt.inputParameters[1].tap = musicTap;
+    player.setAudioMix(rebuilt);
+    (void)pull(player, 4800);
+    EXPECT_EQ(musicTap->prepares.load(), 1);
+    EXPECT_EQ(musicTap->framesProcessed.load(), 9600 + 4800);
+}
+
+TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
+{
+    writeFloatWav(folder / "dc.wav", constant(0.5f, 2, 48000 * 3), 48000, 2);
+    Composition composition;
+    ASSERT_TRUE(
+        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.wav"), {}, seconds(3), {}));
+    AudioMix loud;
+    loud.inputParameters.push_back(InputParameters{1, {}, nullptr});
+    loud.inputParameters[0].volume.setVolume(0.8f, {});
+    AudioMix soft = loud;
+    soft.inputParameters[0].volume = VolumeAutomation();
+    soft.inputParameters[0].volume.setVolume(0.4f, {});
+
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(composition, loud));
+    seekAndWait(player, scheduler, 0);
+    player.play();
+    auto first = pull(player, 10000);
+    EXPECT_FLOAT_EQ(sampleAt(first, 9999, 0), 0.4f);
+    player.setAudioMix(soft);
+    auto second = pull(player, 10000);
+    first.insert(first.end(), second.begin(), second.end());
+    float largestStep = 0;
+    for (std::int64_t f = 1; f < 20000; ++f)
+        largestStep =
+            std::max(largestStep, std::fabs(sampleAt(first, f, 0) - sampleAt(first, f - 1, 0)));
+    // 0.5 × (0.8 − 0.4) spread over a 10 ms glide (480 frames).
+    EXPECT_LE(largestStep, 0.5f * 0.4f / 480 * 1.01f);
+    EXPECT_GT(largestStep, 0.0f);
+    EXPECT_FLOAT_EQ(sampleAt(first, 10000 + 480, 1), 0.2f);
+    EXPECT_FLOAT_EQ(sampleAt(first, 19999, 1), 0.2f);
+}
+
+TEST_F(PlayerTest, aSourceThatDecodesTooSlowlyIsHeardAsCountedSilenceAndPlaybackRecovers)
+{
+    const Programme p = makeProgramme(folder);
+    std::atomic<bool> decoding{true};
+    Player::Options options;
+    options.readAheadSeconds = 0.5;
+    options.readAheadGate = [&] { return decoding.load(); };
+    Player player(scheduler, options);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    seekAndWait(player, scheduler, 0.5);
+    player.play();
+    std::vector<float> heard = pull(player, 4800);
+
+    decoding = false;
+    // The render calls go on, each returning at once: first the rings drain, then silence.
+    std::vector<float> block(2 * 1000);
+    int silentCalls = 0;
+    for (int call = 0; call < 100; ++call) {
+        player.render(block.data(), 1000);
+        if (peak(block, 0, 1000) == 0.0f) {
+            ++silentCalls;
+            continue;
+        }
+        heard.insert(heard.end(), block.begin(), block.end());
+    }
+    EXPECT_GT(silentCalls, 50);
+    EXPECT_EQ(player.underruns(), silentCalls);
+    const MediaTime stalled = player.currentTime();
+    EXPECT_EQ(stalled, seconds(0.5) + MediaTime{static_cast<std::int64_t>(heard.size() / 2)});
+
+    decoding = true;
+    const auto after = pull(player, 9600);
+    heard.insert(heard.end(), after.begin(), after.end());
+    EXPECT_EQ(player.underruns(), silentCalls) << "no more once the audio is back";
+    // Nothing was skipped: what was heard, gaps left out, is the programme from 0.5 s on.
+    const auto reference = offline(p, 0.5, static_cast<double>(heard.size() / 2) / 48000);
+    EXPECT_EQ(heard, reference);
+}
+
+TEST_F(PlayerTest, aMissingFileFailsSetItemWithItsDescriptionAndKeepsTheCurrentItem)
+{
+    const Programme p = makeProgramme(folder);
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+
+    writeFloatWav(folder / "gone.wav", constant(0.1f, 1, 4800), 48000, 1);
+    const AudioAsset gone = loadAsset(folder / "gone.wav");
+    std::filesystem::remove(folder / "gone.wav");
+    Composition broken;
+    ASSERT_TRUE(broken.addTrack(1)->insertTimeRange(gone, {}, seconds(0.1), {}));
+    auto result = player.setItem(broken, AudioMix{});
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().domain, "Audio");
+    EXPECT_NE(result.error().description.find("gone.wav"), std::string::npos);
+
+    ASSERT_NE(player.currentComposition(), nullptr);
+    EXPECT_EQ(player.currentComposition()->tracks().size(), 2u);
+    seekAndWait(player, scheduler, 1);
+    player.play();
+    EXPECT_EQ(pull(player, 4800), offline(p, 1, 0.1));
+}
+
+TEST_F(PlayerTest, withAHandOffToTheMainThreadASeekCompletesWithoutPolling)
+{
+    const Programme p = makeProgramme(folder);
+    std::mutex mutex;
+    std::condition_variable posted;
+    std::deque<std::function<void()>> mainQueue;
+    Player::Options options;
+    options.postToMain = [&](std::function<void()> job) {
+        std::lock_guard lock(mutex);
+        mainQueue.push_back(std::move(job));
+        posted.notify_all();
+    };
+    Player player(scheduler, options);
+    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    bool finished = false;
+    player.seek(seconds(2), [&](bool ok) { finished = ok; });
+    EXPECT_EQ(scheduler.pending(), 0u) << "no polling timer";
+    while (!finished) {
+        std::function<void()> job;
+        {
+            std::unique_lock lock(mutex);
+            posted.wait(lock, [&] { return !mainQueue.empty(); });
+            job = std::move(mainQueue.front());
+            mainQueue.pop_front();
+        }
+        job(); // on this, the main, thread
+    }
+    player.play();
+    EXPECT_EQ(pull(player, 4800), offline(p, 2, 0.1));
+}
+
+TEST_F(PlayerTest, mixSwapsAndSeeksFromTheMainThreadWhileAnotherThreadRendersAreSafe)
+{
+    const Programme p = makeProgramme(folder);
+    auto tap = std::make_shared<CountingTap>();
+    AudioMix mix = p.mix;
+    mix.inputParameters[0].tap = tap;
+    Player player(scheduler);
+    ASSERT_TRUE(player.setItem(p.composition, mix));
+    player.play();
+    std::atomic<bool> stop{false};
+    std::atomic<std::int64_t> renders{0};
+    std::thread renderThread([&] {
+        std::vector<float> block(2 * 256);
+        while (!stop) {
+            player.render(block.data(), 256);
+            ++renders;
+        }
+    });
+    std::mt19937 random(9);
+    for (int i = 0; i < 300; ++i) {
+        // Every change lands while the other thread is rendering.
+        const std::int64_t rendered = renders.load();
+        while (renders.load() < rendered + 2)
+            std::this_thread::yield();
+        if (i % 3 == 0) {
+            player.seek(seconds(std::uniform_real_distribution<double>(0, 6)(random)));
+        } else {
+            AudioMix changed = player.currentAudioMix();
+            changed.inputParameters[1].volume = VolumeAutomation();
+            changed.inputParameters[1].volume.setVolume(static_cast<float>(i % 10) / 10, {});
+            player.setAudioMix(changed);
+        }
+        scheduler.advance(0.002);
+    }
+    stop = true;
+    renderThread.join();
+    EXPECT_EQ(tap->prepares.load(), 1);
+}
+
+TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesIt)
+{
+    const Programme p = makeProgramme(folder);
+    SimulatedAudioOutput output(512);
+    output.setLatency(0.05);
+    {
+        auto opened = Player::open(output, scheduler);
+        ASSERT_TRUE(opened) << opened.error().description;
+        Player& player = *opened.value();
+        EXPECT_EQ(output.format(), (StreamFormat{48000, 2, SampleType::float32, true}));
+        EXPECT_FALSE(output.isRunning());
+        ASSERT_TRUE(player.setItem(p.composition, p.mix));
+        const int flushes = output.flushCount();
+        seekAndWait(player, scheduler, 1);
+        EXPECT_EQ(output.flushCount(), flushes + 1) << "a seek drops what the output holds";
+
+        player.play();
+        EXPECT_TRUE(output.isRunning());
+        EXPECT_EQ(output.advance(4800), 4800);
+        EXPECT_EQ(output.rendered(), offline(p, 1, 0.1));
+        EXPECT_EQ(player.currentTime(), seconds(1.05)) << "what is heard, behind the render";
+
+        player.pause();
+        EXPECT_FALSE(output.isRunning());
+        EXPECT_EQ(output.advance(4800), 0);
+        EXPECT_EQ(player.currentTime(), seconds(1.05));
+        player.play();
+        player.waitForReadAhead();
+        EXPECT_EQ(output.advance(4800), 4800);
+        EXPECT_EQ(player.underruns(), 0);
+    }
+    EXPECT_FALSE(output.isRunning()) << "closed with the player";
+    EXPECT_EQ(output.advance(512), 0);
+
+    output.failNext(Error{"System", 5, "No hay salida de audio."});
+    auto failed = Player::open(output, scheduler);
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error().description, "No hay salida de audio.");
+}
+
+} // namespace tw
