@@ -191,6 +191,13 @@ Result<FfmpegAudioFileReader::Step> FfmpegAudioFileReader::decodeNext()
         if (status == 0) {
             if (frame_->nb_samples <= 0)
                 continue;
+            // A channel count that changes mid-stream is not followed: every frame must fit
+            // the interleaved layout the reader promised.
+            if (frame_->ch_layout.nb_channels != channels_) {
+                av_frame_unref(frame_);
+                return ffmpegError(AudioFileError::read, "Cambia el número de canales en", path_,
+                                   AVERROR_PATCHWELCOME);
+            }
             frameOffset_ = 0;
             return Step::frame;
         }
@@ -271,7 +278,7 @@ Result<int> FfmpegAudioFileReader::read(float* interleaved, int frames)
             position_ += n;
             continue;
         }
-        const std::int64_t nextStart = frameStart_ + frame_->nb_samples;
+        const std::int64_t nextStart = position_; // the frame at hand is used up
         auto step = decodeNext();
         if (!step)
             return step.error();
@@ -281,10 +288,6 @@ Result<int> FfmpegAudioFileReader::read(float* interleaved, int frames)
             length_ = position_; // what the decoder really delivered
             break;
         }
-        // Frame layout changes mid-stream are not followed: the file's first layout holds.
-        if (frame_->ch_layout.nb_channels != channels_)
-            return ffmpegError(AudioFileError::read, "Cambia el número de canales en", path_,
-                               AVERROR_PATCHWELCOME);
         frameStart_ = nextStart;
     }
     return done;
@@ -292,6 +295,8 @@ Result<int> FfmpegAudioFileReader::read(float* interleaved, int frames)
 
 Result<void> FfmpegAudioFileReader::skipTo(std::int64_t target)
 {
+    if (frame_->nb_samples == 0)
+        frameStart_ = position_;
     while (position_ < target) {
         const std::int64_t end = frameStart_ + frame_->nb_samples;
         if (target < end) {
