@@ -1,0 +1,286 @@
+#include "capture/DiskRecorder.hpp"
+
+#include "audio/AudioFileReader.hpp"
+#include "audio/SimulatedAudioInput.hpp"
+#include "base/ManualScheduler.hpp"
+#include "support/AudioFiles.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <numbers>
+
+using namespace tw;
+using testfiles::TempDir;
+
+namespace {
+
+constexpr double rate = 48000;
+
+float tone(std::int64_t frame, int channel)
+{
+    return (channel == 0 ? 0.5f : -0.25f) *
+           static_cast<float>(std::sin(2 * std::numbers::pi * 1000 * frame / rate));
+}
+
+SimulatedAudioInput::Options options(int channels, int bufferFrames, std::int64_t length)
+{
+    SimulatedAudioInput::Options o;
+    o.format = StreamFormat{rate, channels, SampleType::float32, true};
+    o.bufferFrames = bufferFrames;
+    o.length = length;
+    return o;
+}
+
+// Hands the recorder simulated inputs and keeps a pointer to the current one.
+struct Inputs {
+    SimulatedAudioInput::Options options;
+    SimulatedAudioInput::Signal signal = tone;
+    SimulatedAudioInput* current = nullptr;
+
+    DiskRecorder::InputFactory factory()
+    {
+        return [this] {
+            auto input = std::make_unique<SimulatedAudioInput>(options, signal);
+            current = input.get();
+            return input;
+        };
+    }
+};
+
+// A writer whose writes wait at a gate the test opens, and that can start failing.
+class GatedWriter final : public CafWriter {
+public:
+    GatedWriter(std::unique_ptr<CafWriter> inner, int failAfter)
+        : inner_(std::move(inner))
+        , failAfter_(failAfter)
+    {
+    }
+    static inline std::mutex mutex;
+    static inline std::condition_variable opened;
+    static inline bool gateOpen = true;
+
+    static void setGate(bool open)
+    {
+        {
+            std::lock_guard lock(mutex);
+            gateOpen = open;
+        }
+        opened.notify_all();
+    }
+
+    double sampleRate() const override { return inner_->sampleRate(); }
+    int channels() const override { return inner_->channels(); }
+    Result<void> write(const AudioBufferList& list, int frames) override
+    {
+        return inner_->write(list, frames);
+    }
+    Result<void> writeInterleaved(const float* samples, int frames) override
+    {
+        std::unique_lock lock(mutex);
+        opened.wait(lock, [] { return gateOpen; });
+        if (failAfter_ >= 0 && writes_++ >= failAfter_)
+            return Error{"System", 28, "No queda espacio en el dispositivo"};
+        return inner_->writeInterleaved(samples, frames);
+    }
+    std::int64_t framesWritten() const override { return inner_->framesWritten(); }
+    Result<void> close() override { return inner_->close(); }
+
+private:
+    std::unique_ptr<CafWriter> inner_;
+    int failAfter_;
+    int writes_ = 0;
+};
+
+DiskRecorder::WriterFactory gatedWriters(int failAfter = -1)
+{
+    return [failAfter](const std::filesystem::path& path, double r,
+                       int channels) -> Result<std::unique_ptr<CafWriter>> {
+        auto inner = CafWriter::create(path, r, channels);
+        if (!inner)
+            return inner.error();
+        return std::unique_ptr<CafWriter>(
+            std::make_unique<GatedWriter>(std::move(inner).value(), failAfter));
+    };
+}
+
+std::vector<float> readAll(const std::filesystem::path& path, int& channels)
+{
+    auto reader = AudioFileReader::open(path);
+    EXPECT_TRUE(reader.ok()) << (reader ? "" : reader.error().description);
+    if (!reader)
+        return {};
+    channels = reader.value()->channels();
+    std::vector<float> samples(static_cast<std::size_t>(reader.value()->length()) * channels);
+    auto read = reader.value()->read(samples.data(), static_cast<int>(reader.value()->length()));
+    EXPECT_TRUE(read.ok());
+    return samples;
+}
+
+} // namespace
+
+TEST(DiskRecorder, writesTheInputUnchangedWithItsLiveEnvelopeAndDuration)
+{
+    TempDir dir;
+    ManualScheduler clock;
+    SpectrumMonitor monitor(clock);
+    Inputs inputs{options(2, 300, 961)};
+    DiskRecorder recorder(inputs.factory(), {}, monitor);
+    const auto take = dir / "Media/voice-take.caf";
+    ASSERT_TRUE(recorder.start(take, std::nullopt));
+    inputs.current->waitForFrames(961);
+    recorder.stop();
+
+    auto first = recorder.status();
+    EXPECT_FALSE(first.error);
+    EXPECT_DOUBLE_EQ(first.duration, 961 / rate);
+    ASSERT_EQ(first.peaks.size(), 2u); // 960 frames, then the flushed last frame
+    EXPECT_NEAR(first.peaks[0], 0.5f, 1e-3);
+    EXPECT_FLOAT_EQ(first.peaks[1], std::max(std::abs(tone(960, 0)), std::abs(tone(960, 1))));
+    auto second = recorder.status();
+    EXPECT_TRUE(second.peaks.empty());
+    EXPECT_DOUBLE_EQ(second.duration, first.duration);
+
+    int channels = 0;
+    auto samples = readAll(take, channels);
+    ASSERT_EQ(channels, 2);
+    ASSERT_EQ(samples.size(), 961u * 2);
+    for (int f = 0; f < 961; ++f)
+        for (int c = 0; c < 2; ++c)
+            ASSERT_EQ(samples[f * 2 + c], tone(f, c)) << f;
+    EXPECT_GT(monitor.level("record"), 0.1f);
+}
+
+TEST(DiskRecorder, aStalledDiskDropsThe33rdBufferAndCountsOnlyWrittenFrames)
+{
+    TempDir dir;
+    Inputs inputs{options(1, 1024, 40 * 1024)};
+    DiskRecorder recorder(inputs.factory(), gatedWriters());
+    GatedWriter::setGate(false);
+    ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
+    inputs.current->waitForFrames(40 * 1024);
+    auto stalled = recorder.status();
+    ASSERT_TRUE(stalled.error);
+    EXPECT_EQ(stalled.error->domain, "Recording");
+    EXPECT_EQ(stalled.error->code, 1);
+    EXPECT_EQ(stalled.error->description, "El disco no puede seguir el ritmo de la grabación.");
+    EXPECT_DOUBLE_EQ(stalled.duration, 0);
+
+    GatedWriter::setGate(true);
+    recorder.stop();
+    auto after = recorder.status();
+    // 32 buffers were in flight (one of them in the stalled write); the other 8 were dropped.
+    EXPECT_DOUBLE_EQ(after.duration, 32 * 1024 / rate);
+    ASSERT_TRUE(after.error); // sticky until the next start
+    int channels = 0;
+    EXPECT_EQ(readAll(dir / "take.caf", channels).size(), 32u * 1024);
+}
+
+TEST(DiskRecorder, writingResumesOnceTheDiskCatchesUp)
+{
+    TempDir dir;
+    Inputs inputs{options(1, 1024, -1)};
+    DiskRecorder recorder(inputs.factory(), gatedWriters());
+    GatedWriter::setGate(false);
+    ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
+    inputs.current->waitForFrames(64 * 1024);
+    GatedWriter::setGate(true);
+    inputs.current->waitForFrames(inputs.current->framesDelivered() + 200 * 1024);
+    recorder.stop();
+    auto after = recorder.status();
+    const auto written = static_cast<std::int64_t>(std::llround(after.duration * rate));
+    EXPECT_GT(written, 32 * 1024);
+    EXPECT_LT(written, inputs.current->framesDelivered());
+    EXPECT_EQ(written % 1024, 0);
+    int channels = 0;
+    EXPECT_EQ(static_cast<std::int64_t>(readAll(dir / "take.caf", channels).size()), written);
+}
+
+TEST(DiskRecorder, aFailingWriteIsReportedAndTheAudioBeforeItStays)
+{
+    TempDir dir;
+    Inputs inputs{options(1, 480, 480 * 10)};
+    DiskRecorder recorder(inputs.factory(), gatedWriters(4));
+    ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
+    inputs.current->waitForFrames(4800);
+    recorder.stop();
+    auto status = recorder.status();
+    ASSERT_TRUE(status.error);
+    EXPECT_EQ(status.error->description, "No queda espacio en el dispositivo");
+    EXPECT_DOUBLE_EQ(status.duration, 4 * 480 / rate);
+    int channels = 0;
+    EXPECT_EQ(readAll(dir / "take.caf", channels).size(), 4u * 480);
+
+    // The next start begins with a clean slate.
+    inputs.options.length = 480;
+    DiskRecorder fresh(inputs.factory());
+    ASSERT_TRUE(fresh.start(dir / "next.caf", std::nullopt));
+    inputs.current->waitForFrames(480);
+    fresh.stop();
+    EXPECT_FALSE(fresh.status().error);
+}
+
+TEST(DiskRecorder, startFailuresLeaveTheRecorderIdle)
+{
+    TempDir dir;
+    Inputs inputs{options(1, 480, 480)};
+    DiskRecorder recorder(inputs.factory());
+
+    inputs.options.format.channels = 0;
+    auto invalid = recorder.start(dir / "a.caf", std::nullopt);
+    ASSERT_FALSE(invalid);
+    EXPECT_EQ(invalid.error().domain, "Audio");
+    EXPECT_EQ(invalid.error().code, 1);
+    EXPECT_EQ(invalid.error().description, "La entrada no tiene un formato de audio válido.");
+    inputs.options.format.channels = 1;
+
+    auto factory = inputs.factory();
+    DiskRecorder picky([&] {
+        auto input = factory();
+        static_cast<SimulatedAudioInput*>(input.get())->setSources({7});
+        return input;
+    });
+    auto missing = picky.start(dir / "b.caf", 9u);
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.error().description, "No se pudo activar la entrada seleccionada.");
+    EXPECT_FALSE(std::filesystem::exists(dir / "b.caf"));
+
+    std::ofstream(dir / "plain-file") << "x";
+    auto unwritable = recorder.start(dir / "plain-file/Media/c.caf", std::nullopt);
+    EXPECT_FALSE(unwritable);
+
+    recorder.stop();
+    EXPECT_TRUE(recorder.setPaused(true));
+    EXPECT_FALSE(recorder.captureWasInterrupted(nullptr, false));
+}
+
+TEST(DiskRecorder, onlyItsOwnRunningInputStoppingIsAnInterruption)
+{
+    TempDir dir;
+    Inputs inputs{options(1, 480, -1)};
+    DiskRecorder recorder(inputs.factory());
+    const void* reported = nullptr;
+    recorder.setConfigurationChangeHandler([&](const void* input) { reported = input; });
+    ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
+    inputs.current->waitForFrames(4800);
+    int other = 0;
+    EXPECT_FALSE(recorder.captureWasInterrupted(inputs.current, false)); // still running
+
+    ASSERT_TRUE(recorder.setPaused(true));
+    inputs.current->failNextResume(Error{"System", 5, "El servidor de sonido no responde."});
+    auto resumed = recorder.setPaused(false);
+    ASSERT_FALSE(resumed);
+    EXPECT_EQ(resumed.error().description, "El servidor de sonido no responde.");
+    ASSERT_TRUE(recorder.setPaused(false));
+
+    inputs.current->disappear();
+    EXPECT_EQ(reported, inputs.current);
+    EXPECT_TRUE(recorder.captureWasInterrupted(reported, false));
+    EXPECT_FALSE(recorder.captureWasInterrupted(reported, true));
+    EXPECT_FALSE(recorder.captureWasInterrupted(&other, false));
+    recorder.stop();
+    EXPECT_GT(recorder.status().duration, 0.09);
+    EXPECT_FALSE(recorder.captureWasInterrupted(reported, false));
+}
