@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <type_traits>
 #include <utility>
@@ -18,6 +19,7 @@ namespace {
 // Each lane does exactly the arithmetic of the scalar section, so results do not depend on which
 // channel a lane is paired with.
 using precise::Pair;
+using FloatPair = float __attribute__((vector_size(8)));
 
 // exp(−1 / (rate · seconds)): the one-pole coefficient of a time constant.
 double smoothing(double seconds, double rate)
@@ -373,9 +375,19 @@ void runPair(const Lane& a, const Lane& b, int frames, const Factors& factors)
                                Pair{chainA[s].z1, chainB[s].z1},
                                Pair{chainA[s].z2, chainB[s].z2}};
     }
+    // The two channels of an interleaved stereo buffer sit side by side: one load per frame.
+    const bool adjacent = b.real && a.stride == 2 && b.stride == 2 && b.samples == a.samples + 1;
     Pair work[VoiceDSP::blockFrames];
-    for (int f = 0; f < frames; ++f)
-        work[f] = Pair{a.samples[f * a.stride], b.samples[f * b.stride]};
+    if (adjacent) {
+        for (int f = 0; f < frames; ++f) {
+            FloatPair pair;
+            std::memcpy(&pair, a.samples + 2 * f, sizeof pair);
+            work[f] = __builtin_convertvector(pair, Pair);
+        }
+    } else {
+        for (int f = 0; f < frames; ++f)
+            work[f] = Pair{a.samples[f * a.stride], b.samples[f * b.stride]};
+    }
     // Groups as even as possible: a short group costs nearly as much per step as a full one.
     const int groups = (sections + maxGroup - 1) / maxGroup;
     for (int g = 0, s = 0; g < groups; ++g) {
@@ -405,11 +417,18 @@ void runPair(const Lane& a, const Lane& b, int frames, const Factors& factors)
         }
         s += size;
     }
-    for (int f = 0; f < frames; ++f) {
-        const Pair y = finish(work[f], factors, f);
-        a.samples[f * a.stride] = static_cast<float>(y[0]);
-        if (b.real)
-            b.samples[f * b.stride] = static_cast<float>(y[1]);
+    if (adjacent) {
+        for (int f = 0; f < frames; ++f) {
+            const FloatPair pair = __builtin_convertvector(finish(work[f], factors, f), FloatPair);
+            std::memcpy(a.samples + 2 * f, &pair, sizeof pair);
+        }
+    } else {
+        for (int f = 0; f < frames; ++f) {
+            const Pair y = finish(work[f], factors, f);
+            a.samples[f * a.stride] = static_cast<float>(y[0]);
+            if (b.real)
+                b.samples[f * b.stride] = static_cast<float>(y[1]);
+        }
     }
     for (int s = 0; s < sections; ++s) {
         chainA[s].z1 = chain[s].z1[0];
