@@ -1,0 +1,213 @@
+// The one controller behind the window: it owns the open document, its folder, the undo history,
+// the peak caches, the recorder, the player, the export and the background queues. Views read its
+// published fields (each assignment emits fieldChanged) and call its operations. Main thread only.
+#pragma once
+
+#include "base/Result.hpp"
+#include "base/Scheduler.hpp"
+#include "base/SerialQueue.hpp"
+#include "base/Uuid.hpp"
+#include "capture/InputDevice.hpp"
+#include "capture/Waveform.hpp"
+#include "model/PodcastProject.hpp"
+#include "studio/StudioEnvironment.hpp"
+#include "studio/StudioField.hpp"
+
+#include <QObject>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tw {
+
+class DiskRecorder;
+class Player;
+class ExportSession;
+
+// The copied clips, the length of the copied range and the folder their paths belong to.
+struct AudioClipboard {
+    std::vector<Segment> clips;
+    double duration = 0;
+    std::filesystem::path folder;
+};
+
+class Studio final : public QObject, private FieldNotifier {
+    Q_OBJECT
+
+public:
+    // Sets the initial state, creates the queues, lists the input devices and starts the clock.
+    // Opens no project.
+    explicit Studio(StudioEnvironment environment, QObject* parent = nullptr);
+    ~Studio() override;
+
+    // ---- Project lifecycle (StudioProject.cpp) ----
+    void openProject(const std::filesystem::path& at);
+    void drainPendingOpen();
+    void open();
+    bool newProject();
+    bool ensureProject();
+    void saveProject();
+    void save();
+    void scheduleSave();
+    // Blocks until every job queued so far on the finalizer and then on the writer has run.
+    void flushSaves();
+
+    std::string title() const;
+    VoiceTreatment treatment() const;
+    std::optional<std::filesystem::path> recentProjectURL() const;
+
+    // ---- Undo and edit commands (StudioEditing.cpp) ----
+    void checkpoint();
+    void changed();
+    void undo();
+    void redo();
+    void splitClip();
+    void trimSelection();
+    void deleteSelection();
+    void silenceSelection(bool muted);
+    void moveClip(const Uuid& id, double to);
+    void copySelection();
+    void pasteClips();
+    void importMusic();
+    void autoFades();
+    void previewVoiceTrim(const Segment& segment, bool left, double delta);
+    void commitVoiceTrim();
+    void previewMusicTrim(bool left, double delta);
+
+    // The document as the timeline draws it: the trim preview substituted and, while recording,
+    // the growing take inserted. Never stored.
+    PodcastProject displayProject() const;
+    // The length of the programme: the displayed voice or the end of the placed music.
+    double duration() const;
+
+    // ---- Peak caches (StudioPeaks.cpp) ----
+    // Recomputes every envelope of the project in the background; with recover, also inserts a
+    // take that an interrupted recording left pending.
+    void loadPeaks(bool recover, bool notifyRecovery);
+
+    // ---- Transport (StudioTransport.cpp) ----
+    void pause();
+    void updateMix();
+
+    // ---- Clock (StudioClock.cpp) ----
+    // One firing of the 0.1 s clock.
+    void tick();
+
+    // ---- Fields of the project lifecycle ----
+    Published<bool> showWelcome{this, StudioField::showWelcome, true};
+    Published<PodcastProject> project{this, StudioField::project};
+    Published<std::optional<std::filesystem::path>> folder{this, StudioField::folder};
+    Published<std::optional<std::chrono::system_clock::time_point>> lastSaved{
+        this, StudioField::lastSaved};
+    Published<std::optional<std::string>> message{this, StudioField::message};
+    Published<bool> busy{this, StudioField::busy, false};
+    std::optional<std::filesystem::path> pendingOpenURL;
+    TaskHandle seekSaveTask;
+    SerialQueue projectWriter{"Tapewright.project-writer"};
+    SerialQueue recordingFinalizer{"Tapewright.recording-finalizer"};
+    Published<double> position{this, StudioField::position, 0.0};
+    Published<double> zoom{this, StudioField::zoom, 30.0};
+    Published<std::optional<TimeRange>> selection{this, StudioField::selection};
+
+    // ---- Fields of undo and the edit commands ----
+    Published<std::vector<PodcastProject>> undoStack{this, StudioField::undoStack};
+    Published<std::vector<PodcastProject>> redoStack{this, StudioField::redoStack};
+    std::optional<AudioClipboard> audioClipboard;
+    Published<bool> canPaste{this, StudioField::canPaste, false};
+    Published<std::optional<Segment>> voiceTrimPreview{this, StudioField::voiceTrimPreview};
+    std::optional<Segment> trimOriginal;
+    std::optional<MusicRange> musicTrimBase;
+
+    // ---- Fields of the timeline and window views ----
+    bool fadeEditing = false; // a fade handle drag has taken its undo checkpoint
+    Published<std::optional<Uuid>> selectedClip{this, StudioField::selectedClip};
+    Published<std::optional<Uuid>> draggedClip{this, StudioField::draggedClip};
+    Published<std::optional<double>> clipDragTime{this, StudioField::clipDragTime};
+    Published<std::optional<std::string>> hoveredControl{this, StudioField::hoveredControl};
+    Published<bool> showMusicEditor{this, StudioField::showMusicEditor, false};
+
+    // ---- Peak caches ----
+    Published<std::vector<float>> voicePeaks{this, StudioField::voicePeaks};
+    Published<std::map<std::string, std::vector<float>>> voiceWaveforms{
+        this, StudioField::voiceWaveforms};
+    std::map<std::string, double> sourceDurations;
+    Published<std::vector<float>> musicPeaks{this, StudioField::musicPeaks};
+    Published<double> musicDuration{this, StudioField::musicDuration, 0.0};
+
+    // ---- Fields of recording ----
+    Published<std::optional<int>> countdown{this, StudioField::countdown};
+    Published<bool> recording{this, StudioField::recording, false};
+    Published<bool> recordingPaused{this, StudioField::recordingPaused, false};
+    TaskHandle recordTask; // the countdown-and-start task
+    double liveDuration = 0;
+    Uuid liveClipID = Uuid::random();
+    std::optional<PodcastProject> recordingDisplayBase;
+    // The one recorder; the recording work creates it with the Studio once DiskRecorder exists.
+    std::shared_ptr<DiskRecorder> recorder;
+
+    // ---- Fields of the input devices ----
+    Published<std::vector<InputDevice>> devices{this, StudioField::devices};
+    Published<std::uint32_t> selectedDevice{this, StudioField::selectedDevice, 0};
+
+    // ---- Fields of the clock and meters ----
+    Published<float> meter{this, StudioField::meter, 0.0f};
+    Published<std::vector<float>> vuLevels{this, StudioField::vuLevels, {0.0f, 0.0f}};
+    Published<bool> peakWarning{this, StudioField::peakWarning, false};
+    Published<std::vector<float>> spectrumBars{this, StudioField::spectrumBars,
+                                               std::vector<float>(24, 0.0f)};
+    double reelAngle = 0;
+    double rightReelAngle = 0;
+    double previousReelTick = 0; // scheduler time of the previous tick; the creation time at first
+    TaskHandle timer;
+
+    // ---- Fields of the transport ----
+    Published<bool> playing{this, StudioField::playing, false};
+    Published<bool> pauseEngaged{this, StudioField::pauseEngaged, false};
+    Published<int> shuttleDirection{this, StudioField::shuttleDirection, 0};
+    TaskHandle shuttleTask;
+    // The player of the current playback and its clock observer; filled in by the playback work.
+    std::shared_ptr<Player> player;
+    std::shared_ptr<void> observer;
+    std::optional<double> previewEnd;
+    std::int64_t playbackGeneration = 0;
+    VoiceTreatment appliedTreatment;
+
+    // ---- Fields of the export ----
+    Published<std::optional<float>> exportProgress{this, StudioField::exportProgress};
+    // The running export; filled in by the export work.
+    std::shared_ptr<ExportSession> activeExport;
+
+signals:
+    // Emitted on every assignment of a published field, also when the value did not change.
+    void fieldChanged(tw::StudioField field);
+
+private:
+    void fieldAssigned(StudioField field) override;
+
+    // The guard of the commands: neither recording nor a long operation under way.
+    bool idle() const { return !recording() && !busy(); }
+    // True when displayProject() would return project() unchanged.
+    bool displaysStoredProject() const;
+    void finishSave(const std::filesystem::path& savedFolder);
+    void moveBetweenHistories(Published<std::vector<PodcastProject>>& source,
+                              Published<std::vector<PodcastProject>>& destination);
+    void applyPeaks(const Result<ProjectPeaks>& result, bool recover, bool notifyRecovery,
+                    const std::optional<std::string>& pendingTake);
+    void applyPaste(const Result<std::vector<Segment>>& prepared, double duration, double at);
+
+    // The document as last handed to the writer, shared with its job.
+    std::shared_ptr<const PodcastProject> savedSnapshot_;
+
+    Scheduler& scheduler_;
+    StudioHost& host_;
+    SettingsStore& settings_;
+    DeviceCatalog& catalog_;
+};
+
+} // namespace tw

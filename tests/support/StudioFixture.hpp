@@ -1,0 +1,102 @@
+// A working Studio on fakes in one line: virtual time, scripted dialogs, settings in memory and a
+// fixed list of capture sources; plus ways to wait for its background jobs and count its
+// notifications.
+#pragma once
+
+#include "audio/DeviceCatalog.hpp"
+#include "base/ManualScheduler.hpp"
+#include "base/SettingsStore.hpp"
+#include "studio/Studio.hpp"
+#include "support/FakeStudioHost.hpp"
+
+#include <QCoreApplication>
+
+#include <chrono>
+#include <map>
+#include <thread>
+
+namespace tw::testing {
+
+// The Qt application the hand-offs to the main thread need; made once per test program, on the
+// thread that runs the tests.
+inline QCoreApplication& coreApplication()
+{
+    static int argc = 1;
+    static char name[] = "tapewright-tests";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication* application =
+        QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
+    (void)application;
+    return *QCoreApplication::instance();
+}
+
+class FakeDeviceCatalog final : public DeviceCatalog {
+public:
+    std::vector<CaptureSource> list{{11, "usb-mic", "Micrófono USB"},
+                                    {22, "headset", "Auriculares con micrófono"}};
+    std::vector<CaptureSource> sources() override { return list; }
+    void setChangeHandler(std::function<void()> handler) override { changeHandler = handler; }
+    std::function<void()> changeHandler;
+};
+
+struct StudioFixture {
+    QCoreApplication& application = coreApplication();
+    ManualScheduler scheduler;
+    FakeStudioHost host;
+    MemorySettingsStore settings;
+    FakeDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{scheduler, host, settings, catalog}};
+    std::map<StudioField, int> notifications;
+
+    StudioFixture()
+    {
+        QObject::connect(&studio, &Studio::fieldChanged,
+                         [this](StudioField field) { ++notifications[field]; });
+    }
+    ~StudioFixture()
+    {
+        // Let background jobs hand back (to a live Studio) before it goes.
+        waitUntil([this] { return !studio.busy(); });
+        studio.flushSaves();
+        QCoreApplication::processEvents();
+    }
+
+    int count(StudioField field) const
+    {
+        auto found = notifications.find(field);
+        return found == notifications.end() ? 0 : found->second;
+    }
+
+    // Runs the event loop until condition holds (background jobs hand back through it); false
+    // after ten seconds of wall time, so a hang fails instead of blocking the suite.
+    template <class Condition> bool waitUntil(Condition condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        for (;;) {
+            QCoreApplication::processEvents();
+            if (condition())
+                return true;
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+    bool waitIdle()
+    {
+        return waitUntil([this] { return !studio.busy(); });
+    }
+    // Every save queued so far is on disk and its result applied.
+    void settle()
+    {
+        studio.flushSaves();
+        QCoreApplication::processEvents();
+    }
+    // Opens folder and waits for its peak loading.
+    bool openAndWait(const std::filesystem::path& folder)
+    {
+        studio.openProject(folder);
+        return waitIdle();
+    }
+};
+
+} // namespace tw::testing

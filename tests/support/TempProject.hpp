@@ -1,0 +1,94 @@
+// Project folders for Studio tests: a temporary place, documents written and read back through
+// the project's own JSON code, and short audio files made on the fly with sox.
+#pragma once
+
+#include "model/ProjectJson.hpp"
+#include "studio/ProjectWriter.hpp"
+
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+namespace tw::testing {
+
+// A fresh folder under the system temporary folder, removed with everything in it.
+class TempFolder {
+public:
+    TempFolder()
+    {
+        std::random_device device;
+        path_ = std::filesystem::temp_directory_path() /
+                ("tapewright-studio-" + std::to_string(std::mt19937_64(device())()));
+        std::filesystem::create_directories(path_);
+    }
+    ~TempFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+// Writes document as folder/project.json (creating folder and its Media folder).
+inline void writeProject(const std::filesystem::path& folder, const PodcastProject& document)
+{
+    std::filesystem::create_directories(folder / "Media");
+    Result<std::string> bytes = encode(document);
+    if (!bytes || !writeProjectFile(folder, bytes.value()))
+        throw std::runtime_error("cannot write the test project in " + folder.string());
+}
+
+// Writes raw text as folder/project.json (damaged documents).
+inline void writeProjectText(const std::filesystem::path& folder, const std::string& text)
+{
+    std::filesystem::create_directories(folder);
+    if (!writeProjectFile(folder, text))
+        throw std::runtime_error("cannot write " + folder.string());
+}
+
+// The document in folder/project.json; throws when it is missing or does not decode.
+inline PodcastProject readProject(const std::filesystem::path& folder)
+{
+    Result<std::string> bytes = readProjectFile(folder);
+    if (!bytes)
+        throw std::runtime_error("cannot read " + folder.string() + ": " +
+                                 bytes.error().description);
+    Result<PodcastProject> document = decode(bytes.value());
+    if (!document)
+        throw std::runtime_error("cannot decode " + folder.string() + ": " +
+                                 document.error().description);
+    return document.value();
+}
+
+// A mono 48 kHz sine tone of the given length, in the format the extension names (wav, flac…).
+inline void makeTone(const std::filesystem::path& file, double seconds, double frequency = 440)
+{
+    std::filesystem::create_directories(file.parent_path());
+    const std::string command = "sox -n -r 48000 -c 1 -b 16 '" + file.string() + "' synth " +
+                                std::to_string(seconds) + " sine " + std::to_string(frequency) +
+                                " vol 0.5";
+    if (std::system(command.c_str()) != 0)
+        throw std::runtime_error("sox failed: " + command);
+}
+
+// Files directly inside folder whose name starts with prefix.
+inline int countFiles(const std::filesystem::path& folder, const std::string& prefix)
+{
+    int count = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (entry.path().filename().string().rfind(prefix, 0) == 0)
+            ++count;
+    return count;
+}
+
+} // namespace tw::testing
