@@ -1,0 +1,107 @@
+#include "studio/ProjectWriter.hpp"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tw {
+
+namespace {
+
+// Writes everything, retrying interrupted and short writes. Returns 0 or an errno value.
+int writeAll(int fd, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0) {
+            if (errno == EINTR)
+                continue;
+            return errno;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return 0;
+}
+
+// The rename is only durable once the folder's entry is on disk. Some file systems cannot sync a
+// folder (EINVAL); the file content itself is already synced then, so that is not a failure.
+int syncFolder(const std::filesystem::path& folder)
+{
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    int status = 0;
+    if (::fsync(fd) != 0 && errno != EINVAL)
+        status = errno;
+    ::close(fd);
+    return status;
+}
+
+} // namespace
+
+Result<void> writeFileAtomically(const std::filesystem::path& file, std::string_view bytes)
+{
+    std::filesystem::path folder = file.parent_path();
+    if (folder.empty())
+        folder = ".";
+    // A hidden name in the same folder, so the rename never crosses file systems.
+    std::string temporary = (folder / ("." + file.filename().string() + ".XXXXXX")).string();
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0)
+        return systemError(errno);
+
+    int status = ::fchmod(fd, 0644) == 0 ? 0 : errno;
+    if (status == 0)
+        status = writeAll(fd, bytes);
+    if (status == 0 && ::fsync(fd) != 0)
+        status = errno;
+    if (::close(fd) != 0 && status == 0)
+        status = errno;
+    if (status == 0 && ::rename(temporary.c_str(), file.c_str()) != 0)
+        status = errno;
+    if (status != 0) {
+        ::unlink(temporary.c_str());
+        return systemError(status);
+    }
+    if (const int folderStatus = syncFolder(folder); folderStatus != 0)
+        return systemError(folderStatus);
+    return {};
+}
+
+std::filesystem::path projectFilePath(const std::filesystem::path& folder)
+{
+    return folder / "project.json";
+}
+
+Result<void> writeProjectFile(const std::filesystem::path& folder, std::string_view bytes)
+{
+    return writeFileAtomically(projectFilePath(folder), bytes);
+}
+
+Result<std::string> readProjectFile(const std::filesystem::path& folder)
+{
+    const std::filesystem::path file = projectFilePath(folder);
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return systemError(errno);
+    std::string content;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, sizeof buffer);
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            const int status = errno;
+            ::close(fd);
+            return systemError(status);
+        }
+        if (got == 0)
+            break;
+        content.append(buffer, static_cast<std::size_t>(got));
+    }
+    ::close(fd);
+    return content;
+}
+
+} // namespace tw

@@ -1,0 +1,108 @@
+#include "studio/ProjectWriter.hpp"
+
+#include "model/ProjectJson.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <random>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tw {
+namespace {
+
+using testing::TempFolder;
+
+std::string encoded(const PodcastProject& document)
+{
+    Result<std::string> bytes = encode(document);
+    EXPECT_TRUE(bytes.ok());
+    return bytes.value();
+}
+
+PodcastProject projectWithClips(int count, float volume)
+{
+    PodcastProject document;
+    document.voiceVolume = volume;
+    for (int i = 0; i < count; ++i) {
+        Segment clip;
+        clip.start = i;
+        clip.duration = 1;
+        clip.file = "Media/voice-" + std::to_string(i) + ".caf";
+        clip.timelineStart = 2.0 * i;
+        document.segments.push_back(clip);
+    }
+    return document;
+}
+
+TEST(ProjectWriter, aWriterKilledAtAnyMomentLeavesTheOldOrTheNewDocument)
+{
+    TempFolder folder;
+    // Two documents of very different sizes, so a torn write could not pass for either.
+    const std::string small = encoded(projectWithClips(1, 0.25f));
+    const std::string large = encoded(projectWithClips(3000, 0.75f));
+    ASSERT_TRUE(writeProjectFile(folder.path(), small).ok());
+
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<int> pauseMicroseconds(0, 4000);
+    int sawSmall = 0;
+    int sawLarge = 0;
+    for (int round = 0; round < 200; ++round) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (unsigned n = 0;; ++n)
+                (void)writeProjectFile(folder.path(), n % 2 == 0 ? large : small);
+        }
+        // The kill lands at a random point of the child's loop; the timing is the test's
+        // randomness, not something asserted.
+        usleep(static_cast<useconds_t>(pauseMicroseconds(random)));
+        ASSERT_EQ(kill(child, SIGKILL), 0);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+
+        Result<std::string> bytes = readProjectFile(folder.path());
+        ASSERT_TRUE(bytes.ok()) << bytes.error().description;
+        ASSERT_TRUE(bytes.value() == small || bytes.value() == large)
+            << "round " << round << ": " << bytes.value().size() << " bytes";
+        ASSERT_TRUE(decode(bytes.value()).ok());
+        (bytes.value() == small ? sawSmall : sawLarge)++;
+    }
+    // The child really did replace the file while being killed.
+    EXPECT_GT(sawLarge, 0);
+}
+
+TEST(ProjectWriter, aFailedReplaceKeepsTheOldFileAndLeavesNoTemporaryFile)
+{
+    TempFolder folder;
+    // A folder in place of the file: the final rename cannot replace it.
+    std::filesystem::create_directories(folder / "project.json" / "inside");
+    Result<void> written = writeProjectFile(folder.path(), "{}");
+    ASSERT_FALSE(written.ok());
+    EXPECT_EQ(written.error().domain, ErrorDomain::system);
+    EXPECT_TRUE(std::filesystem::is_directory(folder / "project.json" / "inside"));
+    EXPECT_EQ(testing::countFiles(folder.path(), ".project.json"), 0);
+
+    Result<void> missing = writeProjectFile(folder / "gone", "{}");
+    ASSERT_FALSE(missing.ok());
+    EXPECT_EQ(missing.error().description, systemError(ENOENT).description);
+}
+
+TEST(ProjectWriter, readingReportsTheSystemErrorAndReturnsTheWholeFile)
+{
+    TempFolder folder;
+    Result<std::string> missing = readProjectFile(folder.path());
+    ASSERT_FALSE(missing.ok());
+    EXPECT_EQ(missing.error().code, ENOENT);
+
+    const std::string content(200000, 'x'); // more than one read buffer
+    ASSERT_TRUE(writeProjectFile(folder.path(), content).ok());
+    Result<std::string> read = readProjectFile(folder.path());
+    ASSERT_TRUE(read.ok());
+    EXPECT_EQ(read.value(), content);
+}
+
+} // namespace
+} // namespace tw

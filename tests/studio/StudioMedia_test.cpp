@@ -1,0 +1,195 @@
+#include "studio/Studio.hpp"
+
+#include "studio/MediaCopy.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace tw {
+namespace {
+
+using testing::countFiles;
+using testing::makeTone;
+using testing::StudioFixture;
+using testing::TempFolder;
+using testing::writeProject;
+
+Segment clip(double at, double length, const std::string& file)
+{
+    Segment segment;
+    segment.duration = length;
+    segment.file = file;
+    segment.timelineStart = at;
+    return segment;
+}
+
+// Project A: two two-second takes, the first used twice. Project B: empty.
+struct TwoProjects {
+    TempFolder temp;
+    std::filesystem::path a = temp / "A.podcastproject";
+    std::filesystem::path b = temp / "B.podcastproject";
+    TwoProjects()
+    {
+        makeTone(a / "Media" / "voice-1.wav", 2, 440);
+        makeTone(a / "Media" / "voice-2.wav", 2, 660);
+        PodcastProject document;
+        document.segments = {clip(0, 2, "Media/voice-1.wav"), clip(2, 2, "Media/voice-2.wav"),
+                             clip(4, 2, "Media/voice-1.wav")};
+        writeProject(a, document);
+        writeProject(b, PodcastProject{});
+    }
+};
+
+std::set<std::string> filesOf(const PodcastProject& document)
+{
+    std::set<std::string> files;
+    for (const Segment& segment : document.resolvedSegments())
+        if (segment.file)
+            files.insert(*segment.file);
+    return files;
+}
+
+TEST(StudioMedia, pasteIntoAnotherProjectCopiesEachSourceOnce)
+{
+    TwoProjects projects;
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(projects.a));
+    f.studio.selection = TimeRange{0, 6};
+    f.studio.copySelection();
+    ASSERT_TRUE(f.studio.canPaste());
+
+    ASSERT_TRUE(f.openAndWait(projects.b));
+    f.studio.pasteClips();
+    EXPECT_TRUE(f.studio.busy());
+    f.studio.undo(); // refused while the copy runs
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.message());
+    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 2);
+    const std::set<std::string> firstCopies = filesOf(f.studio.project());
+    ASSERT_EQ(firstCopies.size(), 2u);
+    for (const std::string& file : firstCopies) {
+        EXPECT_EQ(file.rfind("Media/paste-", 0), 0u) << file;
+        EXPECT_EQ(std::filesystem::path(file).extension(), ".wav");
+        EXPECT_TRUE(std::filesystem::exists(projects.b / file));
+        EXPECT_TRUE(f.studio.voiceWaveforms->count(file)) << "envelopes were reloaded";
+    }
+    EXPECT_EQ(f.studio.project->resolvedSegments().size(), 3u);
+    EXPECT_EQ(f.studio.project->voiceDuration(), 6);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    f.settle();
+    EXPECT_EQ(filesOf(testing::readProject(projects.b)), firstCopies);
+
+    // The clipboard survives: pasting again copies again, under new names.
+    f.studio.position = 6.0;
+    f.studio.pasteClips();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 4);
+    EXPECT_EQ(filesOf(f.studio.project()).size(), 4u);
+    EXPECT_EQ(countFiles(projects.a / "Media", "paste-"), 0);
+}
+
+TEST(StudioMedia, pasteWithinOneProjectCopiesNoFile)
+{
+    TwoProjects projects;
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(projects.a));
+    f.studio.selection = TimeRange{0, 4};
+    f.studio.copySelection();
+    // The same folder spelled differently is still the same folder.
+    f.studio.audioClipboard->folder = projects.a / "Media" / ".." / ".";
+    f.studio.position = 6.0;
+    f.studio.pasteClips();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(countFiles(projects.a / "Media", "paste-"), 0);
+    EXPECT_EQ(filesOf(f.studio.project()),
+              (std::set<std::string>{"Media/voice-1.wav", "Media/voice-2.wav"}));
+    EXPECT_EQ(f.studio.project->voiceDuration(), 10);
+
+    EXPECT_TRUE(sameFolder("/x/y/", "/x/./z/../y"));
+    EXPECT_FALSE(sameFolder("/x/y", "/x/z"));
+}
+
+TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
+{
+    TwoProjects projects;
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(projects.a));
+    f.studio.selection = TimeRange{0, 4};
+    f.studio.copySelection();
+    ASSERT_TRUE(f.openAndWait(projects.b));
+    std::filesystem::remove(projects.a / "Media" / "voice-2.wav");
+    const PodcastProject before = f.studio.project();
+
+    f.studio.pasteClips();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.message(), "No se pudo pegar el audio: " + systemError(ENOENT).description);
+    EXPECT_EQ(f.studio.project(), before);
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 1); // the copy before the failure stays
+
+    // Without a clipboard or a folder there is nothing to paste.
+    StudioFixture g;
+    g.studio.pasteClips();
+    EXPECT_FALSE(g.studio.busy());
+}
+
+TEST(StudioMedia, importedMusicIsCopiedAndUndoRestoresTheFileAndItsEnvelope)
+{
+    TempFolder temp;
+    makeTone(temp / "first.wav", 3);
+    makeTone(temp / "second.flac", 5);
+    StudioFixture f;
+
+    // No folder yet: import creates the project first; a cancelled file choice stops there.
+    f.host.newProjectAnswers = {temp / "show.podcastproject"};
+    f.studio.importMusic();
+    EXPECT_EQ(f.studio.folder(), temp / "show.podcastproject");
+    EXPECT_EQ(f.host.audioFileRequests, 1);
+    EXPECT_TRUE(f.studio.undoStack->empty());
+
+    f.studio.project.mutate([](PodcastProject& p) {
+        p.fadeIn = 1;
+        p.musicOffset = 4.0;
+        p.fadeOutEnd = 2.0;
+    });
+    f.host.audioFileAnswers = {temp / "first.wav"};
+    f.studio.importMusic();
+    ASSERT_TRUE(f.waitIdle());
+    const std::optional<std::string> firstName = f.studio.project->musicFile;
+    ASSERT_TRUE(firstName);
+    EXPECT_EQ(firstName->rfind("Media/music-", 0), 0u);
+    EXPECT_EQ(std::filesystem::path(*firstName).extension(), ".wav");
+    EXPECT_TRUE(std::filesystem::exists(*f.studio.folder() / *firstName));
+    EXPECT_EQ(f.studio.project->fadeIn, 5);
+    EXPECT_EQ(f.studio.project->fadeOut, 10);
+    EXPECT_FALSE(f.studio.project->musicOffset);
+    EXPECT_FALSE(f.studio.project->fadeOutEnd);
+    EXPECT_NEAR(f.studio.musicDuration(), 3, 1e-6);
+    EXPECT_EQ(f.studio.musicPeaks->size(), 150u);
+
+    f.host.audioFileAnswers = {temp / "second.flac"};
+    f.studio.importMusic();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_NEAR(f.studio.musicDuration(), 5, 1e-6);
+    EXPECT_TRUE(std::filesystem::exists(*f.studio.folder() / *firstName)); // the old one stays
+
+    f.studio.undo();
+    EXPECT_TRUE(f.studio.busy()); // the envelopes of the restored file are being loaded
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.project->musicFile, firstName);
+    EXPECT_NEAR(f.studio.musicDuration(), 3, 1e-6);
+
+    // A file that cannot be copied: the error, and no step.
+    const auto steps = f.studio.undoStack->size();
+    f.host.audioFileAnswers = {temp / "missing.wav"};
+    f.studio.importMusic();
+    EXPECT_EQ(f.studio.message(), systemError(ENOENT).description);
+    EXPECT_EQ(f.studio.undoStack->size(), steps);
+    EXPECT_EQ(f.studio.project->musicFile, firstName);
+}
+
+} // namespace
+} // namespace tw

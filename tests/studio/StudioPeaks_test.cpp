@@ -1,0 +1,145 @@
+#include "studio/Studio.hpp"
+
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+namespace {
+
+using testing::makeTone;
+using testing::readProject;
+using testing::StudioFixture;
+using testing::TempFolder;
+using testing::writeProject;
+
+Segment clip(double at, double length, const std::string& file)
+{
+    Segment segment;
+    segment.duration = length;
+    segment.file = file;
+    segment.timelineStart = at;
+    return segment;
+}
+
+TEST(StudioPeaks, anInterruptedTakeIsInsertedWhenTheProjectIsOpened)
+{
+    TempFolder temp;
+    const auto folder = temp / "p";
+    makeTone(folder / "Media" / "voice-A.wav", 5);
+    makeTone(folder / "Media" / "voice-B.wav", 7.9);
+    PodcastProject document;
+    document.segments = {clip(0, 5, "Media/voice-A.wav")};
+    document.recordingPending = true;
+    document.pendingVoiceFile = "Media/voice-B.wav";
+    document.pendingStart = 5.0;
+    document.playhead = 2.0;
+    writeProject(folder, document);
+
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(folder));
+    EXPECT_EQ(f.studio.message(), "Se recuperaron 7 segundos de la grabación interrumpida.");
+    const std::optional<Segment> take = f.studio.project->segment(6);
+    ASSERT_TRUE(take);
+    EXPECT_EQ(take->file, "Media/voice-B.wav");
+    EXPECT_NEAR(take->duration, 7.9, 1e-6);
+    EXPECT_EQ(take->timelineStart, 5.0);
+    EXPECT_FALSE(f.studio.project->recordingPending);
+    EXPECT_FALSE(f.studio.project->pendingVoiceFile);
+    EXPECT_FALSE(f.studio.project->pendingStart);
+    EXPECT_EQ(f.studio.voiceWaveforms->at("Media/voice-B.wav").size(), 395u);
+    EXPECT_NEAR(f.studio.sourceDurations.at("Media/voice-A.wav"), 5, 1e-6);
+    EXPECT_TRUE(f.studio.voicePeaks->empty()); // no legacy voice file
+    EXPECT_EQ(f.studio.position(), 2);
+    f.settle();
+    const PodcastProject saved = readProject(folder);
+    EXPECT_FALSE(saved.recordingPending);
+    EXPECT_EQ(saved.resolvedSegments().size(), 2u);
+}
+
+TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
+{
+    TempFolder temp;
+    const auto folder = temp / "p";
+    makeTone(folder / "Media" / "voice.wav", 3.5);
+    PodcastProject document;
+    document.voiceFile = "Media/voice.wav";
+    document.recordingPending = true;
+    Segment stale;
+    stale.duration = 1;
+    document.segments = {stale};
+    writeProject(folder, document);
+
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(folder));
+    EXPECT_EQ(f.studio.message(), "Se recuperaron 3 segundos de la grabación interrumpida.");
+    ASSERT_EQ(f.studio.project->segments.size(), 1u);
+    const Segment& whole = f.studio.project->segments[0];
+    EXPECT_NE(whole.id, stale.id);
+    EXPECT_EQ(whole.start, 0);
+    EXPECT_NEAR(whole.duration, 3.5, 1e-6);
+    EXPECT_EQ(whole.file, "Media/voice.wav");
+    EXPECT_FALSE(whole.timelineStart);
+    EXPECT_FALSE(whole.gain);
+    EXPECT_EQ(f.studio.voicePeaks->size(), 175u);
+    EXPECT_FALSE(f.studio.project->recordingPending);
+}
+
+TEST(StudioPeaks, aMissingTakeReportsTheErrorAndKeepsThePendingStateForLater)
+{
+    TempFolder temp;
+    const auto folder = temp / "p";
+    PodcastProject document;
+    document.recordingPending = true;
+    document.pendingVoiceFile = "Media/voice-gone.caf";
+    document.pendingStart = 1.0;
+    writeProject(folder, document);
+
+    StudioFixture f;
+    f.studio.voiceWaveforms = {{"kept", {0.5f}}};
+    ASSERT_TRUE(f.openAndWait(folder));
+    ASSERT_TRUE(f.studio.message());
+    EXPECT_EQ(f.studio.message()->rfind("No se pudo leer el audio: ", 0), 0u);
+    EXPECT_GT(f.studio.message()->size(), std::string("No se pudo leer el audio: ").size());
+    EXPECT_TRUE(f.studio.project->recordingPending);
+    EXPECT_EQ(f.studio.project->pendingVoiceFile, "Media/voice-gone.caf");
+    EXPECT_EQ(f.studio.voiceWaveforms->count("kept"), 1u); // caches unchanged
+    EXPECT_FALSE(f.studio.busy());
+}
+
+TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
+{
+    TempFolder temp;
+    const auto folder = temp / "p";
+    makeTone(folder / "Media" / "voice-A.wav", 5);
+    makeTone(folder / "Media" / "music.wav", 2);
+    PodcastProject document;
+    document.segments = {clip(0, 5, "Media/voice-A.wav")};
+    document.musicFile = "Media/music.wav";
+    document.musicOffset = 1.0;
+    document.playhead = 100.0;
+    writeProject(folder, document);
+
+    StudioFixture f;
+    f.studio.loadPeaks(true, true); // no folder: nothing
+    EXPECT_FALSE(f.studio.busy());
+    ASSERT_TRUE(f.openAndWait(folder));
+    EXPECT_EQ(f.studio.position(), 5);
+    EXPECT_NEAR(f.studio.musicDuration(), 2, 1e-6);
+    EXPECT_EQ(f.studio.musicPeaks->size(), 100u);
+
+    f.studio.position = -3.0;
+    f.studio.project.mutate([](PodcastProject& p) {
+        p.recordingPending = true;
+        p.pendingVoiceFile = "Media/voice-A.wav";
+    });
+    f.studio.loadPeaks(false, true);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.position(), 0);
+    EXPECT_TRUE(f.studio.project->recordingPending);
+    EXPECT_FALSE(f.studio.message());
+}
+
+} // namespace
+} // namespace tw

@@ -1,0 +1,453 @@
+#include "studio/Studio.hpp"
+
+#include "model/ProjectJson.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+namespace {
+
+using testing::readProject;
+using testing::StudioFixture;
+using testing::TempFolder;
+using testing::writeProject;
+using testing::writeProjectText;
+
+PodcastProject documentWith(float voiceVolume, std::optional<double> zoom = std::nullopt,
+                            std::optional<double> playhead = std::nullopt)
+{
+    PodcastProject document;
+    document.voiceVolume = voiceVolume;
+    document.timelineZoom = zoom;
+    document.playhead = playhead;
+    return document;
+}
+
+TEST(StudioProject, creationStartsWithTheWelcomeScreenTheDevicesAndARunningClock)
+{
+    StudioFixture f;
+    EXPECT_TRUE(f.studio.showWelcome());
+    EXPECT_FALSE(f.studio.folder());
+    EXPECT_EQ(f.studio.project(), PodcastProject{});
+    EXPECT_EQ(f.studio.zoom(), 30);
+    EXPECT_EQ(f.studio.title(), "Nuevo podcast");
+    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
+    EXPECT_EQ(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
+    EXPECT_EQ(f.studio.devices(),
+              (std::vector<InputDevice>{{11, "Micrófono USB"}, {22, "Auriculares con micrófono"}}));
+    EXPECT_EQ(f.studio.projectWriter.label(), "Tapewright.project-writer");
+    EXPECT_EQ(f.studio.recordingFinalizer.label(), "Tapewright.recording-finalizer");
+    EXPECT_EQ(f.studio.previousReelTick, f.scheduler.now());
+
+    // The clock fires every 0.1 s of virtual time.
+    const double created = f.scheduler.now();
+    f.scheduler.advance(0.25);
+    EXPECT_NEAR(f.studio.previousReelTick, created + 0.2, 1e-9);
+    f.scheduler.advance(0.05);
+    EXPECT_NEAR(f.studio.previousReelTick, created + 0.3, 1e-9);
+}
+
+TEST(StudioProject, everyAssignmentOfAPublishedFieldNotifiesAlsoWhenTheValueIsEqual)
+{
+    StudioFixture f;
+    f.studio.position = 0.0;
+    f.studio.position = 0.0;
+    f.studio.message = std::nullopt;
+    f.studio.project.mutate([](PodcastProject&) {});
+    f.studio.busy = false;
+    f.studio.busy = true;
+    f.studio.busy = false;
+    EXPECT_EQ(f.count(StudioField::position), 2);
+    EXPECT_EQ(f.count(StudioField::message), 1);
+    EXPECT_EQ(f.count(StudioField::project), 1);
+    EXPECT_EQ(f.count(StudioField::busy), 3);
+    EXPECT_EQ(f.count(StudioField::zoom), 0);
+}
+
+TEST(StudioProject, openingRestoresPlayheadAndClampsTheZoom)
+{
+    TempFolder temp;
+    writeProject(temp / "narrow.podcastproject", documentWith(0.5f, 0.5, 3.0));
+    writeProject(temp / "wide.podcastproject", documentWith(0.6f, 1000.0));
+    writeProject(temp / "plain.podcastproject", documentWith(0.7f));
+    StudioFixture f;
+    f.studio.checkpoint(); // a history that opening must clear
+    f.studio.selection = TimeRange{1, 2};
+
+    ASSERT_TRUE(f.openAndWait(temp / "narrow.podcastproject"));
+    EXPECT_FALSE(f.studio.showWelcome());
+    EXPECT_EQ(f.studio.folder(), temp / "narrow.podcastproject");
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.5f);
+    EXPECT_EQ(f.studio.zoom(), 2);
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_FALSE(f.studio.selection());
+    // The play head is clamped into the (empty) programme by the peak loading.
+    EXPECT_EQ(f.studio.position(), 0);
+    EXPECT_FALSE(f.studio.message());
+
+    ASSERT_TRUE(f.openAndWait(temp / "wide.podcastproject"));
+    EXPECT_EQ(f.studio.zoom(), 300);
+    ASSERT_TRUE(f.openAndWait(temp / "plain.podcastproject"));
+    EXPECT_EQ(f.studio.zoom(), 30);
+    EXPECT_EQ(f.studio.title(), "plain");
+}
+
+TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsTheyWere)
+{
+    TempFolder temp;
+    const auto good = temp / "good.podcastproject";
+    writeProject(good, documentWith(0.8f));
+
+    PodcastProject clip = documentWith(0.3f);
+    Segment segment;
+    segment.duration = 2;
+    segment.file = "Media/voice-A.caf";
+    clip.segments.push_back(segment);
+    const std::string full = encode(clip).value();
+    writeProjectText(temp / "truncated", full.substr(0, full.size() / 2));
+    writeProjectText(temp / "types", R"({"version":1,"segments":[],"recordingPending":false,)"
+                                     R"("voiceVolume":"loud","musicVolume":0.35,"fadeIn":5,)"
+                                     R"("fadeOut":10})");
+    PodcastProject future = documentWith(0.3f);
+    future.version = 2;
+    writeProject(temp / "future", future);
+    PodcastProject escaping = clip;
+    escaping.segments[0].file = "Media/../../outside.caf";
+    writeProject(temp / "escaping", escaping);
+    PodcastProject absolute = clip;
+    absolute.musicFile = "/etc/passwd";
+    writeProject(temp / "absolute", absolute);
+
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(good));
+    f.studio.checkpoint();
+    f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.1f; });
+    const PodcastProject open = f.studio.project();
+    const auto undo = f.studio.undoStack();
+
+    const struct {
+        std::string folder;
+        std::string message;
+    } cases[] = {
+        {"truncated", decode(full.substr(0, full.size() / 2)).error().description},
+        {"types", decode(readProjectFile(temp / "types").value()).error().description},
+        {"future", "Versión de proyecto no compatible."},
+        {"escaping", "Ruta de audio inválida."},
+        {"absolute", "Ruta de audio inválida."},
+        {"missing", systemError(ENOENT).description},
+    };
+    for (const auto& damaged : cases) {
+        f.studio.message = std::nullopt;
+        f.studio.openProject(temp / damaged.folder);
+        EXPECT_FALSE(f.studio.busy()) << damaged.folder;
+        EXPECT_EQ(f.studio.message(), damaged.message) << damaged.folder;
+        EXPECT_FALSE(damaged.message.empty());
+        EXPECT_EQ(f.studio.folder(), good) << damaged.folder;
+        EXPECT_EQ(f.studio.project(), open) << damaged.folder;
+        EXPECT_EQ(f.studio.undoStack(), undo) << damaged.folder;
+    }
+}
+
+TEST(StudioProject, openIsIgnoredWhileRecordingAndDeferredWhileBusyKeepingOnlyTheLastRequest)
+{
+    TempFolder temp;
+    writeProject(temp / "a", documentWith(0.1f));
+    writeProject(temp / "b", documentWith(0.2f));
+    writeProject(temp / "c", documentWith(0.3f));
+    StudioFixture f;
+
+    f.studio.recording = true;
+    f.studio.openProject(temp / "a");
+    EXPECT_FALSE(f.studio.folder());
+    EXPECT_FALSE(f.studio.pendingOpenURL);
+    f.studio.recording = false;
+
+    f.studio.busy = true;
+    f.studio.openProject(temp / "a");
+    f.studio.openProject(temp / "b");
+    f.studio.drainPendingOpen(); // still busy: nothing happens
+    EXPECT_FALSE(f.studio.folder());
+    f.studio.busy = false;
+    f.studio.drainPendingOpen();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), temp / "b");
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.2f);
+    EXPECT_FALSE(f.studio.pendingOpenURL);
+    f.studio.drainPendingOpen(); // nothing left to open
+    EXPECT_EQ(f.studio.folder(), temp / "b");
+
+    // The open panel: refused while busy, cancel does nothing, a choice opens.
+    f.studio.busy = true;
+    f.host.openAnswers = {temp / "c"};
+    f.studio.open();
+    EXPECT_EQ(f.host.openRequests, 0);
+    f.studio.busy = false;
+    f.host.openAnswers = {std::nullopt};
+    f.studio.open();
+    EXPECT_EQ(f.studio.folder(), temp / "b");
+    f.host.openAnswers = {temp / "c"};
+    f.studio.open();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), temp / "c");
+}
+
+TEST(StudioProject, newProjectAsksForAFreshLocationAndStartsAnEmptyDocumentThere)
+{
+    TempFolder temp;
+    std::filesystem::create_directories(temp / "taken.podcastproject");
+    StudioFixture f;
+
+    EXPECT_FALSE(f.studio.newProject()); // cancelled
+    EXPECT_EQ(f.host.lastNewProjectTitle, "Crear proyecto de podcast");
+    EXPECT_EQ(f.host.lastNewProjectName, "Mi podcast.podcastproject");
+    EXPECT_FALSE(f.studio.message());
+
+    f.host.newProjectAnswers = {temp / "taken.podcastproject"};
+    EXPECT_FALSE(f.studio.newProject());
+    EXPECT_EQ(f.studio.message(), "Elige un nombre nuevo para evitar reemplazar otro proyecto.");
+    EXPECT_FALSE(f.studio.folder());
+    EXPECT_TRUE(f.studio.showWelcome());
+
+    // A location below a regular file cannot hold the Media folder.
+    writeProjectText(temp / "plainfile-parent", "{}");
+    f.host.newProjectAnswers = {temp / "plainfile-parent" / "project.json" / "x"};
+    f.studio.message = std::nullopt;
+    EXPECT_FALSE(f.studio.newProject());
+    EXPECT_EQ(f.studio.message(), systemError(ENOTDIR).description);
+    EXPECT_FALSE(f.studio.folder());
+
+    f.studio.busy = true;
+    f.host.newProjectAnswers = {temp / "nested" / "Mi podcast.podcastproject"};
+    EXPECT_FALSE(f.studio.newProject());
+    f.studio.busy = false;
+    f.studio.position = 12;
+    f.studio.musicDuration = 40;
+    f.studio.checkpoint();
+    ASSERT_TRUE(f.studio.newProject());
+    const auto created = temp / "nested" / "Mi podcast.podcastproject";
+    EXPECT_TRUE(std::filesystem::is_directory(created / "Media"));
+    EXPECT_EQ(f.studio.folder(), created);
+    EXPECT_EQ(f.studio.title(), "Mi podcast");
+    EXPECT_FALSE(f.studio.showWelcome());
+    EXPECT_EQ(f.studio.position(), 0);
+    EXPECT_EQ(f.studio.musicDuration(), 0);
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    f.settle();
+    EXPECT_TRUE(f.studio.lastSaved());
+    PodcastProject expected;
+    expected.playhead = 0.0;
+    expected.timelineZoom = 30.0;
+    EXPECT_EQ(readProject(created), expected);
+}
+
+TEST(StudioProject, settingsChangedBeforeTheFirstFolderAreCarriedOverButANewProjectStartsFresh)
+{
+    TempFolder temp;
+    StudioFixture f;
+    VoiceTreatment treatment;
+    treatment.enhance = true;
+    treatment.preset = Preset::femaleRadio;
+    f.studio.project.mutate([&](PodcastProject& p) {
+        p.musicVolume = 0.5f;
+        p.voiceVolume = 0.9f;
+        p.fadeIn = 2;
+        p.fadeOut = 3;
+        p.treatment = treatment;
+        p.musicFile = "Media/music-X.mp3"; // not a setting: not carried over
+    });
+    EXPECT_EQ(f.studio.treatment(), treatment);
+
+    f.host.newProjectAnswers = {temp / "first.podcastproject"};
+    ASSERT_TRUE(f.studio.ensureProject());
+    EXPECT_EQ(f.studio.project->musicVolume, 0.5f);
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.9f);
+    EXPECT_EQ(f.studio.project->fadeIn, 2);
+    EXPECT_EQ(f.studio.project->fadeOut, 3);
+    EXPECT_EQ(f.studio.project->treatment, treatment);
+    EXPECT_FALSE(f.studio.project->musicFile);
+    f.settle();
+    EXPECT_EQ(readProject(temp / "first.podcastproject").musicVolume, 0.5f);
+    EXPECT_EQ(readProject(temp / "first.podcastproject").treatment, treatment);
+
+    // With a folder, ensureProject asks nothing.
+    EXPECT_TRUE(f.studio.ensureProject());
+    EXPECT_EQ(f.host.newProjectRequests, 1);
+
+    f.host.newProjectAnswers = {temp / "second.podcastproject"};
+    ASSERT_TRUE(f.studio.newProject());
+    EXPECT_EQ(f.studio.project->musicVolume, 0.35f);
+    EXPECT_FALSE(f.studio.project->treatment);
+    EXPECT_EQ(f.studio.treatment(), VoiceTreatment{});
+}
+
+TEST(StudioProject, saveProjectWithoutAFolderCreatesOneAndSaveAloneWritesNothing)
+{
+    TempFolder temp;
+    StudioFixture f;
+    f.studio.save();
+    f.settle();
+    EXPECT_FALSE(f.settings.value("lastProject"));
+    EXPECT_FALSE(f.studio.lastSaved());
+
+    f.host.newProjectAnswers = {temp / "show.podcastproject"};
+    f.studio.saveProject();
+    f.settle();
+    EXPECT_EQ(f.studio.folder(), temp / "show.podcastproject");
+    EXPECT_TRUE(std::filesystem::exists(temp / "show.podcastproject" / "project.json"));
+    EXPECT_EQ(f.settings.value("lastProject"), (temp / "show.podcastproject").string());
+}
+
+TEST(StudioProject, titleIsTheFolderNameWithoutItsExtension)
+{
+    StudioFixture f;
+    EXPECT_EQ(f.studio.title(), "Nuevo podcast");
+    f.studio.folder = std::filesystem::path("/home/ana/Mi podcast.podcastproject");
+    EXPECT_EQ(f.studio.title(), "Mi podcast");
+    f.studio.folder = std::filesystem::path("/home/ana/Entrevista.v2.podcastproject/");
+    EXPECT_EQ(f.studio.title(), "Entrevista.v2");
+    f.studio.folder = std::filesystem::path("/home/ana/Sin extensión");
+    EXPECT_EQ(f.studio.title(), "Sin extensión");
+}
+
+TEST(StudioProject, recentProjectIsTheLastSavedFolderWhileItStillHoldsADocument)
+{
+    TempFolder temp;
+    writeProject(temp / "kept", documentWith(0.4f));
+    StudioFixture f;
+    EXPECT_FALSE(f.studio.recentProjectURL());
+    ASSERT_TRUE(f.openAndWait(temp / "kept"));
+    f.settle();
+    EXPECT_EQ(f.studio.recentProjectURL(), temp / "kept");
+    std::filesystem::remove(temp / "kept" / "project.json");
+    EXPECT_FALSE(f.studio.recentProjectURL());
+}
+
+TEST(StudioProject, everySaveRewritesPlayheadAndZoomSoReopeningRestoresThem)
+{
+    TempFolder temp;
+    PodcastProject document;
+    Segment clip;
+    clip.duration = 50;
+    clip.file = "Media/voice-A.wav";
+    document.segments.push_back(clip);
+    testing::makeTone(temp / "p" / "Media" / "voice-A.wav", 50);
+    writeProject(temp / "p", document);
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(temp / "p"));
+    f.studio.position = 12.5;
+    f.studio.zoom = 80.0;
+    f.studio.save();
+    f.settle();
+    EXPECT_EQ(readProject(temp / "p").playhead, 12.5);
+    EXPECT_EQ(readProject(temp / "p").timelineZoom, 80.0);
+
+    StudioFixture g;
+    ASSERT_TRUE(g.openAndWait(temp / "p"));
+    EXPECT_EQ(g.studio.position(), 12.5);
+    EXPECT_EQ(g.studio.zoom(), 80);
+}
+
+TEST(StudioProject, aBurstOfScheduledSavesWritesOnceFourTenthsOfASecondAfterTheLast)
+{
+    TempFolder temp;
+    writeProject(temp / "p", documentWith(1.0f));
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(temp / "p"));
+    f.settle();
+    const int before = f.count(StudioField::lastSaved);
+
+    for (int call = 0; call < 10; ++call) {
+        f.studio.zoom = 40.0 + call;
+        f.studio.scheduleSave();
+        if (call < 9)
+            f.scheduler.advance(0.1);
+        f.settle();
+        EXPECT_EQ(f.count(StudioField::lastSaved), before) << call;
+    }
+    f.scheduler.advance(0.399);
+    f.settle();
+    EXPECT_EQ(f.count(StudioField::lastSaved), before);
+    f.scheduler.advance(0.002);
+    f.settle();
+    EXPECT_EQ(f.count(StudioField::lastSaved), before + 1);
+    EXPECT_EQ(readProject(temp / "p").timelineZoom, 49.0);
+    f.scheduler.advance(5);
+    f.settle();
+    EXPECT_EQ(f.count(StudioField::lastSaved), before + 1);
+}
+
+TEST(StudioProject, aFolderThatCannotBeWrittenReportsTheSystemErrorAndTheNextSaveWritesTheDocument)
+{
+    TempFolder temp;
+    const auto folder = temp / "p";
+    writeProject(folder, documentWith(1.0f));
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(folder));
+    f.settle();
+    const auto savedAt = f.studio.lastSaved();
+    ASSERT_TRUE(savedAt);
+
+    // A regular file where the folder was: even root cannot write below it.
+    std::filesystem::rename(folder, temp / "aside");
+    writeProjectText(temp / "blocker", "x");
+    std::filesystem::rename(temp / "blocker" / "project.json", folder);
+    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.25f; });
+    f.studio.save();
+    f.settle();
+    EXPECT_EQ(f.studio.message(),
+              "No se pudo guardar el proyecto: " + systemError(ENOTDIR).description);
+    EXPECT_EQ(f.studio.lastSaved(), savedAt);
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.25f);
+
+    std::filesystem::remove(folder);
+    std::filesystem::rename(temp / "aside", folder);
+    EXPECT_EQ(readProject(folder).voiceVolume, 1.0f); // the old content survived
+    f.studio.save();
+    f.settle();
+    EXPECT_EQ(readProject(folder).voiceVolume, 0.25f);
+    EXPECT_NE(f.studio.lastSaved(), savedAt);
+}
+
+TEST(StudioProject, aSaveFinishingAfterTheUserSwitchedProjectsLeavesLastSavedAlone)
+{
+    TempFolder temp;
+    writeProject(temp / "a", documentWith(1.0f));
+    writeProject(temp / "b", documentWith(1.0f));
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(temp / "a"));
+    f.settle();
+    f.studio.lastSaved = std::nullopt;
+
+    f.studio.save();
+    f.studio.flushSaves(); // written, but its result not yet handed back
+    f.studio.folder = temp / "b";
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(f.studio.lastSaved());
+
+    f.studio.save();
+    f.settle();
+    EXPECT_TRUE(f.studio.lastSaved());
+}
+
+TEST(StudioProject, aSaveHandedBackAfterTheStudioIsGoneDoesNothing)
+{
+    TempFolder temp;
+    std::filesystem::create_directories(temp / "a");
+    testing::coreApplication();
+    ManualScheduler scheduler;
+    testing::FakeStudioHost host;
+    MemorySettingsStore settings;
+    testing::FakeDeviceCatalog catalog;
+    auto studio = std::make_unique<Studio>(StudioEnvironment{scheduler, host, settings, catalog});
+    studio->folder = temp / "a";
+    studio->position = 7.0;
+    studio->save();
+    studio.reset(); // the writer finishes its job; the hand-back is still queued
+    QCoreApplication::processEvents();
+    EXPECT_EQ(readProject(temp / "a").playhead, 7.0);
+}
+
+} // namespace
+} // namespace tw
