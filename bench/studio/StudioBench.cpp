@@ -1,0 +1,99 @@
+// The cost of an edit on the main thread for a long project: checkpoint, the edit, the after-edit
+// step with its hand-off to the writer queue; undo and redo; the memory a full history takes.
+#include "studio/Studio.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+
+namespace tw {
+namespace {
+
+constexpr int clipCount = 10000;
+
+PodcastProject longProject()
+{
+    PodcastProject document;
+    document.segments.reserve(clipCount);
+    for (int i = 0; i < clipCount; ++i) {
+        Segment clip;
+        clip.start = 0;
+        clip.duration = 1;
+        clip.file = "Media/voice-" + Uuid::random().text() + ".caf";
+        clip.timelineStart = static_cast<double>(i);
+        document.segments.push_back(clip);
+    }
+    return document;
+}
+
+struct LongProjectStudio : testing::StudioFixture {
+    testing::TempFolder temp;
+    LongProjectStudio()
+    {
+        std::filesystem::create_directories(temp / "long.podcastproject" / "Media");
+        studio.folder = temp / "long.podcastproject";
+        studio.project = longProject();
+        settle();
+    }
+};
+
+// checkpoint + silencing one second + changed (pause, clamp, two saves handed to the writer).
+void editWithUndoStep(benchmark::State& state)
+{
+    LongProjectStudio f;
+    double at = 100;
+    for (auto _ : state) {
+        state.PauseTiming();
+        f.settle(); // keep the writer from piling up copies between iterations
+        f.studio.selection = TimeRange{at, at + 0.5};
+        at = at < clipCount - 10 ? at + 7 : 100;
+        state.ResumeTiming();
+        f.studio.silenceSelection(true);
+    }
+    state.counters["undoSteps"] = static_cast<double>(f.studio.undoStack->size());
+}
+BENCHMARK(editWithUndoStep)->Unit(benchmark::kMillisecond)->Iterations(300);
+
+// One undo followed by one redo per iteration, each with its after-edit step.
+void undoThenRedo(benchmark::State& state)
+{
+    LongProjectStudio f;
+    for (int step = 0; step < 100; ++step) {
+        f.studio.selection = TimeRange{step * 3.0, step * 3.0 + 0.5};
+        f.studio.silenceSelection(true);
+    }
+    f.settle();
+    for (auto _ : state) {
+        f.studio.undo();
+        f.studio.redo();
+        state.PauseTiming();
+        f.settle();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(undoThenRedo)->Unit(benchmark::kMillisecond)->Iterations(300);
+
+// Heap held by a full history of 100 documents of 10,000 clips.
+void historyMemory(benchmark::State& state)
+{
+    for (auto _ : state) {
+        LongProjectStudio f;
+        const std::size_t before = mallinfo2().uordblks;
+        for (int step = 0; step < 100; ++step) {
+            f.studio.selection = TimeRange{step * 3.0, step * 3.0 + 0.5};
+            f.studio.silenceSelection(true);
+            f.settle();
+        }
+        const std::size_t after = mallinfo2().uordblks;
+        state.counters["history_MB"] = static_cast<double>(after - before) / (1024.0 * 1024.0);
+        state.counters["steps"] = static_cast<double>(f.studio.undoStack->size());
+    }
+}
+BENCHMARK(historyMemory)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+} // namespace
+} // namespace tw
+
+BENCHMARK_MAIN();
