@@ -65,6 +65,21 @@ TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceB
     EXPECT_EQ(peak(out, second + 14400, 3 * 48000), 0.0f);
 }
 
+TEST_F(OfflineRendererTest,
+       atAnotherOutputRateSourcesAreResampledAndClipsStillLandOnTheNearestFrame)
+{
+    writeFloatWav(folder / "tone.wav", sine(1000, 48000, 1, 48000 * 2), 48000, 1);
+    Composition composition;
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.wav"), {},
+                                                         seconds(2), seconds(0.3333)));
+    OfflineRenderOptions options;
+    options.sampleRate = 44100;
+    const auto out = render(composition, AudioMix{}, 0, 2.5, options);
+    ASSERT_EQ(out.size(), static_cast<std::size_t>(2.5 * 44100 * 2));
+    EXPECT_NEAR(static_cast<double>(firstSound(out, 0, 0.01f)), std::round(0.3333 * 44100), 2.0);
+    EXPECT_NEAR(measureFrequency(out, 0, 44100, 2 * 44100, 44100), 1000.0, 1.0);
+}
+
 TEST_F(OfflineRendererTest, musicFadesFollowTheirRampsSampleBySample)
 {
     const auto music = noise(2, 48000 * 10, 11);
