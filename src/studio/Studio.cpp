@@ -31,6 +31,11 @@ Studio::~Studio()
             (*task)->cancel();
 }
 
+void Studio::refreshDevices()
+{
+    devices = InputDevice::all(catalog_);
+}
+
 void Studio::fieldAssigned(StudioField field)
 {
     emit fieldChanged(field);

@@ -95,6 +95,10 @@ public:
     void pause();
     void updateMix();
 
+    // ---- Input devices (Studio.cpp) ----
+    // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
+    void refreshDevices();
+
     // ---- Clock (StudioClock.cpp) ----
     // One firing of the 0.1 s clock.
     void tick();

@@ -49,6 +49,17 @@ TEST(StudioProject, creationStartsWithTheWelcomeScreenTheDevicesAndARunningClock
     EXPECT_NEAR(f.studio.previousReelTick, created + 0.3, 1e-9);
 }
 
+TEST(StudioProject, devicesAreListedAgainOnlyOnRequestAndTheSelectionStays)
+{
+    StudioFixture f;
+    f.studio.selectedDevice = 22u;
+    f.catalog.list.erase(f.catalog.list.begin() + 1); // unplugged
+    EXPECT_EQ(f.studio.devices->size(), 2u);
+    f.studio.refreshDevices();
+    EXPECT_EQ(f.studio.devices(), (std::vector<InputDevice>{{11, "Micrófono USB"}}));
+    EXPECT_EQ(f.studio.selectedDevice(), 22u);
+}
+
 TEST(StudioProject, everyAssignmentOfAPublishedFieldNotifiesAlsoWhenTheValueIsEqual)
 {
     StudioFixture f;
