@@ -72,7 +72,8 @@ inline void run(const std::string& command)
         throw std::runtime_error("command failed: " + command);
 }
 
-// A mono sine tone encoded by the ffmpeg tool (16-bit WAV or FLAC: the FFmpeg decoding route).
+// A mono sine tone of amplitude 1/16 (the generator's 1/8, halved) encoded by the ffmpeg tool
+// into the container the extension names (16-bit WAV or FLAC: the FFmpeg decoding route).
 inline void writeToneWithFfmpeg(const std::filesystem::path& file, double frequency, int rate,
                                 double seconds)
 {
