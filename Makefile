@@ -33,7 +33,7 @@ asan: setup
 fuzz: setup
 	@CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DTAPEWRIGHT_LIBFUZZER=ON -DTAPEWRIGHT_BENCH=OFF >/dev/null
-	@cmake --build $(FUZZ_BUILD) -j $(JOBS)
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzzers
 	@scripts/fuzz $(FUZZ_BUILD) $${FUZZ_SECONDS:-60}
 
 format: setup
