@@ -20,6 +20,26 @@ std::int64_t ceilDiv(std::int64_t a, std::int64_t b)
     return -floorDiv(-a, b);
 }
 
+// More than two channels. 5.1 (front left, right, centre, low-frequency, back left, right, the
+// order of WAV and of FFmpeg's decoders) folds down with the usual -3 dB for the centre and the
+// back and without the low-frequency channel, so dialogue in the centre stays; any other layout
+// keeps its first two channels as left and right.
+void downmixToStereo(const float* from, int channels, float* stereo, int frames)
+{
+    constexpr float minus3dB = 0.70710678f;
+    for (int f = 0; f < frames; ++f) {
+        const float* in = from + static_cast<std::ptrdiff_t>(f) * channels;
+        float* out = stereo + static_cast<std::ptrdiff_t>(f) * graphChannels;
+        if (channels == 6) {
+            out[0] = in[0] + minus3dB * (in[2] + in[4]);
+            out[1] = in[1] + minus3dB * (in[2] + in[5]);
+        } else {
+            out[0] = in[0];
+            out[1] = in[1];
+        }
+    }
+}
+
 } // namespace
 
 ReaderPool::ReaderPool(std::vector<SourceFile> sources)
@@ -159,13 +179,8 @@ Result<int> PieceStream::readInput(int frames)
             break; // shorter than it said: the rest is silence
         filled += read.value();
     }
-    if (fileChannels_ != streamChannels_) {
-        // More than two channels: the first two are left and right.
-        for (int f = 0; f < filled; ++f)
-            for (int c = 0; c < streamChannels_; ++c)
-                input_[static_cast<std::size_t>(f * streamChannels_ + c)] =
-                    fileBuffer_[static_cast<std::size_t>(f * fileChannels_ + c)];
-    }
+    if (fileChannels_ != streamChannels_)
+        downmixToStereo(fileBuffer_.data(), fileChannels_, input_.data(), filled);
     std::fill(input_.begin() + filled * streamChannels_, input_.end(), 0.0f);
     inputPosition_ += frames;
     return frames;

@@ -1,8 +1,8 @@
 // The bottom of the render graph: the audio files of a track, kept open for its whole life, and
 // the stream that turns one placed piece of a file into stereo frames at the output rate
-// (decoded, resampled on an exact grid, a mono source fed to both channels, silence past the
-// file's end). Used by the player's read-ahead thread and by offline renders, never by the
-// render callback: it reads files and allocates.
+// (decoded, resampled on an exact grid, a mono source fed to both channels, more than two
+// folded down to two, silence past the file's end). Used by the player's read-ahead thread and by
+// offline renders, never by the render callback: it reads files and allocates.
 #pragma once
 
 #include "audio/AudioFileReader.hpp"

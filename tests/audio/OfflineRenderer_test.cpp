@@ -140,6 +140,29 @@ TEST_F(OfflineRendererTest, a44kToneSourcePlaysAtTheRightPitchAndPlaceAt48k)
     EXPECT_EQ(peak(out, 4.25 * 48000, 4.75 * 48000), 0.0f);
 }
 
+TEST_F(OfflineRendererTest, a51SourceFoldsDownKeepingItsCentreAndOtherLayoutsKeepTheirFirstPair)
+{
+    std::vector<float> surround;
+    for (int f = 0; f < 4800; ++f)
+        surround.insert(surround.end(), {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f});
+    writeFloatWav(folder / "surround.wav", surround, 48000, 6);
+    std::vector<float> quad;
+    for (int f = 0; f < 4410; ++f)
+        quad.insert(quad.end(), {0.1f, -0.2f, 0.3f, 0.4f});
+    writeFloatWav(folder / "quad.wav", quad, 44100, 4);
+    Composition composition;
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "surround.wav"), {},
+                                                         seconds(0.1), {}));
+    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(loadAsset(folder / "quad.wav"), {},
+                                                         seconds(0.1), seconds(0.2)));
+    const auto out = render(composition, AudioMix{}, 0, 0.3);
+    EXPECT_NEAR(sampleAt(out, 2400, 0), 0.1f + 0.70710678f * (0.3f + 0.5f), 1e-6f);
+    EXPECT_NEAR(sampleAt(out, 2400, 1), 0.2f + 0.70710678f * (0.3f + 0.6f), 1e-6f);
+    // Resampled from 44.1 kHz, a constant stays that constant away from the edges.
+    EXPECT_NEAR(sampleAt(out, 12000, 0), 0.1f, 1e-3f);
+    EXPECT_NEAR(sampleAt(out, 12000, 1), -0.2f, 1e-3f);
+}
+
 TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
 {
     writeFloatWav(folder / "dc.wav", constant(0.8f, 1, 48000), 48000, 1);
