@@ -1,6 +1,7 @@
 #include "audio/ExportSession.hpp"
 
 #include "audio/AudioFileReader.hpp"
+#include "audio/Denormals.hpp"
 #include "audio/FfmpegError.hpp"
 #include "audio/OfflineRenderer.hpp"
 
@@ -14,6 +15,8 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <array>
+#include <condition_variable>
 #include <vector>
 
 namespace tw {
@@ -196,48 +199,131 @@ private:
     bool createdFile_ = false;
 };
 
-// Export thread: renders the range block by block into the encoder until it ends or a cancel
-// arrives; progress follows the rendered frames.
+// Rendered blocks on their way from the render thread to the encoder: a fixed ring of planar
+// buffers, so that rendering and encoding run side by side on two cores.
+class BlockQueue {
+public:
+    struct Block {
+        std::vector<float> left, right;
+        int frames = 0;
+    };
+
+    // Render thread: the next free block, after waiting for one; nullptr once stopped.
+    Block* acquire()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return count_ < slots || stopped_; });
+        return stopped_ ? nullptr : &blocks_[(head_ + count_) % slots];
+    }
+    void publish()
+    {
+        std::lock_guard lock(mutex_);
+        ++count_;
+        changed_.notify_all();
+    }
+    // Render thread: no more blocks will come.
+    void end()
+    {
+        std::lock_guard lock(mutex_);
+        ended_ = true;
+        changed_.notify_all();
+    }
+    // Encoder thread: the oldest block, after waiting for one; nullptr at the end.
+    Block* front()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return count_ > 0 || ended_ || stopped_; });
+        return count_ > 0 && !stopped_ ? &blocks_[head_] : nullptr;
+    }
+    void release()
+    {
+        std::lock_guard lock(mutex_);
+        head_ = (head_ + 1) % slots;
+        --count_;
+        changed_.notify_all();
+    }
+    // Encoder thread: stop the render (after a failure, a cancel, or at the end).
+    void stop()
+    {
+        std::lock_guard lock(mutex_);
+        stopped_ = true;
+        changed_.notify_all();
+    }
+
+private:
+    static constexpr std::size_t slots = 16;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::array<Block, slots> blocks_;
+    std::size_t head_ = 0, count_ = 0;
+    bool ended_ = false, stopped_ = false;
+};
+
+// Export thread: renders the range on a helper thread and encodes the blocks here until the end
+// or a cancel; progress follows the encoded frames.
 Result<void> encodeRange(M4aEncoder& encoder, const Composition& composition, const AudioMix& mix,
                          MediaTime start, MediaTime duration, int channels,
                          const std::atomic<bool>& cancelled, std::atomic<float>& progress)
 {
+    ScopedDenormalsOff denormals;
+    BlockQueue queue;
+    std::optional<Error> renderFailure;
+    std::thread renderer([&] {
+        OfflineRenderOptions options;
+        options.sampleRate = ExportSession::sampleRate;
+        options.runTaps = false;
+        auto render = renderOffline(composition, mix, start, duration, options,
+                                    [&](const float* stereo, int frames) {
+                                        if (cancelled.load(std::memory_order_relaxed))
+                                            return false;
+                                        BlockQueue::Block* block = queue.acquire();
+                                        if (!block)
+                                            return false;
+                                        const auto n = static_cast<std::size_t>(frames);
+                                        if (block->left.size() < n) {
+                                            block->left.resize(n);
+                                            block->right.resize(n);
+                                        }
+                                        // The graph renders stereo and a mono source feeds both
+                                        // sides alike, so a mono export keeps the left one.
+                                        if (channels == 1) {
+                                            for (std::size_t i = 0; i < n; ++i)
+                                                block->left[i] = stereo[2 * i];
+                                        } else {
+                                            for (std::size_t i = 0; i < n; ++i) {
+                                                block->left[i] = stereo[2 * i];
+                                                block->right[i] = stereo[2 * i + 1];
+                                            }
+                                        }
+                                        block->frames = frames;
+                                        queue.publish();
+                                        return true;
+                                    });
+        if (!render)
+            renderFailure = render.error();
+        queue.end();
+    });
+
     const auto totalFrames = static_cast<float>(duration.frameAt(ExportSession::sampleRate));
-    std::vector<float> left, right;
-    std::int64_t rendered = 0;
+    std::int64_t encoded = 0;
     Result<void> written;
-    OfflineRenderOptions options;
-    options.sampleRate = ExportSession::sampleRate;
-    options.runTaps = false;
-    auto render = renderOffline(
-        composition, mix, start, duration, options, [&](const float* stereo, int frames) {
-            if (cancelled.load(std::memory_order_relaxed))
-                return false;
-            if (left.size() < static_cast<std::size_t>(frames)) {
-                left.resize(static_cast<std::size_t>(frames));
-                right.resize(static_cast<std::size_t>(frames));
-            }
-            // The graph renders stereo and a mono source feeds both sides alike, so a mono
-            // export keeps the left one.
-            if (channels == 1) {
-                for (int i = 0; i < frames; ++i)
-                    left[static_cast<std::size_t>(i)] = stereo[2 * i];
-            } else {
-                for (int i = 0; i < frames; ++i) {
-                    left[static_cast<std::size_t>(i)] = stereo[2 * i];
-                    right[static_cast<std::size_t>(i)] = stereo[2 * i + 1];
-                }
-            }
-            float* planes[2] = {left.data(), right.data()};
-            if (written = encoder.write(planes, frames); !written)
-                return false;
-            rendered += frames;
-            progress.store(renderShare * static_cast<float>(rendered) / totalFrames,
-                           std::memory_order_relaxed);
-            return true;
-        });
-    if (!render)
-        return render;
+    while (BlockQueue::Block* block = queue.front()) {
+        if (cancelled.load(std::memory_order_relaxed))
+            break;
+        float* planes[2] = {block->left.data(), block->right.data()};
+        const int frames = block->frames;
+        written = encoder.write(planes, frames);
+        queue.release();
+        if (!written)
+            break;
+        encoded += frames;
+        progress.store(renderShare * static_cast<float>(encoded) / totalFrames,
+                       std::memory_order_relaxed);
+    }
+    queue.stop();
+    renderer.join();
+    if (renderFailure)
+        return *renderFailure;
     return written;
 }
 
