@@ -1,6 +1,7 @@
 // Writes a range of a composition, heard through its audio mix, into an M4A file (AAC-LC in an
-// MPEG-4 audio container): the same render graph as playback, offline and without taps, encoded
-// on a thread of its own while the main thread polls progress() and may cancel.
+// MPEG-4 audio container): the same render graph as playback, offline and without taps, rendered
+// and encoded on threads of the session's own while the main thread polls progress() and may
+// cancel.
 #pragma once
 
 #include "audio/AudioMix.hpp"

@@ -296,6 +296,9 @@ TEST_F(ExportSessionTest, exportedAudioIsTheMixAlignedSampleExactly)
                 1024);
     const double bitRate = std::stod(probeValue(folder / "mix.m4a", "stream=bit_rate", "bit_rate"));
     EXPECT_NEAR(bitRate, 160000, 16000);
+    // The edit list hides the encoder's priming and padding: the container says the range.
+    const double probed = std::stod(probeValue(folder / "mix.m4a", "stream=duration", "duration"));
+    EXPECT_NEAR(probed, duration.seconds(), 1.0 / rate);
     OfflineRenderOptions options;
     options.runTaps = false;
     auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
@@ -333,7 +336,7 @@ TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileAtTheRangeLengthWithTitleAndIn
     EXPECT_NEAR(static_cast<double>(file.frames()), static_cast<double>(rangeFrames), 1024);
     const double probed =
         std::stod(probeValue(folder / "voice.m4a", "stream=duration", "duration"));
-    EXPECT_NEAR(probed, duration.seconds(), 1024.0 / rate);
+    EXPECT_NEAR(probed, duration.seconds(), 1.0 / rate);
     EXPECT_EQ(probeValue(folder / "voice.m4a", "stream=channels", "channels"), "1");
     const double bitRate =
         std::stod(probeValue(folder / "voice.m4a", "stream=bit_rate", "bit_rate"));
@@ -353,6 +356,18 @@ TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileAtTheRangeLengthWithTitleAndIn
     const auto boxes = topLevelBoxes(folder / "voice.m4a");
     ASSERT_TRUE(boxes.count("moov") && boxes.count("mdat"));
     EXPECT_LT(boxes.at("moov"), boxes.at("mdat")) << "the index comes first for streaming";
+}
+
+TEST_F(ExportSessionTest, aRangePastTheEndStopsWhereTheCompositionEnds)
+{
+    const Programme p = makeProgramme(folder, false); // the voice ends at 4.75 s
+    auto session = makeSession(p);
+    session->setOutputPath(folder / "tail.m4a");
+    session->setTimeRange(seconds(4), seconds(30));
+    exportAndWait(*session);
+    ASSERT_EQ(session->status(), ExportSession::Status::completed);
+    const double probed = std::stod(probeValue(folder / "tail.m4a", "stream=duration", "duration"));
+    EXPECT_NEAR(probed, 0.75, 1.0 / rate);
 }
 
 TEST_F(ExportSessionTest, progressRisesToOneAndCancellingLeavesNoFile)
