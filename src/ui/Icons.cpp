@@ -1,0 +1,363 @@
+#include "ui/Icons.hpp"
+
+#include <QPainter>
+#include <QPainterPath>
+
+#include <cmath>
+#include <map>
+#include <numbers>
+
+namespace tw {
+
+namespace {
+
+// Symbol name → theme icon name. Adwaita ships its action icons as symbolic variants only.
+const std::vector<std::pair<QString, QString>>& mapping()
+{
+    static const std::vector<std::pair<QString, QString>> names{
+        {"play.fill", "media-playback-start-symbolic"},
+        {"pause.fill", "media-playback-pause-symbolic"},
+        {"stop.fill", "media-playback-stop-symbolic"},
+        {"record.circle.fill", "media-record-symbolic"},
+        {"backward.end.fill", "media-skip-backward-symbolic"},
+        {"forward.end.fill", "media-skip-forward-symbolic"},
+        {"gobackward.5", "media-seek-backward-symbolic"},
+        {"goforward.5", "media-seek-forward-symbolic"},
+        {"mic", "audio-input-microphone-symbolic"},
+        {"mic.fill", "audio-input-microphone-symbolic"},
+        {"music.note", "audio-x-generic-symbolic"},
+        {"music.note.list", "view-list-symbolic"},
+        {"arrow.clockwise", "view-refresh-symbolic"},
+        {"crop", "image-crop-symbolic"},
+        {"rectangle.split.2x1", "view-dual-symbolic"},
+        {"play.square", "media-playback-start-symbolic"},
+        {"scissors", "edit-cut-symbolic"},
+        {"waveform.badge.mic", "audio-input-microphone-symbolic"},
+        {"checkmark.circle.fill", "emblem-ok-symbolic"},
+        {"waveform.path", "audio-x-generic-symbolic"},
+        {"speaker.wave.2", "audio-volume-medium-symbolic"},
+        {"speaker.slash", "audio-volume-muted-symbolic"},
+        {"doc.badge.plus", "document-new-symbolic"},
+        {"folder", "folder-symbolic"},
+        {"square.and.arrow.down", "document-save-symbolic"},
+        {"square.and.arrow.up", "document-send-symbolic"},
+        {"plus.circle.fill", "list-add-symbolic"},
+        {"plus.rectangle", "tab-new-symbolic"},
+        {"line.3.horizontal", "open-menu-symbolic"},
+        {"arrowtriangle.down.fill", "pan-down-symbolic"},
+    };
+    return names;
+}
+
+// Symbols whose theme icon says something else than ours: always drawn.
+bool preferPainted(const QString& symbol)
+{
+    // The seek icons lack the "5", and the theme's generic audio icon is not a waveform.
+    return symbol == "gobackward.5" || symbol == "goforward.5" || symbol == "waveform.path" ||
+           symbol == "waveform.badge.mic" || symbol == "play.square" || symbol == "mic.fill" ||
+           symbol == "music.note.list";
+}
+
+QPixmap tinted(const QPixmap& source, const QColor& colour)
+{
+    QPixmap result(source.size());
+    result.setDevicePixelRatio(source.devicePixelRatio());
+    result.fill(Qt::transparent);
+    QPainter painter(&result);
+    painter.drawPixmap(0, 0, source);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(result.rect(), colour);
+    return result;
+}
+
+QPainterPath triangle(QPointF a, QPointF b, QPointF c)
+{
+    QPainterPath path;
+    path.moveTo(a);
+    path.lineTo(b);
+    path.lineTo(c);
+    path.closeSubpath();
+    return path;
+}
+
+// A circular arrow of about 300° around centre, its head at the end, turning clockwise.
+void circularArrow(QPainter& p, QPointF centre, double radius, bool clockwise)
+{
+    const QRectF box(centre.x() - radius, centre.y() - radius, 2 * radius, 2 * radius);
+    QPainterPath arc;
+    const double start = clockwise ? 60 : 120, span = clockwise ? -290 : 290;
+    arc.arcMoveTo(box, start);
+    arc.arcTo(box, start, span);
+    p.setBrush(Qt::NoBrush);
+    p.drawPath(arc);
+    const double end = (start + span) * std::numbers::pi / 180;
+    const QPointF tip(centre.x() + radius * std::cos(end), centre.y() - radius * std::sin(end));
+    const double side = clockwise ? 1 : -1;
+    p.setBrush(p.pen().color());
+    p.drawPath(triangle(tip + QPointF(-3.2 * side, -2.6), tip + QPointF(3.2 * side, -2.6),
+                        tip + QPointF(0.5 * side, 3)));
+}
+
+void microphone(QPainter& p, bool filled)
+{
+    p.setBrush(filled ? QBrush(p.pen().color()) : Qt::NoBrush);
+    p.drawRoundedRect(QRectF(8.5, 2.5, 7, 12), 3.5, 3.5);
+    p.setBrush(Qt::NoBrush);
+    QPainterPath cup;
+    cup.moveTo(5.5, 10.5);
+    cup.cubicTo(5.5, 19, 18.5, 19, 18.5, 10.5);
+    p.drawPath(cup);
+    p.drawLine(QPointF(12, 17), QPointF(12, 21));
+    p.drawLine(QPointF(8.5, 21), QPointF(15.5, 21));
+}
+
+void waveform(QPainter& p, double left, double right)
+{
+    const double heights[] = {3, 7, 12, 6, 15, 9, 4, 10, 5};
+    const int n = 9;
+    for (int i = 0; i < n; ++i) {
+        const double x = left + (right - left) * i / (n - 1);
+        p.drawLine(QPointF(x, 12 - heights[i] / 2), QPointF(x, 12 + heights[i] / 2));
+    }
+}
+
+void note(QPainter& p, QPointF head)
+{
+    p.setBrush(p.pen().color());
+    p.drawEllipse(head, 3, 2.4);
+    p.drawLine(head + QPointF(2.8, 0), head + QPointF(2.8, -12));
+    p.drawLine(head + QPointF(2.8, -12), head + QPointF(7, -9));
+}
+
+// Draws a symbol in a 24 × 24 box with the painter's pen colour.
+void drawSymbol(QPainter& p, const QString& s)
+{
+    const QColor c = p.pen().color();
+    const QBrush fill(c);
+    if (s == "play.fill") {
+        p.setBrush(fill);
+        p.drawPath(triangle({7, 4.5}, {19.5, 12}, {7, 19.5}));
+    } else if (s == "pause.fill") {
+        p.setBrush(fill);
+        p.drawRoundedRect(QRectF(6, 4.5, 4.2, 15), 1, 1);
+        p.drawRoundedRect(QRectF(13.8, 4.5, 4.2, 15), 1, 1);
+    } else if (s == "stop.fill") {
+        p.setBrush(fill);
+        p.drawRoundedRect(QRectF(5.5, 5.5, 13, 13), 2, 2);
+    } else if (s == "record.circle.fill") {
+        p.setBrush(Qt::NoBrush);
+        p.drawEllipse(QPointF(12, 12), 9, 9);
+        p.setBrush(fill);
+        p.drawEllipse(QPointF(12, 12), 6, 6);
+    } else if (s == "backward.end.fill") {
+        p.setBrush(fill);
+        p.drawRect(QRectF(4.5, 5, 2.4, 14));
+        p.drawPath(triangle({19, 5}, {19, 19}, {7.5, 12}));
+    } else if (s == "forward.end.fill") {
+        p.setBrush(fill);
+        p.drawRect(QRectF(17.1, 5, 2.4, 14));
+        p.drawPath(triangle({5, 5}, {5, 19}, {16.5, 12}));
+    } else if (s == "gobackward.5" || s == "goforward.5") {
+        circularArrow(p, {12, 12.5}, 8.5, s == "goforward.5");
+        QFont digit = p.font();
+        digit.setPixelSize(9);
+        digit.setBold(true);
+        p.setFont(digit);
+        p.drawText(QRectF(6, 7, 12, 11), Qt::AlignCenter, QStringLiteral("5"));
+    } else if (s == "mic" || s == "mic.fill") {
+        microphone(p, s == "mic.fill");
+    } else if (s == "music.note") {
+        note(p, {9, 18});
+    } else if (s == "music.note.list") {
+        for (int i = 0; i < 3; ++i)
+            p.drawLine(QPointF(3, 5 + i * 5), QPointF(12, 5 + i * 5));
+        note(p, {14, 19});
+    } else if (s == "arrow.clockwise") {
+        circularArrow(p, {12, 12.5}, 7.5, true);
+    } else if (s == "crop") {
+        p.setBrush(Qt::NoBrush);
+        QPainterPath marks;
+        marks.moveTo(7, 3);
+        marks.lineTo(7, 17);
+        marks.lineTo(21, 17);
+        marks.moveTo(3, 7);
+        marks.lineTo(17, 7);
+        marks.lineTo(17, 21);
+        p.drawPath(marks);
+    } else if (s == "rectangle.split.2x1") {
+        p.setBrush(Qt::NoBrush);
+        p.drawRoundedRect(QRectF(3, 5, 18, 14), 2.5, 2.5);
+        p.drawLine(QPointF(12, 5), QPointF(12, 19));
+    } else if (s == "play.square") {
+        p.setBrush(Qt::NoBrush);
+        p.drawRoundedRect(QRectF(3.5, 3.5, 17, 17), 3, 3);
+        p.setBrush(fill);
+        p.drawPath(triangle({9.5, 8}, {16.5, 12}, {9.5, 16}));
+    } else if (s == "scissors") {
+        p.setBrush(Qt::NoBrush);
+        p.drawEllipse(QPointF(6.5, 17), 3, 3);
+        p.drawEllipse(QPointF(17.5, 17), 3, 3);
+        p.drawLine(QPointF(8.5, 14.8), QPointF(17.5, 3.5));
+        p.drawLine(QPointF(15.5, 14.8), QPointF(6.5, 3.5));
+    } else if (s == "waveform.badge.mic") {
+        waveform(p, 2.5, 12.5);
+        p.save();
+        p.translate(11, 8);
+        p.scale(0.55, 0.55);
+        microphone(p, true);
+        p.restore();
+    } else if (s == "checkmark.circle.fill") {
+        p.setBrush(fill);
+        p.drawEllipse(QPointF(12, 12), 9.5, 9.5);
+        QPen tick(Qt::black, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+        p.save();
+        p.setCompositionMode(QPainter::CompositionMode_Clear);
+        p.setPen(tick);
+        p.setBrush(Qt::NoBrush);
+        QPainterPath mark;
+        mark.moveTo(7.5, 12.5);
+        mark.lineTo(10.8, 15.6);
+        mark.lineTo(16.5, 8.8);
+        p.drawPath(mark);
+        p.restore();
+    } else if (s == "waveform.path") {
+        waveform(p, 3, 21);
+    } else if (s == "speaker.wave.2" || s == "speaker.slash") {
+        p.setBrush(fill);
+        QPainterPath cone;
+        cone.moveTo(3, 9);
+        cone.lineTo(7, 9);
+        cone.lineTo(12, 4.5);
+        cone.lineTo(12, 19.5);
+        cone.lineTo(7, 15);
+        cone.lineTo(3, 15);
+        cone.closeSubpath();
+        p.drawPath(cone);
+        p.setBrush(Qt::NoBrush);
+        if (s == "speaker.wave.2") {
+            p.drawArc(QRectF(9, 8, 8, 8), -60 * 16, 120 * 16);
+            p.drawArc(QRectF(8, 4.5, 13, 15), -60 * 16, 120 * 16);
+        } else {
+            p.drawLine(QPointF(15, 9), QPointF(21, 15));
+            p.drawLine(QPointF(21, 9), QPointF(15, 15));
+        }
+    } else if (s == "doc.badge.plus") {
+        p.setBrush(Qt::NoBrush);
+        QPainterPath page;
+        page.moveTo(5, 3);
+        page.lineTo(13, 3);
+        page.lineTo(18, 8);
+        page.lineTo(18, 11);
+        page.moveTo(11, 21);
+        page.lineTo(5, 21);
+        page.closeSubpath();
+        p.drawPath(page);
+        p.drawLine(QPointF(17, 13.5), QPointF(17, 21.5));
+        p.drawLine(QPointF(13, 17.5), QPointF(21, 17.5));
+    } else if (s == "folder") {
+        p.setBrush(Qt::NoBrush);
+        QPainterPath shape;
+        shape.moveTo(3, 6.5);
+        shape.lineTo(9, 6.5);
+        shape.lineTo(11, 8.5);
+        shape.lineTo(21, 8.5);
+        shape.lineTo(21, 19);
+        shape.lineTo(3, 19);
+        shape.closeSubpath();
+        p.drawPath(shape);
+    } else if (s == "square.and.arrow.down" || s == "square.and.arrow.up") {
+        p.setBrush(Qt::NoBrush);
+        QPainterPath tray;
+        tray.moveTo(8, 10);
+        tray.lineTo(5, 10);
+        tray.lineTo(5, 21);
+        tray.lineTo(19, 21);
+        tray.lineTo(19, 10);
+        tray.lineTo(16, 10);
+        p.drawPath(tray);
+        const bool down = s == "square.and.arrow.down";
+        p.drawLine(QPointF(12, down ? 2.5 : 4), QPointF(12, down ? 15 : 16));
+        QPainterPath head;
+        const double y = down ? 15 : 3.5, dy = down ? -4 : 4;
+        head.moveTo(8, y + dy);
+        head.lineTo(12, y);
+        head.lineTo(16, y + dy);
+        p.drawPath(head);
+    } else if (s == "plus.circle.fill") {
+        p.setBrush(fill);
+        p.drawEllipse(QPointF(12, 12), 9.5, 9.5);
+        p.save();
+        p.setCompositionMode(QPainter::CompositionMode_Clear);
+        p.setPen(QPen(Qt::black, 2.2, Qt::SolidLine, Qt::RoundCap));
+        p.drawLine(QPointF(12, 7.5), QPointF(12, 16.5));
+        p.drawLine(QPointF(7.5, 12), QPointF(16.5, 12));
+        p.restore();
+    } else if (s == "plus.rectangle") {
+        p.setBrush(Qt::NoBrush);
+        p.drawRoundedRect(QRectF(3, 5, 18, 14), 2.5, 2.5);
+        p.drawLine(QPointF(12, 8.5), QPointF(12, 15.5));
+        p.drawLine(QPointF(8.5, 12), QPointF(15.5, 12));
+    } else if (s == "line.3.horizontal") {
+        for (int i = 0; i < 3; ++i)
+            p.drawLine(QPointF(4, 6.5 + i * 5.5), QPointF(20, 6.5 + i * 5.5));
+    } else if (s == "arrowtriangle.down.fill") {
+        p.setBrush(fill);
+        p.drawPath(triangle({5, 8}, {19, 8}, {12, 17}));
+    }
+}
+
+} // namespace
+
+void useStudioIconTheme()
+{
+    QIcon::setThemeName(QStringLiteral("Adwaita"));
+}
+
+std::optional<QString> themeIconName(const QString& symbol)
+{
+    for (const auto& [name, theme] : mapping())
+        if (name == symbol)
+            return theme;
+    return std::nullopt;
+}
+
+const std::vector<QString>& symbolNames()
+{
+    static const std::vector<QString> names = [] {
+        std::vector<QString> all;
+        for (const auto& entry : mapping())
+            all.push_back(entry.first);
+        return all;
+    }();
+    return names;
+}
+
+QPixmap paintedSymbol(const QString& symbol, const QColor& colour, int size)
+{
+    QPixmap pixmap(size, size);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(size / 24.0, size / 24.0);
+    painter.setPen(QPen(colour, 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    drawSymbol(painter, symbol);
+    return pixmap;
+}
+
+QIcon symbolIcon(const QString& symbol, const QColor& colour)
+{
+    const std::optional<QString> theme = themeIconName(symbol);
+    QIcon icon;
+    if (theme && !preferPainted(symbol) && QIcon::hasThemeIcon(*theme)) {
+        // Symbolic theme icons are drawn dark; recolour them for the dark panels.
+        const QIcon source = QIcon::fromTheme(*theme);
+        for (int size : {16, 24, 32, 48})
+            icon.addPixmap(tinted(source.pixmap(size, size), colour));
+        return icon;
+    }
+    for (int size : {16, 24, 32, 48})
+        icon.addPixmap(paintedSymbol(symbol, colour, size));
+    return icon;
+}
+
+} // namespace tw

@@ -1,0 +1,349 @@
+#include "ui/TapeDeck.hpp"
+
+#include "base/Clock.hpp"
+#include "studio/Studio.hpp"
+#include "ui/ReelPhysics.hpp"
+
+#include <QPainter>
+#include <QPainterPath>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace tw {
+
+namespace {
+
+constexpr int frameInterval = 16; // ms, about one display frame
+
+QColor lampColour(DeckLamp lamp)
+{
+    switch (lamp) {
+    case DeckLamp::red:
+        return QColor(240, 50, 40);
+    case DeckLamp::green:
+        return QColor(60, 220, 90);
+    case DeckLamp::yellow:
+        return QColor(250, 200, 40);
+    case DeckLamp::grey:
+        break;
+    }
+    return QColor(110, 110, 115);
+}
+
+// Pack diameter in points for a radius in metres: 0.1335 m fills the 64-point frame.
+double packDiameter(double radius)
+{
+    return std::min(radius / 0.1335 * 64.0, 62.0);
+}
+
+void drawScrew(QPainter& painter, QPointF at)
+{
+    QRadialGradient head(at - QPointF(0.8, 0.8), 3);
+    head.setColorAt(0, QColor(200, 200, 205));
+    head.setColorAt(1, QColor(70, 70, 75));
+    painter.setPen(QPen(QColor(0, 0, 0, 120), 0.5));
+    painter.setBrush(head);
+    painter.drawEllipse(at, 2.5, 2.5);
+    painter.setPen(QPen(QColor(40, 40, 44), 0.7));
+    painter.drawLine(at + QPointF(-1.6, 1.0), at + QPointF(1.6, -1.0));
+}
+
+// One reel in its 64-point frame: the tape pack, then the metal flange with three windows
+// turned to angle, then the hub.
+void drawReel(QPainter& painter, QRectF frame, double angle, double packRadius)
+{
+    const QPointF centre = frame.center();
+    const double outer = frame.width() / 2;
+    painter.save();
+    painter.translate(centre);
+
+    // Shadow under the reel.
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0, 0, 0, 90));
+    painter.drawEllipse(QPointF(1.5, 2.5), outer, outer);
+
+    // Tape pack: dark oxide with faint winding rings.
+    const double pack = packDiameter(packRadius) / 2;
+    QRadialGradient oxide(QPointF(0, 0), pack);
+    oxide.setColorAt(0, QColor(60, 38, 26));
+    oxide.setColorAt(0.85, QColor(88, 58, 38));
+    oxide.setColorAt(1, QColor(48, 30, 20));
+    painter.setBrush(oxide);
+    painter.drawEllipse(QPointF(0, 0), pack, pack);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(QColor(255, 220, 180, 18), 0.6));
+    for (double ring = 9; ring < pack - 1; ring += 3.5)
+        painter.drawEllipse(QPointF(0, 0), ring, ring);
+
+    painter.rotate(angle);
+
+    // Flange: a brushed aluminium disc with three windows onto the pack.
+    QPainterPath flange;
+    flange.addEllipse(QPointF(0, 0), outer, outer);
+    for (int i = 0; i < 3; ++i) {
+        QPainterPath window;
+        const double start = i * 120.0 + 20.0;
+        const QRectF outerBox(-outer + 5, -outer + 5, 2 * (outer - 5), 2 * (outer - 5));
+        window.arcMoveTo(outerBox, start);
+        window.arcTo(outerBox, start, 80);
+        const QRectF innerBox(-12, -12, 24, 24);
+        window.arcTo(innerBox, start + 80, -80);
+        window.closeSubpath();
+        flange = flange.subtracted(window);
+    }
+    QConicalGradient metal(QPointF(0, 0), 45);
+    metal.setColorAt(0.00, QColor(215, 218, 222, 235));
+    metal.setColorAt(0.25, QColor(150, 154, 160, 235));
+    metal.setColorAt(0.50, QColor(225, 228, 232, 235));
+    metal.setColorAt(0.75, QColor(140, 144, 150, 235));
+    metal.setColorAt(1.00, QColor(215, 218, 222, 235));
+    painter.setPen(QPen(QColor(40, 40, 44, 200), 0.8));
+    painter.setBrush(metal);
+    painter.drawPath(flange);
+
+    // Hub with three drive teeth.
+    QRadialGradient hub(QPointF(-1.5, -1.5), 9);
+    hub.setColorAt(0, QColor(90, 92, 98));
+    hub.setColorAt(1, QColor(28, 28, 32));
+    painter.setBrush(hub);
+    painter.setPen(QPen(QColor(0, 0, 0, 160), 0.6));
+    painter.drawEllipse(QPointF(0, 0), 8, 8);
+    painter.setBrush(QColor(200, 200, 205));
+    painter.setPen(Qt::NoPen);
+    for (int i = 0; i < 3; ++i) {
+        painter.save();
+        painter.rotate(i * 120.0);
+        painter.drawRect(QRectF(-1, -7.5, 2, 3.5));
+        painter.restore();
+    }
+    painter.setBrush(QColor(15, 15, 18));
+    painter.drawEllipse(QPointF(0, 0), 2.5, 2.5);
+    painter.restore();
+}
+
+// A small needle meter: cream face, red needle rotated from −45° (silence) to +45°.
+void drawDeckMeter(QPainter& painter, QRectF face, double level)
+{
+    painter.setPen(QPen(QColor(0, 0, 0, 140), 0.8));
+    painter.setBrush(QColor::fromRgbF(0.94f, 0.90f, 0.73f));
+    painter.drawRoundedRect(face, 2, 2);
+    const QPointF pivot(face.center().x(), face.bottom() - 3);
+    painter.setPen(QPen(QColor(0, 0, 0, 110), 0.5));
+    for (int i = 0; i <= 4; ++i) {
+        const double a = (-45.0 + 22.5 * i - 90.0) * std::numbers::pi / 180.0;
+        const QPointF d(std::cos(a), std::sin(a));
+        painter.drawLine(pivot + d * 10.5, pivot + d * 12.5);
+    }
+    painter.save();
+    painter.translate(pivot);
+    painter.rotate(deckNeedleRotation(level));
+    QColor red(220, 20, 20);
+    red.setAlphaF(0.8f);
+    painter.setPen(QPen(red, 1.0, Qt::SolidLine, Qt::FlatCap));
+    painter.drawLine(QPointF(0, 0), QPointF(0, -9));
+    painter.restore();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(30, 30, 30));
+    painter.drawEllipse(pivot, 1.4, 1.4);
+}
+
+} // namespace
+
+TapeDeck::TapeDeck(Studio& studio, const Clock& clock, QWidget* parent)
+    : QWidget(parent)
+    , studio_(studio)
+    , clock_(clock)
+{
+    setFixedSize(sizeHint());
+    frames_.setInterval(frameInterval);
+    frames_.setTimerType(Qt::PreciseTimer);
+    connect(&frames_, &QTimer::timeout, this, qOverload<>(&QWidget::update));
+    connect(&studio_, &Studio::fieldChanged, this, &TapeDeck::fieldChanged);
+    transportChanged();
+}
+
+DeckTransport TapeDeck::transport() const
+{
+    return {studio_.countdown(),       studio_.shuttleDirection(), studio_.recording(),
+            studio_.recordingPaused(), studio_.playing(),          studio_.pauseEngaged()};
+}
+
+QString TapeDeck::status() const
+{
+    return QString::fromStdString(deckStatus(transport()));
+}
+
+DeckLamp TapeDeck::lamp() const
+{
+    return deckLamp(transport());
+}
+
+float TapeDeck::level() const
+{
+    return deckLevel(studio_.recording(), studio_.playing(), studio_.meter(), studio_.position(),
+                     studio_.project(), studio_.voiceWaveforms());
+}
+
+std::pair<double, double> TapeDeck::reelAngles() const
+{
+    const double factor = reelSpeedFactor(transport());
+    const double dt = reelFrameDelta(clock_.now(), studio_.previousReelTick);
+    const auto speeds = ReelPhysics::angularSpeeds(studio_.position(), studio_.duration());
+    return {reelDrawAngle(studio_.reelAngle, factor, dt, speeds.supply),
+            reelDrawAngle(studio_.rightReelAngle, factor, dt, speeds.takeup)};
+}
+
+void TapeDeck::fieldChanged(StudioField field)
+{
+    switch (field) {
+    case StudioField::countdown:
+    case StudioField::shuttleDirection:
+    case StudioField::recording:
+    case StudioField::recordingPaused:
+    case StudioField::playing:
+    case StudioField::pauseEngaged:
+        transportChanged();
+        break;
+    case StudioField::meter:
+    case StudioField::position:
+    case StudioField::project:
+    case StudioField::voiceWaveforms:
+        // Level and tape packs; while the reels turn the next frame picks these up anyway.
+        if (!frames_.isActive())
+            update();
+        break;
+    default:
+        break;
+    }
+}
+
+void TapeDeck::transportChanged()
+{
+    setAccessibleName(QString::fromStdString(deckAccessibleName(deckStatus(transport()))));
+    // Frame-rate redraws only while the reels turn; a standing deck repaints on changes alone.
+    if (reelSpeedFactor(transport()) != 0)
+        frames_.start();
+    else
+        frames_.stop();
+    update();
+}
+
+void TapeDeck::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF body = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+
+    // Body: dark anodised panel with a lighter top edge.
+    QLinearGradient finish(body.topLeft(), body.bottomLeft());
+    finish.setColorAt(0, QColor(54, 55, 60));
+    finish.setColorAt(0.5, QColor(36, 37, 41));
+    finish.setColorAt(1, QColor(26, 26, 30));
+    painter.setPen(QPen(QColor(255, 255, 255, 36), 1));
+    painter.setBrush(finish);
+    painter.drawRoundedRect(body, 10, 10);
+    for (QPointF corner : {QPointF(8, 8), QPointF(width() - 8, 8), QPointF(8, height() - 8),
+                           QPointF(width() - 8, height() - 8)})
+        drawScrew(painter, corner);
+
+    // Caption.
+    QFont caption = font();
+    caption.setPixelSize(9);
+    caption.setBold(true);
+    caption.setLetterSpacing(QFont::AbsoluteSpacing, 1.4);
+    painter.setFont(caption);
+    painter.setPen(QColor(190, 192, 198));
+    painter.drawText(QRectF(18, 8, 200, 16), Qt::AlignLeft | Qt::AlignVCenter,
+                     QStringLiteral("REEL TO REEL • MASTER"));
+
+    // Status window with its lamp.
+    const DeckTransport now = transport();
+    const QRectF window(width() - 104, 7, 86, 18);
+    painter.setPen(QPen(QColor(0, 0, 0, 180), 1));
+    painter.setBrush(QColor(12, 12, 14));
+    painter.drawRoundedRect(window, 4, 4);
+    const QColor lit = lampColour(deckLamp(now));
+    const QPointF lampAt(window.left() + 11, window.center().y());
+    if (deckLamp(now) != DeckLamp::grey) {
+        QRadialGradient glow(lampAt, 9);
+        QColor halo = lit;
+        halo.setAlpha(110);
+        glow.setColorAt(0, halo);
+        halo.setAlpha(0);
+        glow.setColorAt(1, halo);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(glow);
+        painter.drawEllipse(lampAt, 9, 9);
+    }
+    QRadialGradient lens(lampAt - QPointF(1, 1), 5);
+    lens.setColorAt(0, lit.lighter(160));
+    lens.setColorAt(1, lit.darker(deckLamp(now) == DeckLamp::grey ? 180 : 120));
+    painter.setPen(QPen(QColor(0, 0, 0, 200), 0.6));
+    painter.setBrush(lens);
+    painter.drawEllipse(lampAt, 4.2, 4.2);
+    QFont word = font();
+    word.setPixelSize(11);
+    word.setBold(true);
+    word.setLetterSpacing(QFont::AbsoluteSpacing, 1.0);
+    painter.setFont(word);
+    painter.setPen(deckLamp(now) == DeckLamp::grey ? QColor(170, 172, 178) : lit);
+    painter.drawText(window.adjusted(20, 0, -6, 0), Qt::AlignCenter,
+                     QString::fromStdString(deckStatus(now)));
+
+    // Reels and the tape between them.
+    const QRectF leftFrame(44, 36, 64, 64);
+    const QRectF rightFrame(width() - 44 - 64, 36, 64, 64);
+    const auto radii = ReelPhysics::packRadii(studio_.position(), studio_.duration());
+    const auto [leftAngle, rightAngle] = reelAngles();
+
+    const QPointF leftRoller(132, 124), rightRoller(width() - 132, 124);
+    const double leftPack = packDiameter(radii.supply) / 2;
+    const double rightPack = packDiameter(radii.takeup) / 2;
+    painter.setPen(QPen(QColor(70, 44, 28), 1.6));
+    // The tape leaves the left pack on its right side and reaches the right pack on its left.
+    painter.drawLine(leftFrame.center() + QPointF(leftPack * 0.6, leftPack * 0.8), leftRoller);
+    painter.drawLine(leftRoller + QPointF(0, 4), rightRoller + QPointF(0, 4));
+    painter.drawLine(rightRoller, rightFrame.center() + QPointF(-rightPack * 0.6, rightPack * 0.8));
+    for (QPointF roller : {leftRoller, rightRoller}) {
+        QRadialGradient chrome(roller - QPointF(1.2, 1.2), 5);
+        chrome.setColorAt(0, QColor(235, 235, 240));
+        chrome.setColorAt(1, QColor(90, 92, 98));
+        painter.setPen(QPen(QColor(0, 0, 0, 150), 0.6));
+        painter.setBrush(chrome);
+        painter.drawEllipse(roller, 4.5, 4.5);
+    }
+    // Head block between the rollers.
+    const QRectF heads(width() / 2.0 - 26, 117, 52, 14);
+    QLinearGradient steel(heads.topLeft(), heads.bottomLeft());
+    steel.setColorAt(0, QColor(190, 192, 198));
+    steel.setColorAt(1, QColor(95, 97, 104));
+    painter.setPen(QPen(QColor(0, 0, 0, 160), 0.7));
+    painter.setBrush(steel);
+    painter.drawRoundedRect(heads, 3, 3);
+    painter.setPen(QPen(QColor(30, 30, 34), 1));
+    for (int i = 0; i < 3; ++i) {
+        const double x = heads.left() + 10 + i * 16;
+        painter.drawLine(QPointF(x, heads.top() + 3), QPointF(x, heads.bottom() - 3));
+    }
+
+    drawReel(painter, leftFrame, leftAngle, radii.supply);
+    drawReel(painter, rightFrame, rightAngle, radii.takeup);
+
+    // The two small meters: the deck level and 0.9 of it.
+    const float shown = level();
+    const QRectF leftMeter(width() / 2.0 - 40, 144, 36, 24);
+    const QRectF rightMeter(width() / 2.0 + 4, 144, 36, 24);
+    drawDeckMeter(painter, leftMeter, shown);
+    drawDeckMeter(painter, rightMeter, shown * 0.9);
+    QFont tiny = font();
+    tiny.setPixelSize(7);
+    tiny.setBold(true);
+    painter.setFont(tiny);
+    painter.setPen(QColor(150, 152, 158));
+    painter.drawText(QRectF(leftMeter.left(), 170, 36, 10), Qt::AlignCenter, QStringLiteral("L"));
+    painter.drawText(QRectF(rightMeter.left(), 170, 36, 10), Qt::AlignCenter, QStringLiteral("R"));
+}
+
+} // namespace tw

@@ -1,0 +1,82 @@
+#include "ui/AnalogVU.hpp"
+#include "ui/UiApplication.hpp"
+
+#include <QHBoxLayout>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace tw {
+
+namespace {
+// The linear level of a VU reading (0 VU = −18 dBFS).
+double atVU(double vu)
+{
+    return std::pow(10.0, (vu - 18.0) / 20.0);
+}
+} // namespace
+
+TEST(AnalogVU, needleRestsAtTheLeftStopForSilenceAndPinsAtPlusThree)
+{
+    EXPECT_DOUBLE_EQ(vuNeedleAngle(0), -52);
+    EXPECT_DOUBLE_EQ(vuNeedleAngle(-1), -52);
+    EXPECT_NEAR(vuNeedleAngle(1.0), 52, 1e-9);
+    EXPECT_NEAR(vuNeedleAngle(3.0), 52, 1e-9);
+    // 0 VU (−18 dBFS) stands 30 of the 33 VU up the scale, short of the red zone's end.
+    EXPECT_NEAR(vuNeedleAngle(0.125893), 30.0 / 33.0 * 104 - 52, 1e-3);
+    EXPECT_NEAR(vuNeedleAngle(atVU(-13.5)), 0, 1e-9);
+    EXPECT_NEAR(vuNeedleAngle(atVU(-30)), -52, 1e-9);
+    EXPECT_NEAR(vuNeedleAngle(atVU(3)), 52, 1e-9);
+    EXPECT_NEAR(vuNeedleAngle(atVU(-31)), -52, 1e-9);
+    EXPECT_NEAR(vuNeedleAngle(atVU(-3.6)), vuTickAngle(8), 1e-9);
+}
+
+TEST(AnalogVU, scaleTicksAndPivotGeometry)
+{
+    EXPECT_DOUBLE_EQ(vuTickAngle(0), -52);
+    EXPECT_NEAR(vuTickAngle(5), 0, 1e-12);
+    EXPECT_NEAR(vuTickAngle(10), 52, 1e-12);
+    // Wide face: the height limits the radius; narrow face: the width does.
+    const VUGeometry wide = vuGeometry(QSizeF(200, 80));
+    EXPECT_EQ(wide.pivot, QPointF(100, 78));
+    EXPECT_DOUBLE_EQ(wide.radius, 68);
+    EXPECT_DOUBLE_EQ(vuGeometry(QSizeF(100, 90)).radius, 43);
+}
+
+TEST(AnalogVU, needleIsDrawnWhereTheLevelPutsIt)
+{
+    testing::uiApplication();
+    AnalogVU meter(QStringLiteral("VOZ"));
+    meter.resize(160, 96);
+    EXPECT_EQ(meter.accessibleName(), "VU · VOZ");
+    // The dark needle crosses the left half of the face at rest and the right half when pinned.
+    const QRect leftHalf(10, 40, 60, 40), rightHalf(90, 40, 60, 40);
+    meter.setLevel(0);
+    const QImage rest = meter.grab().toImage();
+    meter.setLevel(1);
+    const QImage pinned = meter.grab().toImage();
+    EXPECT_LT(testing::meanBrightness(rest, leftHalf), testing::meanBrightness(pinned, leftHalf));
+    EXPECT_LT(testing::meanBrightness(pinned, rightHalf), testing::meanBrightness(rest, rightHalf));
+}
+
+TEST(AnalogVU, rendersAPairAtMinusThirtyZeroAndPlusThreeVU)
+{
+    testing::uiApplication();
+    for (auto [vu, name] :
+         {std::pair{-30.0, "vu-minus30"}, std::pair{0.0, "vu-0"}, std::pair{3.0, "vu-plus3"}}) {
+        QWidget row;
+        row.setStyleSheet("background: #1c1d21;");
+        auto* layout = new QHBoxLayout(&row);
+        auto* voice = new AnalogVU(QStringLiteral("VOZ"));
+        auto* music = new AnalogVU(QStringLiteral("MÚSICA"));
+        layout->addWidget(voice);
+        layout->addWidget(music);
+        voice->setLevel(static_cast<float>(atVU(vu)));
+        music->setLevel(static_cast<float>(atVU(vu - 6)));
+        row.resize(340, 110);
+        testing::saveScreenshot(row, QString::fromLatin1(name));
+    }
+}
+
+} // namespace tw

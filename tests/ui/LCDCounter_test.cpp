@@ -1,0 +1,55 @@
+#include "ui/LCDCounter.hpp"
+#include "ui/UiApplication.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+TEST(LCDCounter, valueCapsHoursAtNinetyNineWhileMinutesAndSecondsRun)
+{
+    EXPECT_EQ(lcdValue(400000), "99:06:40");
+    EXPECT_EQ(lcdValue(-12), "00:00:00");
+    EXPECT_EQ(lcdValue(59.99), "00:00:59");
+    EXPECT_EQ(lcdValue(3725.9), "01:02:05");
+}
+
+TEST(LCDCounter, eachDigitLightsItsSegments)
+{
+    // Segments 0 top, 1 upper right, 2 lower right, 3 bottom, 4 lower left, 5 upper left, 6 middle.
+    const std::array<std::array<bool, 7>, 10> expected{{
+        {1, 1, 1, 1, 1, 1, 0},
+        {0, 1, 1, 0, 0, 0, 0},
+        {1, 1, 0, 1, 1, 0, 1},
+        {1, 1, 1, 1, 0, 0, 1},
+        {0, 1, 1, 0, 0, 1, 1},
+        {1, 0, 1, 1, 0, 1, 1},
+        {1, 0, 1, 1, 1, 1, 1},
+        {1, 1, 1, 0, 0, 0, 0},
+        {1, 1, 1, 1, 1, 1, 1},
+        {1, 1, 1, 1, 0, 1, 1},
+    }};
+    for (int digit = 0; digit < 10; ++digit)
+        EXPECT_EQ(lcdSegments(static_cast<char>('0' + digit)), expected[digit]) << digit;
+    EXPECT_EQ(lcdSegments(':'), (std::array<bool, 7>{}));
+}
+
+TEST(LCDCounter, showsThePositionAndLightsMoreForEightsThanOnes)
+{
+    testing::uiApplication();
+    LCDCounter counter;
+    EXPECT_EQ(counter.size(), QSize(180, 62));
+    counter.setSeconds(3725.456);
+    EXPECT_EQ(counter.value(), "01:02:05");
+    testing::saveScreenshot(counter, "lcd-counter");
+
+    // Lit segments are bright amber: all eights must light clearly more than all ones.
+    counter.setSeconds(0);
+    counter.setSeconds(11 * 3600 + 11 * 60 + 11);
+    const QImage ones = counter.grab().toImage();
+    counter.setSeconds(88 * 3600 + 48 * 60 + 48); // "88:48:48": 8s and 4s
+    const QImage eights = counter.grab().toImage();
+    const QRect glass(10, 10, 160, 42);
+    EXPECT_GT(testing::meanBrightness(eights, glass), testing::meanBrightness(ones, glass) + 8);
+}
+
+} // namespace tw

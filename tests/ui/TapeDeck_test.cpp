@@ -1,0 +1,155 @@
+#include "ui/ReelPhysics.hpp"
+#include "ui/TapeDeck.hpp"
+#include "ui/UiApplication.hpp"
+
+#include "support/StudioFixture.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+namespace {
+
+// Counts the paint events a widget receives.
+class PaintCounter final : public QObject {
+public:
+    int paints = 0;
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        paints += event->type() == QEvent::Paint;
+        return false;
+    }
+};
+
+// A one-hour voice take: the duration the reels are computed for.
+PodcastProject oneHourTake()
+{
+    PodcastProject project;
+    project.voiceFile = "take.caf";
+    Segment clip;
+    clip.duration = 3600;
+    clip.timelineStart = 0;
+    project.segments = {clip};
+    return project;
+}
+
+struct DeckFixture {
+    QApplication& application = testing::uiApplication();
+    testing::StudioFixture fixture;
+    Studio& studio = fixture.studio;
+    TapeDeck deck{studio, fixture.scheduler};
+};
+
+} // namespace
+
+TEST(TapeDeck, statusLampAndAccessibleNameFollowTheStudio)
+{
+    DeckFixture f;
+    EXPECT_EQ(f.deck.size(), QSize(350, 190));
+    EXPECT_EQ(f.deck.status(), "STOP");
+    EXPECT_EQ(f.deck.accessibleName(), "Grabadora de bobinas: STOP");
+    f.studio.recording = true;
+    EXPECT_EQ(f.deck.status(), "REC");
+    EXPECT_EQ(f.deck.lamp(), DeckLamp::red);
+    f.studio.countdown = 2;
+    EXPECT_EQ(f.deck.status(), "2");
+    EXPECT_EQ(f.deck.lamp(), DeckLamp::yellow);
+    EXPECT_EQ(f.deck.accessibleName(), "Grabadora de bobinas: 2");
+    f.studio.countdown = std::nullopt;
+    f.studio.recording = false;
+    f.studio.pauseEngaged = true;
+    EXPECT_EQ(f.deck.accessibleName(), "Grabadora de bobinas: PAUSA");
+}
+
+TEST(TapeDeck, levelReadsTheClipEnvelopeWhilePlaying)
+{
+    DeckFixture f;
+    f.studio.project = oneHourTake();
+    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.5f; });
+    f.studio.voiceWaveforms =
+        std::map<std::string, std::vector<float>>{{"take.caf", std::vector<float>(50 * 10, 0.6f)}};
+    f.studio.position = 4.0;
+    EXPECT_EQ(f.deck.level(), 0.0f);
+    f.studio.playing = true;
+    EXPECT_FLOAT_EQ(f.deck.level(), 0.3f);
+    f.studio.position = 20.0; // past the envelope
+    EXPECT_EQ(f.deck.level(), 0.0f);
+}
+
+TEST(TapeDeck, schedulesNoRepaintWhileStoppedAndAnimatesWhileTheReelsTurn)
+{
+    DeckFixture f;
+    f.deck.show();
+    QApplication::processEvents();
+    PaintCounter counter;
+    f.deck.installEventFilter(&counter);
+    f.fixture.scheduler.advance(2.0); // twenty idle clock ticks
+    QApplication::processEvents();
+    EXPECT_FALSE(f.deck.animating());
+    EXPECT_EQ(counter.paints, 0);
+
+    f.studio.playing = true;
+    EXPECT_TRUE(f.deck.animating());
+    f.studio.playing = false;
+    EXPECT_FALSE(f.deck.animating());
+    f.studio.recording = true;
+    EXPECT_TRUE(f.deck.animating());
+    f.studio.recordingPaused = true;
+    EXPECT_FALSE(f.deck.animating());
+    f.studio.shuttleDirection = -1;
+    EXPECT_TRUE(f.deck.animating());
+}
+
+TEST(TapeDeck, reelsCarryOnFromTheLastTickAtMostTwoTenthsOfASecond)
+{
+    DeckFixture f;
+    f.studio.project = oneHourTake();
+    f.studio.reelAngle = 100;
+    f.studio.rightReelAngle = -40;
+    const auto speeds = ReelPhysics::angularSpeeds(0, 3600);
+
+    // Standing still: the stored angles, however long since the tick.
+    f.studio.previousReelTick = f.fixture.scheduler.now() - 0.05;
+    EXPECT_EQ(f.deck.reelAngles(), std::make_pair(100.0, -40.0));
+
+    f.studio.playing = true;
+    auto [left, right] = f.deck.reelAngles();
+    EXPECT_NEAR(left, 100 - 0.05 * speeds.supply, 1e-9);
+    EXPECT_NEAR(right, -40 - 0.05 * speeds.takeup, 1e-9);
+
+    // A stalled frame long after the last tick.
+    f.studio.previousReelTick = f.fixture.scheduler.now() - 3.0;
+    std::tie(left, right) = f.deck.reelAngles();
+    EXPECT_NEAR(left, 100 - 0.2 * speeds.supply, 1e-9);
+
+    f.studio.shuttleDirection = -1;
+    f.studio.previousReelTick = f.fixture.scheduler.now() - 0.05;
+    std::tie(left, right) = f.deck.reelAngles();
+    EXPECT_NEAR(left, 100 + 8 * 0.05 * speeds.supply, 1e-9);
+    EXPECT_NEAR(right, -40 + 8 * 0.05 * speeds.takeup, 1e-9);
+}
+
+TEST(TapeDeck, rendersAtRestRecordingAndRewinding)
+{
+    DeckFixture f;
+    f.studio.project = oneHourTake();
+    testing::saveScreenshot(f.deck, "deck-rest");
+
+    f.studio.position = 2700;
+    f.studio.reelAngle = 37;
+    f.studio.rightReelAngle = 81;
+    f.studio.recording = true;
+    f.studio.meter = 0.42f;
+    const QImage recording = testing::saveScreenshot(f.deck, "deck-recording");
+
+    f.studio.recording = false;
+    f.studio.position = 1200;
+    f.studio.shuttleDirection = -1;
+    testing::saveScreenshot(f.deck, "deck-rewinding");
+
+    // While recording the status window glows red around its lamp.
+    const QColor lamp = recording.pixelColor(350 - 104 + 11 + 2, 16 + 2);
+    EXPECT_GT(lamp.red(), 2 * lamp.green());
+}
+
+} // namespace tw
