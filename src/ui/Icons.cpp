@@ -244,13 +244,12 @@ void drawSymbol(QPainter& p, const QString& s)
     } else if (s == "doc.badge.plus") {
         p.setBrush(Qt::NoBrush);
         QPainterPath page;
-        page.moveTo(5, 3);
+        page.moveTo(11, 21);
+        page.lineTo(5, 21);
+        page.lineTo(5, 3);
         page.lineTo(13, 3);
         page.lineTo(18, 8);
         page.lineTo(18, 11);
-        page.moveTo(11, 21);
-        page.lineTo(5, 21);
-        page.closeSubpath();
         p.drawPath(page);
         p.drawLine(QPointF(17, 13.5), QPointF(17, 21.5));
         p.drawLine(QPointF(13, 17.5), QPointF(21, 17.5));

@@ -130,7 +130,7 @@ void LCDCounter::paintEvent(QPaintEvent*)
     painter.drawRoundedRect(glass, 5, 5);
 
     const QColor lit(255, 168, 48);
-    const QColor faint(255, 168, 48, 22);
+    const QColor faint(255, 168, 48, 30);
     const std::string text = lcdValue(seconds_);
     const double digitWidth = 18, digitHeight = 32, colonWidth = 10, spacing = 3;
     double width = 0;
