@@ -3,6 +3,7 @@
 #include "studio/Studio.hpp"
 
 #include "base/SettingsStore.hpp"
+#include "capture/SpectrumMonitor.hpp"
 #include "studio/MainThread.hpp"
 #include "studio/StudioHost.hpp"
 
@@ -18,6 +19,11 @@ Studio::Studio(StudioEnvironment environment, QObject* parent)
     , catalog_(environment.devices)
 {
     assertMainThread();
+    recorder = std::make_shared<DiskRecorder>(std::move(environment.makeInput),
+                                              std::move(environment.makeWriter));
+    // The meters compare the monitor's time stamps with this clock's time.
+    SpectrumMonitor::shared().setClock(scheduler_);
+    subscribeToConfigurationChanges();
     devices = InputDevice::all(catalog_);
     previousReelTick = scheduler_.now();
     timer = scheduler_.every(0.1, [this] { tick(); });
@@ -29,6 +35,13 @@ Studio::~Studio()
     for (TaskHandle* task : {&timer, &seekSaveTask, &shuttleTask, &recordTask})
         if (*task)
             (*task)->cancel();
+    catalog_.setChangeHandler({});
+    // A take still running ends here: the recorder stops before the scheduler it stamps with
+    // may go away, and then the monitor falls back to the machine's clock.
+    recorder->setConfigurationChangeHandler({});
+    recordingFinalizer.sync([] {});
+    recorder->stop();
+    SpectrumMonitor::shared().setClock(SteadyClock::instance());
 }
 
 void Studio::refreshDevices()

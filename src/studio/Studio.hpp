@@ -91,9 +91,20 @@ public:
     // take that an interrupted recording left pending.
     void loadPeaks(bool recover, bool notifyRecovery);
 
+    // ---- Recording (StudioRecording.cpp) ----
+    // Asks for the microphone, counts down 3, 2, 1 and starts a take at the play head.
+    void record();
+    // Ends the take: the flags drop at once, the file is closed on the finalizer queue and the
+    // take is inserted back on the main thread.
+    void stopRecording();
+
     // ---- Transport (StudioTransport.cpp) ----
     void pause();
     void updateMix();
+    // The pause key: toggles the pause of a take while recording, else pauses playback.
+    void pauseTransport();
+    // The stop key: cancels a countdown, else ends a take, else stops playback at the start.
+    void stop();
 
     // ---- Input devices (Studio.cpp) ----
     // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
@@ -152,7 +163,7 @@ public:
     double liveDuration = 0;
     Uuid liveClipID = Uuid::random();
     std::optional<PodcastProject> recordingDisplayBase;
-    // The one recorder; the recording work creates it with the Studio once DiskRecorder exists.
+    // The one recorder, made with the Studio; shared with the finalizer's jobs.
     std::shared_ptr<DiskRecorder> recorder;
 
     // ---- Fields of the input devices ----
@@ -204,6 +215,20 @@ private:
     void applyPeaks(const Result<ProjectPeaks>& result, bool recover, bool notifyRecovery,
                     const std::optional<std::string>& pendingTake);
     void applyPaste(const Result<std::vector<Segment>>& prepared, double duration, double at);
+
+    // Recording steps (StudioRecording.cpp), main thread.
+    void subscribeToConfigurationChanges();
+    void microphoneAnswered(bool granted);
+    void countDown(int remaining);
+    void startTake();
+    void endRecordTask();
+    void toggleRecordingPause();
+    void finishTake(const DiskRecorder::Status& last, const std::optional<std::string>& name,
+                    double start, const Uuid& id);
+    void audioConfigurationChanged(const void* object);
+    void pollRecorder();
+    // The clock's weighting of the sources being heard (StudioClock.cpp).
+    std::map<std::string, float> heardWeights() const;
 
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;

@@ -451,7 +451,8 @@ TEST(StudioProject, aSaveHandedBackAfterTheStudioIsGoneDoesNothing)
     testing::FakeStudioHost host;
     MemorySettingsStore settings;
     testing::FakeDeviceCatalog catalog;
-    auto studio = std::make_unique<Studio>(StudioEnvironment{scheduler, host, settings, catalog});
+    auto studio = std::make_unique<Studio>(
+        StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()});
     studio->folder = temp / "a";
     studio->position = 7.0;
     studio->save();

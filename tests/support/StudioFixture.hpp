@@ -1,9 +1,10 @@
-// A working Studio on fakes in one line: virtual time, scripted dialogs, settings in memory and a
-// fixed list of capture sources; plus ways to wait for its background jobs and count its
-// notifications.
+// A working Studio on fakes in one line: virtual time, scripted dialogs, settings in memory, a
+// fixed list of capture sources and a simulated microphone; plus ways to wait for its background
+// jobs and count its notifications.
 #pragma once
 
 #include "audio/DeviceCatalog.hpp"
+#include "audio/SimulatedAudioInput.hpp"
 #include "base/ManualScheduler.hpp"
 #include "base/SettingsStore.hpp"
 #include "studio/Studio.hpp"
@@ -12,7 +13,9 @@
 #include <QCoreApplication>
 
 #include <chrono>
+#include <cmath>
 #include <map>
+#include <mutex>
 #include <thread>
 
 namespace tw::testing {
@@ -39,13 +42,52 @@ public:
     std::function<void()> changeHandler;
 };
 
+// Each fixture's virtual time starts far beyond the previous one's, so that levels a test left in
+// the shared spectrum monitor are stale for the next test instead of looking fresh.
+inline double freshVirtualTime()
+{
+    static double next = 1000.0;
+    const double start = next;
+    next += 100000.0;
+    return start;
+}
+
 struct StudioFixture {
     QCoreApplication& application = coreApplication();
-    ManualScheduler scheduler;
+    ManualScheduler scheduler{freshVirtualTime()};
     FakeStudioHost host;
     MemorySettingsStore settings;
     FakeDeviceCatalog catalog;
-    Studio studio{StudioEnvironment{scheduler, host, settings, catalog}};
+
+    // The microphone of the next take: a 440 Hz sine at half scale, 48 kHz mono, delivered as
+    // fast as the recorder takes it, 2 s long. Tests change these before recording.
+    SimulatedAudioInput::Options inputOptions{{48000, 1, SampleType::float32, true},
+                                              4800,
+                                              SimulatedAudioInput::Pace::asFastAsPossible,
+                                              96000};
+    SimulatedAudioInput::Signal inputSignal = [](std::int64_t frame, int) {
+        return 0.5f * static_cast<float>(std::sin(2 * M_PI * 440.0 * frame / 48000.0));
+    };
+    // How take files are made; empty for the ordinary writer.
+    DiskRecorder::WriterFactory writerFactory;
+    // The input the recorder made last (it owns it; valid while that take runs).
+    SimulatedAudioInput* lastInput = nullptr;
+    int inputsMade = 0;
+
+    Studio studio{StudioEnvironment{scheduler, host, settings, catalog,
+                                    [this]() -> std::unique_ptr<AudioInput> {
+                                        auto input = std::make_unique<SimulatedAudioInput>(
+                                            inputOptions, inputSignal);
+                                        lastInput = input.get();
+                                        ++inputsMade;
+                                        return input;
+                                    },
+                                    [this](const std::filesystem::path& path, double rate,
+                                           int channels) -> Result<std::unique_ptr<CafWriter>> {
+                                        if (writerFactory)
+                                            return writerFactory(path, rate, channels);
+                                        return CafWriter::create(path, rate, channels);
+                                    }}};
     std::map<StudioField, int> notifications;
 
     StudioFixture()
