@@ -26,7 +26,6 @@
 
 namespace tw {
 
-class DiskRecorder;
 class Player;
 class ExportSession;
 

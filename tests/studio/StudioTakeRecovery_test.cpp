@@ -259,7 +259,8 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredUpToTheLastHalfSecondItsWriterRec
     runAndKill(children);
 
     for (const Child& child : children) {
-        SCOPED_TRACE(child.scenario);
+        SCOPED_TRACE(child.scenario +
+                     ", frames reported written: " + std::to_string(child.written));
         ASSERT_TRUE(child.killed) << "the child never reached its moment";
         const PodcastProject onDisk = testing::readProject(child.folder);
         testing::StudioFixture f;
