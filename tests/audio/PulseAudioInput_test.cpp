@@ -1,5 +1,6 @@
 #include "audio/PulseAudioInput.hpp"
 
+#include "audio/Denormals.hpp"
 #include "audio/DeviceCatalog.hpp"
 
 #include "PulseRig.hpp"
@@ -19,6 +20,7 @@ struct Capture {
     std::atomic<std::int64_t> frames{0};
     std::atomic<int> badBuffers{0};
     std::thread::id thread;
+    bool denormalsOff = false;
     int channels = 0;
 
     AudioInput::CaptureCallback callback()
@@ -28,6 +30,7 @@ struct Capture {
                 ++badBuffers;
             std::lock_guard lock(mutex);
             thread = std::this_thread::get_id();
+            denormalsOff = ScopedDenormalsOff::active();
             const float* data = list.buffers[0].data;
             samples.insert(samples.end(), data,
                            data + static_cast<std::ptrdiff_t>(count) * channels);
@@ -70,6 +73,7 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
     std::lock_guard lock(capture.mutex);
     EXPECT_EQ(capture.badBuffers, 0);
     EXPECT_NE(capture.thread, std::this_thread::get_id());
+    EXPECT_TRUE(capture.denormalsOff);
     EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * spec.rate));
     for (int c = 0; c < capture.channels; ++c) {
         auto heard = rig::loudPart(rig::channel(capture.samples, capture.channels, c));
