@@ -226,8 +226,9 @@ private:
                     double start, const Uuid& id);
     void audioConfigurationChanged(const void* object);
     void pollRecorder();
-    // The clock's weighting of the sources being heard (StudioClock.cpp).
+    // The clock's weighting of the sources being heard, and its reel step (StudioClock.cpp).
     std::map<std::string, float> heardWeights() const;
+    void turnReels();
 
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;

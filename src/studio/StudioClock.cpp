@@ -1,6 +1,7 @@
 // The 0.1 s studio clock: the meters and the spectrum follow the sources being heard, and a take
 // in progress is polled. Main thread (the Qt scheduler fires on the event loop).
 #include "capture/SpectrumMonitor.hpp"
+#include "studio/ReelPhysics.hpp"
 #include "studio/Studio.hpp"
 
 #include <algorithm>
@@ -47,11 +48,27 @@ std::map<std::string, float> Studio::heardWeights() const
     return weights;
 }
 
+void Studio::turnReels()
+{
+    // A late tick moves the reels by at most one second's worth.
+    const double now = scheduler_.now();
+    const double dt = std::clamp(now - previousReelTick, 0.0, 1.0);
+    previousReelTick = now;
+    double factor = 0;
+    if (shuttleDirection() != 0)
+        factor = 8.0 * shuttleDirection();
+    else if (playing() || (recording() && !recordingPaused()))
+        factor = 1.0;
+    if (factor == 0)
+        return;
+    const ReelPhysics::Speeds speeds = ReelPhysics::angularSpeeds(position(), duration());
+    reelAngle -= factor * dt * speeds.supply;
+    rightReelAngle -= factor * dt * speeds.takeup;
+}
+
 void Studio::tick()
 {
-    // The reels are turned from here by the deck's work; the tick already keeps its time base so
-    // that their first step is never a jump.
-    previousReelTick = scheduler_.now();
+    turnReels();
 
     const SpectrumMonitor& monitor = SpectrumMonitor::shared();
     const std::map<std::string, float> weights = heardWeights();

@@ -2,7 +2,7 @@
 
 #include "base/Clock.hpp"
 #include "studio/Studio.hpp"
-#include "ui/ReelPhysics.hpp"
+#include "studio/ReelPhysics.hpp"
 
 #include <QPainter>
 #include <QPainterPath>

@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "capture/SpectrumMonitor.hpp"
+#include "studio/ReelPhysics.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -166,6 +167,53 @@ TEST(StudioClock, anIdleStudioNotifiesNothingOnceTheMetersHaveFallen)
     f.notifications.clear();
     f.scheduler.advance(10.0); // 100 ticks
     EXPECT_EQ(totalNotifications(f), 0);
+}
+
+} // namespace
+} // namespace tw
+
+namespace tw {
+namespace {
+
+// How far the supply reel turned over one tick.
+double supplyTurn(testing::StudioFixture& f, double seconds)
+{
+    const double before = f.studio.reelAngle;
+    f.scheduler.advance(seconds);
+    return f.studio.reelAngle - before;
+}
+
+TEST(StudioClock, reelsFollowTheTapeModelAndNeverJumpAfterALateTick)
+{
+    testing::StudioFixture f;
+    f.scheduler.advance(0.1);
+    EXPECT_EQ(supplyTurn(f, 0.1), 0.0); // standing still
+
+    f.studio.playing = true;
+    const auto speeds = ReelPhysics::angularSpeeds(0, f.studio.duration());
+    EXPECT_NEAR(supplyTurn(f, 0.1), -0.1 * speeds.supply, 1e-6); // forward turns the angle down
+    const double rightBefore = f.studio.rightReelAngle;
+    f.studio.tick();
+    EXPECT_DOUBLE_EQ(f.studio.rightReelAngle, rightBefore); // no time passed, no turn
+
+    // A tick three seconds late turns the reels by one second's worth at most.
+    f.studio.previousReelTick = f.scheduler.now() - 3.0;
+    const double before = f.studio.reelAngle;
+    f.studio.tick();
+    EXPECT_NEAR(f.studio.reelAngle - before, -speeds.supply, 1e-6);
+
+    // Shuttling back at position 0 turns them the other way, eight times as fast.
+    f.studio.playing = false;
+    f.studio.shuttleDirection = -1;
+    EXPECT_NEAR(supplyTurn(f, 0.1), 0.8 * speeds.supply, 1e-6);
+
+    // A paused take does not turn them.
+    f.studio.shuttleDirection = 0;
+    f.studio.recording = true;
+    f.studio.recordingPaused = true;
+    EXPECT_EQ(supplyTurn(f, 0.1), 0.0);
+    f.studio.recording = false;
+    f.studio.recordingPaused = false;
 }
 
 } // namespace

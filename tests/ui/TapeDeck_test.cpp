@@ -1,4 +1,4 @@
-#include "ui/ReelPhysics.hpp"
+#include "studio/ReelPhysics.hpp"
 #include "ui/TapeDeck.hpp"
 #include "ui/UiApplication.hpp"
 
@@ -114,19 +114,19 @@ TEST(TapeDeck, reelsCarryOnFromTheLastTickAtMostTwoTenthsOfASecond)
 
     f.studio.playing = true;
     auto [left, right] = f.deck.reelAngles();
-    EXPECT_NEAR(left, 100 - 0.05 * speeds.supply, 1e-9);
-    EXPECT_NEAR(right, -40 - 0.05 * speeds.takeup, 1e-9);
+    EXPECT_NEAR(left, 100 - 0.05 * speeds.supply, 1e-6);
+    EXPECT_NEAR(right, -40 - 0.05 * speeds.takeup, 1e-6);
 
     // A stalled frame long after the last tick.
     f.studio.previousReelTick = f.fixture.scheduler.now() - 3.0;
     std::tie(left, right) = f.deck.reelAngles();
-    EXPECT_NEAR(left, 100 - 0.2 * speeds.supply, 1e-9);
+    EXPECT_NEAR(left, 100 - 0.2 * speeds.supply, 1e-6);
 
     f.studio.shuttleDirection = -1;
     f.studio.previousReelTick = f.fixture.scheduler.now() - 0.05;
     std::tie(left, right) = f.deck.reelAngles();
-    EXPECT_NEAR(left, 100 + 8 * 0.05 * speeds.supply, 1e-9);
-    EXPECT_NEAR(right, -40 + 8 * 0.05 * speeds.takeup, 1e-9);
+    EXPECT_NEAR(left, 100 + 8 * 0.05 * speeds.supply, 1e-6);
+    EXPECT_NEAR(right, -40 + 8 * 0.05 * speeds.takeup, 1e-6);
 }
 
 TEST(TapeDeck, rendersAtRestRecordingAndRewinding)

@@ -1,4 +1,4 @@
-#include "ui/ReelPhysics.hpp"
+#include "studio/ReelPhysics.hpp"
 
 #include <gtest/gtest.h>
 
