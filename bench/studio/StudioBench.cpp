@@ -1,5 +1,6 @@
 // The cost of an edit on the main thread for a long project: checkpoint, the edit, the after-edit
-// step with its hand-off to the writer queue; undo and redo; the memory a full history takes.
+// step with its hand-off to the writer queue; undo and redo; the memory a full history takes; one
+// clock tick while a take records.
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
@@ -92,6 +93,49 @@ void historyMemory(benchmark::State& state)
     }
 }
 BENCHMARK(historyMemory)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+// One clock tick on the main thread while a take records: a microphone at real-time pace feeds the
+// recorder, whose analyser keeps the shared spectrum monitor's "record" source fresh, so the tick
+// does its full work (reels, levels, warning, spectrum, the recorder's poll).
+void tickWhileRecording(benchmark::State& state)
+{
+    testing::TempFolder temp; // outlives the studio, which finishes the take into it
+    testing::StudioFixture f;
+    f.inputOptions.bufferFrames = 480;
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
+    f.inputOptions.length = -1;
+    f.host.newProjectAnswers.push_back(temp / "tick.podcastproject");
+    if (!f.studio.newProject()) {
+        state.SkipWithError("no project");
+        return;
+    }
+    f.studio.record();
+    f.scheduler.advance(3.0); // the countdown
+    // Wait until the analyser has published, so the spectrum step reads live bands.
+    if (!f.studio.recording() || !f.waitUntil([&] {
+            f.scheduler.advance(0.1);
+            return f.studio.liveDuration > 0.2;
+        })) {
+        state.SkipWithError("the take did not start");
+        return;
+    }
+    std::int64_t ticks = 0;
+    for (auto _ : state) {
+        f.studio.tick();
+        ++ticks;
+        if (ticks % 100 == 0) {
+            state.PauseTiming();
+            QCoreApplication::processEvents();
+            state.ResumeTiming();
+        }
+    }
+    state.counters["take_s"] = f.studio.liveDuration;
+    state.counters["vuRecord"] = f.studio.vuLevels()[0];
+    if (!f.studio.recording())
+        state.SkipWithError("the take stopped during the benchmark");
+    f.studio.stopRecording();
+}
+BENCHMARK(tickWhileRecording)->Unit(benchmark::kMicrosecond)->MinTime(2.0);
 
 } // namespace
 } // namespace tw
