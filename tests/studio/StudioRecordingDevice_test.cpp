@@ -1,0 +1,265 @@
+// Takes recorded through the Studio from the rig's virtual microphone: the real sound-server
+// input, the real device catalog and the real recorder. The countdown runs in virtual time; the
+// capture runs in real time, so the clock is ticked in step with the wall clock while it runs.
+#include "studio/Studio.hpp"
+
+#include "audio/AudioFileReader.hpp"
+#include "audio/PulseDeviceCatalog.hpp"
+#include "audio/PulseRig.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+
+namespace tw {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::TempFolder;
+
+const char* const interruptedMessage =
+    "El micrófono se desconectó o cambió de formato y detuvo la captura. Se ha conservado la "
+    "grabación disponible. Selecciona la entrada y vuelve a grabar.";
+
+// A Studio wired like the application's, except for virtual time, scripted dialogs and settings
+// in memory.
+struct DeviceStudio {
+    QCoreApplication& application = testing::coreApplication();
+    ManualScheduler scheduler{testing::freshVirtualTime()};
+    testing::FakeStudioHost host;
+    MemorySettingsStore settings;
+    PulseDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()}};
+
+    ~DeviceStudio()
+    {
+        waitIdle();
+        studio.flushSaves();
+        QCoreApplication::processEvents();
+    }
+
+    // Runs the event loop and the studio clock in step with the wall clock (one 0.1 s tick per
+    // 0.1 s) until condition holds; false after ten seconds.
+    template <class Condition> bool tickUntil(Condition condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        auto nextTick = std::chrono::steady_clock::now();
+        for (;;) {
+            QCoreApplication::processEvents();
+            if (condition())
+                return true;
+            const auto now = std::chrono::steady_clock::now();
+            if (now > deadline)
+                return false;
+            if (now >= nextTick) {
+                scheduler.advance(0.1);
+                nextTick += 100ms;
+            }
+            std::this_thread::sleep_for(2ms);
+        }
+    }
+    bool waitIdle()
+    {
+        return tickUntil([this] { return !studio.busy(); });
+    }
+    std::filesystem::path startProject(const TempFolder& temp)
+    {
+        const auto folder = temp / "Programa.podcastproject";
+        host.newProjectAnswers.push_back(folder);
+        EXPECT_TRUE(studio.newProject());
+        return folder;
+    }
+};
+
+class StudioRecordingDevice : public rig::PulseRigTest {};
+
+// The spectrum band that holds a frequency: 24 equal ratios from 30 Hz up to the lower of half
+// the rate and 20 kHz.
+int bandOf(double frequency, double rate)
+{
+    const double top = std::min(rate * 0.5, 20000.0);
+    return static_cast<int>(std::floor(24.0 * std::log(frequency / 30.0) / std::log(top / 30.0)));
+}
+
+std::vector<float> readAll(AudioFileReader& reader)
+{
+    std::vector<float> samples(static_cast<std::size_t>(reader.length() * reader.channels()));
+    std::size_t at = 0;
+    while (at < samples.size()) {
+        auto got = reader.read(samples.data() + at,
+                               static_cast<int>((samples.size() - at) / reader.channels()));
+        if (!got || got.value() == 0)
+            break;
+        at += static_cast<std::size_t>(got.value() * reader.channels());
+    }
+    samples.resize(at);
+    return samples;
+}
+
+// The module index of the rig's virtual microphone, empty when it is not loaded.
+std::string microphoneModule()
+{
+    return rig::output(std::string("pactl list short modules | awk '$2 == \"module-remap-source\" "
+                                   "&& / source_name=") +
+                       rig::micName + "( |$)/ { print $1; exit }'");
+}
+
+// Unloads the virtual microphone; on leaving the scope it is loaded again as the rig made it and
+// made the default source again, so the tests that follow find it.
+class MicrophoneRemoval {
+public:
+    MicrophoneRemoval() = default;
+    ~MicrophoneRemoval()
+    {
+        if (!removed_)
+            return;
+        rig::run(std::string("pactl load-module module-remap-source master=") + rig::sinkName +
+                 ".monitor source_name=" + rig::micName +
+                 " 'source_properties=device.description=\"Micrófono\\ virtual\"' >/dev/null");
+        rig::run(std::string("pactl set-default-source ") + rig::micName);
+    }
+    MicrophoneRemoval(const MicrophoneRemoval&) = delete;
+    MicrophoneRemoval& operator=(const MicrophoneRemoval&) = delete;
+
+    bool remove()
+    {
+        const std::string module = microphoneModule();
+        if (module.empty())
+            return false;
+        removed_ = rig::run("pactl unload-module " + module) == 0;
+        return removed_;
+    }
+
+private:
+    bool removed_ = false;
+};
+
+// A program started in the background by the shell, ended by its process id on leaving the scope.
+class BackgroundProgram {
+public:
+    explicit BackgroundProgram(const std::string& command)
+        : pid_(rig::output(command + " >/dev/null 2>&1 & echo $!"))
+    {
+    }
+    ~BackgroundProgram()
+    {
+        if (!pid_.empty())
+            rig::run("kill " + pid_ + " 2>/dev/null");
+    }
+    BackgroundProgram(const BackgroundProgram&) = delete;
+    BackgroundProgram& operator=(const BackgroundProgram&) = delete;
+    bool started() const { return !pid_.empty(); }
+
+private:
+    std::string pid_;
+};
+
+TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesATakeInTheSourcesFormat)
+{
+    rig::ScratchFolder scratch;
+    const std::string tone = scratch.file("tone.wav");
+    ASSERT_TRUE(rig::makeTone(tone, 1000, 4.0));
+    const rig::SourceSpec spec = rig::sourceSpec(rig::micName);
+    ASSERT_GT(spec.rate, 0);
+    ASSERT_GT(spec.channels, 0);
+    const int toneBand = bandOf(1000, spec.rate);
+
+    TempFolder temp;
+    DeviceStudio d;
+    const auto folder = d.startProject(temp);
+    ASSERT_EQ(d.studio.selectedDevice(), 0u);
+
+    d.studio.record();
+    d.scheduler.advance(2.0);
+    ASSERT_EQ(d.studio.countdown(), 1);
+    // The player needs a moment to connect: start it just before the count ends.
+    BackgroundProgram player("paplay --device=" + std::string(rig::sinkName) + " '" + tone + "'");
+    ASSERT_TRUE(player.started());
+    d.scheduler.advance(1.0);
+    ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
+
+    // Ticks until three seconds are recorded, keeping the spectrum tick that was loudest in the
+    // tone's band.
+    std::vector<float> loudestBars;
+    ASSERT_TRUE(d.tickUntil([&] {
+        const std::vector<float>& bars = d.studio.spectrumBars();
+        if (loudestBars.empty() || bars[toneBand] > loudestBars[toneBand])
+            loudestBars = bars;
+        return d.studio.liveDuration >= 3.0;
+    }));
+    d.studio.stopRecording();
+    ASSERT_TRUE(d.waitIdle());
+
+    ASSERT_FALSE(d.studio.message()) << *d.studio.message();
+    const auto segments = d.studio.project->resolvedSegments();
+    ASSERT_EQ(segments.size(), 1u);
+    ASSERT_TRUE(segments[0].file);
+    const std::string name = *segments[0].file;
+    EXPECT_NEAR(segments[0].duration, 3.0, 0.5);
+
+    // The file: a CAF in the source's own format, as long as the clip.
+    std::ifstream head(folder / name, std::ios::binary);
+    char magic[4] = {};
+    head.read(magic, 4);
+    EXPECT_EQ(std::string(magic, 4), "caff");
+    auto reader = AudioFileReader::open(folder / name);
+    ASSERT_TRUE(reader) << reader.error().description;
+    EXPECT_EQ(reader.value()->sampleRate(), spec.rate);
+    EXPECT_EQ(reader.value()->channels(), spec.channels);
+    const double seconds = static_cast<double>(reader.value()->length()) / spec.rate;
+    EXPECT_NEAR(seconds, 3.0, 0.5);
+    EXPECT_NEAR(seconds, segments[0].duration, 1e-6);
+    const std::vector<float> samples = readAll(*reader.value());
+    const auto heard = rig::loudPart(rig::channel(samples, spec.channels, 0));
+    ASSERT_GT(heard.size(), static_cast<std::size_t>(spec.rate)); // over a second of tone
+    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, spec.rate), 1000, 10);
+
+    // The live envelope became the take's cached envelope and shows the tone in its middle.
+    ASSERT_TRUE(d.studio.voiceWaveforms->count(name));
+    const std::vector<float>& envelope = d.studio.voiceWaveforms->at(name);
+    EXPECT_NEAR(static_cast<double>(envelope.size()), 50 * segments[0].duration, 2);
+    ASSERT_GT(envelope.size(), 100u);
+    std::vector<float> middle(envelope.begin() + static_cast<std::ptrdiff_t>(envelope.size() / 3),
+                              envelope.begin() +
+                                  static_cast<std::ptrdiff_t>(2 * envelope.size() / 3));
+    EXPECT_GT(*std::min_element(middle.begin(), middle.end()), 0.3f);
+
+    // The "record" spectrum showed the tone: its band lit and, within a band, the loudest, and
+    // louder than far above it. (The server hands over short fragments, so the bands are broad.)
+    ASSERT_EQ(loudestBars.size(), 24u);
+    EXPECT_GT(loudestBars[toneBand], 0.0f);
+    const auto loudest = std::max_element(loudestBars.begin(), loudestBars.end());
+    EXPECT_LE(std::abs(static_cast<int>(loudest - loudestBars.begin()) - toneBand), 1)
+        << ::testing::PrintToString(loudestBars);
+    EXPECT_GT(loudestBars[toneBand], loudestBars[bandOf(5000, spec.rate)]);
+}
+
+TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeStopsItAndKeepsItsAudio)
+{
+    TempFolder temp;
+    DeviceStudio d;
+    d.startProject(temp);
+    MicrophoneRemoval removal;
+
+    d.studio.record();
+    d.scheduler.advance(3.0);
+    ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
+    ASSERT_TRUE(d.tickUntil([&] { return d.studio.liveDuration >= 0.5; }));
+
+    ASSERT_TRUE(removal.remove());
+    ASSERT_TRUE(d.tickUntil([&] { return !d.studio.recording(); }));
+    EXPECT_EQ(d.studio.message(), interruptedMessage);
+    ASSERT_TRUE(d.waitIdle());
+
+    const auto segments = d.studio.project->resolvedSegments();
+    ASSERT_EQ(segments.size(), 1u);
+    EXPECT_GT(segments[0].duration, 0.0);
+    EXPECT_FALSE(d.studio.project->recordingPending);
+}
+
+} // namespace
+} // namespace tw
