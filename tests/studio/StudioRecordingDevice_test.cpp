@@ -242,15 +242,15 @@ TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeStopsItAndKeepsIts
 {
     TempFolder temp;
     DeviceStudio d;
-    d.startProject(temp);
-    MicrophoneRemoval removal;
+    const auto folder = d.startProject(temp);
+    std::optional<MicrophoneRemoval> removal(std::in_place);
 
     d.studio.record();
     d.scheduler.advance(3.0);
     ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
     ASSERT_TRUE(d.tickUntil([&] { return d.studio.liveDuration >= 0.5; }));
 
-    ASSERT_TRUE(removal.remove());
+    ASSERT_TRUE(removal->remove());
     ASSERT_TRUE(d.tickUntil([&] { return !d.studio.recording(); }));
     EXPECT_EQ(d.studio.message(), interruptedMessage);
     ASSERT_TRUE(d.waitIdle());
@@ -259,6 +259,17 @@ TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeStopsItAndKeepsIts
     ASSERT_EQ(segments.size(), 1u);
     EXPECT_GT(segments[0].duration, 0.0);
     EXPECT_FALSE(d.studio.project->recordingPending);
+    // What was captured up to the removal is on disk, as long as the clip.
+    ASSERT_TRUE(segments[0].file);
+    auto reader = AudioFileReader::open(folder / *segments[0].file);
+    ASSERT_TRUE(reader) << reader.error().description;
+    EXPECT_NEAR(static_cast<double>(reader.value()->length()) / reader.value()->sampleRate(),
+                segments[0].duration, 1e-6);
+
+    // The rig has its microphone back, as the default source.
+    removal.reset();
+    EXPECT_FALSE(microphoneModule().empty());
+    EXPECT_EQ(rig::output("pactl get-default-source"), rig::micName);
 }
 
 } // namespace
