@@ -21,6 +21,9 @@ public:
 
         double gainAt(std::int64_t frame) const
         {
+            // Flat pieces may start at the beginning of time, where frame - start overflows.
+            if (slope == 0)
+                return startGain;
             return startGain + slope * static_cast<double>(frame - start);
         }
     };
