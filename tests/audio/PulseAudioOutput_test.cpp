@@ -95,8 +95,8 @@ TEST_F(PulseAudioOutputTest, thePlayHeadMovesWhilePlayingAndHoldsWhilePaused)
     Sine sine;
     output.setRenderCallback(sine.callback());
     ASSERT_TRUE(output.open(StreamFormat{}).ok());
-    // Nothing is heard before start (the server's timing may say a few frames, well under 1 ms).
-    EXPECT_LT(output.framesPlayed(), 48);
+    // Nothing is heard before start (the server's interpolated timing may say a few ms under load).
+    EXPECT_LT(output.framesPlayed(), 480);
 
     ASSERT_TRUE(output.start().ok());
     std::this_thread::sleep_for(600ms);
