@@ -158,6 +158,8 @@ void DiskRecorder::writeSlot(Slot& slot)
     if (!written) {
         std::lock_guard guard(lock_);
         failure_ = written.error();
+        // A write cut short (a full disk, a file-size limit) may still have put frames on disk.
+        framesWritten_ = file_->framesWritten();
         return;
     }
     spectrum_.process(AudioBufferList::interleaved(slot.samples.data(), channels_), slot.frames);
