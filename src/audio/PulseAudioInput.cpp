@@ -25,7 +25,7 @@ struct SourceQuery {
     std::string defaultName;
     struct Entry {
         std::string name;
-        pa_sample_spec spec;
+        pa_sample_spec sampleSpec;
         pa_channel_map map;
     };
     std::vector<Entry> entries;
@@ -69,7 +69,7 @@ void onStreamOperation(pa_stream*, int success, void* userdata)
 
 struct PulseAudioInput::SourceChoice {
     std::string name;
-    pa_sample_spec spec;
+    pa_sample_spec sampleSpec;
     pa_channel_map map;
 };
 
@@ -118,7 +118,7 @@ Result<PulseAudioInput::SourceChoice> PulseAudioInput::findSource(std::uint32_t 
         bool chosen = sourceId == 0 ? entry.name == query.defaultName
                                     : captureSourceId(entry.name) == sourceId;
         if (chosen)
-            return SourceChoice{entry.name, entry.spec, entry.map};
+            return SourceChoice{entry.name, entry.sampleSpec, entry.map};
     }
     return AudioInputErrors::sourceUnavailable(PA_ERR_NOENTITY);
 }
@@ -140,22 +140,22 @@ Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId)
     auto choice = findSource(sourceId);
     if (!choice)
         return choice.error();
-    const pa_sample_spec& sourceSpec = choice.value().spec;
+    const pa_sample_spec& sourceSpec = choice.value().sampleSpec;
     if (sourceSpec.rate == 0 || sourceSpec.channels == 0)
         return AudioInputErrors::invalidFormat();
 
-    pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, sourceSpec.rate, sourceSpec.channels};
+    pa_sample_spec sampleSpec{PA_SAMPLE_FLOAT32NE, sourceSpec.rate, sourceSpec.channels};
     const pa_channel_map* map =
-        choice.value().map.channels == spec.channels ? &choice.value().map : nullptr;
+        choice.value().map.channels == sampleSpec.channels ? &choice.value().map : nullptr;
 
     PulseContext::Lock loopLock(*pulse_);
-    stream_ = pa_stream_new(pulse_->context(), "Grabación", &spec, map);
+    stream_ = pa_stream_new(pulse_->context(), "Grabación", &sampleSpec, map);
     if (!stream_)
         return AudioInputErrors::sourceUnavailable(pulse_->lastError());
     pa_stream_set_state_callback(stream_, &PulseAudioInput::onStreamState, this);
     pa_stream_set_read_callback(stream_, &PulseAudioInput::onReadable, this);
 
-    frameBytes_ = static_cast<int>(pa_frame_size(&spec));
+    frameBytes_ = static_cast<int>(pa_frame_size(&sampleSpec));
     pa_buffer_attr attributes{};
     attributes.maxlength = static_cast<std::uint32_t>(-1);
     attributes.fragsize = captureFragmentFrames * static_cast<std::uint32_t>(frameBytes_);
@@ -176,8 +176,8 @@ Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId)
         closeStream();
         return AudioInputErrors::sourceUnavailable(status == PA_OK ? PA_ERR_NOENTITY : status);
     }
-    format_ =
-        StreamFormat{static_cast<double>(spec.rate), spec.channels, SampleType::float32, true};
+    format_ = StreamFormat{static_cast<double>(sampleSpec.rate), sampleSpec.channels,
+                           SampleType::float32, true};
     return format_;
 }
 

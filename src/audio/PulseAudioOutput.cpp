@@ -80,24 +80,24 @@ Result<StreamFormat> PulseAudioOutput::open(StreamFormat requested)
         pulse_->setDisconnectHandler([this] { lost(); });
     }
 
-    pa_sample_spec spec{PA_SAMPLE_FLOAT32NE,
-                        static_cast<std::uint32_t>(std::lround(requested.sampleRate)),
-                        static_cast<std::uint8_t>(requested.channels)};
+    pa_sample_spec sampleSpec{PA_SAMPLE_FLOAT32NE,
+                              static_cast<std::uint32_t>(std::lround(requested.sampleRate)),
+                              static_cast<std::uint8_t>(requested.channels)};
     pa_channel_map map;
-    pa_channel_map_init_extend(&map, spec.channels, PA_CHANNEL_MAP_DEFAULT);
+    pa_channel_map_init_extend(&map, sampleSpec.channels, PA_CHANNEL_MAP_DEFAULT);
 
     PulseContext::Lock loopLock(*pulse_);
-    stream_ = pa_stream_new(pulse_->context(), "Reproducción", &spec, &map);
+    stream_ = pa_stream_new(pulse_->context(), "Reproducción", &sampleSpec, &map);
     if (!stream_)
         return pulseError(pulse_->lastError());
     pa_stream_set_state_callback(stream_, &PulseAudioOutput::onStreamState, this);
     pa_stream_set_write_callback(stream_, &PulseAudioOutput::onWritable, this);
 
-    frameBytes_ = pa_frame_size(&spec);
+    frameBytes_ = pa_frame_size(&sampleSpec);
     pa_buffer_attr attributes{};
     attributes.maxlength = static_cast<std::uint32_t>(-1);
     attributes.tlength = static_cast<std::uint32_t>(
-        pa_usec_to_bytes(static_cast<pa_usec_t>(targetLatencySeconds * 1e6), &spec));
+        pa_usec_to_bytes(static_cast<pa_usec_t>(targetLatencySeconds * 1e6), &sampleSpec));
     attributes.prebuf = static_cast<std::uint32_t>(-1);
     attributes.minreq = static_cast<std::uint32_t>(-1);
     attributes.fragsize = static_cast<std::uint32_t>(-1);
@@ -117,8 +117,8 @@ Result<StreamFormat> PulseAudioOutput::open(StreamFormat requested)
         closeStream();
         return pulseError(status == PA_OK ? PA_ERR_NOENTITY : status);
     }
-    format_ =
-        StreamFormat{static_cast<double>(spec.rate), spec.channels, SampleType::float32, true};
+    format_ = StreamFormat{static_cast<double>(sampleSpec.rate), sampleSpec.channels,
+                           SampleType::float32, true};
     lastFramesPlayed_ = 0;
     return format_;
 }

@@ -48,16 +48,16 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
     rig::ScratchFolder folder;
     std::string tone = folder.file("tone.wav");
     ASSERT_TRUE(rig::makeTone(tone, 1000, 1.5));
-    auto spec = rig::sourceSpec(rig::micName);
-    ASSERT_GT(spec.rate, 0);
+    auto sampleSpec = rig::sourceSpec(rig::micName);
+    ASSERT_GT(sampleSpec.rate, 0);
 
     PulseAudioInput input;
     Capture capture;
     input.setCaptureCallback(capture.callback());
     auto format = input.open(captureSourceId(rig::micName));
     ASSERT_TRUE(format.ok()) << format.error().description;
-    EXPECT_EQ(format.value().sampleRate, spec.rate);
-    EXPECT_EQ(format.value().channels, spec.channels);
+    EXPECT_EQ(format.value().sampleRate, sampleSpec.rate);
+    EXPECT_EQ(format.value().channels, sampleSpec.channels);
     EXPECT_EQ(format.value().sampleType, SampleType::float32);
     EXPECT_EQ(input.format(), format.value());
     capture.channels = format.value().channels;
@@ -74,13 +74,13 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
     EXPECT_EQ(capture.badBuffers, 0);
     EXPECT_NE(capture.thread, std::this_thread::get_id());
     EXPECT_TRUE(capture.denormalsOff);
-    EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * spec.rate));
+    EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * sampleSpec.rate));
     for (int c = 0; c < capture.channels; ++c) {
         auto heard = rig::loudPart(rig::channel(capture.samples, capture.channels, c));
-        ASSERT_GT(heard.size(), static_cast<std::size_t>(spec.rate)) << "channel " << c;
-        EXPECT_NEAR(rig::zeroCrossingFrequency(heard, spec.rate), 1000, 10);
-        EXPECT_NEAR(rig::toneAmplitude(heard, 1000, spec.rate), 0.5, 0.1);
-        EXPECT_LT(rig::toneAmplitude(heard, 1500, spec.rate), 0.05);
+        ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)) << "channel " << c;
+        EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
+        EXPECT_NEAR(rig::toneAmplitude(heard, 1000, sampleSpec.rate), 0.5, 0.1);
+        EXPECT_LT(rig::toneAmplitude(heard, 1500, sampleSpec.rate), 0.05);
     }
 }
 
@@ -89,9 +89,9 @@ TEST_F(PulseAudioInputTest, identifierZeroOpensTheServersDefaultSource)
     PulseAudioInput input;
     auto format = input.open(0);
     ASSERT_TRUE(format.ok()) << format.error().description;
-    auto spec = rig::sourceSpec(rig::micName); // the rig's default source
-    EXPECT_EQ(format.value().sampleRate, spec.rate);
-    EXPECT_EQ(format.value().channels, spec.channels);
+    auto sampleSpec = rig::sourceSpec(rig::micName); // the rig's default source
+    EXPECT_EQ(format.value().sampleRate, sampleSpec.rate);
+    EXPECT_EQ(format.value().channels, sampleSpec.channels);
 }
 
 TEST_F(PulseAudioInputTest, aMissingSourceCannotBeActivated)

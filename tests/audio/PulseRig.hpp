@@ -78,9 +78,9 @@ inline SourceSpec sourceSpec(const std::string& name)
     // Columns: index, name, driver, sample format, "2ch", "48000Hz", state.
     std::string line =
         output("pactl list short sources | awk -v n='" + name + "' '$2 == n { print $5, $6 }'");
-    SourceSpec spec;
-    std::sscanf(line.c_str(), "%dch %dHz", &spec.channels, &spec.rate);
-    return spec;
+    SourceSpec sampleSpec;
+    std::sscanf(line.c_str(), "%dch %dHz", &sampleSpec.channels, &sampleSpec.rate);
+    return sampleSpec;
 }
 
 class ScratchFolder {

@@ -163,10 +163,10 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesATakeInTheSour
     rig::ScratchFolder scratch;
     const std::string tone = scratch.file("tone.wav");
     ASSERT_TRUE(rig::makeTone(tone, 1000, 4.0));
-    const rig::SourceSpec spec = rig::sourceSpec(rig::micName);
-    ASSERT_GT(spec.rate, 0);
-    ASSERT_GT(spec.channels, 0);
-    const int toneBand = bandOf(1000, spec.rate);
+    const rig::SourceSpec sampleSpec = rig::sourceSpec(rig::micName);
+    ASSERT_GT(sampleSpec.rate, 0);
+    ASSERT_GT(sampleSpec.channels, 0);
+    const int toneBand = bandOf(1000, sampleSpec.rate);
 
     TempFolder temp;
     DeviceStudio d;
@@ -208,15 +208,15 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesATakeInTheSour
     EXPECT_EQ(std::string(magic, 4), "caff");
     auto reader = AudioFileReader::open(folder / name);
     ASSERT_TRUE(reader) << reader.error().description;
-    EXPECT_EQ(reader.value()->sampleRate(), spec.rate);
-    EXPECT_EQ(reader.value()->channels(), spec.channels);
-    const double seconds = static_cast<double>(reader.value()->length()) / spec.rate;
+    EXPECT_EQ(reader.value()->sampleRate(), sampleSpec.rate);
+    EXPECT_EQ(reader.value()->channels(), sampleSpec.channels);
+    const double seconds = static_cast<double>(reader.value()->length()) / sampleSpec.rate;
     EXPECT_NEAR(seconds, 3.0, 0.5);
     EXPECT_NEAR(seconds, segments[0].duration, 1e-6);
     const std::vector<float> samples = readAll(*reader.value());
-    const auto heard = rig::loudPart(rig::channel(samples, spec.channels, 0));
-    ASSERT_GT(heard.size(), static_cast<std::size_t>(spec.rate)); // over a second of tone
-    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, spec.rate), 1000, 10);
+    const auto heard = rig::loudPart(rig::channel(samples, sampleSpec.channels, 0));
+    ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)); // over a second of tone
+    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
 
     // The live envelope became the take's cached envelope and shows the tone in its middle.
     ASSERT_TRUE(d.studio.voiceWaveforms->count(name));
@@ -235,7 +235,7 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesATakeInTheSour
     const auto loudest = std::max_element(loudestBars.begin(), loudestBars.end());
     EXPECT_LE(std::abs(static_cast<int>(loudest - loudestBars.begin()) - toneBand), 1)
         << ::testing::PrintToString(loudestBars);
-    EXPECT_GT(loudestBars[toneBand], loudestBars[bandOf(5000, spec.rate)]);
+    EXPECT_GT(loudestBars[toneBand], loudestBars[bandOf(5000, sampleSpec.rate)]);
 }
 
 TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeStopsItAndKeepsItsAudio)
