@@ -2,6 +2,8 @@
 // (several hours of edited voice), the size at which an edit must still feel instant.
 #include "model/ProjectJson.hpp"
 
+#include "base/MemoryTuning.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <random>
@@ -153,4 +155,13 @@ BENCHMARK(moveClip)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    tw::keepFreedMemoryForReuse(); // as the application does
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -5,6 +5,8 @@
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
+#include "base/MemoryTuning.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <malloc.h>
@@ -140,4 +142,13 @@ BENCHMARK(tickWhileRecording)->Unit(benchmark::kMicrosecond)->MinTime(2.0);
 } // namespace
 } // namespace tw
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    tw::keepFreedMemoryForReuse(); // as the application does
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
