@@ -298,6 +298,9 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     StudioFixture f;
     f.inputOptions.bufferFrames = 4800;
     f.inputOptions.length = 96000;
+    // At real-time pace the take is surely running when the countdown ends; as fast as possible,
+    // the failing write could already be polled by the tick that ends the countdown.
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.writerFactory = [](const std::filesystem::path& path, double sampleRate,
                          int channels) -> Result<std::unique_ptr<CafWriter>> {
         auto inner = CafWriter::create(path, sampleRate, channels);
