@@ -1,5 +1,7 @@
 #include "capture/SpectrumAnalyzer.hpp"
 
+#include "capture/AbsoluteMax.hpp"
+
 #include "audio/Fft.hpp"
 
 #include <algorithm>
@@ -14,24 +16,7 @@ constexpr int size = 1024;
 constexpr int bandCount = 24;
 constexpr float nearClipLevel = 0.89125f; // -1 dBFS
 
-// Both loops below keep several independent running values so that successive samples do not
-// wait on each other; the results equal those of a single running value.
-float absoluteMax(const float* samples, std::size_t count)
-{
-    float m[8] = {};
-    std::size_t i = 0;
-    for (; i + 8 <= count; i += 8) {
-        for (int k = 0; k < 8; ++k)
-            m[k] = std::max(m[k], std::fabs(samples[i + k]));
-    }
-    float result = 0.0f;
-    for (float v : m)
-        result = std::max(result, v);
-    for (; i < count; ++i)
-        result = std::max(result, std::fabs(samples[i]));
-    return result;
-}
-
+// Several independent running sums so that successive samples do not wait on each other.
 double sumOfSquares(const float* samples, std::size_t count, std::size_t stride)
 {
     double sum[4] = {};

@@ -1,5 +1,7 @@
 #include "capture/Waveform.hpp"
 
+#include "capture/AbsoluteMax.hpp"
+
 #include "audio/AudioFileReader.hpp"
 
 #include <algorithm>
@@ -12,24 +14,6 @@ namespace tw {
 namespace {
 
 constexpr int readFrames = 8192;
-
-// Largest absolute value of count samples. Eight running maxima let the compiler keep several
-// comparisons in flight; the result is the same as one running maximum.
-float absoluteMax(const float* samples, std::size_t count)
-{
-    float m[8] = {};
-    std::size_t i = 0;
-    for (; i + 8 <= count; i += 8) {
-        for (int k = 0; k < 8; ++k)
-            m[k] = std::max(m[k], std::fabs(samples[i + k]));
-    }
-    float result = 0.0f;
-    for (float v : m)
-        result = std::max(result, v);
-    for (; i < count; ++i)
-        result = std::max(result, std::fabs(samples[i]));
-    return result;
-}
 
 } // namespace
 
