@@ -1,0 +1,188 @@
+#include "ui/EqualizerPanel.hpp"
+
+#include "studio/Studio.hpp"
+#include "ui/PanelPalette.hpp"
+#include "ui/ResponseCurve.hpp"
+#include "voice/TreatmentValues.hpp"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QStyleOptionSlider>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+namespace tw {
+
+namespace {
+
+// The slider works in half-decibel steps: −24…+24 is −12…+12 dB.
+constexpr int stepsPerDecibel = 2;
+constexpr int sliderLength = 57;
+
+} // namespace
+
+const std::array<const char*, EqualizerPanel::bandCount> EqualizerPanel::bandLabels = {
+    "31", "63", "125", "250", "500", "1k", "2k", "4k", "8k", "16k"};
+
+BandSlider::BandSlider(QWidget* parent) : QSlider(Qt::Vertical, parent)
+{
+    setRange(-12 * stepsPerDecibel, 12 * stepsPerDecibel);
+    setSingleStep(1);
+    setPageStep(stepsPerDecibel);
+    setTickPosition(QSlider::TicksRight);
+    // Seven marks: −12, −8, −4, 0, +4, +8, +12 dB.
+    setTickInterval(4 * stepsPerDecibel);
+    setFixedHeight(sliderLength);
+}
+
+QRect BandSlider::handleRect() const
+{
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    return style()->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle, this);
+}
+
+EqualizerBand::EqualizerBand(const QString& label, QWidget* parent)
+    : QWidget(parent)
+    , gain_(new QLabel(this))
+    , slider_(new BandSlider(this))
+    , label_(new QLabel(label, this))
+{
+    QFont mono(QStringLiteral("monospace"));
+    mono.setStyleHint(QFont::Monospace);
+    mono.setPixelSize(10);
+    gain_->setFont(mono);
+    QFont bold = font();
+    bold.setPixelSize(9);
+    bold.setBold(true);
+    label_->setFont(bold);
+    slider_->setAccessibleName(QStringLiteral("Ecualizador ") + label + QStringLiteral(" Hz"));
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(3);
+    layout->addWidget(gain_, 0, Qt::AlignHCenter);
+    layout->addWidget(slider_, 0, Qt::AlignHCenter);
+    layout->addWidget(label_, 0, Qt::AlignHCenter);
+    showGain(0);
+}
+
+QString EqualizerBand::gainText() const
+{
+    return gain_->text();
+}
+
+QString EqualizerBand::label() const
+{
+    return label_->text();
+}
+
+void EqualizerBand::showGain(double decibels)
+{
+    gain_->setText(QString::asprintf("%+.1f", decibels));
+    const QSignalBlocker quiet(slider_);
+    slider_->setValue(int(std::lround(decibels * stepsPerDecibel)));
+}
+
+EqualizerPanel::EqualizerPanel(Studio& studio, QWidget* parent)
+    : QWidget(parent)
+    , studio_(studio)
+    , curve_(new ResponseCurve(this))
+{
+    setPalette(panelPalette(palette()));
+    setToolTip(QStringLiteral(
+        "La línea muestra la respuesta aproximada del preset y el EQ manual. Los deslizadores "
+        "controlan solo el ajuste manual; la compresión no se muestra."));
+
+    auto* caption = new QLabel(QStringLiteral("VOICE EQ • CURVA + AJUSTE MANUAL"), this);
+    QFont captionFont = caption->font();
+    captionFont.setPixelSize(9);
+    captionFont.setBold(true);
+    captionFont.setLetterSpacing(QFont::AbsoluteSpacing, 1.2);
+    caption->setFont(captionFont);
+    caption->setForegroundRole(QPalette::Light);
+
+    auto* columns = new QHBoxLayout;
+    columns->setSpacing(2);
+    for (int i = 0; i < bandCount; ++i) {
+        auto* band = new EqualizerBand(QString::fromLatin1(bandLabels[std::size_t(i)]), this);
+        bands_[std::size_t(i)] = band;
+        columns->addWidget(band, 1);
+        connect(&band->slider(), &QSlider::sliderPressed, this, &EqualizerPanel::dragBegan);
+        connect(&band->slider(), &QSlider::valueChanged, this,
+                [this, i](int steps) { bandMoved(i, steps); });
+        connect(&band->slider(), &QSlider::sliderReleased, this, &EqualizerPanel::dragEnded);
+    }
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+    layout->addWidget(caption);
+    layout->addWidget(curve_, 1);
+    layout->addLayout(columns);
+
+    showTreatment();
+    updateEnabled();
+    connect(&studio_, &Studio::fieldChanged, this, &EqualizerPanel::fieldChanged);
+}
+
+void EqualizerPanel::fieldChanged(StudioField field)
+{
+    if (field == StudioField::project)
+        showTreatment();
+    else if (field == StudioField::recording || field == StudioField::busy)
+        updateEnabled();
+}
+
+void EqualizerPanel::showTreatment()
+{
+    // The curve repaints only when the treatment differs; equal texts and values change nothing.
+    const VoiceTreatment treatment = studio_.treatment();
+    curve_->setTreatment(treatment);
+    const std::array<double, 10> gains = bandGains(treatment);
+    for (int i = 0; i < bandCount; ++i)
+        bands_[std::size_t(i)]->showGain(gains[std::size_t(i)]);
+}
+
+void EqualizerPanel::updateEnabled()
+{
+    setEnabled(!studio_.recording() && !studio_.busy());
+}
+
+void EqualizerPanel::dragBegan()
+{
+    // The whole drag is one undo step, however many values it passes through.
+    studio_.checkpoint();
+}
+
+void EqualizerPanel::bandMoved(int index, int steps)
+{
+    if (studio_.recording() || studio_.busy()) {
+        showTreatment();
+        return;
+    }
+    // A key press or a click on the groove is a change of its own, with its own undo step.
+    const bool dragging = bands_[std::size_t(index)]->slider().isSliderDown();
+    if (!dragging)
+        studio_.checkpoint();
+
+    VoiceTreatment treatment = studio_.treatment();
+    std::array<double, 10> gains = bandGains(treatment);
+    gains[std::size_t(index)] = double(steps) / stepsPerDecibel;
+    treatment.eqBands = std::vector<double>(gains.begin(), gains.end());
+    // The ten bands now say everything; the older three-band fields would only contradict them.
+    treatment.bass.reset();
+    treatment.mid.reset();
+    treatment.treble.reset();
+    studio_.project.mutate([&](PodcastProject& project) { project.treatment = treatment; });
+    studio_.updateMix();
+    studio_.save();
+}
+
+void EqualizerPanel::dragEnded()
+{
+    studio_.save();
+}
+
+} // namespace tw

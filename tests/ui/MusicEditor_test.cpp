@@ -1,0 +1,267 @@
+#include "ui/MusicEditor.hpp"
+#include "ui/UiApplication.hpp"
+
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QLocale>
+#include <QPointer>
+#include <QPushButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace tw {
+
+namespace {
+
+enum Row { sourceStart, length, offset, inStart, inEnd, outStart, outEnd };
+
+// A project with a 20 s music file, opened so that the Studio knows the music's length.
+struct MusicProject {
+    testing::TempFolder temp;
+    std::filesystem::path folder = temp / "Musica.podcastproject";
+    testing::StudioFixture fixture;
+
+    explicit MusicProject(const std::function<void(PodcastProject&)>& adjust = {})
+    {
+        testing::makeTone(folder / "Media/music-A.wav", 20.0, 220);
+        PodcastProject document;
+        document.musicFile = "Media/music-A.wav";
+        if (adjust)
+            adjust(document);
+        testing::writeProject(folder, document);
+        if (!fixture.openAndWait(folder) || std::abs(fixture.studio.musicDuration() - 20.0) > 1e-6)
+            throw std::runtime_error("the music project did not open with its 20 s file");
+    }
+    Studio& studio() { return fixture.studio; }
+};
+
+// Types text into a row as a person would: focus, replace everything, then leave the field.
+void enter(MusicEditor& editor, int row, const QString& text)
+{
+    QLineEdit& field = editor.field(row);
+    field.setFocus();
+    field.selectAll();
+    QTest::keyClicks(&field, text);
+    // Leaving the field (focus moves to the next one) ends the edit.
+    editor.field((row + 1) % MusicEditor::rowCount).setFocus();
+    QApplication::processEvents();
+}
+
+void showActive(QWidget& widget)
+{
+    widget.show();
+    widget.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&widget));
+}
+
+} // namespace
+
+TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
+{
+    testing::uiApplication();
+    const QLocale original;
+    QLocale::setDefault(QLocale::c());
+    EXPECT_EQ(MusicEditor::formatSeconds(12), "12");
+    EXPECT_EQ(MusicEditor::formatSeconds(2.5), "2.5");
+    EXPECT_EQ(MusicEditor::formatSeconds(1.23456), "1.23");
+    EXPECT_EQ(MusicEditor::formatSeconds(0.004), "0");
+    EXPECT_EQ(MusicEditor::parseSeconds(" 7.25 "), 7.25);
+    EXPECT_TRUE(std::isnan(MusicEditor::parseSeconds("siete")));
+    EXPECT_TRUE(std::isnan(MusicEditor::parseSeconds("")));
+
+    QLocale::setDefault(QLocale(QLocale::Spanish, QLocale::Spain));
+    EXPECT_EQ(MusicEditor::formatSeconds(2.5), "2,5");
+    EXPECT_EQ(MusicEditor::formatSeconds(1.999), "2");
+    EXPECT_EQ(MusicEditor::parseSeconds("2,5"), 2.5);
+    EXPECT_EQ(MusicEditor::parseSeconds("3"), 3.0);
+    QLocale::setDefault(original);
+}
+
+TEST(MusicEditor, rowsShowTheFallbacksWhileTheFieldsAreAbsent)
+{
+    testing::uiApplication();
+    QLocale::setDefault(QLocale::c());
+    MusicProject music;
+    MusicEditor editor(music.studio());
+    const char* labels[] = {"Inicio en el archivo",   "Duración del fragmento",
+                            "Posición en el podcast", "Fade in · comienza",
+                            "Fade in · termina",      "Fade out · comienza",
+                            "Fade out · termina"};
+    // 20 s of music with the older lengths 5 and 10: fade-in 0…5, fade-out 10…20.
+    const char* shown[] = {"0", "20", "0", "0", "5", "10", "20"};
+    const double maxima[] = {20, 20, 86400, 20, 20, 20, 20};
+    for (int row = 0; row < MusicEditor::rowCount; ++row) {
+        EXPECT_EQ(editor.field(row).accessibleName(), QString::fromUtf8(labels[row]));
+        EXPECT_EQ(editor.field(row).text(), shown[row]) << labels[row];
+        EXPECT_EQ(editor.field(row).width(), 90);
+        EXPECT_DOUBLE_EQ(editor.maximum(row), maxima[row]) << labels[row];
+    }
+    EXPECT_EQ(editor.doneButton().text(), "Listo");
+
+    // A placed fragment: 6 s into the file leaves at most 14 s of it.
+    music.studio().project.mutate([](PodcastProject& project) {
+        project.musicSourceStart = 6.0;
+        project.musicLength = 8.0;
+        project.musicOffset = 2.5;
+    });
+    EXPECT_EQ(editor.field(sourceStart).text(), "6");
+    EXPECT_EQ(editor.field(length).text(), "8");
+    EXPECT_EQ(editor.field(offset).text(), "2.5");
+    EXPECT_EQ(editor.field(inEnd).text(), "4");
+    EXPECT_EQ(editor.field(outStart).text(), "4");
+    EXPECT_EQ(editor.field(outEnd).text(), "8");
+    EXPECT_DOUBLE_EQ(editor.maximum(length), 14.0);
+    EXPECT_DOUBLE_EQ(editor.maximum(outEnd), 8.0);
+    QLocale::setDefault(QLocale::system());
+}
+
+TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
+{
+    testing::uiApplication();
+    QLocale::setDefault(QLocale::c());
+    MusicProject music;
+    Studio& studio = music.studio();
+    MusicEditor editor(studio);
+    showActive(editor);
+    const std::size_t steps = studio.undoStack().size();
+
+    enter(editor, offset, "100000");
+    EXPECT_EQ(studio.project().musicOffset, 86400.0);
+    EXPECT_EQ(editor.field(offset).text(), "86400");
+    EXPECT_EQ(studio.undoStack().size(), steps + 1);
+    // The fades are written back as present values.
+    EXPECT_EQ(studio.project().fadeInStart, 0.0);
+    EXPECT_EQ(studio.project().fadeInEnd, 5.0);
+    EXPECT_EQ(studio.project().fadeOutStart, 10.0);
+    EXPECT_EQ(studio.project().fadeOutEnd, 20.0);
+
+    enter(editor, sourceStart, "-5");
+    EXPECT_EQ(studio.project().musicSourceStart, 0.0);
+    enter(editor, inStart, "-5");
+    EXPECT_EQ(studio.project().fadeInStart, 0.0);
+    enter(editor, outEnd, "50");
+    EXPECT_EQ(studio.project().fadeOutEnd, 20.0);
+    // Not a number: the value shown before is stored.
+    enter(editor, length, "veinte");
+    EXPECT_EQ(studio.project().musicLength, 20.0);
+    EXPECT_EQ(editor.field(length).text(), "20");
+    EXPECT_EQ(studio.undoStack().size(), steps + 5);
+
+    // A fade-in end later than the fade-out start pushes the fade-out along.
+    enter(editor, inEnd, "15");
+    EXPECT_EQ(studio.project().fadeInEnd, 15.0);
+    EXPECT_EQ(studio.project().fadeOutStart, 15.0);
+    EXPECT_EQ(studio.project().fadeOutEnd, 20.0);
+    EXPECT_EQ(editor.field(outStart).text(), "15");
+
+    // Shortening the fragment brings every fade point inside it.
+    enter(editor, length, "8");
+    EXPECT_EQ(studio.project().musicLength, 8.0);
+    EXPECT_EQ(studio.project().fadeInEnd, 8.0);
+    EXPECT_EQ(studio.project().fadeOutStart, 8.0);
+    EXPECT_EQ(studio.project().fadeOutEnd, 8.0);
+
+    // Focusing a field and leaving it untouched records nothing.
+    const std::size_t before = studio.undoStack().size();
+    editor.field(offset).setFocus();
+    editor.field(inStart).setFocus();
+    QApplication::processEvents();
+    EXPECT_EQ(studio.undoStack().size(), before);
+
+    music.fixture.settle();
+    const PodcastProject saved = testing::readProject(music.folder);
+    EXPECT_EQ(saved.musicOffset, 86400.0);
+    EXPECT_EQ(saved.musicLength, 8.0);
+    EXPECT_EQ(saved.fadeOutEnd, 8.0);
+
+    // Each edit is its own undo step.
+    studio.undo();
+    EXPECT_EQ(studio.project().musicLength, 20.0);
+    EXPECT_EQ(editor.field(length).text(), "20");
+    QLocale::setDefault(QLocale::system());
+}
+
+TEST(MusicEditor, listoAndReturnFinishTheEditAndCloseThePopover)
+{
+    testing::uiApplication();
+    QLocale::setDefault(QLocale::c());
+    MusicProject music;
+    Studio& studio = music.studio();
+    studio.selection = TimeRange{1, 2};
+    studio.position = 500.0;
+
+    QPushButton anchor("Ajustes…");
+    anchor.resize(90, 24);
+    showActive(anchor);
+    studio.showMusicEditor = true;
+    QPointer<MusicEditorPopover> popover = MusicEditorPopover::open(studio, &anchor);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+    EXPECT_TRUE(popover->isVisible());
+    testing::saveScreenshot(popover->editor(), "music-editor");
+
+    // Return in a field commits what was typed, then acts as "Listo".
+    QLineEdit& field = popover->editor().field(offset);
+    field.setFocus();
+    field.selectAll();
+    QTest::keyClicks(&field, "3.25");
+    QTest::keyClick(&field, Qt::Key_Return);
+    QApplication::processEvents();
+    EXPECT_EQ(studio.project().musicOffset, 3.25);
+    EXPECT_FALSE(studio.showMusicEditor());
+    // changed(): the selection is dropped and the play head brought inside the programme.
+    EXPECT_FALSE(studio.selection().has_value());
+    EXPECT_LE(studio.position(), studio.duration());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(popover.isNull());
+
+    // "Listo" clicked.
+    studio.showMusicEditor = true;
+    popover = MusicEditorPopover::open(studio, &anchor);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+    QTest::mouseClick(&popover->editor().doneButton(), Qt::LeftButton);
+    EXPECT_FALSE(studio.showMusicEditor());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(popover.isNull());
+    QLocale::setDefault(QLocale::system());
+}
+
+TEST(MusicEditor, dismissingThePopoverKeepsTheTypedValueAndClearsTheFlag)
+{
+    testing::uiApplication();
+    QLocale::setDefault(QLocale::c());
+    MusicProject music;
+    Studio& studio = music.studio();
+    QPushButton anchor("Ajustes…");
+    showActive(anchor);
+
+    studio.showMusicEditor = true;
+    QPointer<MusicEditorPopover> popover = MusicEditorPopover::open(studio, &anchor);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+    QLineEdit& field = popover->editor().field(inStart);
+    field.setFocus();
+    field.selectAll();
+    QTest::keyClicks(&field, "1.5");
+    QTest::keyClick(&field, Qt::Key_Escape);
+    QApplication::processEvents();
+    EXPECT_FALSE(studio.showMusicEditor());
+    EXPECT_EQ(studio.project().fadeInStart, 1.5);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(popover.isNull());
+
+    // The Studio lowering the flag closes the popover too.
+    studio.showMusicEditor = true;
+    popover = MusicEditorPopover::open(studio, &anchor);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+    studio.showMusicEditor = false;
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(popover.isNull());
+    QLocale::setDefault(QLocale::system());
+}
+
+} // namespace tw
