@@ -1,0 +1,193 @@
+#include "ui/ControlRow.hpp"
+
+#include "ui/InputLevelBar.hpp"
+#include "ui/WindowStudio.hpp"
+
+#include <QComboBox>
+#include <QSlider>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+namespace {
+
+using testing::clipAt;
+
+double clipSeconds(const PodcastProject& project)
+{
+    double total = 0;
+    for (const Segment& clip : project.resolvedSegments())
+        total += clip.duration;
+    return total;
+}
+
+using testing::readProject;
+using testing::WindowStudio;
+
+struct Row : WindowStudio {
+    using WindowStudio::WindowStudio;
+    ControlRow row{studio};
+    QStringList inputNames()
+    {
+        QStringList names;
+        for (int i = 0; i < row.inputPicker().count(); ++i)
+            names << row.inputPicker().itemText(i);
+        return names;
+    }
+    // trim, split, listen, delete
+    std::vector<bool> editButtons()
+    {
+        return {row.trimButton().isEnabled(), row.splitButton().isEnabled(),
+                row.listenButton().isEnabled(), row.deleteButton().isEnabled()};
+    }
+};
+
+} // namespace
+
+TEST(ControlRow, inputPickerListsTheDefaultThenTheDevicesAndFollowsTheSelection)
+{
+    Row f;
+    EXPECT_EQ(f.row.inputPicker().width(), 180);
+    EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Micrófono USB",
+                                           "Auriculares con micrófono"}));
+    EXPECT_EQ(f.row.inputPicker().currentIndex(), 0);
+
+    // Choosing an entry selects that device; the Studio's choice shows in the picker.
+    emit f.row.inputPicker().activated(2);
+    EXPECT_EQ(f.studio.selectedDevice(), 22u);
+    f.studio.selectedDevice = 11u;
+    EXPECT_EQ(f.row.inputPicker().currentText(), "Micrófono USB");
+    emit f.row.inputPicker().activated(0);
+    EXPECT_EQ(f.studio.selectedDevice(), 0u);
+    f.studio.selectedDevice = 22u;
+
+    // The refresh button lists the inputs again; the chosen one stays chosen.
+    f.fixture.catalog.list.insert(f.fixture.catalog.list.begin(), {33, "line", "Entrada de línea"});
+    EXPECT_EQ(f.inputNames().size(), 3);
+    EXPECT_EQ(f.row.refreshButton().toolTip(), "Actualizar entradas");
+    f.row.refreshButton().click();
+    EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Entrada de línea",
+                                           "Micrófono USB", "Auriculares con micrófono"}));
+    EXPECT_EQ(f.row.inputPicker().currentText(), "Auriculares con micrófono");
+    EXPECT_EQ(f.studio.selectedDevice(), 22u);
+}
+
+TEST(ControlRow, levelBarShowsOnlyWhileRecordingAndTurnsRedAtNinetyNineHundredths)
+{
+    Row f;
+    InputLevelBar& bar = f.row.levelBar();
+    EXPECT_EQ(bar.width(), 55);
+    EXPECT_EQ(bar.toolTip(), "Nivel de entrada");
+    f.studio.meter = 0.5f;
+    EXPECT_EQ(bar.opacity(), 0.0);
+
+    f.studio.recording = true;
+    EXPECT_EQ(bar.opacity(), 1.0);
+    EXPECT_FLOAT_EQ(bar.value(), 0.5f);
+    EXPECT_FALSE(bar.red());
+    f.studio.meter = 0.98999f;
+    EXPECT_FALSE(bar.red());
+    f.studio.meter = 0.99f;
+    EXPECT_TRUE(bar.red());
+    f.studio.meter = 1.7f;
+    EXPECT_TRUE(bar.red());
+    EXPECT_FLOAT_EQ(bar.value(), 1.0f);
+
+    // What is drawn: nothing while not recording, a red fill near full scale while recording.
+    bar.resize(55, 8);
+    const QImage loud = testing::renderAlone(bar);
+    EXPECT_GT(qRed(loud.pixel(20, 4)), 150);
+    EXPECT_LT(qGreen(loud.pixel(20, 4)), 120);
+    f.studio.recording = false;
+    const QImage hidden = testing::renderAlone(bar);
+    EXPECT_EQ(qAlpha(hidden.pixel(20, 4)), 0);
+    f.studio.recording = true;
+    f.studio.meter = 0.4f;
+    const QImage green = testing::renderAlone(bar);
+    EXPECT_GT(qGreen(green.pixel(10, 4)), 150);
+    EXPECT_EQ(qAlpha(green.pixel(45, 4)) > 0 && qGreen(green.pixel(45, 4)) > 150, false);
+    f.studio.recording = false;
+}
+
+TEST(ControlRow, zoomSliderWritesTheZoomAndAZoomChangeAloneIsSaved)
+{
+    Row f;
+    QSlider& slider = f.row.zoomSlider();
+    EXPECT_EQ(slider.minimum(), 2);
+    EXPECT_EQ(slider.maximum(), 300);
+    EXPECT_EQ(slider.width(), 90);
+    EXPECT_EQ(slider.value(), 30);
+
+    slider.setValue(120);
+    EXPECT_DOUBLE_EQ(f.studio.zoom(), 120.0);
+    // Nothing else changed, yet the zoom reaches the file once the changes settle.
+    EXPECT_FALSE(std::filesystem::exists(f.folder / "project.json"));
+    f.fixture.scheduler.advance(0.5);
+    f.fixture.settle();
+    ASSERT_TRUE(std::filesystem::exists(f.folder / "project.json"));
+    EXPECT_EQ(readProject(f.folder).timelineZoom, 120.0);
+
+    // The Studio's zoom moves the slider.
+    f.studio.zoom = 7.0;
+    EXPECT_EQ(slider.value(), 7);
+    f.fixture.scheduler.advance(0.5);
+    f.fixture.settle();
+    EXPECT_EQ(readProject(f.folder).timelineZoom, 7.0);
+}
+
+TEST(ControlRow, editButtonsFollowSelectionTakeBusyAndTheClipUnderThePlayHead)
+{
+    Row f({clipAt(0, 10), clipAt(10, 10, "Media/voice-B.caf")});
+    f.studio.position = 5.0;
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{false, true, false, false}));
+    f.studio.selection = TimeRange{2, 4};
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{true, true, true, true}));
+
+    // No clip under the play head: nothing to split.
+    f.studio.position = 25.0;
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{true, false, true, true}));
+    f.studio.position = 5.0;
+
+    f.studio.busy = true;
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{false, false, false, false}));
+    f.studio.busy = false;
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{true, true, true, true}));
+
+    // The count-in and the take.
+    f.studio.selection = std::nullopt;
+    f.startCountIn();
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{false, false, false, false}));
+    f.fixture.scheduler.advance(3.0);
+    ASSERT_TRUE(f.studio.recording());
+    f.studio.selection = TimeRange{2, 4};
+    EXPECT_EQ(f.editButtons(), (std::vector<bool>{false, false, false, false}));
+    ASSERT_TRUE(f.recordUntil(0.2));
+    ASSERT_TRUE(f.finishTake());
+    f.studio.selection = TimeRange{2, 4};
+    EXPECT_EQ(f.editButtons()[0], true);
+}
+
+TEST(ControlRow, editButtonsChangeTheDocumentAsOneUndoStepEach)
+{
+    Row f({clipAt(0, 10), clipAt(10, 10, "Media/voice-B.caf")});
+
+    f.studio.position = 5.0;
+    f.row.splitButton().click();
+    EXPECT_EQ(f.studio.project->resolvedSegments().size(), 3u);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+
+    f.studio.selection = TimeRange{12, 15};
+    f.row.deleteButton().click();
+    EXPECT_NEAR(clipSeconds(f.studio.project()), 17.0, 1e-9);
+    EXPECT_EQ(f.studio.undoStack->size(), 2u);
+
+    f.studio.selection = TimeRange{1, 3};
+    f.row.trimButton().click();
+    EXPECT_NEAR(clipSeconds(f.studio.project()), 2.0, 1e-9);
+    EXPECT_EQ(f.studio.undoStack->size(), 3u);
+    EXPECT_EQ(f.row.trimButton().toolTip(), "Conservar solo la selección de voz");
+}
+
+} // namespace tw
