@@ -1,0 +1,135 @@
+#include "ui/QtStudioHost.hpp"
+
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+namespace tw {
+
+namespace {
+
+QString startFolder()
+{
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return QDir(documents).exists() ? documents : QDir::homePath();
+}
+
+std::filesystem::path toPath(const QString& text)
+{
+    return std::filesystem::path(text.toStdString());
+}
+
+// Runs dialog and returns its first chosen entry, or nothing when cancelled.
+std::optional<QString> firstChoice(QFileDialog& dialog)
+{
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return std::nullopt;
+    return dialog.selectedFiles().constFirst();
+}
+
+} // namespace
+
+QStringList QtStudioHost::audioFilters()
+{
+    // Whatever the decoder reads; these are the extensions people's music comes with.
+    return {QStringLiteral("Audio (*.mp3 *.m4a *.aac *.mp4 *.wav *.wave *.flac *.ogg *.oga *.opus "
+                           "*.caf *.aif *.aiff *.aifc *.wma *.ac3)")};
+}
+
+QString QtStudioHost::exportFilter()
+{
+    return QStringLiteral("Audio M4A (*.m4a)");
+}
+
+QString QtStudioHost::withM4aExtension(const QString& name)
+{
+    if (name.endsWith(QStringLiteral(".m4a"), Qt::CaseInsensitive))
+        return name;
+    return name + QStringLiteral(".m4a");
+}
+
+bool QtStudioHost::isProjectFolder(const QString& path)
+{
+    const QFileInfo folder(path);
+    return folder.isDir() &&
+           QFileInfo(QDir(path).filePath(QStringLiteral("project.json"))).isFile();
+}
+
+std::optional<std::filesystem::path>
+QtStudioHost::chooseNewProjectLocation(const std::string& title, const std::string& proposedName)
+{
+    // A save dialog: the chosen name becomes the new folder (the Studio creates it), and the
+    // dialog's own button makes any folder the user wants to put it in.
+    QFileDialog dialog(parent_, QString::fromStdString(title), startFolder());
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setOption(QFileDialog::DontConfirmOverwrite); // the Studio refuses an existing name
+    dialog.selectFile(QString::fromStdString(proposedName));
+    const std::optional<QString> chosen = firstChoice(dialog);
+    if (!chosen)
+        return std::nullopt;
+    return toPath(*chosen);
+}
+
+std::optional<std::filesystem::path> QtStudioHost::chooseProjectToOpen()
+{
+    QFileDialog dialog(parent_, QStringLiteral("Abrir proyecto"), startFolder());
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(QFileDialog::Directory);
+    // A project folder is one item: entering it (double click) chooses it instead of showing its
+    // Media folder. The widget dialog reports the entry, so this works the same everywhere.
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    std::optional<QString> entered;
+    QObject::connect(&dialog, &QFileDialog::directoryEntered, &dialog,
+                     [&dialog, &entered](const QString& folder) {
+                         if (!isProjectFolder(folder))
+                             return;
+                         entered = folder;
+                         static_cast<QDialog&>(dialog).done(QDialog::Accepted);
+                     });
+    std::optional<QString> chosen = firstChoice(dialog);
+    if (entered)
+        chosen = entered;
+    if (!chosen)
+        return std::nullopt;
+    // The document itself stands for its folder.
+    const QFileInfo info(*chosen);
+    if (info.isFile() && info.fileName() == QStringLiteral("project.json"))
+        return toPath(info.absolutePath());
+    return toPath(*chosen);
+}
+
+std::optional<std::filesystem::path> QtStudioHost::chooseAudioFile()
+{
+    QFileDialog dialog(parent_, QStringLiteral("Importar música"), startFolder());
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    dialog.setNameFilters(audioFilters());
+    const std::optional<QString> chosen = firstChoice(dialog);
+    if (!chosen)
+        return std::nullopt;
+    return toPath(*chosen);
+}
+
+std::optional<std::filesystem::path>
+QtStudioHost::chooseExportDestination(const std::string& proposedName)
+{
+    QFileDialog dialog(parent_, QStringLiteral("Exportar M4A"), startFolder());
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setNameFilter(exportFilter());
+    dialog.setDefaultSuffix(QStringLiteral("m4a"));
+    dialog.selectFile(withM4aExtension(QString::fromStdString(proposedName)));
+    const std::optional<QString> chosen = firstChoice(dialog);
+    if (!chosen)
+        return std::nullopt;
+    return toPath(withM4aExtension(*chosen));
+}
+
+void QtStudioHost::requestMicrophonePermission(std::function<void(bool granted)> answer)
+{
+    answer(true);
+}
+
+} // namespace tw
