@@ -7,6 +7,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QStyleOptionSlider>
 #include <QVBoxLayout>
 
@@ -30,10 +31,11 @@ BandSlider::BandSlider(QWidget* parent) : QSlider(Qt::Vertical, parent)
     setRange(-12 * stepsPerDecibel, 12 * stepsPerDecibel);
     setSingleStep(1);
     setPageStep(stepsPerDecibel);
-    setTickPosition(QSlider::TicksRight);
-    // Seven marks: −12, −8, −4, 0, +4, +8, +12 dB.
+    // Seven marks: −12, −8, −4, 0, +4, +8, +12 dB; drawn here, not by the style.
     setTickInterval(4 * stepsPerDecibel);
+    setTickPosition(QSlider::NoTicks);
     setFixedHeight(sliderLength);
+    setFixedWidth(26);
 }
 
 QRect BandSlider::handleRect() const
@@ -41,6 +43,38 @@ QRect BandSlider::handleRect() const
     QStyleOptionSlider option;
     initStyleOption(&option);
     return style()->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle, this);
+}
+
+std::vector<int> BandSlider::tickCentres() const
+{
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    const QRect handle = handleRect();
+    const int available = style()->pixelMetric(QStyle::PM_SliderSpaceAvailable, &option, this);
+    auto place = [&](int value) {
+        return QStyle::sliderPositionFromValue(minimum(), maximum(), value, available,
+                                               option.upsideDown);
+    };
+    // The handle's own position tells where the style starts its travel.
+    const int origin = handle.top() - place(value());
+    std::vector<int> centres;
+    for (int value = maximum(); value >= minimum(); value -= tickInterval())
+        centres.push_back(origin + place(value) + handle.height() / 2);
+    return centres;
+}
+
+void BandSlider::paintEvent(QPaintEvent* event)
+{
+    QSlider::paintEvent(event);
+    QPainter painter(this);
+    const int left = handleRect().right() + 3;
+    painter.setPen(QPen(isEnabled() ? QColor(150, 151, 157) : QColor(80, 81, 86), 1));
+    const std::vector<int> ticks = tickCentres();
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+        // The middle mark (0 dB) is a little longer.
+        const int length = i == ticks.size() / 2 ? 5 : 3;
+        painter.drawLine(left, ticks[i], left + length, ticks[i]);
+    }
 }
 
 EqualizerBand::EqualizerBand(const QString& label, QWidget* parent)

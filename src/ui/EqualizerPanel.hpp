@@ -6,6 +6,7 @@
 #include <QWidget>
 
 #include <array>
+#include <vector>
 
 class QLabel;
 
@@ -15,13 +16,21 @@ class ResponseCurve;
 class Studio;
 enum class StudioField;
 
-// A vertical band slider that can say where its handle is drawn (tests press it there).
+// A vertical band slider with its own column of seven tick marks (−12, −8, …, +12 dB) beside
+// the handle; the style's own ticks vanish on the dark panel.
 class BandSlider final : public QSlider {
     Q_OBJECT
 
 public:
     explicit BandSlider(QWidget* parent = nullptr);
+    // Where the handle is drawn now.
     QRect handleRect() const;
+    // The heights of the tick marks, top to bottom: where the handle's centre stands at each
+    // marked value.
+    std::vector<int> tickCentres() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 };
 
 // The view of one band: its gain as text, the slider (−12…+12 dB in 0.5 dB steps, held as
@@ -30,7 +39,7 @@ class EqualizerBand final : public QWidget {
     Q_OBJECT
 
 public:
-    EqualizerBand(const QString& label, QWidget* parent = nullptr);
+    explicit EqualizerBand(const QString& label, QWidget* parent = nullptr);
 
     BandSlider& slider() const { return *slider_; }
     QString gainText() const;

@@ -72,6 +72,14 @@ void SpectrumView::paintEvent(QPaintEvent*)
         painter.drawLine(QPointF(plot.left(), y), QPointF(plot.right(), y));
     }
 
+    // The floor's level, faint and behind the bars that stand on it.
+    QFont floorFont = font();
+    floorFont.setPixelSize(8);
+    painter.setFont(floorFont);
+    painter.setPen(QColor(140, 140, 146, 150));
+    painter.drawText(QRectF(plot.left() + 2, plot.bottom() - 15, 60, 11),
+                     Qt::AlignLeft | Qt::AlignBottom, QStringLiteral("−70 dB"));
+
     // One gradient over the whole plot, so a bar's colour says how high it reaches.
     QLinearGradient fill(plot.bottomLeft(), plot.topLeft());
     fill.setColorAt(0.0, QColor(110, 240, 200));
@@ -82,12 +90,7 @@ void SpectrumView::paintEvent(QPaintEvent*)
     for (const QRectF& bar : barRects(bars_, plot))
         painter.drawRoundedRect(bar, 1, 1);
 
-    QFont marks = font();
-    marks.setPixelSize(8);
-    painter.setFont(marks);
     painter.setPen(QColor(140, 140, 146));
-    painter.drawText(QRectF(plot.left() + 2, plot.bottom() - 12, 60, 11),
-                     Qt::AlignLeft | Qt::AlignBottom, QStringLiteral("−70 dB"));
     const QRectF labels(plot.left(), plot.bottom() + 2, plot.width(), labelHeight - 2);
     painter.drawText(labels, Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("30 Hz"));
     painter.drawText(labels, Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("1 kHz"));

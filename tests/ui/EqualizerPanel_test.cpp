@@ -110,6 +110,16 @@ TEST(EqualizerPanel, bandsShowTheGainsAndTheirLabels)
     EXPECT_EQ(panel.band(5).gainText(), "-2.0");
     EXPECT_EQ(panel.band(8).gainText(), "+0.0");
     EXPECT_EQ(panel.band(2).slider().value(), 6);
+
+    // Seven evenly spaced marks; the middle one is where the handle stands at 0 dB.
+    panel.show();
+    BandSlider& flat = panel.band(0).slider();
+    const std::vector<int> ticks = flat.tickCentres();
+    ASSERT_EQ(ticks.size(), 7u);
+    for (std::size_t i = 1; i < ticks.size(); ++i)
+        EXPECT_NEAR(ticks[i] - ticks[i - 1], (ticks[6] - ticks[0]) / 6.0, 1.0);
+    EXPECT_NEAR(ticks[3], flat.handleRect().center().y(), 1);
+    EXPECT_EQ(panel.band(2).slider().tickCentres(), ticks);
     EXPECT_EQ(panel.band(5).slider().value(), -4);
     EXPECT_EQ(panel.curve().treatment(), fixture.studio.treatment());
     bool captioned = false;
