@@ -197,6 +197,10 @@ TEST_F(AppMenusTest, spaceWhileRecordingPausesTheTakeInsteadOfPlaying)
     press(Qt::Key_Space);
     EXPECT_FALSE(f.studio.recordingPaused());
     EXPECT_TRUE(f.studio.recording());
+    ASSERT_TRUE(f.waitUntil([&] {
+        f.scheduler.advance(0.1);
+        return f.studio.liveDuration >= 1.0;
+    }));
 
     press(Qt::Key_R);
     EXPECT_FALSE(f.studio.recording());
