@@ -53,12 +53,12 @@ TransportBar::TransportBar(Studio& studio, QWidget* parent) : QWidget(parent), s
 {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(6);
+    layout->setSpacing(4);
     for (std::size_t i = 0; i < buttons_.size(); ++i) {
         const QColor colour = i == recordKey ? recordRed : primary;
         auto* button = new TransportButton(symbolIcon(symbols()[i], colour), labels[i], this);
         button->setIconSize(QSize(16, 16));
-        button->setFixedSize(40, 34); // the 32 × 30 key plus its shadow
+        button->setFixedSize(36, 34); // the 32 × 30 key plus its shadow
         layout->addWidget(button);
         buttons_[i] = button;
     }
