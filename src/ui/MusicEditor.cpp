@@ -5,12 +5,12 @@
 #include "ui/PanelPalette.hpp"
 
 #include <QGridLayout>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -273,6 +273,7 @@ void MusicEditor::keyPressEvent(QKeyEvent* event)
 MusicEditorPopover::MusicEditorPopover(Studio& studio, QWidget* anchor)
     : QFrame(anchor, Qt::Popup)
     , studio_(studio)
+    , anchor_(anchor)
     , editor_(new MusicEditor(studio, this))
 {
     setAttribute(Qt::WA_DeleteOnClose);
@@ -303,6 +304,17 @@ MusicEditorPopover* MusicEditorPopover::open(Studio& studio, QWidget* anchor)
     popover->move(place);
     popover->show();
     return popover;
+}
+
+void MusicEditorPopover::mousePressEvent(QMouseEvent* event)
+{
+    // A click on the anchor closes the popover and must not reach the anchor afterwards: the
+    // anchor toggles the editor, and would open it again at once.
+    const QPoint global = event->globalPosition().toPoint();
+    if (anchor_ && !rect().contains(event->position().toPoint()) &&
+        anchor_->rect().contains(anchor_->mapFromGlobal(global)))
+        setAttribute(Qt::WA_NoMouseReplay);
+    QFrame::mousePressEvent(event);
 }
 
 void MusicEditorPopover::hideEvent(QHideEvent* event)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QFrame>
+#include <QPointer>
 #include <QWidget>
 
 #include <array>
@@ -80,9 +81,11 @@ public:
 
 protected:
     void hideEvent(QHideEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
     Studio& studio_;
+    QPointer<QWidget> anchor_;
     MusicEditor* editor_;
 };
 

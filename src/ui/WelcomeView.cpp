@@ -66,7 +66,8 @@ WelcomeView::WelcomeView(Studio& studio, QWidget* parent)
     , close_(new QPushButton(QStringLiteral("Cerrar"), this))
 {
     setWindowTitle(QStringLiteral("Bobinet 2"));
-    setModal(true);
+    // A sheet: it blocks the window it stands over.
+    setWindowModality(Qt::WindowModal);
     setPalette(panelPalette(palette()));
     setAutoFillBackground(true);
 

@@ -264,4 +264,38 @@ TEST(MusicEditor, dismissingThePopoverKeepsTheTypedValueAndClearsTheFlag)
     QLocale::setDefault(QLocale::system());
 }
 
+TEST(MusicEditor, aClickOnTheAnchorClosesThePopoverWithoutOpeningItAgain)
+{
+    testing::uiApplication();
+    MusicProject music;
+    Studio& studio = music.studio();
+    // The anchor works as the music track's "Ajustes…" does: it toggles the flag, and the flag
+    // raised opens the popover.
+    QWidget window;
+    window.resize(300, 200);
+    QPushButton anchor("Ajustes…", &window);
+    anchor.setGeometry(10, 10, 90, 24);
+    QPointer<MusicEditorPopover> popover;
+    QObject::connect(&anchor, &QPushButton::clicked,
+                     [&] { studio.showMusicEditor = !studio.showMusicEditor(); });
+    QObject::connect(&studio, &Studio::fieldChanged, [&](StudioField field) {
+        if (field == StudioField::showMusicEditor && studio.showMusicEditor() && !popover)
+            popover = MusicEditorPopover::open(studio, &anchor);
+    });
+    showActive(window);
+
+    QTest::mouseClick(&anchor, Qt::LeftButton);
+    ASSERT_TRUE(studio.showMusicEditor());
+    ASSERT_FALSE(popover.isNull());
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+
+    // The press lands on the popover (it has the mouse) outside its frame, over the anchor.
+    const QPoint onAnchor = popover->mapFromGlobal(anchor.mapToGlobal(anchor.rect().center()));
+    QTest::mouseClick(popover.data(), Qt::LeftButton, {}, onAnchor);
+    QApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_FALSE(studio.showMusicEditor());
+    EXPECT_TRUE(popover.isNull());
+}
+
 } // namespace tw
