@@ -1,0 +1,144 @@
+#include "ui/TimelineView.hpp"
+
+#include "ui/TimelineRuler.hpp"
+#include "ui/TrackHeader.hpp"
+#include "ui/WaveTrack.hpp"
+#include "ui/WindowStudio.hpp"
+
+#include <QScrollArea>
+#include <QScrollBar>
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+namespace {
+
+using testing::clipAt;
+using testing::sendMouse;
+using testing::WindowStudio;
+
+struct Timeline : WindowStudio {
+    using WindowStudio::WindowStudio;
+    TimelineView view{studio};
+    Timeline(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips))
+    {
+        view.resize(1000, 330);
+        view.show();
+        QCoreApplication::processEvents();
+    }
+    int contentWidth() const { return view.content().width(); }
+    QScrollBar& bar() const { return *view.scrollArea().horizontalScrollBar(); }
+};
+
+} // namespace
+
+TEST(TimelineView, contentWidthCoversTheProgrammeAMinuteMoreAndThirtySecondsPastTheHead)
+{
+    Timeline f;
+    // Empty project: two minutes at the zoom.
+    EXPECT_EQ(f.contentWidth(), 120 * 30);
+    f.studio.zoom = 10.0;
+    EXPECT_EQ(f.contentWidth(), 1200);
+    EXPECT_EQ(f.view.voiceLane().width(), 1200);
+    EXPECT_EQ(f.view.musicLane().width(), 1200);
+
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 100)}; });
+    EXPECT_EQ(f.contentWidth(), 160 * 10);
+    f.studio.position = 150.0;
+    EXPECT_EQ(f.contentWidth(), 180 * 10);
+    EXPECT_EQ(f.view.recordHead().x(), 1500);
+    EXPECT_EQ(f.view.recordHead().size(), QSize(1, 1));
+    EXPECT_EQ(f.view.recordHead().objectName(), "recordHead");
+    f.studio.position = 10.0;
+    EXPECT_EQ(f.contentWidth(), 160 * 10);
+
+    // Headers sit beside their lanes, the ruler above them.
+    EXPECT_EQ(f.view.voiceHeader().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice));
+    EXPECT_EQ(f.view.musicHeader().height(), WaveTrack::laneHeight(WaveTrack::Kind::music));
+    EXPECT_EQ(f.view.voiceLane().y(), TimelineRuler::stripHeight);
+    EXPECT_EQ(f.view.voiceHeader().mapTo(&f.view, QPoint(0, 0)).y(),
+              f.view.voiceLane().mapTo(&f.view, QPoint(0, 0)).y());
+    EXPECT_EQ(f.view.musicHeader().mapTo(&f.view, QPoint(0, 0)).y(),
+              f.view.musicLane().mapTo(&f.view, QPoint(0, 0)).y());
+}
+
+TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
+{
+    Timeline f({clipAt(0, 30)});
+    f.studio.zoom = 100.0;
+    const int visible = f.view.scrollArea().viewport()->width();
+    ASSERT_GT(visible, 100);
+    f.studio.position = 30.0;
+    ASSERT_TRUE(f.startTake());
+    EXPECT_EQ(f.bar().value(), std::max(0, 3000 + 1 - visible));
+    ASSERT_TRUE(f.recordUntil(2.0));
+    // Record head at 32 s = 3200 points: the content reaches 30 s past it.
+    EXPECT_GE(f.contentWidth(), static_cast<int>((f.studio.position() + 30) * 100) - 1);
+    const int head = f.view.recordHead().x();
+    EXPECT_NEAR(head, f.studio.position() * 100, 1);
+    EXPECT_EQ(f.bar().value(), head + 1 - visible);
+
+    // Scrolling away during the take: the next poll brings the head back into view.
+    f.bar().setValue(0);
+    f.fixture.scheduler.advance(0.1);
+    EXPECT_EQ(f.bar().value(), f.view.recordHead().x() + 1 - visible);
+    ASSERT_TRUE(f.finishTake());
+
+    // Without a take a moving head does not scroll the view.
+    f.bar().setValue(0);
+    f.studio.position = 25.0;
+    EXPECT_EQ(f.bar().value(), 0);
+}
+
+TEST(TimelineRuler, labelStepsFollowTheZoomAndLabelsCoverTheVisiblePartOnly)
+{
+    EXPECT_EQ(rulerStep(2), 60);
+    EXPECT_EQ(rulerStep(9.99), 60);
+    EXPECT_EQ(rulerStep(10), 10);
+    EXPECT_EQ(rulerStep(39.9), 10);
+    EXPECT_EQ(rulerStep(40), 5);
+    EXPECT_EQ(rulerStep(99.9), 5);
+    EXPECT_EQ(rulerStep(100), 1);
+    EXPECT_EQ(rulerText(0), "0:00");
+    EXPECT_EQ(rulerText(65), "1:05");
+    EXPECT_EQ(rulerText(3725), "62:05");
+
+    // Zoom 30 (step 10), scrolled to 1000 points, 900 wide: 33.3 s … 63.3 s visible.
+    EXPECT_EQ(rulerLabels(1000, 900, 30, 600, 0), (std::vector<long long>{30, 40, 50, 60, 70}));
+    // The end of the content caps the labels: max(duration + 60, position + 30, 120).
+    EXPECT_EQ(rulerLabels(0, 5000, 30, 10, 0).back(), 120);
+    EXPECT_EQ(rulerLabels(0, 5000, 30, 10, 100).back(), 130);
+    // Far zoomed out: minutes.
+    EXPECT_EQ(rulerLabels(0, 1000, 2, 3600, 0).front(), 0);
+    EXPECT_EQ(rulerLabels(0, 1000, 2, 3600, 0)[1], 60);
+}
+
+TEST(TimelineRuler, dragOnTheRulerSeeksUnlessATakeOrALongOperationRuns)
+{
+    Timeline f({clipAt(0, 60)});
+    TimelineRuler& ruler = f.view.ruler();
+    EXPECT_EQ(ruler.height(), 30);
+    sendMouse(ruler, QEvent::MouseButtonPress, 300);
+    EXPECT_DOUBLE_EQ(f.studio.position(), 10.0);
+    sendMouse(ruler, QEvent::MouseMove, 450);
+    EXPECT_DOUBLE_EQ(f.studio.position(), 15.0);
+    sendMouse(ruler, QEvent::MouseButtonRelease, 450);
+
+    f.studio.busy = true;
+    sendMouse(ruler, QEvent::MouseButtonPress, 600);
+    EXPECT_DOUBLE_EQ(f.studio.position(), 15.0);
+    sendMouse(ruler, QEvent::MouseButtonRelease, 600);
+    f.studio.busy = false;
+
+    // What is drawn: labels in the visible part (a label at 10 s, x = 300 + 20).
+    const QImage image = testing::saveScreenshot(ruler, "TimelineRuler");
+    bool ink = false;
+    for (int x = 305; x < 335; ++x)
+        for (int y = 9; y < 22; ++y)
+            ink = ink || qGray(image.pixel(x, y)) > 100;
+    EXPECT_TRUE(ink);
+    EXPECT_EQ(ruler.visibleLabels().front(), 0);
+}
+
+} // namespace tw
