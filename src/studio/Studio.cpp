@@ -17,6 +17,7 @@ Studio::Studio(StudioEnvironment environment, QObject* parent)
     , host_(environment.host)
     , settings_(environment.settings)
     , catalog_(environment.devices)
+    , makeOutput_(std::move(environment.makeOutput))
 {
     assertMainThread();
     recorder = std::make_shared<DiskRecorder>(std::move(environment.makeInput),
@@ -35,6 +36,8 @@ Studio::~Studio()
     for (TaskHandle* task : {&timer, &seekSaveTask, &shuttleTask, &recordTask})
         if (*task)
             (*task)->cancel();
+    removePlaybackObserver();
+    player.reset();
     catalog_.setChangeHandler({});
     // A take still running ends here: the recorder stops before the scheduler it stamps with
     // may go away, and then the monitor falls back to the machine's clock.

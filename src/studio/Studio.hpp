@@ -18,6 +18,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -28,6 +29,7 @@ namespace tw {
 
 class Player;
 class ExportSession;
+struct BuiltMix;
 
 // The copied clips, the length of the copied range and the folder their paths belong to.
 struct AudioClipboard {
@@ -98,12 +100,37 @@ public:
     void stopRecording();
 
     // ---- Transport (StudioTransport.cpp) ----
+    // Plays from the play head if stopped (the mix is built in the background meanwhile, busy),
+    // pauses if playing.
+    void togglePlayback();
+    // Stops the player where it is and saves.
     void pause();
+    // Moves the play head, within the seek limits; saves once the seeks settle.
+    void seek(double time);
+    // Shows a shuttle movement (-1 rewinds, +1 winds) on the deck for 650 ms.
+    void animateShuttle(int direction);
+    // Gives the running player the project's current volumes, fades and treatment without a gap,
+    // keeping the voice tap when the treatment did not change; then saves.
     void updateMix();
+    void removePlaybackObserver();
+    // The transport bar's jumps: to the start, 5 s back, 5 s forward, to the end.
+    void goToStart();
+    void skipBackward();
+    void skipForward();
+    void goToEnd();
+    // Plays the selection from its start and stops at its end.
+    void listenToSelection();
     // The pause key: toggles the pause of a take while recording, else pauses playback.
     void pauseTransport();
     // The stop key: cancels a countdown, else ends a take, else stops playback at the start.
     void stop();
+
+    // ---- Export (StudioExport.cpp) ----
+    // Asks for a destination and writes the audible part of the mix there as M4A, in the
+    // background (busy, exportProgress).
+    void exportProject();
+    // The "Cancelar" beside the export progress.
+    void cancelExport();
 
     // ---- Input devices (Studio.cpp) ----
     // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
@@ -185,17 +212,19 @@ public:
     Published<bool> pauseEngaged{this, StudioField::pauseEngaged, false};
     Published<int> shuttleDirection{this, StudioField::shuttleDirection, 0};
     TaskHandle shuttleTask;
-    // The player of the current playback and its clock observer; filled in by the playback work.
+    // The player of the current playback (a paused one stays until the next start) and its clock
+    // observer.
     std::shared_ptr<Player> player;
-    std::shared_ptr<void> observer;
+    TaskHandle observer;
     std::optional<double> previewEnd;
     std::int64_t playbackGeneration = 0;
     VoiceTreatment appliedTreatment;
 
     // ---- Fields of the export ----
     Published<std::optional<float>> exportProgress{this, StudioField::exportProgress};
-    // The running export; filled in by the export work.
+    // The running export and its progress poll.
     std::shared_ptr<ExportSession> activeExport;
+    TaskHandle exportPoll;
 
 signals:
     // Emitted on every assignment of a published field, also when the value did not change.
@@ -229,6 +258,20 @@ private:
     // The clock's weighting of the sources being heard, and its reel step (StudioClock.cpp).
     std::map<std::string, float> heardWeights() const;
     void turnReels();
+    // Export steps (StudioExport.cpp), main thread.
+    struct ExportJob {
+        std::filesystem::path destination;
+        std::filesystem::path temporary;
+        TimeRange range;
+        std::string title;
+    };
+    void startExport(Result<BuiltMix> built, const ExportJob& job);
+    void exportEnded(const ExportJob& job);
+    void finishExport(const ExportJob& job, const std::optional<Error>& failure);
+    // Playback steps (StudioTransport.cpp), main thread.
+    void startPlayer(Result<BuiltMix> built, std::int64_t generation);
+    void startClock(std::int64_t generation);
+    void followPlayer(double time);
 
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;
@@ -237,6 +280,7 @@ private:
     StudioHost& host_;
     SettingsStore& settings_;
     DeviceCatalog& catalog_;
+    std::function<std::unique_ptr<AudioOutput>()> makeOutput_;
 };
 
 } // namespace tw

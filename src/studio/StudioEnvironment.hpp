@@ -3,7 +3,11 @@
 // microphone).
 #pragma once
 
+#include "audio/AudioOutput.hpp"
 #include "capture/DiskRecorder.hpp"
+
+#include <functional>
+#include <memory>
 
 namespace tw {
 
@@ -21,9 +25,14 @@ struct StudioEnvironment {
     DiskRecorder::InputFactory makeInput;
     // How the recorder creates take files; empty for the ordinary CAF writer.
     DiskRecorder::WriterFactory makeWriter = {};
+    // A new output for each playback (the sound server's in the app); empty for the sound
+    // server's.
+    std::function<std::unique_ptr<AudioOutput>()> makeOutput = {};
 };
 
 // The input factory of the application: capture from the sound server.
 DiskRecorder::InputFactory soundServerInputs();
+// The output factory of the application: playback through the sound server.
+std::unique_ptr<AudioOutput> soundServerOutput();
 
 } // namespace tw

@@ -1,7 +1,6 @@
 // Recording takes: permission, countdown, the pending mark saved before the first sample, the
 // recorder's start, pause and stop, and the take inserted as a clip. Main thread, except the
 // recorder's stop on the finalizer queue.
-#include "audio/PulseAudioInput.hpp"
 #include "studio/MainThread.hpp"
 #include "studio/Studio.hpp"
 #include "studio/StudioHost.hpp"
@@ -25,11 +24,6 @@ const char* const interrupted =
 const char* const stoppedByFailure = "La grabación se detuvo: ";
 
 } // namespace
-
-DiskRecorder::InputFactory soundServerInputs()
-{
-    return [] { return std::make_unique<PulseAudioInput>(); };
-}
 
 void Studio::subscribeToConfigurationChanges()
 {

@@ -23,6 +23,7 @@ public:
     int newProjectRequests = 0;
     int openRequests = 0;
     int audioFileRequests = 0;
+    int exportRequests = 0;
     int microphoneRequests = 0;
 
     std::optional<std::filesystem::path> chooseNewProjectLocation(const std::string& title,
@@ -45,6 +46,7 @@ public:
     }
     std::optional<std::filesystem::path> chooseExportDestination(const std::string& name) override
     {
+        ++exportRequests;
         lastExportName = name;
         return next(exportAnswers);
     }

@@ -5,6 +5,7 @@
 
 #include "audio/DeviceCatalog.hpp"
 #include "audio/SimulatedAudioInput.hpp"
+#include "audio/SimulatedAudioOutput.hpp"
 #include "base/ManualScheduler.hpp"
 #include "base/SettingsStore.hpp"
 #include "studio/Studio.hpp"
@@ -73,6 +74,10 @@ struct StudioFixture {
     // The input the recorder made last (it owns it; valid while that take runs).
     SimulatedAudioInput* lastInput = nullptr;
     int inputsMade = 0;
+    // The output of the latest playback (the player owns it; valid while that player lives):
+    // nothing plays until a test advances it.
+    SimulatedAudioOutput* lastOutput = nullptr;
+    int outputsMade = 0;
 
     Studio studio{StudioEnvironment{scheduler, host, settings, catalog,
                                     [this]() -> std::unique_ptr<AudioInput> {
@@ -87,6 +92,12 @@ struct StudioFixture {
                                         if (writerFactory)
                                             return writerFactory(path, rate, channels);
                                         return CafWriter::create(path, rate, channels);
+                                    },
+                                    [this]() -> std::unique_ptr<AudioOutput> {
+                                        auto output = std::make_unique<SimulatedAudioOutput>();
+                                        lastOutput = output.get();
+                                        ++outputsMade;
+                                        return output;
                                     }}};
     std::map<StudioField, int> notifications;
 
@@ -132,6 +143,17 @@ struct StudioFixture {
     {
         studio.flushSaves();
         QCoreApplication::processEvents();
+    }
+    // Plays seconds of the running playback: the output pulls the audio and the clock observer
+    // follows, in steps of 0.05 s of virtual time.
+    void play(double seconds)
+    {
+        for (double played = 0; played < seconds - 1e-9; played += 0.05) {
+            if (lastOutput)
+                lastOutput->advance(2400);
+            scheduler.advance(0.05);
+            QCoreApplication::processEvents();
+        }
     }
     // Opens folder and waits for its peak loading.
     bool openAndWait(const std::filesystem::path& folder)

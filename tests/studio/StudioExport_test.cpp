@@ -1,0 +1,196 @@
+#include "studio/Studio.hpp"
+
+#include "support/AudioFiles.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+
+namespace tw {
+namespace {
+
+using testfiles::decodeWithFfmpeg;
+using testfiles::encodeSamples;
+using testing::countFiles;
+using testing::StudioFixture;
+using testing::TempFolder;
+using testing::writeProject;
+
+Segment clip(double at, double length, const std::string& file)
+{
+    Segment segment;
+    segment.duration = length;
+    segment.file = file;
+    segment.timelineStart = at;
+    return segment;
+}
+
+// Seconds of silence followed by seconds of a 440 Hz tone at half scale, 48 kHz mono.
+std::vector<float> silenceThenTone(double silence, double tone)
+{
+    const auto quiet = static_cast<std::size_t>(silence * 48000);
+    const auto loud = static_cast<std::size_t>(tone * 48000);
+    std::vector<float> samples(quiet + loud, 0.0f);
+    for (std::size_t i = 0; i < loud; ++i)
+        samples[quiet + i] = 0.5f * static_cast<float>(std::sin(2 * M_PI * 440.0 * i / 48000.0));
+    return samples;
+}
+
+// The first decoded sample louder than threshold, in seconds (mono files).
+double firstSoundAt(const std::vector<float>& samples, float threshold = 0.05f)
+{
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if (std::fabs(samples[i]) > threshold)
+            return static_cast<double>(i) / 48000.0;
+    return -1;
+}
+
+// Points the system's temporary folder at folder while it lives.
+class ScopedTemporaryFolder {
+public:
+    explicit ScopedTemporaryFolder(const std::filesystem::path& folder)
+    {
+        if (const char* previous = std::getenv("TMPDIR"))
+            previous_ = previous;
+        std::filesystem::create_directories(folder);
+        ::setenv("TMPDIR", folder.c_str(), 1);
+    }
+    ~ScopedTemporaryFolder()
+    {
+        if (previous_)
+            ::setenv("TMPDIR", previous_->c_str(), 1);
+        else
+            ::unsetenv("TMPDIR");
+    }
+
+private:
+    std::optional<std::string> previous_;
+};
+
+// A project whose one clip holds 2 s of silence and then a tone, opened with its peaks, and a
+// private temporary folder for the studio's intermediate files.
+struct ExportFixture {
+    TempFolder temp;
+    std::filesystem::path folder = temp / "Show.podcastproject";
+    std::filesystem::path scratch = temp / "tmp";
+    ScopedTemporaryFolder scopedScratch{scratch};
+    StudioFixture f;
+
+    explicit ExportFixture(double tone = 3.0)
+    {
+        std::filesystem::create_directories(folder / "Media");
+        encodeSamples(folder / "Media" / "voice-1.wav", silenceThenTone(2.0, tone), 48000, 1);
+        PodcastProject document;
+        document.segments = {clip(0, 2.0 + tone, "Media/voice-1.wav")};
+        writeProject(folder, document);
+        EXPECT_TRUE(f.openAndWait(folder));
+    }
+
+    // Runs the export to its end, moving virtual time so that the progress poll runs.
+    bool exportTo(const std::optional<std::filesystem::path>& destination)
+    {
+        f.host.exportAnswers.push_back(destination);
+        f.studio.exportProject();
+        return f.waitUntil([this] {
+            f.scheduler.advance(0.2);
+            return !f.studio.busy();
+        });
+    }
+};
+
+TEST(StudioExport, theAudibleMixIsWrittenFromAMarginBeforeTheFirstSoundAndReplacesAnOldFile)
+{
+    ExportFixture x;
+    const std::filesystem::path destination = x.temp / "Show.m4a";
+    testfiles::writeBytes(destination, {'o', 'l', 'd'});
+    int progressUpdates = 0;
+    QObject::connect(&x.f.studio, &Studio::fieldChanged, [&](StudioField field) {
+        if (field == StudioField::exportProgress)
+            ++progressUpdates;
+    });
+
+    ASSERT_TRUE(x.exportTo(destination));
+    EXPECT_EQ(x.f.host.lastExportName, "Show.m4a");
+    EXPECT_EQ(x.f.studio.message(), "Exportación completada: Show.m4a");
+    EXPECT_FALSE(x.f.studio.exportProgress());
+    EXPECT_FALSE(x.f.studio.activeExport);
+    EXPECT_GE(progressUpdates, 2) << "set to 0 at the start and cleared at the end";
+    EXPECT_EQ(countFiles(x.scratch, ""), 0) << "the temporary file is gone";
+
+    const std::vector<float> decoded = decodeWithFfmpeg(destination);
+    // The range is [1.96, 5]: the tone starts 0.04 s into the file and plays to the end.
+    EXPECT_NEAR(decoded.size() / 48000.0, 3.04, 1024.0 / 48000);
+    EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
+}
+
+TEST(StudioExport, nothingAudibleGivesItsMessageAndNoFile)
+{
+    ExportFixture x;
+    x.f.studio.project.mutate([](PodcastProject& document) { document.segments[0].gain = 0; });
+    const std::filesystem::path destination = x.temp / "Muted.m4a";
+    x.f.host.exportAnswers.push_back(destination);
+    x.f.studio.exportProject();
+    EXPECT_FALSE(x.f.studio.busy());
+    EXPECT_EQ(x.f.studio.message(),
+              "No hay audio audible para exportar. Comprueba los clips y volúmenes.");
+    EXPECT_FALSE(std::filesystem::exists(destination));
+
+    // A cancelled save panel does nothing at all.
+    x.f.studio.message = std::nullopt;
+    x.f.studio.exportProject();
+    EXPECT_FALSE(x.f.studio.message());
+}
+
+TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeavesNothing)
+{
+    ExportFixture x(120.0);
+    const std::filesystem::path destination = x.temp / "Long.m4a";
+    x.f.host.exportAnswers.push_back(destination);
+    x.f.studio.exportProject();
+    ASSERT_TRUE(x.f.studio.busy());
+    ASSERT_TRUE(x.f.waitUntil([&] { return x.f.studio.activeExport || !x.f.studio.busy(); }));
+    ASSERT_TRUE(x.f.studio.activeExport) << x.f.studio.message().value_or("");
+    EXPECT_EQ(x.f.studio.exportProgress(), 0.0f);
+
+    x.f.studio.togglePlayback();
+    x.f.studio.exportProject();
+    EXPECT_EQ(x.f.host.exportRequests, 1);
+    EXPECT_FALSE(x.f.studio.playing());
+
+    x.f.studio.cancelExport();
+    ASSERT_TRUE(x.f.waitIdle());
+    EXPECT_FALSE(x.f.studio.message());
+    EXPECT_FALSE(x.f.studio.exportProgress());
+    EXPECT_FALSE(std::filesystem::exists(destination));
+    EXPECT_EQ(countFiles(x.scratch, ""), 0);
+}
+
+TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
+{
+    ExportFixture x;
+    // A destination whose folder does not exist: the finished file cannot be moved there.
+    const std::filesystem::path nowhere = x.temp / "absent" / "Show.m4a";
+    ASSERT_TRUE(x.exportTo(nowhere));
+    ASSERT_TRUE(x.f.studio.message());
+    EXPECT_EQ(x.f.studio.message()->rfind("No se pudo exportar: ", 0), 0u) << *x.f.studio.message();
+    EXPECT_EQ(countFiles(x.scratch, ""), 0);
+    EXPECT_FALSE(x.f.studio.busy());
+
+    // A source deleted after opening fails the build with the file's description.
+    x.f.studio.message = std::nullopt;
+    std::filesystem::remove(x.folder / "Media" / "voice-1.wav");
+    const std::filesystem::path destination = x.temp / "Gone.m4a";
+    ASSERT_TRUE(x.exportTo(destination));
+    ASSERT_TRUE(x.f.studio.message());
+    EXPECT_EQ(x.f.studio.message()->rfind("No se pudo exportar: ", 0), 0u);
+    EXPECT_NE(x.f.studio.message()->find("voice-1.wav"), std::string::npos)
+        << *x.f.studio.message();
+    EXPECT_FALSE(std::filesystem::exists(destination));
+    EXPECT_EQ(countFiles(x.scratch, ""), 0);
+}
+
+} // namespace
+} // namespace tw
