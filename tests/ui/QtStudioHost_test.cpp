@@ -1,0 +1,180 @@
+#include "ui/QtStudioHost.hpp"
+
+#include "support/TempProject.hpp"
+#include "ui/UiApplication.hpp"
+
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QListView>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+namespace tw {
+namespace {
+
+using testing::TempFolder;
+
+// Runs script on the file dialog as soon as it is up (the dialogs run their own event loop).
+void whenDialogOpens(std::function<void(QFileDialog&)> script)
+{
+    auto* poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, script] {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (!dialog || !dialog->isVisible())
+            return;
+        poll->stop();
+        poll->deleteLater();
+        script(*dialog);
+    });
+    poll->start(5);
+}
+
+// Double-clicks the entry called name in the dialog's file list, as a person enters a folder.
+// Rejects the dialog when the entry never shows, so a failure cannot hang the test.
+void doubleClickEntry(QFileDialog& dialog, const QString& name)
+{
+    auto* view = dialog.findChild<QListView*>(QStringLiteral("listView"));
+    QModelIndex entry;
+    const bool listed = view && QTest::qWaitFor([&] {
+                            const QAbstractItemModel* model = view->model();
+                            for (int row = 0; row < model->rowCount(view->rootIndex()); ++row) {
+                                const QModelIndex index = model->index(row, 0, view->rootIndex());
+                                if (index.data().toString() == name) {
+                                    entry = index;
+                                    return true;
+                                }
+                            }
+                            return false;
+                        });
+    if (!listed) {
+        ADD_FAILURE() << "no entry " << name.toStdString() << " in the dialog";
+        dialog.reject();
+        return;
+    }
+    view->scrollTo(entry);
+    const QPoint centre = view->visualRect(entry).center();
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, centre);
+    QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, centre);
+}
+
+// The name typed in the dialog's file name field.
+QString typedName(QFileDialog& dialog)
+{
+    auto* field = dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    return field ? field->text() : QString();
+}
+
+TEST(QtStudioHost, theNewProjectDialogProposesTheNameAndReturnsTheChosenPlace)
+{
+    testing::uiApplication();
+    TempFolder temp;
+    QtStudioHost host;
+    QString title, proposed;
+    whenDialogOpens([&](QFileDialog& dialog) {
+        title = dialog.windowTitle();
+        proposed = typedName(dialog);
+        EXPECT_EQ(dialog.acceptMode(), QFileDialog::AcceptSave);
+        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        dialog.selectFile(QStringLiteral("Entrevista.podcastproject"));
+        static_cast<QDialog&>(dialog).accept();
+    });
+    const auto chosen =
+        host.chooseNewProjectLocation("Crear proyecto de podcast", "Mi podcast.podcastproject");
+    EXPECT_EQ(title, QStringLiteral("Crear proyecto de podcast"));
+    EXPECT_EQ(proposed, QStringLiteral("Mi podcast.podcastproject"));
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(*chosen, temp / "Entrevista.podcastproject");
+
+    whenDialogOpens([](QFileDialog& dialog) { dialog.reject(); });
+    EXPECT_FALSE(host.chooseNewProjectLocation("Crear proyecto de podcast", "x"));
+}
+
+TEST(QtStudioHost, theOpenDialogTakesAProjectFolderInsteadOfEnteringIt)
+{
+    testing::uiApplication();
+    TempFolder temp;
+    const auto project = temp / "Programa.podcastproject";
+    testing::writeProject(project, PodcastProject{});
+    std::filesystem::create_directories(temp / "Carpeta");
+    QtStudioHost host;
+
+    // Going into a project folder chooses it at once.
+    whenDialogOpens([&](QFileDialog& dialog) {
+        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        doubleClickEntry(dialog, QStringLiteral("Programa.podcastproject"));
+        if (dialog.isVisible()) {
+            ADD_FAILURE() << "the dialog went into the project folder";
+            dialog.reject();
+        }
+    });
+    auto chosen = host.chooseProjectToOpen();
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(*chosen, project);
+
+    // An ordinary folder is entered like any other, and can be chosen itself.
+    bool stayedOpen = false;
+    QString entered;
+    whenDialogOpens([&](QFileDialog& dialog) {
+        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        doubleClickEntry(dialog, QStringLiteral("Carpeta"));
+        stayedOpen = dialog.isVisible();
+        entered = dialog.directory().dirName();
+        static_cast<QDialog&>(dialog).accept();
+    });
+    chosen = host.chooseProjectToOpen();
+    EXPECT_TRUE(stayedOpen);
+    EXPECT_EQ(entered, QStringLiteral("Carpeta"));
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(std::filesystem::canonical(*chosen), std::filesystem::canonical(temp / "Carpeta"));
+
+    whenDialogOpens([](QFileDialog& dialog) { dialog.reject(); });
+    EXPECT_FALSE(host.chooseProjectToOpen());
+}
+
+TEST(QtStudioHost, exportIsAlwaysAnM4aFileAndMusicAnAudioFile)
+{
+    testing::uiApplication();
+    TempFolder temp;
+    QtStudioHost host;
+    QString proposed;
+    QStringList filters;
+    whenDialogOpens([&](QFileDialog& dialog) {
+        proposed = typedName(dialog);
+        filters = dialog.nameFilters();
+        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        dialog.selectFile(QStringLiteral("final.mp3"));
+        static_cast<QDialog&>(dialog).accept();
+    });
+    const auto destination = host.chooseExportDestination("Entrevista");
+    EXPECT_EQ(proposed, QStringLiteral("Entrevista.m4a"));
+    EXPECT_EQ(filters, QStringList{QStringLiteral("Audio M4A (*.m4a)")});
+    ASSERT_TRUE(destination);
+    EXPECT_EQ(destination->extension(), ".m4a");
+    EXPECT_EQ(destination->parent_path(), temp.path());
+    EXPECT_EQ(QtStudioHost::withM4aExtension(QStringLiteral("Programa.M4A")),
+              QStringLiteral("Programa.M4A"));
+
+    testing::makeTone(temp / "musica.wav", 0.2);
+    whenDialogOpens([&](QFileDialog& dialog) {
+        filters = dialog.nameFilters();
+        EXPECT_EQ(dialog.fileMode(), QFileDialog::ExistingFile);
+        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        dialog.selectFile(QStringLiteral("musica.wav"));
+        static_cast<QDialog&>(dialog).accept();
+    });
+    const auto music = host.chooseAudioFile();
+    ASSERT_EQ(filters.size(), 1);
+    for (const char* extension : {"*.mp3", "*.m4a", "*.wav", "*.flac", "*.ogg", "*.caf", "*.aiff"})
+        EXPECT_TRUE(filters.first().contains(QLatin1String(extension))) << extension;
+    ASSERT_TRUE(music);
+    EXPECT_EQ(*music, temp / "musica.wav");
+
+    bool granted = false;
+    host.requestMicrophonePermission([&](bool answer) { granted = answer; });
+    EXPECT_TRUE(granted);
+}
+
+} // namespace
+} // namespace tw
