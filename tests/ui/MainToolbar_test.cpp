@@ -1,0 +1,71 @@
+#include "ui/MainToolbar.hpp"
+
+#include "ui/WindowStudio.hpp"
+
+#include <QAction>
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+namespace {
+
+using testing::clipAt;
+using testing::WindowStudio;
+
+} // namespace
+
+TEST(MainToolbar, fiveButtonsInTwoGroupsCallTheirOperations)
+{
+    WindowStudio f;
+    MainToolbar bar{f.studio};
+    QStringList texts;
+    for (QAction* action : bar.actions())
+        texts << (action->isSeparator() ? QStringLiteral("|") : action->text());
+    EXPECT_EQ(texts, (QStringList{"Nuevo proyecto", "Abrir proyecto", "Guardar proyecto", "|",
+                                  "Importar música", "Exportar M4A"}));
+    EXPECT_EQ(bar.toolButtonStyle(), Qt::ToolButtonTextBesideIcon);
+    for (QAction* action : bar.actions())
+        EXPECT_TRUE(action->isSeparator() || !action->icon().isNull());
+
+    bar.newAction().trigger();
+    EXPECT_EQ(f.fixture.host.newProjectRequests, 1);
+    bar.openAction().trigger();
+    EXPECT_EQ(f.fixture.host.openRequests, 1);
+    bar.importAction().trigger();
+    EXPECT_EQ(f.fixture.host.audioFileRequests, 1);
+
+    // Saving writes the open project.
+    bar.saveAction().trigger();
+    f.fixture.settle();
+    EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
+    EXPECT_TRUE(f.studio.lastSaved());
+}
+
+TEST(MainToolbar, exportNeedsSomethingToExport)
+{
+    WindowStudio f;
+    MainToolbar bar{f.studio};
+    EXPECT_FALSE(bar.exportAction().isEnabled());
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 3)}; });
+    EXPECT_TRUE(bar.exportAction().isEnabled());
+    f.studio.project.mutate([](PodcastProject& p) { p.segments.clear(); });
+    EXPECT_FALSE(bar.exportAction().isEnabled());
+
+    // Music alone makes a programme once its length is known.
+    f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-A.wav"; });
+    EXPECT_FALSE(bar.exportAction().isEnabled());
+    f.studio.musicDuration = 42.0;
+    EXPECT_TRUE(bar.exportAction().isEnabled());
+
+    // A take being recorded counts as it grows.
+    f.studio.musicDuration = 0.0;
+    f.studio.project.mutate([](PodcastProject& p) { p.musicFile.reset(); });
+    ASSERT_TRUE(f.startTake());
+    ASSERT_TRUE(f.recordUntil(0.3));
+    EXPECT_TRUE(bar.exportAction().isEnabled());
+    ASSERT_TRUE(f.finishTake());
+    EXPECT_TRUE(bar.exportAction().isEnabled());
+}
+
+} // namespace tw

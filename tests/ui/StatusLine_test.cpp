@@ -1,0 +1,86 @@
+#include "ui/StatusLine.hpp"
+
+#include "ui/WindowStudio.hpp"
+
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+
+#include <gtest/gtest.h>
+
+namespace tw {
+
+namespace {
+
+using testing::clipAt;
+using testing::WindowStudio;
+
+struct Line : WindowStudio {
+    using WindowStudio::WindowStudio;
+    StatusLine line{studio};
+    Line(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips)) { line.show(); }
+};
+
+const QString hint = QStringLiteral("Arrastra una cabecera para mover un clip · ⌘T dividir · "
+                                    "Arrastra la línea roja para escuchar desde otro punto");
+
+} // namespace
+
+TEST(StatusLine, leftSideShowsTheSelectionOrTheHint)
+{
+    Line f;
+    EXPECT_EQ(f.line.leftText().text(), hint);
+    f.studio.selection = TimeRange{3725.456, 3730};
+    EXPECT_EQ(f.line.leftText().text(), "Selección: 01:02:05.45 – 01:02:10.00");
+    f.studio.selection = std::nullopt;
+    EXPECT_EQ(f.line.leftText().text(), hint);
+}
+
+TEST(StatusLine, rightSideShowsTitleAndSaveTimeThenPreparingThenExportProgress)
+{
+    Line f({clipAt(0, 4)});
+    EXPECT_EQ(f.line.statusText().text(), "Programa · Sin guardar");
+
+    f.studio.save();
+    f.fixture.settle();
+    ASSERT_TRUE(f.studio.lastSaved());
+    const QString saved = f.line.statusText().text();
+    EXPECT_TRUE(saved.startsWith("Programa · Guardado ")) << saved.toStdString();
+    const QTime now = QTime::currentTime();
+    const QString time = saved.mid(QStringLiteral("Programa · Guardado ").size());
+    const QTime shown = QLocale().toTime(time, QLocale::ShortFormat);
+    ASSERT_TRUE(shown.isValid()) << time.toStdString();
+    EXPECT_LE(std::abs(shown.secsTo(QTime(now.hour(), now.minute()))), 60);
+    EXPECT_FALSE(time.contains(QString::number(QDate::currentDate().year())));
+
+    // A long operation without a count-in.
+    f.studio.busy = true;
+    EXPECT_EQ(f.line.statusText().text(), "Preparando audio…");
+    f.studio.countdown = 2;
+    EXPECT_TRUE(f.line.statusText().text().startsWith("Programa · Guardado "));
+    f.studio.countdown = std::nullopt;
+
+    // An export in progress.
+    f.studio.exportProgress = 0.427f;
+    EXPECT_TRUE(f.line.showsExport());
+    EXPECT_TRUE(f.line.exportBar().isVisible());
+    EXPECT_TRUE(f.line.cancelButton().isVisible());
+    EXPECT_FALSE(f.line.statusText().isVisible());
+    EXPECT_EQ(f.line.exportBar().width(), 90);
+    EXPECT_EQ(f.line.exportPercentage().text(), "42 %");
+    EXPECT_EQ(f.line.cancelButton().text(), "Cancelar");
+    f.studio.exportProgress = 0.999f;
+    EXPECT_EQ(f.line.exportPercentage().text(), "99 %");
+    f.studio.exportProgress = 1.0f;
+    EXPECT_EQ(f.line.exportPercentage().text(), "100 %");
+    EXPECT_EQ(f.line.exportBar().value(), f.line.exportBar().maximum());
+
+    f.studio.exportProgress = std::nullopt;
+    EXPECT_FALSE(f.line.showsExport());
+    EXPECT_FALSE(f.line.exportBar().isVisible());
+    EXPECT_EQ(f.line.statusText().text(), "Preparando audio…");
+    f.studio.busy = false;
+    EXPECT_TRUE(f.line.statusText().text().startsWith("Programa · Guardado "));
+}
+
+} // namespace tw
