@@ -244,15 +244,17 @@ TEST(EqualizerPanel, drawsTheCurveWhereItComputesIt)
     VoiceTreatment treatment;
     treatment.enhance = true;
     treatment.preset = Preset::femaleRadio;
-    treatment.eqBands = std::vector<double>{-6, -3, 0, 2, 0, 6, 9, 4, -2, -8};
+    treatment.eqBands = std::vector<double>{-6, -3, 0, 2, 0, 6, 9, 4, -2, -12};
     fixture.studio.project.mutate([&](PodcastProject& project) { project.treatment = treatment; });
 
     auto* content = new EqualizerPanel(fixture.studio);
     StudioPanel panel(content);
-    panel.resize(460, 260);
+    panel.resize(320, 190);
     panel.show();
     QApplication::processEvents();
     EXPECT_EQ(content->band(6).gainText(), "+9.0");
+    // Ten columns of "-12.0" fit inside a panel 320 points wide.
+    EXPECT_LE(content->minimumSizeHint().width(), 320 - 2 * StudioPanel::padding);
     testing::saveScreenshot(panel, "equalizer-curve");
 
     // In the curve's own image, each sampled column is brightest in green where the line lies.
