@@ -1,0 +1,188 @@
+// Playback through the Studio on the rig's sound server: what the sink's monitor hears is the
+// project's mix, clips in their places at their levels, and a volume change while playing is
+// heard without a click. The clock runs in step with the wall clock.
+#include "studio/Studio.hpp"
+
+#include "audio/Player.hpp"
+#include "audio/PulseRig.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <thread>
+
+namespace tw {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::TempFolder;
+
+struct PlaybackStudio {
+    QCoreApplication& application = testing::coreApplication();
+    ManualScheduler scheduler{testing::freshVirtualTime()};
+    testing::FakeStudioHost host;
+    MemorySettingsStore settings;
+    testing::FakeDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{
+        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
+
+    ~PlaybackStudio()
+    {
+        runFor(0.2);
+        studio.flushSaves();
+    }
+    // Runs the event loop and the virtual clock in step with the wall clock.
+    void runFor(double seconds)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        auto last = start;
+        while (std::chrono::steady_clock::now() - start < std::chrono::duration<double>(seconds)) {
+            QCoreApplication::processEvents();
+            const auto now = std::chrono::steady_clock::now();
+            scheduler.advance(std::chrono::duration<double>(now - last).count());
+            last = now;
+            std::this_thread::sleep_for(2ms);
+        }
+    }
+    bool startPlayback()
+    {
+        studio.togglePlayback();
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (studio.busy() && std::chrono::steady_clock::now() < deadline)
+            runFor(0.005);
+        return studio.playing();
+    }
+};
+
+class StudioPlaybackDevice : public rig::PulseRigTest {};
+
+Segment clip(double at, double length, const std::string& file, std::optional<float> gain = {})
+{
+    Segment segment;
+    segment.duration = length;
+    segment.file = file;
+    segment.timelineStart = at;
+    segment.gain = gain;
+    return segment;
+}
+
+// Records the sink's monitor (left channel) for seconds while body runs.
+template <class Body> std::vector<float> listen(const std::string& file, double seconds, Body body)
+{
+    std::thread listener([&] {
+        rig::run(
+            "timeout " + std::to_string(seconds) + " parec --device=" + rig::sinkName +
+            ".monitor --raw --format=float32le --rate=48000 --channels=2 --latency-msec=20 > '" +
+            file + "'");
+    });
+    std::this_thread::sleep_for(300ms);
+    body();
+    listener.join();
+    std::ifstream in(file, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return rig::channel(samples, 2, 0);
+}
+
+// The first index from `from` on whose sample exceeds threshold; npos when none.
+std::size_t onset(const std::vector<float>& samples, std::size_t from, float threshold)
+{
+    for (std::size_t i = from; i < samples.size(); ++i)
+        if (std::fabs(samples[i]) > threshold)
+            return i;
+    return std::string::npos;
+}
+
+double rms(const std::vector<float>& samples, std::size_t from, std::size_t count)
+{
+    double sum = 0;
+    for (std::size_t i = from; i < from + count && i < samples.size(); ++i)
+        sum += double(samples[i]) * samples[i];
+    return std::sqrt(sum / static_cast<double>(count));
+}
+
+TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAtTheirLevels)
+{
+    TempFolder temp;
+    const auto folder = temp / "Show.podcastproject";
+    testing::makeTone(folder / "Media" / "voice-1.wav", 1.0, 440);
+    PodcastProject document;
+    // Two clips 1.5 s apart, the second 6 dB down.
+    document.segments = {clip(0.5, 0.5, "Media/voice-1.wav"),
+                         clip(2.0, 0.5, "Media/voice-1.wav", 0.5f)};
+    testing::writeProject(folder, document);
+    PlaybackStudio s;
+    s.studio.openProject(folder);
+    s.runFor(0.5);
+    ASSERT_FALSE(s.studio.busy());
+
+    bool started = false;
+    const std::vector<float> heard = listen(temp.path() / "heard.raw", 3.8, [&] {
+        started = s.startPlayback();
+        s.runFor(3.0);
+    });
+    ASSERT_TRUE(started) << s.studio.message().value_or("");
+    EXPECT_FALSE(s.studio.playing()) << "playback stops by itself at the end";
+    EXPECT_EQ(s.studio.player->underruns(), 0);
+
+    const float threshold = 0.01f;
+    const std::size_t first = onset(heard, 0, threshold);
+    ASSERT_NE(first, std::string::npos) << "nothing heard";
+    const std::size_t second = onset(heard, first + 48000, threshold * 0.5f);
+    ASSERT_NE(second, std::string::npos);
+    EXPECT_NEAR((double(second) - double(first)) / 48000.0, 1.5, 0.005);
+
+    // Levels over the steady middle of each clip.
+    const double loud = rms(heard, first + 4800, 14400);
+    const double soft = rms(heard, second + 4800, 14400);
+    ASSERT_GT(loud, 0);
+    EXPECT_NEAR(20 * std::log10(soft / loud), 20 * std::log10(0.5), 0.5);
+    EXPECT_LT(rms(heard, first + 36000, 24000), loud * 0.01) << "the gap is silent";
+}
+
+TEST_F(StudioPlaybackDevice, aVolumeChangeWhilePlayingIsHeardWithoutAClick)
+{
+    TempFolder temp;
+    const auto folder = temp / "Show.podcastproject";
+    testing::makeTone(folder / "Media" / "voice-1.wav", 4.0, 440);
+    PodcastProject document;
+    document.segments = {clip(0, 4.0, "Media/voice-1.wav")};
+    testing::writeProject(folder, document);
+    PlaybackStudio s;
+    s.studio.openProject(folder);
+    s.runFor(0.5);
+
+    const std::vector<float> heard = listen(temp.path() / "heard.raw", 3.0, [&] {
+        ASSERT_TRUE(s.startPlayback());
+        s.runFor(1.0);
+        s.studio.project.mutate([](PodcastProject& project) { project.voiceVolume = 0.3f; });
+        s.studio.updateMix();
+        s.runFor(1.0);
+        s.studio.pause();
+    });
+    const std::vector<float> tone = rig::loudPart(heard, 0.002f);
+    ASSERT_GT(tone.size(), 48000u);
+    float amplitude = 0;
+    for (float sample : tone)
+        amplitude = std::max(amplitude, std::fabs(sample));
+    // A 440 Hz sine never moves more than amplitude · 2π · 440 / 48000 between samples; a jump
+    // of the gain would.
+    const double steepest = amplitude * 2 * M_PI * 440 / 48000;
+    double largestStep = 0;
+    for (std::size_t i = 1; i < tone.size(); ++i)
+        largestStep = std::max(largestStep, double(std::fabs(tone[i] - tone[i - 1])));
+    EXPECT_LT(largestStep, steepest * 1.1);
+    // And the change was heard: the end is quieter than the start by the volume ratio.
+    const double before = rms(tone, 4800, 24000);
+    const double after = rms(tone, tone.size() - 30000, 24000);
+    EXPECT_NEAR(20 * std::log10(after / before), 20 * std::log10(0.3), 0.5);
+}
+
+} // namespace
+} // namespace tw
