@@ -1,15 +1,19 @@
 // The cost of an edit on the main thread for a long project: checkpoint, the edit, the after-edit
 // step with its hand-off to the writer queue; undo and redo; the memory a full history takes; one
-// clock tick while a take records.
+// clock tick while a take records; a playback start in a 3-hour programme.
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
+#include "audio/CafWriter.hpp"
+#include "audio/SimulatedAudioOutput.hpp"
 #include "base/MemoryTuning.hpp"
 
 #include <benchmark/benchmark.h>
 
 #include <malloc.h>
+
+#include <random>
 
 namespace tw {
 namespace {
@@ -77,6 +81,83 @@ void undoThenRedo(benchmark::State& state)
     }
 }
 BENCHMARK(undoThenRedo)->Unit(benchmark::kMillisecond)->Iterations(300);
+
+// A 3-hour programme on disk: 400 clips of about 27 s from 20 takes of 30 s (float CAF, as the
+// recorder writes them), opened in a Studio whose output a loop pulls as fast as it can.
+struct ThreeHourStudio : testing::StudioFixture {
+    testing::TempFolder temp;
+    std::vector<std::pair<double, double>> clips;
+    ThreeHourStudio()
+    {
+        const auto folder = temp / "three-hours.podcastproject";
+        std::filesystem::create_directories(folder / "Media");
+        std::mt19937 random(5);
+        std::uniform_real_distribution<float> noise(-0.3f, 0.3f);
+        std::vector<float> speech(30 * 48000);
+        for (int t = 0; t < 20; ++t) {
+            for (float& sample : speech)
+                sample = noise(random);
+            auto writer = CafWriter::create(
+                folder / "Media" / ("voice-" + std::to_string(t) + ".caf"), 48000, 1);
+            if (!writer || !writer.value()->writeInterleaved(speech.data(), 30 * 48000) ||
+                !writer.value()->close())
+                throw std::runtime_error("cannot write a take");
+        }
+        PodcastProject document;
+        std::uniform_real_distribution<double> length(25, 29), gap(0, 0.5);
+        double at = 0;
+        for (int i = 0; i < 400; ++i) {
+            Segment clip;
+            clip.start = 0.5;
+            clip.duration = length(random);
+            clip.file = "Media/voice-" + std::to_string(i % 20) + ".caf";
+            clip.timelineStart = at;
+            document.segments.push_back(clip);
+            clips.emplace_back(at, at + clip.duration);
+            at += clip.duration + gap(random);
+        }
+        testing::writeProject(folder, document);
+        if (!openAndWait(folder) || studio.duration() < 3 * 3600)
+            throw std::runtime_error("cannot open the programme");
+    }
+};
+
+// togglePlayback at a random point inside a clip of the 3-hour programme, to the first audible
+// sample the output pulls: the mix build, the player, its first seek and the first render.
+void togglePlaybackToFirstSound(benchmark::State& state)
+{
+    ThreeHourStudio f;
+    std::mt19937 random(6);
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto& clip = f.clips[std::uniform_int_distribution<std::size_t>(0, 399)(random)];
+        f.studio.seek(
+            std::uniform_real_distribution<double>(clip.first + 0.5, clip.second - 0.5)(random));
+        const auto start = std::chrono::steady_clock::now();
+        state.ResumeTiming();
+        f.studio.togglePlayback();
+        f.waitUntil([&] { return !f.studio.busy(); });
+        bool audible = false;
+        while (f.studio.playing() && !audible) {
+            f.lastOutput->clearRendered();
+            f.lastOutput->advance(480);
+            for (float sample : f.lastOutput->rendered())
+                audible = audible || sample != 0.0f;
+        }
+        state.SetIterationTime(
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        state.PauseTiming();
+        if (!audible)
+            state.SkipWithError(f.studio.message().value_or("nothing was heard").c_str());
+        f.studio.pause();
+        f.settle();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(togglePlaybackToFirstSound)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(20);
 
 // Heap held by a full history of 100 documents of 10,000 clips.
 void historyMemory(benchmark::State& state)
