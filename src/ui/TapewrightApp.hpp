@@ -1,0 +1,54 @@
+// The application: the one Studio of the process, made with the desktop's services (the sound
+// server, Qt's timers and dialogs, QSettings), and its window. It routes open requests from the
+// desktop, opens a request that came while the Studio was busy once it is free, and puts the last
+// state on disk before the process ends. Main thread.
+#pragma once
+
+#include <QIcon>
+#include <QObject>
+
+#include <filesystem>
+#include <memory>
+
+namespace tw {
+
+class MainWindow;
+class Studio;
+struct StudioEnvironment;
+
+class TapewrightApp final : public QObject {
+    Q_OBJECT
+
+public:
+    // The desktop's services. Needs a QApplication.
+    TapewrightApp();
+    // Given services (tests); they must outlive the application object.
+    explicit TapewrightApp(const StudioEnvironment& environment);
+    ~TapewrightApp() override;
+
+    Studio& studio() const { return *studio_; }
+    MainWindow& window() const { return *window_; }
+
+    // A project folder the desktop (or a later launch) asks to open. A relative path is taken
+    // from the working folder; the project's document stands for its folder.
+    void openRequested(const std::filesystem::path& path);
+
+    // The end of the process: a running take is stopped, the project saved and every queued
+    // write waited for, in that order. Runs once, from QCoreApplication::aboutToQuit.
+    void finishBeforeQuit();
+
+    // The application's icon (a reel-to-reel deck), for the windows and the welcome sheet.
+    static QIcon applicationIcon();
+
+private:
+    struct DesktopServices;
+    void start(const StudioEnvironment& environment);
+    void busyChanged();
+
+    std::unique_ptr<DesktopServices> services_;
+    std::unique_ptr<Studio> studio_;
+    std::unique_ptr<MainWindow> window_;
+    bool finished_ = false;
+};
+
+} // namespace tw

@@ -1,0 +1,202 @@
+#include "ui/TapewrightApp.hpp"
+
+#include "audio/SimulatedAudioInput.hpp"
+#include "audio/SimulatedAudioOutput.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+#include "ui/MainWindow.hpp"
+#include "ui/UiApplication.hpp"
+
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace tw {
+namespace {
+
+using testing::FakeDeviceCatalog;
+using testing::FakeStudioHost;
+using testing::readProject;
+using testing::TempFolder;
+
+// The application on fakes: virtual time, scripted dialogs, settings in memory and a simulated
+// microphone that delivers a 440 Hz tone for 30 s at the pace of a real one.
+struct AppFixture {
+    QApplication& application = testing::uiApplication();
+    ManualScheduler scheduler{testing::freshVirtualTime()};
+    FakeStudioHost host;
+    MemorySettingsStore settings;
+    FakeDeviceCatalog catalog;
+    TempFolder temp;
+    TapewrightApp app{StudioEnvironment{
+        scheduler,
+        host,
+        settings,
+        catalog,
+        [] {
+            return std::make_unique<SimulatedAudioInput>(
+                SimulatedAudioInput::Options{{48000, 1, SampleType::float32, true},
+                                             4800,
+                                             SimulatedAudioInput::Pace::realTime,
+                                             48000 * 30},
+                [](std::int64_t frame, int) {
+                    return 0.5f * static_cast<float>(std::sin(2 * M_PI * 440.0 * frame / 48000.0));
+                });
+        },
+        {},
+        [] { return std::make_unique<SimulatedAudioOutput>(); }}};
+    Studio& studio = app.studio();
+
+    ~AppFixture()
+    {
+        waitUntil([this] { return !studio.busy(); });
+        studio.flushSaves();
+        QCoreApplication::processEvents();
+    }
+
+    template <class Condition> bool waitUntil(Condition condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            QCoreApplication::processEvents();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
+    }
+
+    std::filesystem::path newProject(const std::string& name)
+    {
+        const auto folder = temp / name;
+        host.newProjectAnswers.push_back(folder);
+        EXPECT_TRUE(studio.newProject());
+        return folder;
+    }
+
+    // A project folder on disk that was never opened here.
+    std::filesystem::path savedProject(const std::string& name)
+    {
+        const auto folder = temp / name;
+        PodcastProject document;
+        document.musicVolume = 0.5f;
+        testing::writeProject(folder, document);
+        return folder;
+    }
+};
+
+// Runs the application's event loop until it is told to quit, as the desktop's quit does.
+void quitApplication()
+{
+    QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+    QCoreApplication::exec();
+}
+
+TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
+{
+    AppFixture f;
+    const auto folder = f.newProject("Programa.podcastproject");
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    ASSERT_TRUE(f.studio.recording());
+    ASSERT_TRUE(f.waitUntil([&] {
+        f.scheduler.advance(0.1);
+        return f.studio.liveDuration >= 0.5;
+    }));
+    EXPECT_TRUE(readProject(folder).recordingPending);
+
+    std::vector<StudioField> order;
+    const QMetaObject::Connection listening = QObject::connect(
+        &f.studio, &Studio::fieldChanged, [&order](StudioField field) { order.push_back(field); });
+    quitApplication();
+
+    QObject::disconnect(listening);
+    EXPECT_FALSE(f.studio.recording());
+    // The take stopped before anything was saved.
+    const auto stopped = std::find(order.begin(), order.end(), StudioField::recording);
+    const auto saved = std::find(order.begin(), order.end(), StudioField::project);
+    ASSERT_NE(stopped, order.end());
+    ASSERT_NE(saved, order.end());
+    EXPECT_LT(stopped - order.begin(), saved - order.begin());
+
+    // On disk already, without running the loop again: the take as a clip, the play head after it.
+    const PodcastProject onDisk = readProject(folder);
+    EXPECT_FALSE(onDisk.recordingPending);
+    EXPECT_FALSE(onDisk.pendingVoiceFile);
+    ASSERT_EQ(onDisk.resolvedSegments().size(), 1u);
+    EXPECT_GE(onDisk.voiceDuration(), 0.5);
+    ASSERT_TRUE(onDisk.playhead);
+    EXPECT_DOUBLE_EQ(*onDisk.playhead, f.studio.position());
+}
+
+TEST(TapewrightApp, quittingSavesThePlayHeadMovedJustBefore)
+{
+    AppFixture f;
+    const auto folder = f.newProject("Programa.podcastproject");
+    f.studio.zoom = 120.0;
+    f.studio.position = 42.0; // its debounced save never came
+    quitApplication();
+    const PodcastProject onDisk = readProject(folder);
+    EXPECT_EQ(onDisk.playhead, 42.0);
+    EXPECT_EQ(onDisk.timelineZoom, 120.0);
+}
+
+TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
+{
+    AppFixture f;
+    const auto first = f.newProject("Primero.podcastproject");
+    const auto second = f.savedProject("Segundo.podcastproject");
+    const auto third = f.savedProject("Tercero.podcastproject");
+
+    f.studio.record(); // the count-in is busy
+    ASSERT_TRUE(f.studio.busy());
+    f.app.openRequested(second);
+    f.app.openRequested(third); // only the last request counts
+    f.scheduler.advance(1.0);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(f.studio.folder(), first);
+
+    f.studio.stop(); // cancels the count-in: busy clears
+    EXPECT_FALSE(f.studio.busy());
+    EXPECT_EQ(f.studio.folder(), first); // not inside the notification
+    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == third && !f.studio.busy(); }));
+    EXPECT_FLOAT_EQ(f.studio.project->musicVolume, 0.5f);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(f.studio.folder(), third);
+}
+
+TEST(TapewrightApp, theDocumentOrARelativePathOpensItsFolder)
+{
+    AppFixture f;
+    const auto folder = f.savedProject("Entrevista.podcastproject");
+    f.app.openRequested(folder / "project.json");
+    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder().has_value() && !f.studio.busy(); }));
+    EXPECT_EQ(f.studio.folder(), folder);
+    EXPECT_FALSE(f.studio.showWelcome());
+
+    const auto other = f.savedProject("Otra.podcastproject");
+    const auto previous = std::filesystem::current_path();
+    std::filesystem::current_path(f.temp.path());
+    f.app.openRequested("Otra.podcastproject");
+    std::filesystem::current_path(previous);
+    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == other && !f.studio.busy(); }));
+}
+
+TEST(TapewrightApp, theWindowAndSheetCarryTheApplicationIcon)
+{
+    AppFixture f;
+    const QIcon icon = TapewrightApp::applicationIcon();
+    ASSERT_FALSE(icon.isNull());
+    const QImage image = icon.pixmap(82, 82).toImage().convertToFormat(QImage::Format_ARGB32);
+    ASSERT_EQ(image.width(), 82);
+    // Drawn, not empty: the plate covers the middle, the corners stay clear.
+    EXPECT_GT(qAlpha(image.pixel(41, 41)), 200);
+    EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0);
+    EXPECT_FALSE(QGuiApplication::windowIcon().isNull());
+    EXPECT_EQ(f.app.window().windowTitle(), QStringLiteral("Bobinet 2"));
+}
+
+} // namespace
+} // namespace tw
