@@ -52,8 +52,8 @@ MainWindow::MainWindow(Studio& studio, const Clock& clock, QWidget* parent)
     setStyleSheet(QString::fromUtf8(chromeLook));
     setCentralWidget(content_);
     addToolBar(Qt::TopToolBarArea, toolbar_);
-    setMinimumSize(minimumWidth, minimumHeight);
-    resize(minimumWidth, minimumHeight);
+    // The layout's minimum is the view's plus the bars above it; the window opens at it.
+    resize(minimumSizeHint());
     setAcceptDrops(true);
     // A sheet: it belongs to this window and blocks it, not the whole application.
     welcome_->setWindowModality(Qt::WindowModal);

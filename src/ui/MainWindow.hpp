@@ -1,6 +1,7 @@
 // The one window of the program, titled "Bobinet 2": the menus, the project toolbar and the main
 // view, with the welcome sheet over it while the Studio asks for it. A project folder dropped on
-// the window is opened. Main thread.
+// the window is opened. The view keeps its own minimum of 1280 × 680; the window adds its menu
+// bar and toolbar to that and never squeezes the view below it. Main thread.
 #pragma once
 
 #include <QMainWindow>
@@ -22,9 +23,6 @@ class MainWindow final : public QMainWindow {
     Q_OBJECT
 
 public:
-    static constexpr int minimumWidth = 1280;
-    static constexpr int minimumHeight = 680;
-
     // clock is the Studio's own time base (the deck's reels follow it).
     MainWindow(Studio& studio, const Clock& clock, QWidget* parent = nullptr);
     ~MainWindow() override;
