@@ -13,6 +13,7 @@
 #include "ui/TimelineView.hpp"
 #include "ui/TransportBar.hpp"
 #include "ui/VoiceStudioPanel.hpp"
+#include "ui/WindowLook.hpp"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -22,41 +23,14 @@ namespace tw {
 
 namespace {
 
-const char* const studioLook = R"(
-tw--ContentView { background: rgb(24, 25, 29); }
-QLabel { color: rgb(225, 226, 230); }
-QLabel#secondary, QLabel#caption { color: rgb(150, 151, 158); }
-QLabel#caption { font-size: 11px; }
-QCheckBox { color: rgb(225, 226, 230); }
-QToolButton, QPushButton {
-    color: rgb(225, 226, 230); background: rgb(48, 49, 55);
-    border: 1px solid rgba(255, 255, 255, 30); border-radius: 6px; padding: 3px 8px;
-}
-QToolButton:hover, QPushButton:hover { background: rgb(60, 61, 68); }
-QToolButton:pressed, QPushButton:pressed { background: rgb(36, 37, 42); }
-QToolButton:disabled, QPushButton:disabled { color: rgb(110, 111, 118); background: rgb(38, 39, 44); }
-QComboBox {
-    color: rgb(225, 226, 230); background: rgb(48, 49, 55);
-    border: 1px solid rgba(255, 255, 255, 30); border-radius: 6px; padding: 2px 4px;
-}
-QComboBox QAbstractItemView { color: rgb(225, 226, 230); background: rgb(40, 41, 46); }
-QScrollArea, QScrollArea > QWidget > QWidget { background: rgb(26, 27, 31); }
-QProgressBar { background: rgb(18, 18, 21); border: 1px solid rgba(255, 255, 255, 40);
-               border-radius: 3px; }
-QProgressBar::chunk { background: rgb(88, 172, 255); border-radius: 2px; }
-QFrame#divider { background: rgba(255, 255, 255, 22); border: none; }
-QScrollBar:horizontal { background: rgb(26, 27, 31); height: 12px; margin: 0; }
-QScrollBar::handle:horizontal { background: rgb(72, 73, 80); border-radius: 4px; min-width: 30px;
-                                margin: 2px; }
-QScrollBar::add-line:horizontal, QScrollBar::sub-line:horizontal { width: 0; }
-QScrollBar::add-page:horizontal, QScrollBar::sub-page:horizontal { background: none; }
-)";
-
 QFrame* divider(QWidget* parent)
 {
     auto* line = new QFrame(parent);
-    line->setObjectName(QStringLiteral("divider"));
     line->setFixedHeight(1);
+    QPalette palette = line->palette();
+    palette.setColor(QPalette::Window, QColor(42, 43, 48));
+    line->setPalette(palette);
+    line->setAutoFillBackground(true);
     return line;
 }
 
@@ -73,8 +47,8 @@ ContentView::ContentView(Studio& studio, const Clock& clock, QWidget* parent)
     : QWidget(parent)
     , studio_(studio)
 {
-    setAttribute(Qt::WA_StyledBackground);
-    setStyleSheet(QString::fromUtf8(studioLook));
+    setPalette(windowPalette(palette()));
+    setAutoFillBackground(true);
     setMinimumSize(minimumWidth, minimumHeight);
 
     auto* layout = new QVBoxLayout(this);

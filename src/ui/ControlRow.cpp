@@ -4,6 +4,7 @@
 #include "ui/InputLevelBar.hpp"
 #include "ui/StudioButton.hpp"
 #include "ui/ViewFields.hpp"
+#include "ui/WindowLook.hpp"
 
 #include <QComboBox>
 #include <QHBoxLayout>
@@ -45,7 +46,7 @@ ControlRow::ControlRow(Studio& studio, QWidget* parent)
     layout->addWidget(level_);
 
     auto* zoomCaption = new QLabel(QStringLiteral("Zoom"), this);
-    zoomCaption->setObjectName(QStringLiteral("secondary"));
+    makeSecondary(*zoomCaption);
     layout->addSpacing(8);
     layout->addWidget(zoomCaption);
     zoom_->setRange(minimumZoom, maximumZoom);

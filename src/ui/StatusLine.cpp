@@ -2,6 +2,7 @@
 
 #include "studio/Studio.hpp"
 #include "ui/ClockText.hpp"
+#include "ui/WindowLook.hpp"
 
 #include <QDateTime>
 #include <QHBoxLayout>
@@ -53,9 +54,8 @@ StatusLine::StatusLine(Studio& studio, QWidget* parent)
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(12, 2, 12, 4);
     layout->setSpacing(8);
-    left_->setObjectName(QStringLiteral("caption"));
-    status_->setObjectName(QStringLiteral("caption"));
-    percentage_->setObjectName(QStringLiteral("caption"));
+    for (QLabel* label : {left_, status_, percentage_})
+        makeCaption(*label);
     layout->addWidget(left_, 1);
 
     auto* right = new QWidget(this);

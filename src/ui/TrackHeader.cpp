@@ -5,6 +5,7 @@
 #include "ui/MusicEditor.hpp"
 #include "ui/StudioButton.hpp"
 #include "ui/ViewFields.hpp"
+#include "ui/WindowLook.hpp"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -99,7 +100,7 @@ void TrackHeader::trackControls(const QString& title, const QString& icon, Volum
     layout_->addLayout(volumeRow);
 
     caption_ = new QLabel(this);
-    caption_->setObjectName(QStringLiteral("secondary"));
+    makeSecondary(*caption_);
     caption_->setWordWrap(true);
     layout_->addWidget(caption_);
 

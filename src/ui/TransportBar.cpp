@@ -4,6 +4,7 @@
 #include "ui/Icons.hpp"
 #include "ui/TransportButtonStyle.hpp"
 #include "ui/ViewFields.hpp"
+#include "ui/WindowLook.hpp"
 
 #include <QHBoxLayout>
 
@@ -13,8 +14,6 @@ namespace {
 
 enum Key { toStart, back5, stopKey, playKey, pauseKey, recordKey, forward5, toEnd };
 
-const QColor primary(225, 226, 230);
-const QColor accent(88, 172, 255);
 const QColor recordRed(235, 60, 50);
 
 const std::array<QString, 8> labels{
@@ -55,7 +54,7 @@ TransportBar::TransportBar(Studio& studio, QWidget* parent) : QWidget(parent), s
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
     for (std::size_t i = 0; i < buttons_.size(); ++i) {
-        const QColor colour = i == recordKey ? recordRed : primary;
+        const QColor colour = i == recordKey ? recordRed : look::primary;
         auto* button = new TransportButton(symbolIcon(symbols()[i], colour), labels[i], this);
         button->setIconSize(QSize(16, 16));
         button->setFixedSize(36, 34); // the 32 × 30 key plus its shadow
@@ -154,7 +153,8 @@ void TransportBar::refreshPlayColour()
     if (playing == playDrawnPlaying_ && !buttons_[playKey]->icon().isNull())
         return;
     playDrawnPlaying_ = playing;
-    buttons_[playKey]->setIcon(symbolIcon(symbols()[playKey], playing ? accent : primary));
+    buttons_[playKey]->setIcon(
+        symbolIcon(symbols()[playKey], playing ? look::accent : look::primary));
 }
 
 } // namespace tw
