@@ -1,91 +1,17 @@
 #include "ui/TapewrightApp.hpp"
 
-#include "audio/SimulatedAudioInput.hpp"
-#include "audio/SimulatedAudioOutput.hpp"
-#include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
+#include "ui/AppFixture.hpp"
 #include "ui/MainWindow.hpp"
-#include "ui/UiApplication.hpp"
 
 #include <QTimer>
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace tw {
 namespace {
 
-using testing::FakeDeviceCatalog;
-using testing::FakeStudioHost;
+using testing::AppFixture;
 using testing::readProject;
-using testing::TempFolder;
-
-// The application on fakes: virtual time, scripted dialogs, settings in memory and a simulated
-// microphone that delivers a 440 Hz tone for 30 s at the pace of a real one.
-struct AppFixture {
-    QApplication& application = testing::uiApplication();
-    ManualScheduler scheduler{testing::freshVirtualTime()};
-    FakeStudioHost host;
-    MemorySettingsStore settings;
-    FakeDeviceCatalog catalog;
-    TempFolder temp;
-    TapewrightApp app{StudioEnvironment{
-        scheduler,
-        host,
-        settings,
-        catalog,
-        [] {
-            return std::make_unique<SimulatedAudioInput>(
-                SimulatedAudioInput::Options{{48000, 1, SampleType::float32, true},
-                                             4800,
-                                             SimulatedAudioInput::Pace::realTime,
-                                             48000 * 30},
-                [](std::int64_t frame, int) {
-                    return 0.5f * static_cast<float>(std::sin(2 * M_PI * 440.0 * frame / 48000.0));
-                });
-        },
-        {},
-        [] { return std::make_unique<SimulatedAudioOutput>(); }}};
-    Studio& studio = app.studio();
-
-    ~AppFixture()
-    {
-        waitUntil([this] { return !studio.busy(); });
-        studio.flushSaves();
-        QCoreApplication::processEvents();
-    }
-
-    template <class Condition> bool waitUntil(Condition condition)
-    {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            QCoreApplication::processEvents();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
-    }
-
-    std::filesystem::path newProject(const std::string& name)
-    {
-        const auto folder = temp / name;
-        host.newProjectAnswers.push_back(folder);
-        EXPECT_TRUE(studio.newProject());
-        return folder;
-    }
-
-    // A project folder on disk that was never opened here.
-    std::filesystem::path savedProject(const std::string& name)
-    {
-        const auto folder = temp / name;
-        PodcastProject document;
-        document.musicVolume = 0.5f;
-        testing::writeProject(folder, document);
-        return folder;
-    }
-};
 
 // Runs the application's event loop until it is told to quit, as the desktop's quit does.
 void quitApplication()
