@@ -191,3 +191,37 @@ TEST(ControlRow, editButtonsChangeTheDocumentAsOneUndoStepEach)
 }
 
 } // namespace tw
+
+namespace tw {
+
+TEST(ControlRow, listenPlaysTheSelectionFromItsStartToItsEndAfterPausingPlayback)
+{
+    testing::WindowStudio f;
+    testing::makeTone(f.folder / "Media" / "voice-1.wav", 6.0, 440);
+    PodcastProject document;
+    document.segments = {testing::clipAt(0, 6.0, "Media/voice-1.wav")};
+    testing::writeProject(f.folder, document);
+    ASSERT_TRUE(f.fixture.openAndWait(f.folder));
+    ControlRow row{f.studio};
+
+    // Playback running elsewhere in the programme.
+    f.studio.position = 4.0;
+    f.studio.togglePlayback();
+    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_TRUE(f.studio.playing()) << f.studio.message().value_or("");
+    f.fixture.play(0.5);
+
+    f.studio.selection = TimeRange{1.0, 2.0};
+    row.listenButton().click();
+    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_TRUE(f.studio.playing()) << f.studio.message().value_or("");
+    EXPECT_GE(f.fixture.outputsMade, 2) << "a new start, not the running one carried on";
+    EXPECT_NEAR(f.studio.position(), 1.0, 0.051);
+    for (double played = 0; played < 3 && f.studio.playing(); played += 0.05)
+        f.fixture.play(0.05);
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_GE(f.studio.position(), 2.0 - 0.03 - 0.051);
+    EXPECT_LE(f.studio.position(), 2.0);
+}
+
+} // namespace tw

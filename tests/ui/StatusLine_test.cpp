@@ -83,4 +83,32 @@ TEST(StatusLine, rightSideShowsTitleAndSaveTimeThenPreparingThenExportProgress)
     EXPECT_TRUE(f.line.statusText().text().startsWith("Programa · Guardado "));
 }
 
+TEST(StatusLine, cancelStopsTheRunningExportAndTheTitleComesBack)
+{
+    Line f;
+    testing::makeTone(f.folder / "Media" / "voice-1.wav", 120.0, 440);
+    PodcastProject document;
+    document.segments = {clipAt(0, 120.0, "Media/voice-1.wav")};
+    testing::writeProject(f.folder, document);
+    ASSERT_TRUE(f.fixture.openAndWait(f.folder));
+
+    const std::filesystem::path destination = f.temp / "Programa.m4a";
+    f.fixture.host.exportAnswers.push_back(destination);
+    f.studio.exportProject();
+    ASSERT_TRUE(f.fixture.waitUntil([&] { return f.studio.activeExport || !f.studio.busy(); }));
+    ASSERT_TRUE(f.studio.activeExport) << f.studio.message().value_or("");
+    EXPECT_TRUE(f.line.showsExport());
+    EXPECT_TRUE(f.line.cancelButton().isVisible());
+    EXPECT_EQ(f.line.exportPercentage().text(), "0 %");
+
+    f.line.cancelButton().click();
+    ASSERT_TRUE(f.fixture.waitIdle());
+    EXPECT_FALSE(f.studio.exportProgress());
+    EXPECT_FALSE(f.studio.message());
+    EXPECT_FALSE(std::filesystem::exists(destination));
+    EXPECT_FALSE(f.line.showsExport());
+    EXPECT_TRUE(f.line.statusText().isVisible());
+    EXPECT_TRUE(f.line.statusText().text().startsWith("Programa · "));
+}
+
 } // namespace tw

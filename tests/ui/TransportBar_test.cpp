@@ -142,8 +142,12 @@ TEST(TransportBar, clicksMoveThePlayHeadAndStartTheTake)
     EXPECT_DOUBLE_EQ(f.studio.position(), 25.0);
     f.key("forward.end.fill").click();
     EXPECT_DOUBLE_EQ(f.studio.position(), 40.0);
+    EXPECT_EQ(f.studio.shuttleDirection(), 1); // the reels wind forward
     f.key("backward.end.fill").click();
     EXPECT_DOUBLE_EQ(f.studio.position(), 0.0);
+    EXPECT_EQ(f.studio.shuttleDirection(), -1);
+    f.fixture.scheduler.advance(0.7);
+    EXPECT_EQ(f.studio.shuttleDirection(), 0);
 
     // The play key never pauses: it only starts when nothing plays.
     f.studio.playing = true;
