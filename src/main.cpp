@@ -4,6 +4,7 @@
 #include "ui/MainWindow.hpp"
 #include "ui/SingleInstance.hpp"
 #include "ui/TapewrightApp.hpp"
+#include "ui/TerminationSignals.hpp"
 
 #include <QApplication>
 #include <QDir>
@@ -40,6 +41,8 @@ int main(int argc, char** argv)
         return 0;
     instance.listen(); // without it the studio still runs, only alone
 
+    // A stop request from the session quits like "Salir", so the project is saved first.
+    tw::TerminationSignals stopRequests;
     tw::TapewrightApp app;
     QObject::connect(&instance, &tw::SingleInstance::openRequested, &app,
                      [&app](const QString& folder) {
