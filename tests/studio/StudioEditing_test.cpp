@@ -8,18 +8,9 @@
 namespace tw {
 namespace {
 
+using testing::placedClip;
 using testing::StudioFixture;
 using testing::TempFolder;
-
-Segment clip(double at, double length, const std::string& file, double start = 0)
-{
-    Segment segment;
-    segment.start = start;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    return segment;
-}
 
 // A Studio with a project folder on disk and a document of the given clips, as after opening.
 struct EditingStudio : StudioFixture {
@@ -62,7 +53,7 @@ TEST(StudioEditing, theHistoryKeepsTheNewestHundredSteps)
 
 TEST(StudioEditing, undoAndRedoExchangeDocumentsAndANewEditEmptiesTheRedoHistory)
 {
-    EditingStudio f({clip(0, 10, "Media/voice-A.wav")});
+    EditingStudio f({placedClip(0, 10, "Media/voice-A.wav")});
     f.studio.position = 30.0;
     setVolume(f.studio, 0.5f);
     setVolume(f.studio, 0.25f);
@@ -101,7 +92,8 @@ TEST(StudioEditing, undoAndRedoExchangeDocumentsAndANewEditEmptiesTheRedoHistory
 
 TEST(StudioEditing, splitActsOnlyWhenThePlayHeadIsInsideAClipBeyondTheMargin)
 {
-    EditingStudio f({clip(0, 10, "Media/voice-A.wav"), clip(12, 4, "Media/voice-B.wav")});
+    EditingStudio f(
+        {placedClip(0, 10, "Media/voice-A.wav"), placedClip(12, 4, "Media/voice-B.wav")});
     f.studio.position = 0.0005;
     f.studio.splitClip();
     f.studio.position = 11.0; // in the gap
@@ -126,7 +118,8 @@ TEST(StudioEditing, splitActsOnlyWhenThePlayHeadIsInsideAClipBeyondTheMargin)
 
 TEST(StudioEditing, selectionCommandsRecordAStepAndDropTheSelectionEvenWhenItIsEmpty)
 {
-    EditingStudio f({clip(0, 10, "Media/voice-A.wav"), clip(10, 10, "Media/voice-B.wav")});
+    EditingStudio f(
+        {placedClip(0, 10, "Media/voice-A.wav"), placedClip(10, 10, "Media/voice-B.wav")});
     const auto before = f.clips();
 
     f.studio.trimSelection(); // no selection: nothing
@@ -176,7 +169,7 @@ TEST(StudioEditing, selectionCommandsRecordAStepAndDropTheSelectionEvenWhenItIsE
 
 TEST(StudioEditing, movingAnUnknownClipStillRecordsAStep)
 {
-    EditingStudio f({clip(0, 10, "Media/voice-A.wav")});
+    EditingStudio f({placedClip(0, 10, "Media/voice-A.wav")});
     const Uuid id = f.clips()[0].id;
     f.studio.moveClip(Uuid::random(), 3);
     EXPECT_EQ(f.studio.undoStack->size(), 1u);
@@ -188,7 +181,8 @@ TEST(StudioEditing, movingAnUnknownClipStillRecordsAStep)
 
 TEST(StudioEditing, aVoiceTrimStopsAtTheNeighbourTheFileAndTheShortestLength)
 {
-    EditingStudio f({clip(0, 4, "Media/voice-A.wav", 1), clip(5, 4, "Media/voice-A.wav", 6)});
+    EditingStudio f({placedClip(0, 4, "Media/voice-A.wav", {}, 1),
+                     placedClip(5, 4, "Media/voice-A.wav", {}, 6)});
     const Segment first = f.clips()[0];
     const Segment second = f.clips()[1];
     const std::vector<Segment> stored = f.studio.project->segments;
@@ -232,7 +226,7 @@ TEST(StudioEditing, aVoiceTrimStopsAtTheNeighbourTheFileAndTheShortestLength)
     EXPECT_EQ(f.studio.undoStack->size(), steps);
 
     // A head with nothing before it: not before the start of its file (1 s earlier here).
-    EditingStudio g({clip(5, 4, "Media/voice-A.wav", 1)});
+    EditingStudio g({placedClip(5, 4, "Media/voice-A.wav", {}, 1)});
     g.studio.previewVoiceTrim(g.clips()[0], true, -3);
     EXPECT_EQ(g.studio.voiceTrimPreview()->start, 0);
     EXPECT_EQ(g.studio.voiceTrimPreview()->timelineStart, 4);
@@ -307,7 +301,7 @@ TEST(StudioEditing, automaticFadesFitTheFragmentAndKeepTheSelection)
 
 TEST(StudioEditing, whileRecordingTheDisplayedProjectShowsTheGrowingTake)
 {
-    EditingStudio f({clip(0, 5, "Media/voice-A.wav"), clip(8, 4, "Media/voice-B.wav")});
+    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav"), placedClip(8, 4, "Media/voice-B.wav")});
     f.studio.project.mutate([](PodcastProject& p) {
         p.pendingVoiceFile = "Media/voice-C.caf";
         p.pendingStart = 5.0;
@@ -333,7 +327,7 @@ TEST(StudioEditing, whileRecordingTheDisplayedProjectShowsTheGrowingTake)
 
 TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceOrThePlacedMusic)
 {
-    EditingStudio f({clip(0, 5, "Media/voice-A.wav")});
+    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav")});
     EXPECT_EQ(f.studio.duration(), 5);
     f.studio.project.mutate([](PodcastProject& p) {
         p.musicFile = "Media/music-A.wav";

@@ -15,18 +15,10 @@ namespace {
 using testfiles::decodeWithFfmpeg;
 using testfiles::encodeSamples;
 using testing::countFiles;
+using testing::placedClip;
 using testing::StudioFixture;
 using testing::TempFolder;
 using testing::writeProject;
-
-Segment clip(double at, double length, const std::string& file)
-{
-    Segment segment;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    return segment;
-}
 
 // Seconds of silence followed by seconds of a 440 Hz tone at half scale, 48 kHz mono.
 std::vector<float> silenceThenTone(double silence, double tone)
@@ -84,7 +76,7 @@ struct ExportFixture {
         std::filesystem::create_directories(folder / "Media");
         encodeSamples(folder / "Media" / "voice-1.wav", silenceThenTone(2.0, tone), 48000, 1);
         PodcastProject document;
-        document.segments = {clip(0, 2.0 + tone, "Media/voice-1.wav")};
+        document.segments = {placedClip(0, 2.0 + tone, "Media/voice-1.wav")};
         writeProject(folder, document);
         EXPECT_TRUE(f.openAndWait(folder));
     }

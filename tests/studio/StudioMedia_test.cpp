@@ -13,18 +13,10 @@ namespace {
 
 using testing::countFiles;
 using testing::makeTone;
+using testing::placedClip;
 using testing::StudioFixture;
 using testing::TempFolder;
 using testing::writeProject;
-
-Segment clip(double at, double length, const std::string& file)
-{
-    Segment segment;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    return segment;
-}
 
 // Project A: two two-second takes, the first used twice. Project B: empty.
 struct TwoProjects {
@@ -36,8 +28,9 @@ struct TwoProjects {
         makeTone(a / "Media" / "voice-1.wav", 2, 440);
         makeTone(a / "Media" / "voice-2.wav", 2, 660);
         PodcastProject document;
-        document.segments = {clip(0, 2, "Media/voice-1.wav"), clip(2, 2, "Media/voice-2.wav"),
-                             clip(4, 2, "Media/voice-1.wav")};
+        document.segments = {placedClip(0, 2, "Media/voice-1.wav"),
+                             placedClip(2, 2, "Media/voice-2.wav"),
+                             placedClip(4, 2, "Media/voice-1.wav")};
         writeProject(a, document);
         writeProject(b, PodcastProject{});
     }

@@ -9,19 +9,11 @@ namespace tw {
 namespace {
 
 using testing::makeTone;
+using testing::placedClip;
 using testing::readProject;
 using testing::StudioFixture;
 using testing::TempFolder;
 using testing::writeProject;
-
-Segment clip(double at, double length, const std::string& file)
-{
-    Segment segment;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    return segment;
-}
 
 TEST(StudioPeaks, anInterruptedTakeIsInsertedWhenTheProjectIsOpened)
 {
@@ -30,7 +22,7 @@ TEST(StudioPeaks, anInterruptedTakeIsInsertedWhenTheProjectIsOpened)
     makeTone(folder / "Media" / "voice-A.wav", 5);
     makeTone(folder / "Media" / "voice-B.wav", 7.9);
     PodcastProject document;
-    document.segments = {clip(0, 5, "Media/voice-A.wav")};
+    document.segments = {placedClip(0, 5, "Media/voice-A.wav")};
     document.recordingPending = true;
     document.pendingVoiceFile = "Media/voice-B.wav";
     document.pendingStart = 5.0;
@@ -115,7 +107,7 @@ TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
     makeTone(folder / "Media" / "voice-A.wav", 5);
     makeTone(folder / "Media" / "music.wav", 2);
     PodcastProject document;
-    document.segments = {clip(0, 5, "Media/voice-A.wav")};
+    document.segments = {placedClip(0, 5, "Media/voice-A.wav")};
     document.musicFile = "Media/music.wav";
     document.musicOffset = 1.0;
     document.playhead = 100.0;

@@ -19,6 +19,7 @@
 namespace tw {
 namespace {
 
+using testing::placedClip;
 using namespace std::chrono_literals;
 using testing::TempFolder;
 
@@ -60,16 +61,6 @@ struct PlaybackStudio {
 };
 
 class StudioPlaybackDevice : public rig::PulseRigTest {};
-
-Segment clip(double at, double length, const std::string& file, std::optional<float> gain = {})
-{
-    Segment segment;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    segment.gain = gain;
-    return segment;
-}
 
 // Records the sink's monitor (left channel) for seconds while body runs.
 template <class Body> std::vector<float> listen(const std::string& file, double seconds, Body body)
@@ -114,8 +105,8 @@ TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAtTheirLevels)
     testing::makeTone(folder / "Media" / "voice-1.wav", 1.0, 440);
     PodcastProject document;
     // Two clips 1.5 s apart, the second 6 dB down.
-    document.segments = {clip(0.5, 0.5, "Media/voice-1.wav"),
-                         clip(2.0, 0.5, "Media/voice-1.wav", 0.5f)};
+    document.segments = {placedClip(0.5, 0.5, "Media/voice-1.wav"),
+                         placedClip(2.0, 0.5, "Media/voice-1.wav", 0.5f)};
     testing::writeProject(folder, document);
     PlaybackStudio s;
     s.studio.openProject(folder);
@@ -152,7 +143,7 @@ TEST_F(StudioPlaybackDevice, aVolumeChangeWhilePlayingIsHeardWithoutAClick)
     const auto folder = temp / "Show.podcastproject";
     testing::makeTone(folder / "Media" / "voice-1.wav", 4.0, 440);
     PodcastProject document;
-    document.segments = {clip(0, 4.0, "Media/voice-1.wav")};
+    document.segments = {placedClip(0, 4.0, "Media/voice-1.wav")};
     testing::writeProject(folder, document);
     PlaybackStudio s;
     s.studio.openProject(folder);

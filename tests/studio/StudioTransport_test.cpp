@@ -13,18 +13,10 @@ namespace tw {
 namespace {
 
 using testing::makeTone;
+using testing::placedClip;
 using testing::StudioFixture;
 using testing::TempFolder;
 using testing::writeProject;
-
-Segment clip(double at, double length, const std::string& file)
-{
-    Segment segment;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    return segment;
-}
 
 // A project of one tone clip of the given length at 0, opened with its peaks loaded.
 struct PlayableProject {
@@ -36,7 +28,7 @@ struct PlayableProject {
     {
         makeTone(folder / "Media" / "voice-1.wav", length, 440);
         PodcastProject document;
-        document.segments = {clip(0, length, "Media/voice-1.wav")};
+        document.segments = {placedClip(0, length, "Media/voice-1.wav")};
         writeProject(folder, document);
         EXPECT_TRUE(f.openAndWait(folder));
     }
@@ -163,7 +155,7 @@ TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
     TempFolder temp;
     StudioFixture f;
     PodcastProject document;
-    document.segments = {clip(0, 100, "Media/absent.wav")};
+    document.segments = {placedClip(0, 100, "Media/absent.wav")};
     writeProject(temp / "Long.podcastproject", document);
     f.studio.openProject(temp / "Long.podcastproject");
     f.waitIdle();
@@ -195,7 +187,7 @@ TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
 
     StudioFixture small;
     PodcastProject shortDocument;
-    shortDocument.segments = {clip(0, 10, "Media/absent.wav")};
+    shortDocument.segments = {placedClip(0, 10, "Media/absent.wav")};
     writeProject(temp / "Short.podcastproject", shortDocument);
     small.studio.openProject(temp / "Short.podcastproject");
     small.waitIdle();
@@ -208,7 +200,7 @@ TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitF
     TempFolder temp;
     StudioFixture f;
     PodcastProject document;
-    document.segments = {clip(0, 100, "Media/absent.wav")};
+    document.segments = {placedClip(0, 100, "Media/absent.wav")};
     writeProject(temp / "Long.podcastproject", document);
     f.studio.openProject(temp / "Long.podcastproject");
     f.waitIdle();
@@ -277,7 +269,7 @@ TEST(StudioTransport, aMissingFileLeavesPlaybackStoppedWithItsDescription)
     TempFolder temp;
     StudioFixture f;
     PodcastProject document;
-    document.segments = {clip(0, 3, "Media/absent.wav")};
+    document.segments = {placedClip(0, 3, "Media/absent.wav")};
     writeProject(temp / "Broken.podcastproject", document);
     f.studio.openProject(temp / "Broken.podcastproject");
     f.waitIdle();

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <locale>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -40,6 +42,15 @@ private:
     std::filesystem::path path_;
 };
 
+// A number as command-line tools read it, whatever the process's locale.
+inline std::string decimal(double value)
+{
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << value;
+    return text.str();
+}
+
 inline std::string quoted(const std::filesystem::path& path)
 {
     std::string out = "'";
@@ -66,8 +77,8 @@ inline void run(const std::string& command)
 inline void makeTone(const std::filesystem::path& file, int rate, int channels, double seconds,
                      const std::string& codecArgs = "", double frequency = 441.0)
 {
-    run("ffmpeg -nostdin -y -v error -f lavfi -i 'sine=frequency=" + std::to_string(frequency) +
-        ":sample_rate=" + std::to_string(rate) + ":duration=" + std::to_string(seconds) +
+    run("ffmpeg -nostdin -y -v error -f lavfi -i 'sine=frequency=" + decimal(frequency) +
+        ":sample_rate=" + std::to_string(rate) + ":duration=" + decimal(seconds) +
         "' -af 'volume=0.5' -ac " + std::to_string(channels) + " " + codecArgs + " " +
         quoted(file));
 }

@@ -4,9 +4,11 @@
 
 #include "model/ProjectJson.hpp"
 #include "studio/ProjectWriter.hpp"
+#include "support/AudioFiles.hpp"
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -37,6 +39,19 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+// A clip of file placed at `at` on the timeline, from `start` into the file.
+inline Segment placedClip(double at, double length, const std::string& file,
+                          std::optional<float> gain = std::nullopt, double start = 0)
+{
+    Segment segment;
+    segment.start = start;
+    segment.duration = length;
+    segment.file = file;
+    segment.timelineStart = at;
+    segment.gain = gain;
+    return segment;
+}
 
 // Writes document as folder/project.json (creating folder and its Media folder).
 inline void writeProject(const std::filesystem::path& folder, const PodcastProject& document)
@@ -74,8 +89,8 @@ inline void makeTone(const std::filesystem::path& file, double seconds, double f
 {
     std::filesystem::create_directories(file.parent_path());
     const std::string command = "sox -n -r 48000 -c 1 -b 16 '" + file.string() + "' synth " +
-                                std::to_string(seconds) + " sine " + std::to_string(frequency) +
-                                " vol 0.5";
+                                testfiles::decimal(seconds) + " sine " +
+                                testfiles::decimal(frequency) + " vol 0.5";
     if (std::system(command.c_str()) != 0)
         throw std::runtime_error("sox failed: " + command);
 }
