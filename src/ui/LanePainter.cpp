@@ -4,9 +4,12 @@
 #include "ui/Icons.hpp"
 
 #include <QPainter>
+#include <qdrawutil.h>
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <tuple>
 
 namespace tw {
 
@@ -16,6 +19,15 @@ QColor withAlpha(QColor colour, double alpha)
 {
     colour.setAlphaF(static_cast<float>(alpha));
     return colour;
+}
+
+// A one-pixel outline; cosmetic, so the raster engine draws it directly instead of stroking the
+// rounded outline into a path first.
+QPen hairline(const QColor& colour)
+{
+    QPen pen(colour, 1);
+    pen.setCosmetic(true);
+    return pen;
 }
 
 // The part of shape worth rasterising: a side far outside the exposed strip is pulled in to just
@@ -29,6 +41,39 @@ QRectF trimmedTo(QRectF shape, const QRectF& exposed)
     if (shape.right() > exposed.right() + margin)
         shape.setRight(exposed.right() + margin);
     return shape;
+}
+
+// A rounded box. Rasterising a rounded outline costs a good part of a millisecond per box, and a
+// wide view shows dozens; so the box is copied from a small image of itself made once per look:
+// corners copied, edges and middle stretched. Sub-pixel edges are rounded to whole pixels. High
+// density displays and boxes too small for their corners take the ordinary path.
+void drawBox(QPainter& painter, const QRectF& box, const QColor& fill, const QColor& outline,
+             int radius)
+{
+    const QRect target(QPoint(qRound(box.left()), qRound(box.top())),
+                       QPoint(qRound(box.right()) - 1, qRound(box.bottom()) - 1));
+    const bool ordinary = painter.device()->devicePixelRatioF() != 1.0 ||
+                          target.width() < 2 * radius + 2 || target.height() < 2 * radius + 2;
+    if (ordinary) {
+        painter.setPen(outline.alpha() ? hairline(outline) : QPen(Qt::NoPen));
+        painter.setBrush(fill);
+        painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        return;
+    }
+    // Main thread only, like all painting; a handful of looks are ever made.
+    static std::map<std::tuple<QRgb, QRgb, int>, QPixmap> images;
+    QPixmap& image = images[{fill.rgba(), outline.rgba(), radius}];
+    if (image.isNull()) {
+        const int side = 2 * radius + 2;
+        image = QPixmap(side, side);
+        image.fill(Qt::transparent);
+        QPainter draw(&image);
+        draw.setRenderHint(QPainter::Antialiasing);
+        draw.setPen(outline.alpha() ? hairline(outline) : QPen(Qt::NoPen));
+        draw.setBrush(fill);
+        draw.drawRoundedRect(QRectF(0.5, 0.5, side - 1, side - 1), radius, radius);
+    }
+    qDrawBorderPixmap(&painter, target, QMargins(radius, radius, radius, radius), image);
 }
 
 bool meets(const QRectF& shape, const QRectF& exposed)
@@ -60,7 +105,7 @@ void drawPeaks(QPainter& painter, const std::vector<float>& peaks, double source
     appendPeakLines(lines, peaks, sourceStart, timelineStart, scene.zoom, first, end,
                     area.center().y(), area.height() / 2);
     painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.setPen(QPen(withAlpha(colour, 0.8), 1));
+    painter.setPen(hairline(withAlpha(colour, 0.8)));
     painter.drawLines(lines.data(), static_cast<int>(lines.size()));
     painter.setRenderHint(QPainter::Antialiasing, true);
 }
@@ -96,10 +141,8 @@ void drawClip(QPainter& painter, const LaneScene& scene, const LaneArt& art, con
     const bool selected = scene.selectedClip && *scene.selectedClip == clip.id;
     const QColor colour = laneColour::voice;
 
-    painter.setPen(QPen(withAlpha(colour, 0.75), 1));
-    painter.setBrush(withAlpha(colour, selected ? 0.3 : 0.18));
-    painter.drawRoundedRect(trimmedTo(body.adjusted(0.5, 0.5, -0.5, -0.5), exposed),
-                            lane::clipRadius, lane::clipRadius);
+    drawBox(painter, trimmedTo(body, exposed), withAlpha(colour, selected ? 0.3 : 0.18),
+            withAlpha(colour, 0.75), lane::clipRadius);
 
     const QRectF waveArea(body.left(), body.top() + lane::headerHeight + 3, body.width(),
                           body.height() - lane::headerHeight - 7);
@@ -108,9 +151,8 @@ void drawClip(QPainter& painter, const LaneScene& scene, const LaneArt& art, con
 
     LaneControl control{LaneControl::Type::clipHeader, clip};
     const bool strong = selected || isHovered(scene, control.hoverKey());
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(withAlpha(colour, strong ? 0.85 : 0.5));
-    painter.drawRoundedRect(trimmedTo(header, exposed), lane::clipRadius, lane::clipRadius);
+    drawBox(painter, trimmedTo(header, exposed), withAlpha(colour, strong ? 0.85 : 0.5),
+            Qt::transparent, lane::clipRadius);
     // The icon and title sit at the clip's start; long clips keep them there, off screen or not.
     const QRectF title(header.left() + 22, header.top(), std::min(header.width() - 26, 300.0),
                        header.height());
@@ -168,21 +210,33 @@ void drawMusic(QPainter& painter, const LaneScene& scene, const QRectF& exposed,
     const QColor colour = laneColour::music;
     const QRectF region = scene.musicRect();
     if (meets(region, exposed)) {
-        painter.setPen(QPen(withAlpha(colour, 0.75), 1));
-        painter.setBrush(withAlpha(colour, 0.18));
-        painter.drawRoundedRect(trimmedTo(region.adjusted(0.5, 0.5, -0.5, -0.5), exposed),
-                                lane::clipRadius, lane::clipRadius);
+        drawBox(painter, trimmedTo(region, exposed), withAlpha(colour, 0.18),
+                withAlpha(colour, 0.75), lane::clipRadius);
         const QRectF waveArea(region.left(), lane::envelopeFullY + 6, region.width(),
                               lane::envelopeSilentY - lane::envelopeFullY - 12);
         drawPeaks(painter, *scene.musicPeaks, scene.music.start, scene.music.offset,
                   scene.music.duration, scene, waveArea, exposed, colour);
     }
 
-    const QPointF envelope[4] = {scene.envelopePoint(0), scene.envelopePoint(1),
-                                 scene.envelopePoint(2), scene.envelopePoint(3)};
+    // The envelope's three segments, each cut to the exposed strip first: a wide stroke is
+    // turned into a path over its whole length before it is clipped.
     painter.setPen(QPen(colour, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.setBrush(Qt::NoBrush);
-    painter.drawPolyline(envelope, 4);
+    const double from = exposed.left() - 4;
+    const double to = exposed.right() + 4;
+    for (int index = 0; index < 3; ++index) {
+        QPointF a = scene.envelopePoint(index);
+        QPointF b = scene.envelopePoint(index + 1);
+        if (b.x() < from || a.x() > to)
+            continue;
+        const auto at = [&](double x) {
+            const double share = b.x() > a.x() ? (x - a.x()) / (b.x() - a.x()) : 0.0;
+            return QPointF(x, a.y() + (b.y() - a.y()) * share);
+        };
+        const QPointF start = a.x() < from ? at(from) : a;
+        const QPointF end = b.x() > to ? at(to) : b;
+        painter.drawLine(start, end);
+    }
 
     for (bool left : {true, false}) {
         const LaneControl grip{LaneControl::Type::musicGrip, std::nullopt, left};
@@ -233,9 +287,8 @@ void paintLane(QPainter& painter, const LaneScene& scene, const LaneArt& art, QR
 {
     painter.setRenderHint(QPainter::Antialiasing, true);
     const QColor colour = scene.kind == LaneKind::voice ? laneColour::voice : laneColour::music;
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(withAlpha(colour, 0.09));
-    painter.drawRoundedRect(trimmedTo(QRectF(0, 0, width, scene.height), exposed), 8, 8);
+    drawBox(painter, trimmedTo(QRectF(0, 0, width, scene.height), exposed), withAlpha(colour, 0.09),
+            Qt::transparent, 8);
 
     if (scene.kind == LaneKind::voice)
         drawVoice(painter, scene, art, exposed, viewportWidth);

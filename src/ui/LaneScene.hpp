@@ -29,7 +29,7 @@ constexpr double clipTop = 8;
 constexpr double clipHeight = 94;
 constexpr double headerHeight = 22;
 constexpr double headerMinimumWidth = 20;
-constexpr double clipRadius = 7;
+constexpr int clipRadius = 7;
 // The music region fills the music lane but for this margin above and below.
 constexpr double musicMargin = 4;
 constexpr double gripWidth = 8;
