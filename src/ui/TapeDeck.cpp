@@ -1,9 +1,10 @@
 #include "ui/TapeDeck.hpp"
 
 #include "base/Clock.hpp"
-#include "studio/Studio.hpp"
 #include "studio/ReelPhysics.hpp"
+#include "studio/Studio.hpp"
 
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -50,22 +51,18 @@ void drawScrew(QPainter& painter, QPointF at)
     painter.drawLine(at + QPointF(-1.6, 1.0), at + QPointF(1.6, -1.0));
 }
 
-// One reel in its 64-point frame: the tape pack, then the metal flange with three windows
-// turned to angle, then the hub.
-void drawReel(QPainter& painter, QRectF frame, double angle, double packRadius)
+// One reel's tape pack of the given diameter in its 64-point frame, with the shadow under the
+// reel: dark oxide with faint winding rings. The flange is drawn over it (drawFlange).
+void drawPack(QPainter& painter, QRectF frame, double diameter)
 {
-    const QPointF centre = frame.center();
     const double outer = frame.width() / 2;
     painter.save();
-    painter.translate(centre);
-
-    // Shadow under the reel.
+    painter.translate(frame.center());
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(0, 0, 0, 90));
     painter.drawEllipse(QPointF(1.5, 2.5), outer, outer);
 
-    // Tape pack: dark oxide with faint winding rings.
-    const double pack = packDiameter(packRadius) / 2;
+    const double pack = diameter / 2;
     QRadialGradient oxide(QPointF(0, 0), pack);
     oxide.setColorAt(0, QColor(60, 38, 26));
     oxide.setColorAt(0.85, QColor(88, 58, 38));
@@ -76,10 +73,13 @@ void drawReel(QPainter& painter, QRectF frame, double angle, double packRadius)
     painter.setPen(QPen(QColor(255, 220, 180, 18), 0.6));
     for (double ring = 9; ring < pack - 1; ring += 3.5)
         painter.drawEllipse(QPointF(0, 0), ring, ring);
+    painter.restore();
+}
 
-    painter.rotate(angle);
-
-    // Flange: a brushed aluminium disc with three windows onto the pack.
+// The metal flange with three windows onto the pack, and the hub with its drive teeth, centred
+// on the origin at angle 0, outer being the flange's radius.
+void drawFlange(QPainter& painter, double outer)
+{
     QPainterPath flange;
     flange.addEllipse(QPointF(0, 0), outer, outer);
     for (int i = 0; i < 3; ++i) {
@@ -103,7 +103,6 @@ void drawReel(QPainter& painter, QRectF frame, double angle, double packRadius)
     painter.setBrush(metal);
     painter.drawPath(flange);
 
-    // Hub with three drive teeth.
     QRadialGradient hub(QPointF(-1.5, -1.5), 9);
     hub.setColorAt(0, QColor(90, 92, 98));
     hub.setColorAt(1, QColor(28, 28, 32));
@@ -120,7 +119,16 @@ void drawReel(QPainter& painter, QRectF frame, double angle, double packRadius)
     }
     painter.setBrush(QColor(15, 15, 18));
     painter.drawEllipse(QPointF(0, 0), 2.5, 2.5);
-    painter.restore();
+}
+
+// A transparent image of the widget's size (at the screen's density) to draw still parts into.
+QPixmap layer(const QWidget& widget, QSize size)
+{
+    const qreal ratio = widget.devicePixelRatioF();
+    QPixmap image(size * ratio);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    return image;
 }
 
 // A small needle meter: cream face, red needle rotated from −45° (silence) to +45°.
@@ -159,7 +167,7 @@ TapeDeck::TapeDeck(Studio& studio, const Clock& clock, QWidget* parent)
     setFixedSize(sizeHint());
     frames_.setInterval(frameInterval);
     frames_.setTimerType(Qt::PreciseTimer);
-    connect(&frames_, &QTimer::timeout, this, qOverload<>(&QWidget::update));
+    connect(&frames_, &QTimer::timeout, this, [this] { update(movingParts()); });
     connect(&studio_, &Studio::fieldChanged, this, &TapeDeck::fieldChanged);
     transportChanged();
 }
@@ -210,8 +218,11 @@ void TapeDeck::fieldChanged(StudioField field)
     case StudioField::position:
     case StudioField::project:
     case StudioField::voiceWaveforms:
-        // Level and tape packs; while the reels turn the next frame picks these up anyway.
-        if (!frames_.isActive())
+        // Level and tape packs. While the reels turn, the frames redraw the packs; the meters
+        // follow the level here, at the pace it changes rather than at every frame.
+        if (frames_.isActive())
+            update(meterParts());
+        else
             update();
         break;
     default:
@@ -230,74 +241,183 @@ void TapeDeck::transportChanged()
     update();
 }
 
-void TapeDeck::paintEvent(QPaintEvent*)
+namespace {
+
+// The reels' frames and the tape path, in deck coordinates.
+constexpr double reelSide = 64;
+QRectF leftReelFrame()
 {
+    return {44, 36, reelSide, reelSide};
+}
+QRectF rightReelFrame(double width)
+{
+    return {width - 44 - reelSide, 36, reelSide, reelSide};
+}
+QRectF meterFace(double width, bool left)
+{
+    return {width / 2.0 + (left ? -40 : 4), 144, 36, 24};
+}
+
+} // namespace
+
+void TapeDeck::prepareStillParts()
+{
+    const double w = width();
+    const double h = height();
+    {
+        body_ = layer(*this, size());
+        QPainter painter(&body_);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const QRectF body = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+
+        // Body: dark anodised panel with a lighter top edge.
+        QLinearGradient finish(body.topLeft(), body.bottomLeft());
+        finish.setColorAt(0, QColor(54, 55, 60));
+        finish.setColorAt(0.5, QColor(36, 37, 41));
+        finish.setColorAt(1, QColor(26, 26, 30));
+        painter.setPen(QPen(QColor(255, 255, 255, 36), 1));
+        painter.setBrush(finish);
+        painter.drawRoundedRect(body, 10, 10);
+        for (QPointF corner :
+             {QPointF(8, 8), QPointF(w - 8, 8), QPointF(8, h - 8), QPointF(w - 8, h - 8)})
+            drawScrew(painter, corner);
+
+        QFont caption = font();
+        caption.setPixelSize(9);
+        caption.setBold(true);
+        caption.setLetterSpacing(QFont::AbsoluteSpacing, 1.4);
+        painter.setFont(caption);
+        painter.setPen(QColor(190, 192, 198));
+        painter.drawText(QRectF(18, 8, 200, 16), Qt::AlignLeft | Qt::AlignVCenter,
+                         QStringLiteral("REEL TO REEL • MASTER"));
+
+        QFont tiny = font();
+        tiny.setPixelSize(7);
+        tiny.setBold(true);
+        painter.setFont(tiny);
+        painter.setPen(QColor(150, 152, 158));
+        painter.drawText(QRectF(meterFace(w, true).left(), 170, 36, 10), Qt::AlignCenter,
+                         QStringLiteral("L"));
+        painter.drawText(QRectF(meterFace(w, false).left(), 170, 36, 10), Qt::AlignCenter,
+                         QStringLiteral("R"));
+    }
+    {
+        // Rollers and head block, which lie over the tape.
+        heads_ = layer(*this, size());
+        QPainter painter(&heads_);
+        painter.setRenderHint(QPainter::Antialiasing);
+        for (QPointF roller : {QPointF(132, 124), QPointF(w - 132, 124)}) {
+            QRadialGradient chrome(roller - QPointF(1.2, 1.2), 5);
+            chrome.setColorAt(0, QColor(235, 235, 240));
+            chrome.setColorAt(1, QColor(90, 92, 98));
+            painter.setPen(QPen(QColor(0, 0, 0, 150), 0.6));
+            painter.setBrush(chrome);
+            painter.drawEllipse(roller, 4.5, 4.5);
+        }
+        const QRectF heads(w / 2.0 - 26, 117, 52, 14);
+        QLinearGradient steel(heads.topLeft(), heads.bottomLeft());
+        steel.setColorAt(0, QColor(190, 192, 198));
+        steel.setColorAt(1, QColor(95, 97, 104));
+        painter.setPen(QPen(QColor(0, 0, 0, 160), 0.7));
+        painter.setBrush(steel);
+        painter.drawRoundedRect(heads, 3, 3);
+        painter.setPen(QPen(QColor(30, 30, 34), 1));
+        for (int i = 0; i < 3; ++i) {
+            const double x = heads.left() + 10 + i * 16;
+            painter.drawLine(QPointF(x, heads.top() + 3), QPointF(x, heads.bottom() - 3));
+        }
+    }
+    {
+        // One flange, with a point of room for its outline.
+        flange_ = layer(*this, QSize(reelSide + 2, reelSide + 2));
+        QPainter painter(&flange_);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.translate(reelSide / 2 + 1, reelSide / 2 + 1);
+        drawFlange(painter, reelSide / 2);
+    }
+}
+
+QRegion TapeDeck::movingParts() const
+{
+    // Reels with their shadows and outlines, the tape from each pack to the rollers and along
+    // the heads, the two meters.
+    QRegion parts(leftReelFrame().adjusted(-3, -3, 4, 5).toAlignedRect());
+    parts += rightReelFrame(width()).adjusted(-3, -3, 4, 5).toAlignedRect();
+    parts += QRect(70, 66, width() - 140, 64);
+    return parts;
+}
+
+QRegion TapeDeck::meterParts() const
+{
+    QRegion parts(meterFace(width(), true).adjusted(-1, -1, 1, 1).toAlignedRect());
+    parts += meterFace(width(), false).adjusted(-1, -1, 1, 1).toAlignedRect();
+    return parts;
+}
+
+const QPixmap& TapeDeck::packImage(int reel, double diameter)
+{
+    if (std::abs(diameter - packDiameters_[reel]) >= 0.1 || packs_[reel].isNull() ||
+        packs_[reel].devicePixelRatio() != devicePixelRatioF()) {
+        // Room for the shadow, which sits 1.5 right and 2.5 below the reel.
+        packs_[reel] = layer(*this, QSize(reelSide + 8, reelSide + 8));
+        QPainter painter(&packs_[reel]);
+        painter.setRenderHint(QPainter::Antialiasing);
+        drawPack(painter, QRectF(2, 2, reelSide, reelSide), diameter);
+        packDiameters_[reel] = diameter;
+    }
+    return packs_[reel];
+}
+
+void TapeDeck::paintEvent(QPaintEvent* event)
+{
+    if (body_.isNull() || body_.devicePixelRatio() != devicePixelRatioF() ||
+        body_.deviceIndependentSize() != QSizeF(size()))
+        prepareStillParts();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF body = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+    painter.drawPixmap(0, 0, body_);
 
-    // Body: dark anodised panel with a lighter top edge.
-    QLinearGradient finish(body.topLeft(), body.bottomLeft());
-    finish.setColorAt(0, QColor(54, 55, 60));
-    finish.setColorAt(0.5, QColor(36, 37, 41));
-    finish.setColorAt(1, QColor(26, 26, 30));
-    painter.setPen(QPen(QColor(255, 255, 255, 36), 1));
-    painter.setBrush(finish);
-    painter.drawRoundedRect(body, 10, 10);
-    for (QPointF corner : {QPointF(8, 8), QPointF(width() - 8, 8), QPointF(8, height() - 8),
-                           QPointF(width() - 8, height() - 8)})
-        drawScrew(painter, corner);
-
-    // Caption.
-    QFont caption = font();
-    caption.setPixelSize(9);
-    caption.setBold(true);
-    caption.setLetterSpacing(QFont::AbsoluteSpacing, 1.4);
-    painter.setFont(caption);
-    painter.setPen(QColor(190, 192, 198));
-    painter.drawText(QRectF(18, 8, 200, 16), Qt::AlignLeft | Qt::AlignVCenter,
-                     QStringLiteral("REEL TO REEL • MASTER"));
-
-    // Status window with its lamp.
+    // Status window with its lamp; frames of turning reels leave it alone.
     const DeckTransport now = transport();
     const QRectF window(width() - 104, 7, 86, 18);
-    painter.setPen(QPen(QColor(0, 0, 0, 180), 1));
-    painter.setBrush(QColor(12, 12, 14));
-    painter.drawRoundedRect(window, 4, 4);
-    const QColor lit = lampColour(deckLamp(now));
-    const QPointF lampAt(window.left() + 11, window.center().y());
-    if (deckLamp(now) != DeckLamp::grey) {
-        QRadialGradient glow(lampAt, 9);
-        QColor halo = lit;
-        halo.setAlpha(110);
-        glow.setColorAt(0, halo);
-        halo.setAlpha(0);
-        glow.setColorAt(1, halo);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(glow);
-        painter.drawEllipse(lampAt, 9, 9);
+    if (event->region().intersects(window.toAlignedRect().adjusted(-2, -2, 2, 2))) {
+        painter.setPen(QPen(QColor(0, 0, 0, 180), 1));
+        painter.setBrush(QColor(12, 12, 14));
+        painter.drawRoundedRect(window, 4, 4);
+        const QColor lit = lampColour(deckLamp(now));
+        const QPointF lampAt(window.left() + 11, window.center().y());
+        if (deckLamp(now) != DeckLamp::grey) {
+            QRadialGradient glow(lampAt, 9);
+            QColor halo = lit;
+            halo.setAlpha(110);
+            glow.setColorAt(0, halo);
+            halo.setAlpha(0);
+            glow.setColorAt(1, halo);
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(glow);
+            painter.drawEllipse(lampAt, 9, 9);
+        }
+        QRadialGradient lens(lampAt - QPointF(1, 1), 5);
+        lens.setColorAt(0, lit.lighter(160));
+        lens.setColorAt(1, lit.darker(deckLamp(now) == DeckLamp::grey ? 180 : 120));
+        painter.setPen(QPen(QColor(0, 0, 0, 200), 0.6));
+        painter.setBrush(lens);
+        painter.drawEllipse(lampAt, 4.2, 4.2);
+        QFont word = font();
+        word.setPixelSize(11);
+        word.setBold(true);
+        word.setLetterSpacing(QFont::AbsoluteSpacing, 1.0);
+        painter.setFont(word);
+        painter.setPen(deckLamp(now) == DeckLamp::grey ? QColor(170, 172, 178) : lit);
+        painter.drawText(window.adjusted(20, 0, -6, 0), Qt::AlignCenter,
+                         QString::fromStdString(deckStatus(now)));
     }
-    QRadialGradient lens(lampAt - QPointF(1, 1), 5);
-    lens.setColorAt(0, lit.lighter(160));
-    lens.setColorAt(1, lit.darker(deckLamp(now) == DeckLamp::grey ? 180 : 120));
-    painter.setPen(QPen(QColor(0, 0, 0, 200), 0.6));
-    painter.setBrush(lens);
-    painter.drawEllipse(lampAt, 4.2, 4.2);
-    QFont word = font();
-    word.setPixelSize(11);
-    word.setBold(true);
-    word.setLetterSpacing(QFont::AbsoluteSpacing, 1.0);
-    painter.setFont(word);
-    painter.setPen(deckLamp(now) == DeckLamp::grey ? QColor(170, 172, 178) : lit);
-    painter.drawText(window.adjusted(20, 0, -6, 0), Qt::AlignCenter,
-                     QString::fromStdString(deckStatus(now)));
 
-    // Reels and the tape between them.
-    const QRectF leftFrame(44, 36, 64, 64);
-    const QRectF rightFrame(width() - 44 - 64, 36, 64, 64);
+    // The tape between the packs, under the rollers and heads.
+    const QRectF leftFrame = leftReelFrame();
+    const QRectF rightFrame = rightReelFrame(width());
     const auto radii = ReelPhysics::packRadii(studio_.position(), studio_.duration());
     const auto [leftAngle, rightAngle] = reelAngles();
-
     const QPointF leftRoller(132, 124), rightRoller(width() - 132, 124);
     const double leftPack = packDiameter(radii.supply) / 2;
     const double rightPack = packDiameter(radii.takeup) / 2;
@@ -306,44 +426,27 @@ void TapeDeck::paintEvent(QPaintEvent*)
     painter.drawLine(leftFrame.center() + QPointF(leftPack * 0.6, leftPack * 0.8), leftRoller);
     painter.drawLine(leftRoller + QPointF(0, 4), rightRoller + QPointF(0, 4));
     painter.drawLine(rightRoller, rightFrame.center() + QPointF(-rightPack * 0.6, rightPack * 0.8));
-    for (QPointF roller : {leftRoller, rightRoller}) {
-        QRadialGradient chrome(roller - QPointF(1.2, 1.2), 5);
-        chrome.setColorAt(0, QColor(235, 235, 240));
-        chrome.setColorAt(1, QColor(90, 92, 98));
-        painter.setPen(QPen(QColor(0, 0, 0, 150), 0.6));
-        painter.setBrush(chrome);
-        painter.drawEllipse(roller, 4.5, 4.5);
-    }
-    // Head block between the rollers.
-    const QRectF heads(width() / 2.0 - 26, 117, 52, 14);
-    QLinearGradient steel(heads.topLeft(), heads.bottomLeft());
-    steel.setColorAt(0, QColor(190, 192, 198));
-    steel.setColorAt(1, QColor(95, 97, 104));
-    painter.setPen(QPen(QColor(0, 0, 0, 160), 0.7));
-    painter.setBrush(steel);
-    painter.drawRoundedRect(heads, 3, 3);
-    painter.setPen(QPen(QColor(30, 30, 34), 1));
-    for (int i = 0; i < 3; ++i) {
-        const double x = heads.left() + 10 + i * 16;
-        painter.drawLine(QPointF(x, heads.top() + 3), QPointF(x, heads.bottom() - 3));
-    }
+    painter.drawPixmap(0, 0, heads_);
 
-    drawReel(painter, leftFrame, leftAngle, radii.supply);
-    drawReel(painter, rightFrame, rightAngle, radii.takeup);
+    // The reels: each pack, then the flange turned to the reel's angle.
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const QRectF frames[2] = {leftFrame, rightFrame};
+    const double angles[2] = {leftAngle, rightAngle};
+    const double packs[2] = {radii.supply, radii.takeup};
+    for (int reel = 0; reel < 2; ++reel) {
+        painter.drawPixmap(frames[reel].topLeft() - QPointF(2, 2),
+                           packImage(reel, packDiameter(packs[reel])));
+        painter.save();
+        painter.translate(frames[reel].center());
+        painter.rotate(angles[reel]);
+        painter.drawPixmap(QPointF(-reelSide / 2 - 1, -reelSide / 2 - 1), flange_);
+        painter.restore();
+    }
 
     // The two small meters: the deck level and 0.9 of it.
     const float shown = level();
-    const QRectF leftMeter(width() / 2.0 - 40, 144, 36, 24);
-    const QRectF rightMeter(width() / 2.0 + 4, 144, 36, 24);
-    drawDeckMeter(painter, leftMeter, shown);
-    drawDeckMeter(painter, rightMeter, shown * 0.9);
-    QFont tiny = font();
-    tiny.setPixelSize(7);
-    tiny.setBold(true);
-    painter.setFont(tiny);
-    painter.setPen(QColor(150, 152, 158));
-    painter.drawText(QRectF(leftMeter.left(), 170, 36, 10), Qt::AlignCenter, QStringLiteral("L"));
-    painter.drawText(QRectF(rightMeter.left(), 170, 36, 10), Qt::AlignCenter, QStringLiteral("R"));
+    drawDeckMeter(painter, meterFace(width(), true), shown);
+    drawDeckMeter(painter, meterFace(width(), false), shown * 0.9);
 }
 
 } // namespace tw

@@ -5,6 +5,7 @@
 
 #include "ui/DeckState.hpp"
 
+#include <QPixmap>
 #include <QTimer>
 #include <QWidget>
 
@@ -39,9 +40,25 @@ private:
     void fieldChanged(StudioField field);
     void transportChanged();
 
+    // The parts that never move, drawn once: the body with its screws and caption, the rollers
+    // and head block that lie over the tape, and one reel's flange with its hub (turned for each
+    // reel and frame). A frame then costs the tape, the packs, two turned images and the meters.
+    void prepareStillParts();
+    // What a frame of turning reels changes: the reels and the tape between them.
+    QRegion movingParts() const;
+    QRegion meterParts() const;
+    // The tape pack of reel 0 (supply) or 1 (take-up) with the reel's shadow, redrawn only when
+    // the pack has grown or shrunk by a tenth of a point.
+    const QPixmap& packImage(int reel, double diameter);
+
     Studio& studio_;
     const Clock& clock_;
     QTimer frames_;
+    QPixmap body_;
+    QPixmap heads_;
+    QPixmap flange_;
+    QPixmap packs_[2];
+    double packDiameters_[2] = {-1, -1};
 };
 
 } // namespace tw
