@@ -60,13 +60,21 @@ WaveTrack::WaveTrack(Studio& studio, Kind kind, QWidget* parent)
 
 WaveTrack::~WaveTrack()
 {
-    // A lane that goes away mid-gesture still finishes it: no clip is left dragged, no trim open.
+    finishOpenGesture();
+    if (!hoverKey_.empty() && studio_.hoveredControl() == hoverKey_)
+        studio_.hoveredControl = std::nullopt;
+}
+
+void WaveTrack::finishOpenGesture()
+{
+    // Moves, trims and fade drags leave state in the Studio until their end; a gesture that
+    // never saw its release (the lane went away, a press came first) still ends, with what it
+    // last showed. Clicks and seeks need no ending.
     if (gesture_ && gesture_->active && gesture_->minimumDistance() > 0) {
         const auto gesture = std::move(gesture_);
         dragEnded(*gesture, gesture->start);
     }
-    if (!hoverKey_.empty() && studio_.hoveredControl() == hoverKey_)
-        studio_.hoveredControl = std::nullopt;
+    gesture_.reset();
 }
 
 int WaveTrack::laneHeight(Kind kind)
@@ -201,7 +209,7 @@ void WaveTrack::mousePressEvent(QMouseEvent* event)
         QWidget::mousePressEvent(event);
         return;
     }
-    gesture_.reset();
+    finishOpenGesture();
     if (!idle())
         return; // gestures started while recording or busy have no effect
     const LaneScene current = scene();

@@ -65,6 +65,7 @@ private:
     // Pointer handling (WaveTrackGestures.cpp).
     void dragChanged(const LaneScene& scene, QPointF location);
     void dragEnded(const Gesture& gesture, QPointF location);
+    void finishOpenGesture();
     void changeFade(int index, QPointF location);
     void hover(const LaneControl& control);
     void applyCursor(const LaneControl& control);

@@ -228,11 +228,15 @@ TEST(WaveTrack, headerDragMovesTheClipAndBeforeTheStartLandsAtZero)
     EXPECT_EQ(f.studio.undoStack().size(), steps);
 
     // Dragged 500 points to the left: 10 s before its start, it is shown and dropped at 0.
+    const QRect whereBWas(320, 40, 60, 50);
+    const double beforeDrag = testing::meanBrightness(lane.grab().toImage(), whereBWas);
     QTest::mousePress(&lane, Qt::LeftButton, {}, {300, 15});
     QTest::mouseMove(&lane, {200, 15});
     EXPECT_EQ(f.studio.draggedClip(), voice.b.id);
     EXPECT_NEAR(f.studio.clipDragTime().value(), 3.0, 1e-9);
     EXPECT_EQ(lane.cursor().shape(), Qt::ClosedHandCursor);
+    // B follows the pointer: its old place is empty while the drag lasts.
+    EXPECT_LT(testing::meanBrightness(lane.grab().toImage(), whereBWas), beforeDrag - 10);
     QTest::mouseMove(&lane, {-200, 15});
     EXPECT_EQ(f.studio.clipDragTime(), 0.0);
     QTest::mouseRelease(&lane, Qt::LeftButton, {}, {-200, 15});
