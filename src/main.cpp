@@ -34,6 +34,7 @@ int main(int argc, char** argv)
     QApplication::setOrganizationName(QStringLiteral("Tapewright"));
     QApplication::setApplicationDisplayName(QStringLiteral("Bobinet 2"));
     QGuiApplication::setDesktopFileName(QStringLiteral("tapewright"));
+    tw::TapewrightApp::useSpanishToolkitTexts();
 
     const std::optional<QString> path = requestedPath(QApplication::arguments());
     tw::SingleInstance instance(tw::SingleInstance::defaultServerName());

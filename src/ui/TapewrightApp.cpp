@@ -10,7 +10,9 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QLibraryInfo>
 #include <QTimer>
+#include <QTranslator>
 
 namespace tw {
 
@@ -53,6 +55,20 @@ TapewrightApp::~TapewrightApp()
 QIcon TapewrightApp::applicationIcon()
 {
     return QIcon(QStringLiteral(":/icons/tapewright.svg"));
+}
+
+bool TapewrightApp::useSpanishToolkitTexts()
+{
+    static QTranslator* installed = nullptr;
+    if (installed)
+        return true;
+    auto translator = std::make_unique<QTranslator>(QCoreApplication::instance());
+    if (!translator->load(QStringLiteral("qtbase_es"),
+                          QLibraryInfo::path(QLibraryInfo::TranslationsPath)) ||
+        !QCoreApplication::installTranslator(translator.get()))
+        return false;
+    installed = translator.release();
+    return true;
 }
 
 void TapewrightApp::start(const StudioEnvironment& environment)

@@ -39,6 +39,9 @@ public:
 
     // The application's icon (a reel-to-reel deck), for the windows and the welcome sheet.
     static QIcon applicationIcon();
+    // Qt's own texts (file dialog buttons, key names shown in the menus) in Spanish like the rest
+    // of the interface, whatever the desktop's language. False when the translations are missing.
+    static bool useSpanishToolkitTexts();
 
 private:
     struct DesktopServices;

@@ -11,6 +11,7 @@
 
 #include <QAction>
 #include <QLabel>
+#include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
@@ -134,6 +135,21 @@ TEST_F(MainWindowTest, screenshotOfTheWholeWindowAtItsMinimumWithTheWelcomeSheet
     EXPECT_GT(
         std::abs(testing::meanBrightness(seen, sheetArea) - testing::meanBrightness(seen, beside)),
         3.0);
+}
+
+TEST_F(MainWindowTest, theMenusAreDarkLikeTheStudio)
+{
+    f.studio.showWelcome = false;
+    showWindow();
+    f.studio.selection = TimeRange{1, 2};
+    QMenu& audio = window->menus().audioMenu();
+    audio.popup(window->mapToGlobal(QPoint(150, 20)));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&audio));
+    const QImage image = testing::saveScreenshot(audio, QStringLiteral("MainWindow-audio-menu"));
+    EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0);
+    audio.hide();
+    const QImage bar = window->menuBar()->grab().toImage();
+    EXPECT_LT(testing::meanBrightness(bar, bar.rect()), 90.0);
 }
 
 TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)

@@ -124,5 +124,15 @@ TEST(TapewrightApp, theWindowAndSheetCarryTheApplicationIcon)
     EXPECT_EQ(f.app.window().windowTitle(), QStringLiteral("Bobinet 2"));
 }
 
+TEST(TapewrightApp, qtsOwnTextsAreSpanishToo)
+{
+    testing::uiApplication();
+    ASSERT_TRUE(TapewrightApp::useSpanishToolkitTexts());
+    EXPECT_TRUE(TapewrightApp::useSpanishToolkitTexts()); // once is enough
+    EXPECT_EQ(QKeySequence(Qt::Key_Space).toString(QKeySequence::NativeText),
+              QStringLiteral("Espacio"));
+    EXPECT_EQ(QCoreApplication::translate("QFileDialog", "&Open"), QStringLiteral("&Abrir"));
+}
+
 } // namespace
 } // namespace tw
