@@ -1,7 +1,11 @@
 #include "ui/TapewrightApp.hpp"
 
 #include "ui/AppFixture.hpp"
+#include "ui/AppMenus.hpp"
 #include "ui/MainWindow.hpp"
+
+#include <QAction>
+#include <QTest>
 
 #include <QTimer>
 
@@ -67,6 +71,26 @@ TEST(TapewrightApp, quittingSavesThePlayHeadMovedJustBefore)
     const PodcastProject onDisk = readProject(folder);
     EXPECT_EQ(onDisk.playhead, 42.0);
     EXPECT_EQ(onDisk.timelineZoom, 120.0);
+}
+
+TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
+{
+    AppFixture f;
+    const auto folder = f.newProject("Programa.podcastproject");
+    f.studio.showWelcome = false;
+    f.app.window().show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&f.app.window()));
+    f.studio.position = 7.5;
+    QTimer::singleShot(0, [&f] { f.app.window().menus().quit().trigger(); });
+    // A quit that never comes fails the test instead of hanging it.
+    QTimer giveUp;
+    giveUp.setSingleShot(true);
+    QObject::connect(&giveUp, &QTimer::timeout, [] { QCoreApplication::exit(1); });
+    giveUp.start(10000);
+    EXPECT_EQ(QCoreApplication::exec(), 0);
+    giveUp.stop();
+    EXPECT_FALSE(f.app.window().isVisible());
+    EXPECT_EQ(readProject(folder).playhead, 7.5);
 }
 
 TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
