@@ -309,8 +309,11 @@ void paintLane(QPainter& painter, const LaneScene& scene, const LaneArt& art, QR
         playheadX <= exposed.right() + lane::playheadHitWidth) {
         // One whole pixel column, crisp at any position.
         painter.fillRect(QRectF(std::floor(playheadX), 0, 1, scene.height), laneColour::playhead);
-        painter.drawPixmap(QPointF(playheadX - lane::playheadSymbolSize / 2, 0),
-                           art.playheadSymbol);
+        // The handle's symbol sits once above both lanes, on the top one; the music lane
+        // keeps the handle's grip area without a second symbol.
+        if (scene.kind == LaneKind::voice)
+            painter.drawPixmap(QPointF(playheadX - lane::playheadSymbolSize / 2, 0),
+                               art.playheadSymbol);
     }
 }
 

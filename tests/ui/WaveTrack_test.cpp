@@ -670,6 +670,8 @@ TEST(WaveTrack, rendersClipsSelectionMutedClipMusicAndEmptyLanes)
     const QColor head = voiceImage.pixelColor(325, 80);
     EXPECT_GT(head.red(), 200);
     EXPECT_LT(head.green(), 120);
+    // The handle's symbol stands over the top of the voice lane, beside the line.
+    EXPECT_GT(voiceImage.pixelColor(321, 8).red(), 180);
     const QColor inBand = voiceImage.pixelColor(100, 100);
     const QColor outBand = voiceImage.pixelColor(175, 100);
     EXPECT_GT(inBand.blue(), outBand.blue());
@@ -685,6 +687,7 @@ TEST(WaveTrack, rendersClipsSelectionMutedClipMusicAndEmptyLanes)
     const QColor full = musicImage.pixelColor(static_cast<int>((0.5 + 5) * 50), 16);
     EXPECT_GT(full.red(), 150);
     EXPECT_GT(full.blue(), 200);
+    EXPECT_LT(musicImage.pixelColor(321, 8).red(), 120) << "one symbol, over the voice lane";
 
     f.studio.selection = std::nullopt;
     f.studio.position = 0.0;
