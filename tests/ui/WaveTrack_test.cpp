@@ -624,6 +624,45 @@ TEST(WaveTrack, aMovingPlayheadRepaintsOnlyTheStripsItLeavesAndEnters)
     }
 }
 
+TEST(WaveTrack, aTakeGrowsOnTheVoiceLaneWhileGesturesWait)
+{
+    LaneFixture f;
+    f.open(PodcastProject{});
+    f.studio.zoom = 50;
+    WaveTrack lane(f.studio, WaveTrack::Kind::voice, nullptr);
+    show(lane, 600);
+    const QRect takeStart(5, 40, 40, 50);
+    const double empty = testing::meanBrightness(lane.grab().toImage(), takeStart);
+
+    f.studio.record();
+    f.fixture.scheduler.advance(3.0); // the count-in
+    ASSERT_TRUE(f.studio.recording());
+    ASSERT_TRUE(f.fixture.waitUntil([&] {
+        f.fixture.scheduler.advance(0.1);
+        return f.studio.liveDuration >= 1.0;
+    }));
+    // Each clock step of a take repaints the whole lane, where the take grows.
+    PaintRecorder recorder;
+    lane.installEventFilter(&recorder);
+    f.fixture.scheduler.advance(0.1);
+    QApplication::processEvents();
+    ASSERT_FALSE(recorder.rects.empty());
+    EXPECT_EQ(recorder.rects.back().width(), lane.width());
+    const double growing = testing::meanBrightness(lane.grab().toImage(), takeStart);
+    EXPECT_GT(growing, empty + 10) << "the live take is drawn";
+
+    // Nothing the pointer does reaches the Studio during the take.
+    drag(lane, {30, 60}, {{60, 60}, {90, 60}});
+    drag(lane, {20, 15}, {{40, 15}, {80, 15}});
+    EXPECT_FALSE(f.studio.selection().has_value());
+    EXPECT_FALSE(f.studio.draggedClip().has_value());
+
+    f.studio.stopRecording();
+    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_EQ(f.studio.project().resolvedSegments().size(), 1u);
+    EXPECT_GT(testing::meanBrightness(lane.grab().toImage(), takeStart), empty + 10);
+}
+
 TEST(WaveTrack, peakColumnsShowTheLoudestValueOfTheirSpan)
 {
     // 50 values a second: second 0 quiet, second 1 with one loud value at 1.5 s.
