@@ -17,6 +17,8 @@ namespace tw {
 namespace {
 
 constexpr int frameInterval = 16; // ms, about one display frame
+// A tape pack is drawn again once its diameter has changed by this many points.
+constexpr double packStep = 0.1;
 
 QColor lampColour(DeckLamp lamp)
 {
@@ -339,11 +341,14 @@ void TapeDeck::prepareStillParts()
 
 QRegion TapeDeck::movingParts() const
 {
-    // Reels with their shadows and outlines, the tape from each pack to the rollers and along
-    // the heads, the two meters.
+    // The reels, with their shadows and outlines, turn every frame. The tape from each pack to
+    // the rollers moves only as the packs grow and shrink, when a pack image is due again.
     QRegion parts(leftReelFrame().adjusted(-3, -3, 4, 5).toAlignedRect());
     parts += rightReelFrame(width()).adjusted(-3, -3, 4, 5).toAlignedRect();
-    parts += QRect(70, 66, width() - 140, 64);
+    const auto radii = ReelPhysics::packRadii(studio_.position(), studio_.duration());
+    if (std::abs(packDiameter(radii.supply) - packDiameters_[0]) >= packStep ||
+        std::abs(packDiameter(radii.takeup) - packDiameters_[1]) >= packStep)
+        parts += QRect(70, 66, width() - 140, 64);
     return parts;
 }
 
@@ -356,7 +361,7 @@ QRegion TapeDeck::meterParts() const
 
 const QPixmap& TapeDeck::packImage(int reel, double diameter)
 {
-    if (std::abs(diameter - packDiameters_[reel]) >= 0.1 || packs_[reel].isNull() ||
+    if (std::abs(diameter - packDiameters_[reel]) >= packStep || packs_[reel].isNull() ||
         packs_[reel].devicePixelRatio() != devicePixelRatioF()) {
         // Room for the shadow, which sits 1.5 right and 2.5 below the reel.
         packs_[reel] = layer(*this, QSize(reelSide + 8, reelSide + 8));

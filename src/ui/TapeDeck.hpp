@@ -44,7 +44,7 @@ private:
     // and head block that lie over the tape, and one reel's flange with its hub (turned for each
     // reel and frame). A frame then costs the tape, the packs, two turned images and the meters.
     void prepareStillParts();
-    // What a frame of turning reels changes: the reels and the tape between them.
+    // What a frame of turning reels changes: the reels, and the tape when the packs changed.
     QRegion movingParts() const;
     QRegion meterParts() const;
     // The tape pack of reel 0 (supply) or 1 (take-up) with the reel's shadow, redrawn only when
