@@ -4,6 +4,8 @@
 
 #include "support/StudioFixture.hpp"
 
+#include <QPaintEvent>
+
 #include <gtest/gtest.h>
 
 namespace tw {
@@ -19,6 +21,21 @@ public:
         paints += event->type() == QEvent::Paint;
         return false;
     }
+};
+
+// Keeps the regions of the paint events a widget receives.
+class RegionRecorder final : public QObject {
+public:
+    explicit RegionRecorder(std::vector<QRegion>& regions) : regions_(regions) {}
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint)
+            regions_.push_back(static_cast<QPaintEvent*>(event)->region());
+        return false;
+    }
+
+private:
+    std::vector<QRegion>& regions_;
 };
 
 // A one-hour voice take: the duration the reels are computed for.
@@ -127,6 +144,31 @@ TEST(TapeDeck, reelsCarryOnFromTheLastTickAtMostTwoTenthsOfASecond)
     std::tie(left, right) = f.deck.reelAngles();
     EXPECT_NEAR(left, 100 + 8 * 0.05 * speeds.supply, 1e-6);
     EXPECT_NEAR(right, -40 + 8 * 0.05 * speeds.takeup, 1e-6);
+}
+
+TEST(TapeDeck, whileTheReelsTurnRepaintsLeaveTheStatusWindowAlone)
+{
+    DeckFixture f;
+    f.studio.project = oneHourTake();
+    f.deck.show();
+    f.studio.playing = true;
+    QApplication::processEvents();
+    std::vector<QRegion> painted;
+    RegionRecorder recorder(painted);
+    f.deck.installEventFilter(&recorder);
+    // The play head moves (as the player's clock moves it); frames may come in between.
+    for (int step = 1; step <= 5; ++step) {
+        f.studio.position = 100 + 0.05 * step;
+        QApplication::processEvents();
+    }
+    ASSERT_FALSE(painted.empty());
+    const QRect statusWindow(350 - 104, 7, 86, 18);
+    for (const QRegion& region : painted)
+        EXPECT_FALSE(region.intersects(statusWindow));
+    // A change of transport redraws the whole deck, status word included.
+    f.studio.playing = false;
+    QApplication::processEvents();
+    EXPECT_TRUE(painted.back().intersects(statusWindow));
 }
 
 TEST(TapeDeck, rendersAtRestRecordingAndRewinding)
