@@ -124,7 +124,8 @@ TEST(TransportBar, litKeysAndThePauseLabelFollowTheTransport)
     EXPECT_FALSE(f.studio.recordingPaused());
     EXPECT_EQ(lit(), (std::vector<bool>{false, false, true, false}));
 
-    // The record key stops the take.
+    // The record key stops the take (once it holds some audio, so that it is kept).
+    ASSERT_TRUE(f.recordUntil(0.2));
     f.key("record.circle.fill").click();
     EXPECT_FALSE(f.studio.recording());
     ASSERT_TRUE(f.fixture.waitIdle());
