@@ -1,6 +1,7 @@
 #include "ui/ContentView.hpp"
 
 #include "ui/ControlRow.hpp"
+#include "ui/InputLevelBar.hpp"
 #include "ui/LCDCounter.hpp"
 #include "ui/StatusLine.hpp"
 #include "ui/StudioVUMeters.hpp"
@@ -118,6 +119,21 @@ TEST(ContentView, rendersAnEmptyProjectAndAProgrammeWithClipsAndMusic)
     EXPECT_GT(testing::meanBrightness(programme, clipsArea),
               testing::meanBrightness(empty, clipsArea) + 5);
     EXPECT_TRUE(f.view.transport().button("play.fill").isEnabled());
+
+    // During a take after the programme: the growing take, the lit record key, the level bar.
+    f.studio.selection = std::nullopt;
+    f.studio.position = 21.0;
+    ASSERT_TRUE(f.startTake());
+    ASSERT_TRUE(f.recordUntil(1.5));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(f.view.controls().levelBar().opacity(), 1.0);
+    EXPECT_TRUE(f.view.transport().button("record.circle.fill").active());
+    const QImage recording = testing::saveScreenshot(f.view, "ContentView-recording");
+    const QRect take(voice.left() + static_cast<int>(21.5 * f.studio.zoom()), voice.top() + 30, 20,
+                     voice.height() - 40);
+    EXPECT_GT(testing::meanBrightness(recording, take),
+              testing::meanBrightness(programme, take) + 5);
+    ASSERT_TRUE(f.finishTake());
 }
 
 TEST(ContentView, anOpenProjectLeftIdlePaintsNothingForTwoSeconds)
