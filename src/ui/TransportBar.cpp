@@ -57,7 +57,7 @@ TransportBar::TransportBar(Studio& studio, QWidget* parent) : QWidget(parent), s
         const QColor colour = i == recordKey ? recordRed : look::primary;
         auto* button = new TransportButton(symbolIcon(symbols()[i], colour), labels[i], this);
         button->setIconSize(QSize(16, 16));
-        button->setFixedSize(36, 34); // the 32 × 30 key plus its shadow
+        button->setFixedSize(35, 34); // the 32 × 30 key plus its shadow
         layout->addWidget(button);
         buttons_[i] = button;
     }
