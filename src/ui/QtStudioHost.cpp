@@ -1,5 +1,7 @@
 #include "ui/QtStudioHost.hpp"
 
+#include "ui/PanelPalette.hpp"
+
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -23,6 +25,8 @@ std::filesystem::path toPath(const QString& text)
 // Runs dialog and returns its first chosen entry, or nothing when cancelled.
 std::optional<QString> firstChoice(QFileDialog& dialog)
 {
+    // The studio's dark panel colours, like the welcome sheet the dialogs often open from.
+    dialog.setPalette(panelPalette(dialog.palette()));
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return std::nullopt;
     return dialog.selectedFiles().constFirst();

@@ -31,28 +31,39 @@ void whenDialogOpens(std::function<void(QFileDialog&)> script)
     poll->start(5);
 }
 
+// The entry called name in the dialog's file list, once the listing has arrived from the file
+// system model's thread; invalid when it never shows.
+QModelIndex listedEntry(QFileDialog& dialog, const QString& name)
+{
+    auto* view = dialog.findChild<QListView*>(QStringLiteral("listView"));
+    QModelIndex entry;
+    if (!view)
+        return entry;
+    (void)QTest::qWaitFor([&] {
+        const QAbstractItemModel* model = view->model();
+        for (int row = 0; row < model->rowCount(view->rootIndex()); ++row) {
+            const QModelIndex index = model->index(row, 0, view->rootIndex());
+            if (index.data().toString() == name) {
+                entry = index;
+                return true;
+            }
+        }
+        return false;
+    });
+    return entry;
+}
+
 // Double-clicks the entry called name in the dialog's file list, as a person enters a folder.
 // Rejects the dialog when the entry never shows, so a failure cannot hang the test.
 void doubleClickEntry(QFileDialog& dialog, const QString& name)
 {
-    auto* view = dialog.findChild<QListView*>(QStringLiteral("listView"));
-    QModelIndex entry;
-    const bool listed = view && QTest::qWaitFor([&] {
-                            const QAbstractItemModel* model = view->model();
-                            for (int row = 0; row < model->rowCount(view->rootIndex()); ++row) {
-                                const QModelIndex index = model->index(row, 0, view->rootIndex());
-                                if (index.data().toString() == name) {
-                                    entry = index;
-                                    return true;
-                                }
-                            }
-                            return false;
-                        });
-    if (!listed) {
+    const QModelIndex entry = listedEntry(dialog, name);
+    if (!entry.isValid()) {
         ADD_FAILURE() << "no entry " << name.toStdString() << " in the dialog";
         dialog.reject();
         return;
     }
+    auto* view = dialog.findChild<QListView*>(QStringLiteral("listView"));
     view->scrollTo(entry);
     const QPoint centre = view->visualRect(entry).center();
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, centre);
@@ -103,6 +114,10 @@ TEST(QtStudioHost, theOpenDialogTakesAProjectFolderInsteadOfEnteringIt)
     // Going into a project folder chooses it at once.
     whenDialogOpens([&](QFileDialog& dialog) {
         dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        dialog.resize(720, 420);
+        EXPECT_TRUE(listedEntry(dialog, QStringLiteral("Carpeta")).isValid());
+        const QImage shown = testing::saveScreenshot(dialog, QStringLiteral("QtStudioHost-open"));
+        EXPECT_LT(testing::meanBrightness(shown, shown.rect()), 110.0); // dark like the studio
         doubleClickEntry(dialog, QStringLiteral("Programa.podcastproject"));
         if (dialog.isVisible()) {
             ADD_FAILURE() << "the dialog went into the project folder";
