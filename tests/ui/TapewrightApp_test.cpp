@@ -148,6 +148,22 @@ TEST(TapewrightApp, theWindowAndSheetCarryTheApplicationIcon)
     EXPECT_EQ(f.app.window().windowTitle(), QStringLiteral("Bobinet 2"));
 }
 
+TEST(TapewrightApp, theDesktopServicesMakeAWorkingStudioAndWindow)
+{
+    testing::uiApplication();
+    // Sound server, Qt timers and dialogs, QSettings: whatever this machine has (no sound server
+    // gives an empty device list, never a failure).
+    auto app = std::make_unique<TapewrightApp>();
+    EXPECT_TRUE(app->studio().showWelcome());
+    EXPECT_FALSE(app->studio().folder());
+    EXPECT_FALSE(app->studio().message());
+    EXPECT_EQ(app->window().windowTitle(), QStringLiteral("Bobinet 2"));
+    // The studio clock runs on real timers now: the reels' tick time moves on.
+    const double before = app->studio().previousReelTick;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app->studio().previousReelTick > before; }, 2000));
+    app.reset();
+}
+
 TEST(TapewrightApp, qtsOwnTextsAreSpanishToo)
 {
     testing::uiApplication();
