@@ -1,6 +1,7 @@
 #include "ui/TapewrightApp.hpp"
 
 #include "audio/PulseDeviceCatalog.hpp"
+#include "base/Scheduler.hpp"
 #include "studio/QtScheduler.hpp"
 #include "studio/QtSettingsStore.hpp"
 #include "studio/Studio.hpp"
@@ -8,13 +9,24 @@
 #include "ui/MainWindow.hpp"
 #include "ui/QtStudioHost.hpp"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <QFileDialog>
 #include <QGuiApplication>
 #include <QLibraryInfo>
 #include <QTimer>
 #include <QTranslator>
 
+#include <utility>
+
 namespace tw {
+
+namespace {
+
+// How often an open request held back by a file dialog looks again, in seconds.
+constexpr double dialogRetry = 0.2;
+
+} // namespace
 
 struct TapewrightApp::DesktopServices {
     QtScheduler scheduler;
@@ -47,6 +59,8 @@ TapewrightApp::TapewrightApp(const StudioEnvironment& environment)
 
 TapewrightApp::~TapewrightApp()
 {
+    if (heldRetry_)
+        heldRetry_->cancel();
     // The window's views hold the Studio: they go first.
     window_.reset();
     studio_.reset();
@@ -77,6 +91,7 @@ void TapewrightApp::start(const StudioEnvironment& environment)
     // Before the window: the welcome sheet takes its icon from the application.
     if (QGuiApplication::windowIcon().isNull())
         QGuiApplication::setWindowIcon(applicationIcon());
+    scheduler_ = &environment.scheduler;
     studio_ = std::make_unique<Studio>(environment);
     window_ = std::make_unique<MainWindow>(*studio_, environment.scheduler);
 
@@ -99,6 +114,16 @@ void TapewrightApp::busyChanged()
 
 void TapewrightApp::openRequested(const std::filesystem::path& path)
 {
+    if (qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+        heldRequest_ = path;
+        if (!heldRetry_ || heldRetry_->cancelled())
+            heldRetry_ = scheduler_->after(dialogRetry, [this] {
+                heldRetry_.reset();
+                if (std::optional<std::filesystem::path> held = std::exchange(heldRequest_, {}))
+                    openRequested(*held);
+            });
+        return;
+    }
     std::error_code error;
     std::filesystem::path folder = std::filesystem::absolute(path, error);
     if (error)

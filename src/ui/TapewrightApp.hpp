@@ -4,11 +4,14 @@
 // state on disk before the process ends. Main thread.
 #pragma once
 
+#include "base/Scheduler.hpp"
+
 #include <QIcon>
 #include <QObject>
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace tw {
 
@@ -30,7 +33,9 @@ public:
     MainWindow& window() const { return *window_; }
 
     // A project folder the desktop (or a later launch) asks to open. A relative path is taken
-    // from the working folder; the project's document stands for its folder.
+    // from the working folder; the project's document stands for its folder. While one of the
+    // Studio's file dialogs is up, the request waits for it to close: the operation that asked
+    // is still running inside the dialog's own event loop.
     void openRequested(const std::filesystem::path& path);
 
     // The end of the process: a running take is stopped, the project saved and every queued
@@ -52,6 +57,10 @@ private:
     std::unique_ptr<Studio> studio_;
     std::unique_ptr<MainWindow> window_;
     bool finished_ = false;
+    Scheduler* scheduler_ = nullptr;
+    // The newest request held back by an open file dialog, and its retry.
+    std::optional<std::filesystem::path> heldRequest_;
+    TaskHandle heldRetry_;
 };
 
 } // namespace tw

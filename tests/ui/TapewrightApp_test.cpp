@@ -5,6 +5,7 @@
 #include "ui/MainWindow.hpp"
 
 #include <QAction>
+#include <QFileDialog>
 #include <QTest>
 
 #include <QTimer>
@@ -115,6 +116,31 @@ TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
     EXPECT_FLOAT_EQ(f.studio.project->musicVolume, 0.5f);
     QCoreApplication::processEvents();
     EXPECT_EQ(f.studio.folder(), third);
+}
+
+TEST(TapewrightApp, aRequestDuringAFileDialogWaitsUntilTheDialogCloses)
+{
+    AppFixture f;
+    const auto first = f.newProject("Primero.podcastproject");
+    const auto second = f.savedProject("Segundo.podcastproject");
+
+    // A later launch's request arrives while a dialog of the Studio runs its own event loop.
+    bool heldWhileUp = false;
+    QFileDialog dialog(&f.app.window());
+    QTimer::singleShot(0, [&] {
+        f.app.openRequested(second);
+        f.scheduler.advance(1.0);
+        QCoreApplication::processEvents();
+        heldWhileUp = f.studio.folder() == first;
+        dialog.reject();
+    });
+    dialog.exec();
+    EXPECT_TRUE(heldWhileUp);
+    EXPECT_EQ(f.studio.folder(), first);
+
+    // Closed: the next look opens it.
+    f.scheduler.advance(0.2);
+    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == second && !f.studio.busy(); }));
 }
 
 TEST(TapewrightApp, theDocumentOrARelativePathOpensItsFolder)
