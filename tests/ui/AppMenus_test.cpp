@@ -60,15 +60,17 @@ protected:
         return folder;
     }
 
-    // Records a take of the simulated microphone's two seconds with the R key.
+    // Records a take of at least 1.6 s from a microphone at a real one's pace, with the R key.
     void recordTake()
     {
+        f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
+        f.inputOptions.length = 48000 * 30;
         press(Qt::Key_R);
         f.scheduler.advance(3.0);
         ASSERT_TRUE(f.studio.recording());
         ASSERT_TRUE(f.waitUntil([&] {
             f.scheduler.advance(0.1);
-            return f.studio.liveDuration >= 2.0 - 1e-9;
+            return f.studio.liveDuration >= 1.6;
         }));
         press(Qt::Key_R);
         ASSERT_TRUE(f.waitIdle());
@@ -185,7 +187,9 @@ TEST_F(AppMenusTest, recordKeyDuringTheCountInStopsItAndStaysEnabled)
 TEST_F(AppMenusTest, spaceWhileRecordingPausesTheTakeInsteadOfPlaying)
 {
     startProject();
-    f.inputOptions.length = 48000 * 30; // longer than the test
+    // A microphone at a real one's pace, so the take is still running when it is resumed.
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
+    f.inputOptions.length = 48000 * 30;
     press(Qt::Key_R);
     f.scheduler.advance(3.0);
     ASSERT_TRUE(f.studio.recording());
@@ -199,7 +203,7 @@ TEST_F(AppMenusTest, spaceWhileRecordingPausesTheTakeInsteadOfPlaying)
     EXPECT_TRUE(f.studio.recording());
     ASSERT_TRUE(f.waitUntil([&] {
         f.scheduler.advance(0.1);
-        return f.studio.liveDuration >= 1.0;
+        return f.studio.liveDuration >= 0.5;
     }));
 
     press(Qt::Key_R);
