@@ -39,7 +39,8 @@ public:
     void openRequested(const std::filesystem::path& path);
 
     // The end of the process: a running take is stopped, the project saved and every queued
-    // write waited for, in that order. Runs once, from QCoreApplication::aboutToQuit.
+    // write waited for, in that order; a stopped take is then inserted and written too, so the
+    // next open finds a clip rather than a take to recover. Runs once, from aboutToQuit.
     void finishBeforeQuit();
 
     // The application's icon (a reel-to-reel deck), for the windows and the welcome sheet.
