@@ -4,6 +4,7 @@
 // repaint of one play head step during playback.
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
+#include "ui/LaneScene.hpp"
 #include "ui/WaveTrack.hpp"
 
 #include <QApplication>
@@ -18,8 +19,7 @@ namespace tw {
 namespace {
 
 constexpr int takeCount = 180;
-constexpr double takeSeconds = 60;
-constexpr double programme = takeCount * takeSeconds;
+constexpr double programme = 3 * 3600;
 constexpr int viewport = 1200;
 
 // A speech-like envelope: deterministic noise under a slow syllable swell.
@@ -37,19 +37,25 @@ std::vector<float> envelope(std::size_t count, std::uint32_t seed)
 }
 
 struct LongProgramme : testing::StudioFixture {
-    LongProgramme()
+    // The programme as takeCount takes; clips splits each take into that many clips.
+    explicit LongProgramme(int clips = 1)
     {
+        const double takeSeconds = programme / takeCount;
         PodcastProject document;
         std::map<std::string, std::vector<float>> waveforms;
         for (int i = 0; i < takeCount; ++i) {
-            Segment take;
-            take.duration = takeSeconds;
-            take.timelineStart = i * takeSeconds;
-            take.file = "Media/voice-" + Uuid::random().text() + ".caf";
-            if (i % 7 == 3)
-                take.gain = 0.0f;
-            waveforms[*take.file] = envelope(static_cast<std::size_t>(takeSeconds * 50), i);
-            document.segments.push_back(take);
+            const std::string file = "Media/voice-" + Uuid::random().text() + ".caf";
+            waveforms[file] = envelope(static_cast<std::size_t>(takeSeconds * 50), i);
+            for (int piece = 0; piece < clips; ++piece) {
+                Segment clip;
+                clip.duration = takeSeconds / clips;
+                clip.start = piece * clip.duration;
+                clip.timelineStart = i * takeSeconds + clip.start;
+                clip.file = file;
+                if ((i * clips + piece) % 7 == 3)
+                    clip.gain = 0.0f;
+                document.segments.push_back(clip);
+            }
         }
         document.voiceFile = document.segments.front().file;
         document.musicFile = "Media/music.m4a";
@@ -59,13 +65,13 @@ struct LongProgramme : testing::StudioFixture {
         studio.voiceWaveforms = waveforms;
         studio.musicPeaks = envelope(static_cast<std::size_t>(programme * 50), 999);
         studio.musicDuration = programme;
-        studio.selectedClip = document.segments[90].id;
+        studio.selectedClip = document.segments[document.segments.size() / 2].id;
     }
 };
 
-void paintLane(benchmark::State& state, WaveTrack::Kind kind)
+void paintLane(benchmark::State& state, WaveTrack::Kind kind, int clips = 1)
 {
-    LongProgramme f;
+    LongProgramme f(clips);
     const double zoom = static_cast<double>(state.range(0));
     f.studio.zoom = zoom;
     WaveTrack lane(f.studio, kind, nullptr);
@@ -99,7 +105,26 @@ void musicLane(benchmark::State& state)
 }
 // Process CPU time: Qt's raster engine may hand parts of a fill to its worker threads.
 BENCHMARK(voiceLane)->Arg(2)->Arg(300)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+// The same programme edited into 10,800 one-second clips.
+void voiceLaneOfShortClips(benchmark::State& state)
+{
+    paintLane(state, WaveTrack::Kind::voice, 60);
+}
+BENCHMARK(voiceLaneOfShortClips)
+    ->Arg(2)
+    ->Arg(300)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime();
 BENCHMARK(musicLane)->Arg(2)->Arg(300)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+
+// What a paint or a pointer event gathers from the Studio before it draws or hit-tests.
+void laneSceneOfShortClips(benchmark::State& state)
+{
+    LongProgramme f(60);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(LaneScene(f.studio, LaneKind::voice, 110));
+}
+BENCHMARK(laneSceneOfShortClips)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 
 // One play head step during playback at zoom 30: the strip it leaves and the one it enters.
 void playheadStep(benchmark::State& state)

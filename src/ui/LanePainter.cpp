@@ -52,9 +52,23 @@ void drawBox(QPainter& painter, const QRectF& box, const QColor& fill, const QCo
 {
     const QRect target(QPoint(qRound(box.left()), qRound(box.top())),
                        QPoint(qRound(box.right()) - 1, qRound(box.bottom()) - 1));
-    const bool ordinary = painter.device()->devicePixelRatioF() != 1.0 ||
-                          target.width() < 2 * radius + 2 || target.height() < 2 * radius + 2;
-    if (ordinary) {
+    if (target.width() < 2 * radius + 2 || target.height() < 2 * radius + 2) {
+        // Too narrow for its corners to show (a short clip at a wide view): a plain box, which
+        // a view of hundreds of them can afford.
+        painter.fillRect(target, fill);
+        if (outline.alpha() && target.width() > 1) {
+            // Whole-pixel edges: an antialiased outline of a box this size costs a hundred
+            // times as much and shows the same.
+            painter.fillRect(QRect(target.left(), target.top(), target.width(), 1), outline);
+            painter.fillRect(QRect(target.left(), target.bottom(), target.width(), 1), outline);
+            painter.fillRect(QRect(target.left(), target.top() + 1, 1, target.height() - 2),
+                             outline);
+            painter.fillRect(QRect(target.right(), target.top() + 1, 1, target.height() - 2),
+                             outline);
+        }
+        return;
+    }
+    if (painter.device()->devicePixelRatioF() != 1.0) {
         painter.setPen(outline.alpha() ? hairline(outline) : QPen(Qt::NoPen));
         painter.setBrush(fill);
         painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
@@ -75,6 +89,8 @@ void drawBox(QPainter& painter, const QRectF& box, const QColor& fill, const QCo
     }
     qDrawBorderPixmap(&painter, target, QMargins(radius, radius, radius, radius), image);
 }
+
+constexpr double minimumTitleWidth = 24;
 
 bool meets(const QRectF& shape, const QRectF& exposed)
 {
@@ -158,7 +174,9 @@ void drawClip(QPainter& painter, const LaneScene& scene, const LaneArt& art, con
                        header.height());
     if (header.left() + 18 >= exposed.left() - 12 && header.left() <= exposed.right())
         painter.drawPixmap(QPointF(header.left() + 6, header.center().y() - 6), art.headerIcon);
-    if (title.width() > 0 && meets(title, exposed)) {
+    // Only where the clip leaves room for some of it: the headers of short clips at a wide view
+    // lie over one another.
+    if (title.width() >= minimumTitleWidth && meets(title, exposed)) {
         QFont font = painter.font();
         font.setPixelSize(11);
         font.setWeight(QFont::DemiBold);

@@ -663,6 +663,29 @@ TEST(WaveTrack, aTakeGrowsOnTheVoiceLaneWhileGesturesWait)
     EXPECT_GT(testing::meanBrightness(lane.grab().toImage(), takeStart), empty + 10);
 }
 
+TEST(WaveTrack, clipsTooShortForTheirCornersAreDrawnAsPlainBoxes)
+{
+    LaneFixture f;
+    PodcastProject document;
+    document.voiceFile = "Media/voice.wav";
+    document.segments = {Segment{Uuid::random(), 0, 0.2, "Media/voice.wav", 1.0, std::nullopt},
+                         Segment{Uuid::random(), 1, 0.2, "Media/voice.wav", 2.0, std::nullopt}};
+    document.timelineZoom = 50;
+    document.playhead = 8;
+    f.open(document);
+    WaveTrack lane(f.studio, WaveTrack::Kind::voice, nullptr);
+    show(lane, 500);
+    const QImage image = testing::saveScreenshot(lane, "WaveTrack-voice-short-clips");
+    // Each 10-point clip is filled and outlined; the lane between them is not.
+    const double inside = testing::meanBrightness(image, QRect(52, 40, 6, 50));
+    const double between = testing::meanBrightness(image, QRect(75, 40, 15, 50));
+    EXPECT_GT(inside, between + 10);
+    EXPECT_GT(image.pixelColor(50, 95).blue(), image.pixelColor(75, 95).blue() + 40)
+        << "the outline's left edge";
+    EXPECT_GT(image.pixelColor(109, 95).blue(), image.pixelColor(75, 95).blue() + 40)
+        << "the second clip's right edge";
+}
+
 TEST(WaveTrack, peakColumnsShowTheLoudestValueOfTheirSpan)
 {
     // 50 values a second: second 0 quiet, second 1 with one loud value at 1.5 s.
