@@ -50,25 +50,6 @@ struct Window : WindowStudio {
     int top(QWidget& widget) { return widget.mapTo(&view, QPoint(0, 0)).y(); }
 };
 
-// Opens a project of two voice clips cut from a real take and a music bed, with their peaks.
-void openProgramme(Window& f)
-{
-    testing::makeTone(f.folder / "Media" / "voice-A.wav", 20, 220);
-    testing::makeTone(f.folder / "Media" / "music-A.wav", 60, 660);
-    PodcastProject document;
-    document.segments = {clipAt(0, 12, "Media/voice-A.wav"),
-                         clipAt(14, 6, "Media/voice-A.wav", 12)};
-    document.musicFile = "Media/music-A.wav";
-    document.musicOffset = 2.0;
-    document.musicLength = 30.0;
-    testing::writeProject(f.folder, document);
-    ASSERT_TRUE(f.fixture.openAndWait(f.folder));
-    ASSERT_FALSE(f.studio.message()) << *f.studio.message();
-    ASSERT_EQ(f.studio.voiceWaveforms->size(), 1u);
-    ASSERT_FALSE(f.studio.musicPeaks->empty());
-    QCoreApplication::processEvents();
-}
-
 } // namespace
 
 TEST(ContentView, regionsStandInTheirOrderWithTheInstrumentsAtTheirSizes)
@@ -106,7 +87,7 @@ TEST(ContentView, rendersAnEmptyProjectAndAProgrammeWithClipsAndMusic)
     const QImage empty = testing::saveScreenshot(f.view, "ContentView-empty");
     EXPECT_EQ(empty.size(), QSize(1280, 680));
 
-    openProgramme(f);
+    f.openProgramme();
     f.studio.selection = TimeRange{3, 7};
     f.studio.position = 5.0;
     QCoreApplication::processEvents();
@@ -139,7 +120,7 @@ TEST(ContentView, rendersAnEmptyProjectAndAProgrammeWithClipsAndMusic)
 TEST(ContentView, anOpenProjectLeftIdlePaintsNothingForTwoSeconds)
 {
     Window f;
-    openProgramme(f);
+    f.openProgramme();
     // Let the window finish its first paints and any deferred layout.
     for (int i = 0; i < 5; ++i) {
         f.fixture.scheduler.advance(0.1);

@@ -8,6 +8,7 @@
 #include "ui/TapewrightApp.hpp"
 #include "ui/UiApplication.hpp"
 #include "ui/WelcomeView.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAction>
 #include <QLabel>
@@ -194,6 +195,41 @@ TEST_F(MainWindowTest, theSingleKeysWorkOverTheWholeWindow)
     const int asked = f.host.newProjectRequests;
     QTest::keyClick(window.get(), Qt::Key_N, Qt::ControlModifier);
     EXPECT_EQ(f.host.newProjectRequests, asked + 1);
+}
+
+TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
+{
+    testing::WindowStudio f;
+    f.studio.showWelcome = false;
+    MainWindow window(f.studio, f.fixture.scheduler);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    window.resize(window.minimumSizeHint());
+    QCoreApplication::processEvents();
+    const QImage empty = testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
+
+    // A programme playing: the reels turn, the counter and the meters follow the mix.
+    f.openProgramme();
+    f.studio.seek(3.0);
+    f.studio.togglePlayback();
+    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_TRUE(f.studio.playing()) << f.studio.message().value_or("");
+    f.fixture.play(1.5);
+    QCoreApplication::processEvents();
+    const QImage playing = testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
+    EXPECT_GT(f.studio.vuLevels()[0], 0.0f) << "the voice meter hears the clip";
+    EXPECT_EQ(playing.size(), empty.size());
+
+    // A take after the programme.
+    f.studio.pause();
+    f.studio.seek(21.0);
+    ASSERT_TRUE(f.startTake());
+    ASSERT_TRUE(f.recordUntil(1.5));
+    QCoreApplication::processEvents();
+    const QImage recording =
+        testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
+    EXPECT_EQ(recording.size(), window.size());
+    ASSERT_TRUE(f.finishTake());
 }
 
 } // namespace

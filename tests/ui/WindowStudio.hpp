@@ -10,6 +10,8 @@
 #include <QAbstractButton>
 #include <QMouseEvent>
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <string>
 #include <vector>
@@ -19,12 +21,7 @@ namespace tw::testing {
 inline Segment clipAt(double at, double length, const std::string& file = "Media/voice-A.caf",
                       double start = 0)
 {
-    Segment segment;
-    segment.start = start;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    return segment;
+    return placedClip(at, length, file, std::nullopt, start);
 }
 
 struct WindowStudio {
@@ -43,6 +40,24 @@ struct WindowStudio {
         studio.project = document;
     }
 
+    // Opens a project of two voice clips cut from a real take and a music bed, with their peaks.
+    void openProgramme()
+    {
+        makeTone(folder / "Media" / "voice-A.wav", 20, 220);
+        makeTone(folder / "Media" / "music-A.wav", 60, 660);
+        PodcastProject document;
+        document.segments = {clipAt(0, 12, "Media/voice-A.wav"),
+                             clipAt(14, 6, "Media/voice-A.wav", 12)};
+        document.musicFile = "Media/music-A.wav";
+        document.musicOffset = 2.0;
+        document.musicLength = 30.0;
+        writeProject(folder, document);
+        ASSERT_TRUE(fixture.openAndWait(folder));
+        ASSERT_FALSE(studio.message()) << *studio.message();
+        ASSERT_EQ(studio.voiceWaveforms->size(), 1u);
+        ASSERT_FALSE(studio.musicPeaks->empty());
+        QCoreApplication::processEvents();
+    }
     // record() up to the count-in showing 3 (busy, nothing captured yet).
     void startCountIn()
     {
