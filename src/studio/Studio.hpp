@@ -275,6 +275,7 @@ private:
 
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;
+    std::uint64_t savedRevision_ = 0; // the project's revision when savedSnapshot_ was taken
 
     Scheduler& scheduler_;
     StudioHost& host_;

@@ -2,6 +2,8 @@
 // and the small wrapper that makes every assignment of such a field notify.
 #pragma once
 
+#include <cstdint>
+
 #include <utility>
 
 namespace tw {
@@ -78,10 +80,13 @@ public:
     const T& operator()() const { return value_; }
     const T& get() const { return value_; }
     const T* operator->() const { return &value_; }
+    // Counts the assignments and changes so far: an unchanged count means an unchanged value.
+    std::uint64_t revision() const { return revision_; }
 
     Published& operator=(T value)
     {
         value_ = std::move(value);
+        ++revision_;
         owner_->fieldAssigned(field_);
         return *this;
     }
@@ -90,6 +95,7 @@ public:
     template <class Change> void mutate(Change&& change)
     {
         change(value_);
+        ++revision_;
         owner_->fieldAssigned(field_);
     }
 
@@ -97,6 +103,7 @@ private:
     FieldNotifier* owner_;
     StudioField field_;
     T value_;
+    std::uint64_t revision_ = 0;
 };
 
 } // namespace tw

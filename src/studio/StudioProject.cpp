@@ -149,17 +149,20 @@ void Studio::save()
     assertMainThread();
     if (!folder())
         return;
-    project.mutate([&](PodcastProject& document) { document.playhead = position(); });
-    project.mutate([&](PodcastProject& document) { document.timelineZoom = zoom(); });
+    if (project->playhead != position())
+        project.mutate([&](PodcastProject& document) { document.playhead = position(); });
+    if (project->timelineZoom != zoom())
+        project.mutate([&](PodcastProject& document) { document.timelineZoom = zoom(); });
     const std::filesystem::path savedFolder = *folder();
     settings_.setValue(lastProjectKey, savedFolder.string());
 
     // The after-edit step saves twice in a row (the pause, then the edit); the second save of
     // an unchanged document shares the first one's copy instead of copying a long project again.
-    if (!savedSnapshot_ || *savedSnapshot_ != project()) {
+    if (!savedSnapshot_ || savedRevision_ != project.revision()) {
         // The previous copy is released on the writer thread, which frees it after its job.
         projectWriter.async([previous = std::move(savedSnapshot_)] {});
         savedSnapshot_ = std::make_shared<const PodcastProject>(project());
+        savedRevision_ = project.revision();
     }
     projectWriter.async([document = savedSnapshot_, savedFolder, studio = QPointer<Studio>(this)] {
         Result<void> written = [&]() -> Result<void> {
