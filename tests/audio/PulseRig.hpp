@@ -83,6 +83,26 @@ inline SourceSpec sourceSpec(const std::string& name)
     return sampleSpec;
 }
 
+// A program started in the background by the shell, ended by its process id on leaving the scope.
+class BackgroundProgram {
+public:
+    explicit BackgroundProgram(const std::string& command)
+        : pid_(rig::output(command + " >/dev/null 2>&1 & echo $!"))
+    {
+    }
+    ~BackgroundProgram()
+    {
+        if (!pid_.empty())
+            rig::run("kill " + pid_ + " 2>/dev/null");
+    }
+    BackgroundProgram(const BackgroundProgram&) = delete;
+    BackgroundProgram& operator=(const BackgroundProgram&) = delete;
+    bool started() const { return !pid_.empty(); }
+
+private:
+    std::string pid_;
+};
+
 class ScratchFolder {
 public:
     ScratchFolder()

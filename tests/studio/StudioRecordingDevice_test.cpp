@@ -138,26 +138,6 @@ private:
     bool removed_ = false;
 };
 
-// A program started in the background by the shell, ended by its process id on leaving the scope.
-class BackgroundProgram {
-public:
-    explicit BackgroundProgram(const std::string& command)
-        : pid_(rig::output(command + " >/dev/null 2>&1 & echo $!"))
-    {
-    }
-    ~BackgroundProgram()
-    {
-        if (!pid_.empty())
-            rig::run("kill " + pid_ + " 2>/dev/null");
-    }
-    BackgroundProgram(const BackgroundProgram&) = delete;
-    BackgroundProgram& operator=(const BackgroundProgram&) = delete;
-    bool started() const { return !pid_.empty(); }
-
-private:
-    std::string pid_;
-};
-
 TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesATakeInTheSourcesFormat)
 {
     rig::ScratchFolder scratch;
@@ -177,7 +157,8 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesATakeInTheSour
     d.scheduler.advance(2.0);
     ASSERT_EQ(d.studio.countdown(), 1);
     // The player needs a moment to connect: start it just before the count ends.
-    BackgroundProgram player("paplay --device=" + std::string(rig::sinkName) + " '" + tone + "'");
+    rig::BackgroundProgram player("paplay --device=" + std::string(rig::sinkName) + " '" + tone +
+                                  "'");
     ASSERT_TRUE(player.started());
     d.scheduler.advance(1.0);
     ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");

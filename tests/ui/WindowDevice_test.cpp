@@ -1,0 +1,131 @@
+// The window on the rig's sound server, driven by its keys as a user would: a new project, a
+// take recorded with R from the virtual microphone while a tone plays into it, and the take
+// played back with Space and heard on the sink's monitor. The clock runs with the wall clock.
+#include "ui/MainWindow.hpp"
+
+#include "audio/PulseDeviceCatalog.hpp"
+#include "audio/PulseRig.hpp"
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+#include "ui/UiApplication.hpp"
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <thread>
+
+namespace tw {
+namespace {
+
+using namespace std::chrono_literals;
+
+class WindowDevice : public rig::PulseRigTest {};
+
+struct DeviceWindow {
+    QApplication& application = testing::uiApplication();
+    ManualScheduler scheduler{testing::freshVirtualTime()};
+    testing::FakeStudioHost host;
+    MemorySettingsStore settings;
+    PulseDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{
+        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
+    MainWindow window{studio, scheduler};
+
+    ~DeviceWindow()
+    {
+        runUntil([this] { return !studio.busy(); });
+        studio.flushSaves();
+    }
+    // Runs the event loop and the virtual clock with the wall clock until condition holds;
+    // false after ten seconds.
+    template <class Condition> bool runUntil(Condition condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        auto last = std::chrono::steady_clock::now();
+        for (;;) {
+            QCoreApplication::processEvents();
+            if (condition())
+                return true;
+            const auto now = std::chrono::steady_clock::now();
+            if (now > deadline)
+                return false;
+            scheduler.advance(std::chrono::duration<double>(now - last).count());
+            last = now;
+            std::this_thread::sleep_for(2ms);
+        }
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        QTest::keyClick(&window, key, modifiers);
+    }
+};
+
+std::vector<float> readLeftChannel(const std::string& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return rig::channel(samples, 2, 0);
+}
+
+TEST_F(WindowDevice, aTakeRecordedWithTheKeysIsHeardWithSpace)
+{
+    rig::ScratchFolder scratch;
+    const std::string tone = scratch.file("tone.wav");
+    ASSERT_TRUE(rig::makeTone(tone, 1000, 4.0));
+    testing::TempFolder temp;
+    DeviceWindow d;
+    d.studio.showWelcome = false;
+    d.window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&d.window));
+    d.window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&d.window));
+
+    d.host.newProjectAnswers.push_back(temp / "Programa.podcastproject");
+    d.press(Qt::Key_N, Qt::ControlModifier);
+    ASSERT_TRUE(d.studio.folder());
+
+    d.press(Qt::Key_R);
+    ASSERT_EQ(d.studio.countdown(), 3);
+    d.scheduler.advance(2.0);
+    // paplay needs a moment to connect: it starts just before the count-in ends.
+    std::optional<rig::BackgroundProgram> player;
+    player.emplace("paplay --device=" + std::string(rig::sinkName) + " '" + tone + "'");
+    ASSERT_TRUE(player->started());
+    d.scheduler.advance(1.0);
+    ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
+    ASSERT_TRUE(d.runUntil([&] { return d.studio.liveDuration >= 2.0; }));
+    d.press(Qt::Key_R);
+    ASSERT_TRUE(d.runUntil([&] { return !d.studio.busy() && !d.studio.recording(); }));
+    ASSERT_FALSE(d.studio.message()) << *d.studio.message();
+    ASSERT_EQ(d.studio.project->resolvedSegments().size(), 1u);
+    EXPECT_GE(d.studio.duration(), 2.0);
+    // The tone stops before the take is played back into the same sink.
+    player.reset();
+
+    const std::string heardFile = scratch.file("heard.raw");
+    std::thread listener([&] {
+        rig::run("sleep 0.3; timeout 1.5 parec --device=" + std::string(rig::sinkName) +
+                 ".monitor --raw --format=float32le --rate=48000 --channels=2 > '" + heardFile +
+                 "'");
+    });
+    d.studio.seek(0);
+    d.press(Qt::Key_Space);
+    EXPECT_TRUE(d.runUntil([&] { return d.studio.playing(); })) << d.studio.message().value_or("");
+    d.runUntil([&] { return d.studio.position() >= 1.9 || !d.studio.playing(); });
+    listener.join();
+    d.press(Qt::Key_Space);
+    EXPECT_FALSE(d.studio.playing());
+
+    const std::vector<float> heard = rig::loudPart(readLeftChannel(heardFile), 0.005f);
+    ASSERT_GT(heard.size(), 24000u) << "the take is heard";
+    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, 48000), 1000, 5);
+}
+
+} // namespace
+} // namespace tw
