@@ -1,5 +1,7 @@
 #include "ui/AnalogVU.hpp"
 
+#include "ui/CachedPaint.hpp"
+
 #include <QPainter>
 #include <QPainterPath>
 
@@ -56,7 +58,36 @@ QPointF onScale(QPointF pivot, double radius, double needleDegrees)
 
 void AnalogVU::paintEvent(QPaintEvent*)
 {
+    // Only the needle moves: the face and the glass are drawn once and copied.
     QPainter painter(this);
+    painter.drawPixmap(0, 0,
+                       cachedPixmap(*this, QStringLiteral("tw.vu-face.") + label_,
+                                    [this](QPainter& face) { paintFace(face); }));
+    painter.setRenderHint(QPainter::Antialiasing);
+    const VUGeometry geometry = vuGeometry(size());
+    const double radius = geometry.radius;
+
+    // Needle with a thin shadow, then the pivot cap.
+    const double angle = vuNeedleAngle(level_);
+    const QPointF tip = onScale(geometry.pivot, radius - 1, angle);
+    painter.setPen(QPen(QColor(0, 0, 0, 50), 2.0, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(geometry.pivot + QPointF(1.5, 0), tip + QPointF(1.5, 1.5));
+    painter.setPen(QPen(QColor(25, 20, 18), 1.3, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(geometry.pivot, tip);
+    QRadialGradient cap(geometry.pivot - QPointF(1.5, 1.5), 6);
+    cap.setColorAt(0, QColor(90, 90, 95));
+    cap.setColorAt(1, QColor(10, 10, 12));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(cap);
+    painter.drawEllipse(geometry.pivot, 5, 5);
+
+    painter.drawPixmap(0, 0,
+                       cachedPixmap(*this, QStringLiteral("tw.vu-sheen"),
+                                    [this](QPainter& glass) { paintSheen(glass); }));
+}
+
+void AnalogVU::paintFace(QPainter& painter) const
+{
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF face = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
 
@@ -128,22 +159,14 @@ void AnalogVU::paintEvent(QPaintEvent*)
     painter.drawText(
         QRectF(face.left(), geometry.pivot.y() - radius * 0.48, face.width(), radius * 0.22),
         Qt::AlignCenter, QStringLiteral("VU · ") + label_);
+}
 
-    // Needle with a thin shadow, then the pivot cap.
-    const double angle = vuNeedleAngle(level_);
-    const QPointF tip = onScale(geometry.pivot, radius - 1, angle);
-    painter.setPen(QPen(QColor(0, 0, 0, 50), 2.0, Qt::SolidLine, Qt::RoundCap));
-    painter.drawLine(geometry.pivot + QPointF(1.5, 0), tip + QPointF(1.5, 1.5));
-    painter.setPen(QPen(QColor(25, 20, 18), 1.3, Qt::SolidLine, Qt::RoundCap));
-    painter.drawLine(geometry.pivot, tip);
-    QRadialGradient cap(geometry.pivot - QPointF(1.5, 1.5), 6);
-    cap.setColorAt(0, QColor(90, 90, 95));
-    cap.setColorAt(1, QColor(10, 10, 12));
+void AnalogVU::paintSheen(QPainter& painter) const
+{
+    // Glass over the face and the needle.
+    painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(cap);
-    painter.drawEllipse(geometry.pivot, 5, 5);
-
-    // Glass sheen over the face.
+    const QRectF face = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
     QLinearGradient sheen(face.topLeft(), face.bottomLeft());
     sheen.setColorAt(0, QColor(255, 255, 255, 60));
     sheen.setColorAt(0.45, QColor(255, 255, 255, 0));

@@ -4,6 +4,8 @@
 
 #include <QWidget>
 
+class QPainter;
+
 namespace tw {
 
 // The needle angle in degrees (0 straight up, negative to the left) for a linear level.
@@ -37,6 +39,10 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    // The paper, scale, ticks and caption: all but the needle and the glass.
+    void paintFace(QPainter& painter) const;
+    void paintSheen(QPainter& painter) const;
+
     QString label_;
     float level_ = 0;
 };

@@ -1,5 +1,7 @@
 #include "ui/StudioPanel.hpp"
 
+#include "ui/CachedPaint.hpp"
+
 #include <QPainter>
 #include <QVBoxLayout>
 
@@ -23,7 +25,13 @@ std::array<QPointF, 4> StudioPanel::screwCentres(QSizeF size)
 
 void StudioPanel::paintEvent(QPaintEvent*)
 {
-    QPainter painter(this);
+    QPainter(this).drawPixmap(0, 0,
+                              cachedPixmap(*this, QStringLiteral("tw.studio-panel"),
+                                           [this](QPainter& painter) { paintPlate(painter); }));
+}
+
+void StudioPanel::paintPlate(QPainter& painter) const
+{
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF plate = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
     QLinearGradient finish(plate.topLeft(), plate.bottomLeft());

@@ -6,6 +6,8 @@
 
 #include <array>
 
+class QPainter;
+
 namespace tw {
 
 class StudioPanel final : public QWidget {
@@ -28,6 +30,8 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void paintPlate(QPainter& painter) const;
+
     QWidget* content_;
 };
 

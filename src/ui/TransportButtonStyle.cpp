@@ -1,5 +1,7 @@
 #include "ui/TransportButtonStyle.hpp"
 
+#include "ui/CachedPaint.hpp"
+
 #include <QEnterEvent>
 #include <QPainter>
 
@@ -81,8 +83,15 @@ TransportButtonStyle TransportButton::style() const
 
 void TransportButton::paintEvent(QPaintEvent*)
 {
-    QPainter painter(this);
-    style().paint(painter, QRectF(rect()), icon(), iconSize());
+    const TransportButtonStyle look = style();
+    const QString key =
+        QStringLiteral("tw.transport-key.%1.%2")
+            .arg(icon().cacheKey())
+            .arg(int(look.active) | int(look.enabled) << 1 | int(look.pressed) << 2 |
+                 int(look.hovered) << 3 | iconSize().width() << 4);
+    QPainter(this).drawPixmap(0, 0, cachedPixmap(*this, key, [&](QPainter& painter) {
+                                  look.paint(painter, QRectF(rect()), icon(), iconSize());
+                              }));
 }
 
 void TransportButton::enterEvent(QEnterEvent* event)
