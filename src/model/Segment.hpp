@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/Uuid.hpp"
+#include "model/SharedText.hpp"
 
 #include <optional>
 #include <string>
@@ -12,7 +13,7 @@ struct Segment {
     Uuid id = Uuid::random();
     double start = 0;                    // offset inside the source file, seconds
     double duration = 0;                 // seconds
-    std::optional<std::string> file;     // relative path; absent = the project's voiceFile
+    SharedText file;                     // relative path; absent = the project's voiceFile
     std::optional<double> timelineStart; // absent = right after the previous stored segment
     std::optional<float> gain;           // linear; absent = 1
 

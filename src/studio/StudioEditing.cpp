@@ -209,7 +209,7 @@ void Studio::previewVoiceTrim(const Segment& segment, bool left, double delta)
             if (clipStart(clip) >= t0 + d - neighbourTolerance)
                 nextStart = std::min(nextStart, clipStart(clip));
         double sourceLimit = d; // without a known file length the tail cannot grow
-        const std::optional<std::string> file = original.file ? original.file : project->voiceFile;
+        const SharedText file = original.file ? original.file : SharedText(project->voiceFile);
         if (file)
             if (auto known = sourceDurations.find(*file); known != sourceDurations.end())
                 sourceLimit = known->second - original.start;

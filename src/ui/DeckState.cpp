@@ -52,7 +52,7 @@ float deckLevel(bool recording, bool playing, float meter, double position,
     const std::optional<Segment> clip = project.segment(position);
     if (!clip)
         return 0.0f;
-    const std::optional<std::string>& source = clip->file ? clip->file : project.voiceFile;
+    const SharedText source = clip->file ? clip->file : SharedText(project.voiceFile);
     if (!source)
         return 0.0f;
     const auto envelope = voiceWaveforms.find(*source);
