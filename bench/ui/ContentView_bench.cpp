@@ -2,6 +2,7 @@
 // each with its full peak envelope, and a three-hour music bed): the cost of one full repaint of
 // every widget, offscreen, scrolled into the middle of the programme; and the number of paints
 // the window makes over two seconds of idle clock ticks (it should make none).
+#include "SpeechEnvelope.hpp"
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
 #include "ui/ContentView.hpp"
@@ -30,19 +31,7 @@ constexpr int takeCount = 180;
 constexpr double takeSeconds = 60;
 constexpr double programme = takeCount * takeSeconds;
 
-// A speech-like envelope: deterministic noise under a slow syllable swell.
-std::vector<float> envelope(std::size_t count, std::uint32_t seed)
-{
-    std::vector<float> values(count);
-    std::uint32_t state = seed * 2654435761u + 1;
-    for (std::size_t i = 0; i < count; ++i) {
-        state = state * 1664525u + 1013904223u;
-        const float noise = static_cast<float>(state >> 8) / static_cast<float>(1u << 24);
-        const float swell = 0.5f + 0.5f * std::sin(static_cast<float>(i) * 0.3f);
-        values[i] = 0.05f + 0.6f * swell * noise;
-    }
-    return values;
-}
+using benchdata::speechEnvelope;
 
 struct OpenWindow : testing::StudioFixture {
     ContentView view{studio, scheduler};
@@ -56,7 +45,7 @@ struct OpenWindow : testing::StudioFixture {
             take.duration = takeSeconds;
             take.timelineStart = i * takeSeconds;
             take.file = "Media/voice-" + Uuid::random().text() + ".caf";
-            waveforms[*take.file] = envelope(static_cast<std::size_t>(takeSeconds * 50), i);
+            waveforms[*take.file] = speechEnvelope(static_cast<std::size_t>(takeSeconds * 50), i);
             document.segments.push_back(take);
         }
         document.musicFile = "Media/music.m4a";
@@ -65,7 +54,7 @@ struct OpenWindow : testing::StudioFixture {
         studio.folder = std::filesystem::temp_directory_path() / "tapewright-bench.podcastproject";
         studio.project = document;
         studio.voiceWaveforms = waveforms;
-        studio.musicPeaks = envelope(static_cast<std::size_t>(programme * 50), 999);
+        studio.musicPeaks = speechEnvelope(static_cast<std::size_t>(programme * 50), 999);
         studio.musicDuration = programme;
         studio.position = programme / 2;
         studio.selection = TimeRange{programme / 2 - 4, programme / 2 + 6};

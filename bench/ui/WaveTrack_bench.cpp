@@ -2,6 +2,7 @@
 // with its full peak envelope; a three-hour music bed) into a 1200-point view, at the widest and
 // the closest zoom, rendered offscreen into an image through the lane's own paint path. Also the
 // repaint of one play head step during playback.
+#include "SpeechEnvelope.hpp"
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
 #include "ui/LaneScene.hpp"
@@ -22,19 +23,7 @@ constexpr int takeCount = 180;
 constexpr double programme = 3 * 3600;
 constexpr int viewport = 1200;
 
-// A speech-like envelope: deterministic noise under a slow syllable swell.
-std::vector<float> envelope(std::size_t count, std::uint32_t seed)
-{
-    std::vector<float> values(count);
-    std::uint32_t state = seed * 2654435761u + 1;
-    for (std::size_t i = 0; i < count; ++i) {
-        state = state * 1664525u + 1013904223u;
-        const float noise = static_cast<float>(state >> 8) / static_cast<float>(1u << 24);
-        const float swell = 0.5f + 0.5f * std::sin(static_cast<float>(i) * 0.3f);
-        values[i] = 0.05f + 0.6f * swell * noise;
-    }
-    return values;
-}
+using benchdata::speechEnvelope;
 
 struct LongProgramme : testing::StudioFixture {
     // The programme as takeCount takes; clips splits each take into that many clips.
@@ -45,7 +34,7 @@ struct LongProgramme : testing::StudioFixture {
         std::map<std::string, std::vector<float>> waveforms;
         for (int i = 0; i < takeCount; ++i) {
             const std::string file = "Media/voice-" + Uuid::random().text() + ".caf";
-            waveforms[file] = envelope(static_cast<std::size_t>(takeSeconds * 50), i);
+            waveforms[file] = speechEnvelope(static_cast<std::size_t>(takeSeconds * 50), i);
             for (int piece = 0; piece < clips; ++piece) {
                 Segment clip;
                 clip.duration = takeSeconds / clips;
@@ -63,7 +52,7 @@ struct LongProgramme : testing::StudioFixture {
         document.fadeOutStart = programme - 10;
         studio.project = document;
         studio.voiceWaveforms = waveforms;
-        studio.musicPeaks = envelope(static_cast<std::size_t>(programme * 50), 999);
+        studio.musicPeaks = speechEnvelope(static_cast<std::size_t>(programme * 50), 999);
         studio.musicDuration = programme;
         studio.selectedClip = document.segments[document.segments.size() / 2].id;
     }

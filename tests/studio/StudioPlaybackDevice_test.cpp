@@ -40,22 +40,12 @@ struct PlaybackStudio {
     // Runs the event loop and the virtual clock in step with the wall clock.
     void runFor(double seconds)
     {
-        const auto start = std::chrono::steady_clock::now();
-        auto last = start;
-        while (std::chrono::steady_clock::now() - start < std::chrono::duration<double>(seconds)) {
-            QCoreApplication::processEvents();
-            const auto now = std::chrono::steady_clock::now();
-            scheduler.advance(std::chrono::duration<double>(now - last).count());
-            last = now;
-            std::this_thread::sleep_for(2ms);
-        }
+        testing::runWithWallClock(scheduler, seconds, [] { return false; });
     }
     bool startPlayback()
     {
         studio.togglePlayback();
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (studio.busy() && std::chrono::steady_clock::now() < deadline)
-            runFor(0.005);
+        testing::runWithWallClock(scheduler, 10, [this] { return !studio.busy(); });
         return studio.playing();
     }
 };

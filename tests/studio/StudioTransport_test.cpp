@@ -58,6 +58,19 @@ struct PlayableProject {
     }
 };
 
+// Opens, in f, a project of one clip of the given length whose file is not there (the play head
+// needs no audio), with the missing file's message cleared.
+void openWithoutAudio(StudioFixture& f, const TempFolder& temp, const std::string& name,
+                      double length)
+{
+    PodcastProject document;
+    document.segments = {placedClip(0, length, "Media/absent.wav")};
+    writeProject(temp / name, document);
+    f.studio.openProject(temp / name);
+    f.waitIdle();
+    f.studio.message = std::nullopt;
+}
+
 TEST(StudioTransport, playbackFollowsThePlayerAndStopsByItselfAtTheEnd)
 {
     PlayableProject p;
@@ -154,12 +167,7 @@ TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
 {
     TempFolder temp;
     StudioFixture f;
-    PodcastProject document;
-    document.segments = {placedClip(0, 100, "Media/absent.wav")};
-    writeProject(temp / "Long.podcastproject", document);
-    f.studio.openProject(temp / "Long.podcastproject");
-    f.waitIdle();
-    f.studio.message = std::nullopt;
+    openWithoutAudio(f, temp, "Long.podcastproject", 100);
 
     f.studio.seek(-5);
     EXPECT_EQ(f.studio.position(), 0.0);
@@ -186,11 +194,7 @@ TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
     EXPECT_EQ(f.count(StudioField::lastSaved), saves + 1);
 
     StudioFixture small;
-    PodcastProject shortDocument;
-    shortDocument.segments = {placedClip(0, 10, "Media/absent.wav")};
-    writeProject(temp / "Short.podcastproject", shortDocument);
-    small.studio.openProject(temp / "Short.podcastproject");
-    small.waitIdle();
+    openWithoutAudio(small, temp, "Short.podcastproject", 10);
     small.studio.seek(500);
     EXPECT_EQ(small.studio.position(), 120.0);
 }
@@ -199,11 +203,7 @@ TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitF
 {
     TempFolder temp;
     StudioFixture f;
-    PodcastProject document;
-    document.segments = {placedClip(0, 100, "Media/absent.wav")};
-    writeProject(temp / "Long.podcastproject", document);
-    f.studio.openProject(temp / "Long.podcastproject");
-    f.waitIdle();
+    openWithoutAudio(f, temp, "Long.podcastproject", 100);
 
     f.studio.seek(50);
     f.studio.skipForward();
@@ -268,12 +268,7 @@ TEST(StudioTransport, aMissingFileLeavesPlaybackStoppedWithItsDescription)
 {
     TempFolder temp;
     StudioFixture f;
-    PodcastProject document;
-    document.segments = {placedClip(0, 3, "Media/absent.wav")};
-    writeProject(temp / "Broken.podcastproject", document);
-    f.studio.openProject(temp / "Broken.podcastproject");
-    f.waitIdle();
-    f.studio.message = std::nullopt;
+    openWithoutAudio(f, temp, "Broken.podcastproject", 3);
 
     f.studio.togglePlayback();
     ASSERT_TRUE(f.waitIdle());

@@ -53,6 +53,26 @@ inline double freshVirtualTime()
     return start;
 }
 
+// Runs the event loop with the scheduler's virtual time following the wall clock until condition
+// holds or seconds have passed; whether it held. For tests against real devices.
+template <class Condition>
+bool runWithWallClock(ManualScheduler& scheduler, double seconds, Condition condition)
+{
+    const auto start = std::chrono::steady_clock::now();
+    auto last = start;
+    for (;;) {
+        QCoreApplication::processEvents();
+        if (condition())
+            return true;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - start > std::chrono::duration<double>(seconds))
+            return false;
+        scheduler.advance(std::chrono::duration<double>(now - last).count());
+        last = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
 struct StudioFixture {
     QCoreApplication& application = coreApplication();
     ManualScheduler scheduler{freshVirtualTime()};

@@ -21,8 +21,6 @@
 namespace tw {
 namespace {
 
-using namespace std::chrono_literals;
-
 class WindowDevice : public rig::PulseRigTest {};
 
 struct DeviceWindow {
@@ -44,19 +42,7 @@ struct DeviceWindow {
     // false after ten seconds.
     template <class Condition> bool runUntil(Condition condition)
     {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        auto last = std::chrono::steady_clock::now();
-        for (;;) {
-            QCoreApplication::processEvents();
-            if (condition())
-                return true;
-            const auto now = std::chrono::steady_clock::now();
-            if (now > deadline)
-                return false;
-            scheduler.advance(std::chrono::duration<double>(now - last).count());
-            last = now;
-            std::this_thread::sleep_for(2ms);
-        }
+        return testing::runWithWallClock(scheduler, 10, condition);
     }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
