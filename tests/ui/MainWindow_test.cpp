@@ -177,6 +177,7 @@ TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
 {
     const auto folder = savedProject("Programa.podcastproject");
     ASSERT_TRUE(f.openAndWait(folder));
+    f.settle(); // the opening's own save lands before the document becomes unwritable
     showWindow();
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
