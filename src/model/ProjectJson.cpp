@@ -4,6 +4,7 @@
 #include "model/JsonReader.hpp"
 #include "model/JsonWriter.hpp"
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
@@ -172,7 +173,7 @@ public:
         in_.beginObject();
         while (in_.nextKey(key)) {
             if (key == "version") {
-                p.version = integer(required.see(0, "version"));
+                p.version = version(required.see(0, "version"));
             } else if (key == "voiceFile") {
                 p.voiceFile = optionalText("voiceFile");
             } else if (key == "musicFile") {
@@ -343,14 +344,21 @@ private:
                                 ".");
     }
 
-    int integer(std::string_view key)
+    // Any whole number names a version. One too large for this reader is none it can open (0),
+    // so that opening refuses it as an unsupported version rather than as a damaged file.
+    int version(std::string_view key)
     {
         expect(json::ValueKind::number, key, "un número entero");
-        std::optional<long long> value = json::integerValue(in_.readNumber());
-        if (!value || *value < std::numeric_limits<int>::min() ||
-            *value > std::numeric_limits<int>::max())
-            throw FormatFailure("La clave \"" + path(key) + "\" debe ser un número entero.");
-        return static_cast<int>(*value);
+        const std::string_view text = in_.readNumber();
+        if (const std::optional<long long> value = json::integerValue(text))
+            return *value < std::numeric_limits<int>::min() ||
+                           *value > std::numeric_limits<int>::max()
+                       ? 0
+                       : static_cast<int>(*value);
+        if (const std::optional<double> value = json::doubleValue(text);
+            value && std::isfinite(*value) && *value == std::trunc(*value))
+            return 0;
+        throw FormatFailure("La clave \"" + path(key) + "\" debe ser un número entero.");
     }
 
     template <class T> T number(std::string_view key)

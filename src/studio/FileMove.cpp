@@ -1,22 +1,26 @@
 #include "studio/FileMove.hpp"
 
-#include "base/Uuid.hpp"
+#include "studio/StaleTemporaries.hpp"
 
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tw {
 
-namespace {
-
-// Copies from into a new file at to and syncs it. Fails with errno's description.
-Result<void> copyWhole(const std::filesystem::path& from, const std::filesystem::path& to)
+Result<void> copyFile(const std::filesystem::path& from, const std::filesystem::path& to)
 {
-    const int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    // Without blocking, so that a FIFO in place of a file cannot hang the copy.
+    const int in = ::open(from.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (in < 0)
         return systemError(errno);
+    struct stat status {};
+    if (::fstat(in, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(in);
+        return systemError(EINVAL, from.string() + " no es un archivo normal");
+    }
     const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (out < 0) {
         const int failure = errno;
@@ -53,7 +57,16 @@ Result<void> copyWhole(const std::filesystem::path& from, const std::filesystem:
     return {};
 }
 
-} // namespace
+Result<void> copyIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to)
+{
+    const std::filesystem::path staging = stagingPath(to);
+    Result<void> copied = copyFile(from, staging);
+    if (copied && ::rename(staging.c_str(), to.c_str()) != 0)
+        copied = systemError(errno);
+    if (!copied)
+        ::unlink(staging.c_str());
+    return copied;
+}
 
 Result<void> moveIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to)
 {
@@ -61,19 +74,10 @@ Result<void> moveIntoPlace(const std::filesystem::path& from, const std::filesys
         return {};
     if (errno != EXDEV)
         return systemError(errno);
-    const std::filesystem::path staging =
-        to.parent_path() / ("." + to.filename().string() + "." + Uuid::random().text());
-    if (Result<void> copied = copyWhole(from, staging); !copied) {
-        ::unlink(staging.c_str());
-        return copied;
-    }
-    if (::rename(staging.c_str(), to.c_str()) != 0) {
-        const int failure = errno;
-        ::unlink(staging.c_str());
-        return systemError(failure);
-    }
-    ::unlink(from.c_str());
-    return {};
+    Result<void> copied = copyIntoPlace(from, to);
+    if (copied)
+        ::unlink(from.c_str());
+    return copied;
 }
 
 } // namespace tw

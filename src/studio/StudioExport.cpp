@@ -6,6 +6,7 @@
 #include "mix/MixBuilder.hpp"
 #include "studio/FileMove.hpp"
 #include "studio/MainThread.hpp"
+#include "studio/StaleTemporaries.hpp"
 #include "studio/Studio.hpp"
 #include "studio/StudioHost.hpp"
 
@@ -40,9 +41,8 @@ void Studio::exportProject()
     busy = true;
     pause();
 
-    ExportJob job{*destination,
-                  std::filesystem::temp_directory_path() / (Uuid::random().text() + ".m4a"), *range,
-                  title()};
+    removeStaleExportTemporaries();
+    ExportJob job{*destination, exportTemporaryPath(), *range, title()};
     (void)QtConcurrent::run(
         [project = project(), projectFolder = *folder(), job, studio = QPointer<Studio>(this)] {
             auto built =

@@ -82,7 +82,8 @@ void Studio::startPlayer(Result<BuiltMix> built, std::int64_t generation)
     chain->player = std::move(opened.value());
     player = std::shared_ptr<Player>(chain, chain->player.get());
     appliedTreatment = treatment();
-    if (position() >= duration())
+    // Playing from the end starts over; the automatic stop leaves the head just short of it.
+    if (position() >= duration() - earlyStopMargin)
         position = 0.0;
     const std::weak_ptr<Player> started = player;
     player->seek(MediaTime::fromSeconds(position()), [studio = QPointer<Studio>(this), started,

@@ -35,6 +35,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
         item(*file_, QStringLiteral("Abrir proyecto…"), {QKeySequence(Qt::CTRL | Qt::Key_O)});
     saveProject_ =
         item(*file_, QStringLiteral("Guardar proyecto"), {QKeySequence(Qt::CTRL | Qt::Key_S)});
+    saveCopy_ = item(*file_, QStringLiteral("Guardar una copia…"), {});
     export_ = item(*file_, QStringLiteral("Exportar M4A…"), {QKeySequence(Qt::CTRL | Qt::Key_E)});
     file_->addSeparator();
     quit_ = item(*file_, QStringLiteral("Salir"), {QKeySequence(Qt::CTRL | Qt::Key_Q)});
@@ -60,6 +61,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     connect(newProject_, &QAction::triggered, this, [this] { studio_.newProject(); });
     connect(openProject_, &QAction::triggered, this, [this] { studio_.open(); });
     connect(saveProject_, &QAction::triggered, this, [this] { studio_.saveProject(); });
+    connect(saveCopy_, &QAction::triggered, this, [this] { studio_.saveCopy(); });
     connect(export_, &QAction::triggered, this, [this] { studio_.exportProject(); });
     connect(quit_, &QAction::triggered, this, [quit = std::move(quit)] {
         if (quit)
@@ -108,6 +110,7 @@ void AppMenus::refresh()
     newProject_->setEnabled(commands);
     openProject_->setEnabled(commands);
     saveProject_->setEnabled(true);
+    saveCopy_->setEnabled(commands && studio_.folder());
     export_->setEnabled(commands);
     undo_->setEnabled(commands && !studio_.undoStack->empty());
     redo_->setEnabled(commands && !studio_.redoStack->empty());

@@ -1,7 +1,7 @@
-// The window's menu commands: "Archivo" (new, open, save, export), "Edición" (undo, redo) and
-// "Audio" (play, record, split, trim, delete, import). Each item is one call on the Studio; its
-// enabling is evaluated again on every change the Studio publishes, and a disabled item ignores its
-// shortcut as well. Main thread.
+// The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
+// redo) and "Audio" (play, record, split, trim, delete, import). Each item is one call on the
+// Studio; its enabling is evaluated again on every change the Studio publishes, and a disabled item
+// ignores its shortcut as well. Main thread.
 #pragma once
 
 #include <QObject>
@@ -30,6 +30,7 @@ public:
     QAction& newProject() const { return *newProject_; }
     QAction& openProject() const { return *openProject_; }
     QAction& saveProject() const { return *saveProject_; }
+    QAction& saveCopy() const { return *saveCopy_; }
     QAction& exportProject() const { return *export_; }
     QAction& quit() const { return *quit_; }
     QAction& undo() const { return *undo_; }
@@ -55,6 +56,7 @@ private:
     QAction* newProject_;
     QAction* openProject_;
     QAction* saveProject_;
+    QAction* saveCopy_;
     QAction* export_;
     QAction* quit_;
     QAction* undo_;

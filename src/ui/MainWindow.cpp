@@ -4,8 +4,10 @@
 #include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/MainToolbar.hpp"
+#include "ui/UnsavedChanges.hpp"
 #include "ui/WelcomeView.hpp"
 
+#include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileInfo>
@@ -109,6 +111,15 @@ void MainWindow::dropEvent(QDropEvent* event)
         return;
     event->acceptProposedAction();
     studio_.openProject(std::filesystem::path(folder->toStdString()));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!mayCloseProject(studio_, this)) {
+        event->ignore();
+        return;
+    }
+    QMainWindow::closeEvent(event);
 }
 
 } // namespace tw

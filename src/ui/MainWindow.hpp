@@ -39,6 +39,8 @@ protected:
     void showEvent(QShowEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    // Asks first while the project's changes cannot be saved in its folder.
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void fieldChanged(StudioField field);

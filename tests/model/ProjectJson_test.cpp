@@ -363,14 +363,14 @@ TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
         return json.dump();
     };
     const std::pair<const char*, const char*> cases[] = {
-        {"version", R"("1")"},     {"version", "1.5"},           {"version", "true"},
-        {"version", "null"},       {"version", "4294967297"},    {"segments", "{}"},
-        {"segments", "null"},      {"segments", "[1]"},          {"segments", R"(["x"])"},
-        {"recordingPending", "0"}, {"recordingPending", "null"}, {"voiceVolume", R"("1")"},
-        {"musicVolume", "[0.35]"}, {"fadeIn", "null"},           {"fadeOut", "false"},
-        {"voiceFile", "3"},        {"musicFile", "{}"},          {"treatment", "[]"},
-        {"treatment", "true"},     {"playhead", R"("3")"},       {"pendingVoiceFile", "[]"},
-        {"musicOffset", "true"},   {"fadeOutEnd", "{}"},
+        {"version", R"("1")"},        {"version", "1.5"},         {"version", "true"},
+        {"version", "null"},          {"segments", "{}"},         {"segments", "null"},
+        {"segments", "[1]"},          {"segments", R"(["x"])"},   {"recordingPending", "0"},
+        {"recordingPending", "null"}, {"voiceVolume", R"("1")"},  {"musicVolume", "[0.35]"},
+        {"fadeIn", "null"},           {"fadeOut", "false"},       {"voiceFile", "3"},
+        {"musicFile", "{}"},          {"treatment", "[]"},        {"treatment", "true"},
+        {"playhead", R"("3")"},       {"pendingVoiceFile", "[]"}, {"musicOffset", "true"},
+        {"fadeOutEnd", "{}"},
     };
     for (const auto& [key, value] : cases) {
         std::string problem = decodeProblem(replaced(key, value));
@@ -403,7 +403,7 @@ TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
             << treatment;
 }
 
-TEST(ProjectJson, integralNumbersAreAcceptedForTheVersion)
+TEST(ProjectJson, integralNumbersAreAcceptedForTheVersionAndTooLargeOnesRefusedOnOpen)
 {
     auto json = nlohmann::ordered_json::parse(newProjectText);
     std::string text = json.dump();
@@ -411,6 +411,15 @@ TEST(ProjectJson, integralNumbersAreAcceptedForTheVersion)
     Result<PodcastProject> p = decode(text);
     ASSERT_TRUE(p.ok()) << p.error().description;
     EXPECT_EQ(p.value().version, 1);
+    // A version beyond what the reader holds is one it cannot open, not a damaged document.
+    for (const char* version : {"4294967297", "1e30"}) {
+        text = json.dump();
+        text.replace(text.find("\"version\":1"), 11, std::string("\"version\":") + version);
+        p = decode(text);
+        ASSERT_TRUE(p.ok()) << p.error().description;
+        EXPECT_EQ(validateForOpen(p.value()).error().description,
+                  "Versión de proyecto no compatible.");
+    }
 }
 
 TEST(ProjectJson, identifiersThatAreNoUuidAreRefused)

@@ -8,6 +8,8 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tw {
 namespace {
@@ -163,6 +165,21 @@ TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeav
 TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
 {
     ExportFixture x;
+    // What a killed export left is removed; what a running one writes is not.
+    const pid_t gone = fork();
+    if (gone == 0)
+        ::_exit(0);
+    ASSERT_EQ(waitpid(gone, nullptr, 0), gone);
+    const std::string uuid = "-" + Uuid::random().text() + ".m4a";
+    const auto killed = x.scratch / ("tapewright-export-" + std::to_string(gone) + uuid);
+    const auto running = x.scratch / ("tapewright-export-1" + uuid);
+    testing::writeFile(killed, "partial");
+    testing::writeFile(running, "partial");
+    ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
+    EXPECT_FALSE(std::filesystem::exists(killed));
+    EXPECT_TRUE(std::filesystem::remove(running));
+    x.f.studio.message = std::nullopt;
+
     // A destination whose folder does not exist: the finished file cannot be moved there.
     const std::filesystem::path nowhere = x.temp / "absent" / "Show.m4a";
     ASSERT_TRUE(x.exportTo(nowhere));

@@ -6,7 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <set>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tw {
 namespace {
@@ -127,6 +131,32 @@ TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
     StudioFixture g;
     g.studio.pasteClips();
     EXPECT_FALSE(g.studio.busy());
+}
+
+TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsRemains)
+{
+    TwoProjects projects;
+    testing::writeFile(projects.a / "Media" / "voice-3.wav", std::string(4 << 20, 'x'));
+    const std::vector<Segment> clips = {placedClip(0, 2, "Media/voice-3.wav")};
+    // The child may write 1 MiB per file: the system kills it in the middle of the copy.
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const rlimit size{1 << 20, 1 << 20};
+        const rlimit core{0, 0};
+        ::setrlimit(RLIMIT_FSIZE, &size);
+        ::setrlimit(RLIMIT_CORE, &core);
+        (void)preparePastedClips(clips, projects.a, projects.b);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 0);
+
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(projects.b));
+    EXPECT_EQ(countFiles(projects.b / "Media", ""), 0);
 }
 
 TEST(StudioMedia, importedMusicIsCopiedAndUndoRestoresTheFileAndItsEnvelope)

@@ -6,9 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 namespace tw {
 namespace {
 
+using testing::countFiles;
+using testing::makeTone;
 using testing::readProject;
 using testing::StudioFixture;
 using testing::TempFolder;
@@ -130,6 +134,10 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     PodcastProject absolute = clip;
     absolute.musicFile = "/etc/passwd";
     writeProject(temp / "absolute", absolute);
+    writeProjectText(temp / "huge-version",
+                     R"({"version":3000000000,"segments":[],"recordingPending":false,)"
+                     R"("voiceVolume":1,"musicVolume":0.35,"fadeIn":5,"fadeOut":10})");
+    std::filesystem::create_directories(temp / "empty");
 
     StudioFixture f;
     ASSERT_TRUE(f.openAndWait(good));
@@ -147,7 +155,9 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
         {"future", "Versión de proyecto no compatible."},
         {"escaping", "Ruta de audio inválida."},
         {"absolute", "Ruta de audio inválida."},
-        {"missing", systemError(ENOENT).description},
+        {"huge-version", "Versión de proyecto no compatible."},
+        {"missing", (temp / "missing").string() + ": la carpeta no existe."},
+        {"empty", (temp / "empty").string() + ": falta project.json en la carpeta."},
     };
     for (const auto& damaged : cases) {
         f.studio.message = std::nullopt;
@@ -159,6 +169,49 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
         EXPECT_EQ(f.studio.project(), open) << damaged.folder;
         EXPECT_EQ(f.studio.undoStack(), undo) << damaged.folder;
     }
+}
+
+TEST(StudioProject, openingReadsAfterQueuedWritesFromEmptyCachesAndClearsStaleTemporaries)
+{
+    TempFolder temp;
+    const auto a = temp / "a";
+    const auto b = temp / "b";
+    PodcastProject withMusic = documentWith(1.0f);
+    withMusic.musicFile = "Media/music.wav";
+    makeTone(a / "Media" / "music.wav", 2);
+    writeProject(a, withMusic);
+    PodcastProject unreadable = documentWith(1.0f);
+    unreadable.segments = {testing::placedClip(0, 1, "Media/absent.wav")};
+    writeProject(b, unreadable);
+    const std::string uuid = Uuid::random().text();
+    for (const std::string& name : std::vector<std::string>{
+             ".project.json.Ab12Cd", ".project.json.bak", ".project.json.Ab12Cd7",
+             "Media/.paste-1.wav." + uuid, "Media/.notes." + uuid.substr(1), "Media/paste-2.wav"})
+        testing::writeFile(b / name, "x");
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(a));
+    ASSERT_FALSE(f.studio.musicPeaks->empty());
+
+    // An edit whose write is still queued behind a slow one, then the same folder again.
+    f.studio.projectWriter.async(
+        [] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
+    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.3f; });
+    f.studio.save();
+    ASSERT_TRUE(f.openAndWait(a));
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
+    f.settle();
+    EXPECT_EQ(readProject(a).voiceVolume, 0.3f);
+
+    // A project whose audio cannot be read shows nothing of the previous one.
+    ASSERT_TRUE(f.openAndWait(b));
+    EXPECT_TRUE(f.studio.message());
+    EXPECT_TRUE(f.studio.musicPeaks->empty());
+    EXPECT_EQ(f.studio.musicDuration(), 0);
+    EXPECT_EQ(f.studio.duration(), 1);
+    // Only what the writers leave half done is removed, not names that merely look alike.
+    EXPECT_FALSE(std::filesystem::exists(b / ".project.json.Ab12Cd"));
+    EXPECT_EQ(countFiles(b, ".project.json."), 2);
+    EXPECT_EQ(countFiles(b / "Media", ""), 2);
 }
 
 TEST(StudioProject, openIsIgnoredWhileRecordingAndDeferredWhileBusyKeepingOnlyTheLastRequest)
@@ -389,11 +442,12 @@ TEST(StudioProject, aBurstOfScheduledSavesWritesOnceFourTenthsOfASecondAfterTheL
     EXPECT_EQ(f.count(StudioField::lastSaved), before + 1);
 }
 
-TEST(StudioProject, aFolderThatCannotBeWrittenReportsTheSystemErrorAndTheNextSaveWritesTheDocument)
+TEST(StudioProject, aFolderThatCannotBeWrittenSaysSoOnceAndTheProjectCanBeSavedAsACopy)
 {
     TempFolder temp;
     const auto folder = temp / "p";
     writeProject(folder, documentWith(1.0f));
+    makeTone(folder / "Media" / "voice-A.wav", 0.5);
     StudioFixture f;
     ASSERT_TRUE(f.openAndWait(folder));
     f.settle();
@@ -405,20 +459,38 @@ TEST(StudioProject, aFolderThatCannotBeWrittenReportsTheSystemErrorAndTheNextSav
     writeProjectText(temp / "blocker", "x");
     std::filesystem::rename(temp / "blocker" / "project.json", folder);
     f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.25f; });
-    f.studio.save();
-    f.settle();
-    EXPECT_EQ(f.studio.message(),
-              "No se pudo guardar el proyecto: " + systemError(ENOTDIR).description);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        f.studio.save();
+        f.settle();
+        if (attempt == 0)
+            EXPECT_EQ(f.studio.message(),
+                      "No se pudo guardar el proyecto: " + systemError(ENOTDIR).description +
+                          "\nLos cambios no se pueden guardar en esta carpeta: usa «Guardar una "
+                          "copia…» en el menú Archivo para seguir en otro lugar.");
+        else
+            EXPECT_FALSE(f.studio.message()); // told once, not at every edit
+        f.studio.message = std::nullopt;
+    }
     EXPECT_EQ(f.studio.lastSaved(), savedAt);
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.25f);
+    EXPECT_FALSE(f.studio.saveAndWait());
 
     std::filesystem::remove(folder);
     std::filesystem::rename(temp / "aside", folder);
     EXPECT_EQ(readProject(folder).voiceVolume, 1.0f); // the old content survived
-    f.studio.save();
+    // The copy holds the document as it is now and the media, and work goes on there.
+    f.host.newProjectAnswers = {folder / "inside", folder, temp / "copy"};
+    for (int attempt = 0; attempt < 3; ++attempt)
+        f.studio.saveCopy();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.message(), "Elige un lugar fuera de la carpeta del proyecto.\n" +
+                                      projectLocationTakenError().description);
     f.settle();
-    EXPECT_EQ(readProject(folder).voiceVolume, 0.25f);
+    EXPECT_EQ(f.studio.folder(), temp / "copy");
+    EXPECT_EQ(readProject(temp / "copy").voiceVolume, 0.25f);
+    EXPECT_EQ(std::filesystem::file_size(temp / "copy" / "Media" / "voice-A.wav"),
+              std::filesystem::file_size(folder / "Media" / "voice-A.wav"));
     EXPECT_NE(f.studio.lastSaved(), savedAt);
+    EXPECT_EQ(countFiles(temp.path(), "."), 0); // no staging left
 }
 
 TEST(StudioProject, aSaveFinishingAfterTheUserSwitchedProjectsLeavesLastSavedAlone)

@@ -4,6 +4,7 @@
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,10 +15,13 @@ namespace {
 
 using testing::countFiles;
 using testing::readProject;
+using ::testing::StartsWith;
 using testing::StudioFixture;
 using testing::TempFolder;
 
 constexpr double rate = 48000.0;
+const char* const startFailed = "No se pudo iniciar la grabación. Comprueba la entrada de audio y "
+                                "que la carpeta del proyecto permita guardar. Detalle: ";
 
 // A project folder made through the new-project dialog.
 std::filesystem::path startProject(StudioFixture& f, const TempFolder& temp)
@@ -236,6 +240,7 @@ TEST(StudioRecording, aRefusedMicrophoneOrAMissingInputLeavesNoPendingTake)
     EXPECT_EQ(f.inputsMade, 0);
 
     // An input that cannot be opened: the pending mark is taken back and saved.
+    f.studio.message = std::nullopt;
     f.host.microphoneAllowed = true;
     f.studio.selectedDevice = 99u;
     f.inputOptions.format.channels = 0;
@@ -244,14 +249,67 @@ TEST(StudioRecording, aRefusedMicrophoneOrAMissingInputLeavesNoPendingTake)
     EXPECT_FALSE(f.studio.recording());
     EXPECT_FALSE(f.studio.busy());
     EXPECT_EQ(f.studio.message(),
-              "No se pudo iniciar la grabación. Comprueba la entrada de audio y que la carpeta del "
-              "proyecto permita guardar. Detalle: La entrada no tiene un formato de audio válido.");
+              startFailed + std::string("La entrada no tiene un formato de audio válido."));
     EXPECT_FALSE(f.studio.project->recordingPending);
     EXPECT_FALSE(f.studio.project->pendingVoiceFile);
     EXPECT_EQ(f.studio.undoStack->size(), 1u); // the checkpoint stays
     f.settle();
     EXPECT_FALSE(readProject(folder).recordingPending);
     EXPECT_FALSE(readProject(folder).pendingVoiceFile);
+
+    // A start that made its file and then failed (a full disk) leaves no empty take behind.
+    f.inputOptions.format.channels = 1;
+    f.writerFactory = [](const std::filesystem::path& path, double,
+                         int) -> Result<std::unique_ptr<CafWriter>> {
+        testing::writeFile(path, "");
+        return FailingWriter::diskFull();
+    };
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    EXPECT_FALSE(f.studio.recording());
+    EXPECT_EQ(countFiles(folder / "Media", "voice-"), 0);
+
+    // Nor does one whose pending mark cannot be written, though Media can be: it never starts.
+    f.writerFactory = {};
+    std::filesystem::remove(folder / "project.json");
+    std::filesystem::create_directories(folder / "project.json" / "x");
+    f.studio.message = std::nullopt;
+    const int inputs = f.inputsMade;
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    EXPECT_FALSE(f.studio.recording() || f.studio.busy() || f.studio.project->recordingPending);
+    EXPECT_EQ(f.inputsMade, inputs);
+    EXPECT_THAT(f.studio.message().value_or(""),
+                StartsWith(startFailed + std::string("No se pudo guardar el proyecto: ")));
+}
+
+TEST(StudioRecording, aTakeIsOneUndoStepAndUndoNeverBringsBackItsPendingMark)
+{
+    TempFolder temp;
+    StudioFixture f;
+    const auto folder = startProject(f, temp);
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    ASSERT_TRUE(f.studio.recording());
+    f.studio.checkpoint(); // a control touched during the take
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    ASSERT_TRUE(recordUntil(f, 2.0));
+    f.studio.stop();
+    ASSERT_TRUE(f.waitIdle());
+    const std::vector<Segment> take = f.studio.project->segments;
+    ASSERT_EQ(take.size(), 1u);
+
+    f.studio.undo();
+    EXPECT_TRUE(f.studio.project->segments.empty());
+    f.studio.redo();
+    EXPECT_EQ(f.studio.project->segments, take);
+    f.studio.undo();
+    EXPECT_FALSE(f.studio.project->recordingPending);
+    f.settle();
+    EXPECT_FALSE(readProject(folder).recordingPending);
+    ASSERT_TRUE(f.openAndWait(folder));
+    EXPECT_FALSE(f.studio.message());
+    EXPECT_TRUE(f.studio.project->segments.empty());
 }
 
 TEST(StudioRecording, aResumeFailureLeavesTheTakePausedAndALaterResumeRecordsOn)
@@ -314,13 +372,21 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     f.scheduler.advance(3.0);
     ASSERT_TRUE(f.studio.recording());
     const std::string name = *f.studio.project->pendingVoiceFile;
+    // The document cannot be saved either: that consequence comes after the cause.
+    std::filesystem::rename(folder / "project.json", temp / "aside.json");
+    std::filesystem::create_directories(folder / "project.json" / "x");
 
     ASSERT_TRUE(f.waitUntil([&] {
         f.scheduler.advance(0.1);
         return !f.studio.recording();
     }));
-    EXPECT_EQ(f.studio.message(), "La grabación se detuvo: No queda espacio en el dispositivo");
     ASSERT_TRUE(f.waitIdle());
+    f.settle();
+    EXPECT_THAT(f.studio.message().value_or(""),
+                StartsWith("La grabación se detuvo: No queda espacio en el dispositivo\n"
+                           "No se pudo guardar el proyecto: "));
+    std::filesystem::remove_all(folder / "project.json");
+    f.studio.save();
     const std::optional<Segment> take = f.studio.project->segment(0.5);
     ASSERT_TRUE(take);
     EXPECT_EQ(take->file, name);

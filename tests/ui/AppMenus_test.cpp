@@ -88,7 +88,7 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     };
     EXPECT_EQ(texts(menus->fileMenu()),
               (QStringList{"Nuevo proyecto…", "Abrir proyecto…", "Guardar proyecto",
-                           "Exportar M4A…", "—", "Salir"}));
+                           "Guardar una copia…", "Exportar M4A…", "—", "Salir"}));
     EXPECT_EQ(texts(menus->editMenu()), (QStringList{"Deshacer", "Rehacer"}));
     EXPECT_EQ(texts(menus->audioMenu()),
               (QStringList{"Reproducir / Pausar", "Grabar / Detener", "Dividir clip en el cabezal",
@@ -162,6 +162,11 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.selection = std::nullopt;
     EXPECT_FALSE(menus->trim().isEnabled());
     EXPECT_FALSE(menus->deleteSelection().isEnabled());
+
+    // A copy needs a project to copy.
+    EXPECT_FALSE(menus->saveCopy().isEnabled());
+    startProject();
+    EXPECT_TRUE(menus->saveCopy().isEnabled());
 }
 
 TEST_F(AppMenusTest, recordKeyDuringTheCountInStopsItAndStaysEnabled)

@@ -14,10 +14,12 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QPainter>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -169,6 +171,33 @@ TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)
     QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(window.get(), &drop);
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == folder && !f.studio.busy(); }));
+}
+
+TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
+{
+    const auto folder = savedProject("Programa.podcastproject");
+    ASSERT_TRUE(f.openAndWait(folder));
+    f.settle(); // the opening's own save lands before the document becomes unwritable
+    showWindow();
+    std::filesystem::remove(folder / "project.json");
+    std::filesystem::create_directories(folder / "project.json" / "x");
+    f.host.newProjectAnswers = {temp / "Copia.podcastproject"};
+    for (const QString answer : {"Cancelar", "Salir sin guardar", "Guardar una copia…", ""}) {
+        // Answers the question the window asks; none is expected last (and one would stay).
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
+                for (QAbstractButton* button : box->buttons())
+                    if (button->text() == (answer.isEmpty() ? QStringLiteral("Cancelar") : answer))
+                        button->click();
+        });
+        poll.start(5);
+        window->show();
+        EXPECT_EQ(window->close(), answer == "Salir sin guardar" || answer.isEmpty())
+            << answer.toStdString();
+        ASSERT_TRUE(f.waitIdle());
+    }
+    EXPECT_EQ(f.studio.folder(), temp / "Copia.podcastproject");
 }
 
 TEST_F(MainWindowTest, theSingleKeysWorkOverTheWholeWindow)

@@ -53,9 +53,10 @@ TEST(MessageAlert, anyDismissalClearsTheMessageAndAClearedMessageClosesTheAlert)
     Alert f;
     f.studio.message = std::string("Primero");
     ASSERT_TRUE(f.alert.box());
-    // A newer message replaces the text of the open alert.
+    // A newer message is added under the one on screen, which stays first; once.
     f.studio.message = std::string("Segundo");
-    EXPECT_EQ(f.alert.box()->text(), "Segundo");
+    f.studio.message = std::string("Primero");
+    EXPECT_EQ(f.alert.box()->text(), "Primero\nSegundo");
 
     f.alert.box()->reject(); // Escape or the window's close button
     EXPECT_FALSE(f.studio.message());

@@ -364,11 +364,30 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     f.studio.undo();
     EXPECT_EQ(f.studio.project().fadeInEnd, 5.0);
 
-    // The fade-in start is held in the lane at 0 and below the fade-in end.
+    // The fade-in start is held in the lane at 0 and below the fade-in end; a drag that moves
+    // nothing records and saves nothing.
+    f.fixture.settle();
+    const int saves = f.fixture.count(StudioField::lastSaved);
     drag(lane, {20, 145}, {{0, 145}, {-300, 145}});
     EXPECT_EQ(f.studio.project().fadeInStart, 0.0);
+    f.fixture.settle();
+    EXPECT_EQ(f.studio.undoStack().size(), steps);
+    EXPECT_EQ(f.fixture.count(StudioField::lastSaved), saves);
     drag(lane, {20, 145}, {{40, 145}, {400, 145}});
     EXPECT_EQ(f.studio.project().fadeInStart, 5.0);
+
+    // Handles on one another part the way the pointer goes: left, the fade-in end follows;
+    // right, the fade-out start.
+    drag(lane, {70, 16}, {{90, 16}, {600, 16}});
+    ASSERT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    drag(lane, {470, 16}, {{450, 16}, {300, 16}});
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 28.0);
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 45.0);
+    f.studio.undo();
+    drag(lane, {470, 16}, {{490, 16}, {500, 16}});
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 48.0);
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    EXPECT_EQ(f.studio.undoStack().size(), steps + 3);
 
     // The document on disk has the last fades once the drag has ended.
     f.fixture.settle();
