@@ -13,10 +13,6 @@ namespace tw {
 
 namespace {
 
-// Beyond any real project (a long programme is well under a megabyte) and small enough that a
-// hostile file cannot make the reader hold gigabytes.
-constexpr std::size_t maxDocumentBytes = 64u * 1024u * 1024u;
-
 Error formatError(std::string description)
 {
     return Error{ErrorDomain::project, projectFormatErrorCode, std::move(description)};
@@ -458,7 +454,7 @@ Result<std::string> encode(const PodcastProject& project)
 Result<PodcastProject> decode(std::string_view bytes)
 {
     if (bytes.size() > maxDocumentBytes)
-        return formatError("El proyecto ocupa más de 64 MiB y no se puede leer.");
+        return documentTooLargeError();
     try {
         return ProjectDecoder(bytes).read();
     } catch (const FormatFailure& failure) {
@@ -500,6 +496,11 @@ Result<void> validateForOpen(const PodcastProject& project)
     if (project.musicFile && !isInsideProject(*project.musicFile))
         return invalidPath;
     return {};
+}
+
+Error documentTooLargeError()
+{
+    return formatError("El proyecto ocupa más de 64 MiB y no se puede leer.");
 }
 
 Error projectLocationTakenError()

@@ -4,6 +4,7 @@
 #include "base/Result.hpp"
 #include "model/PodcastProject.hpp"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,12 @@ namespace tw {
 // The code of encode and decode failures (domain "Project"); their description says what is wrong
 // and where ("Falta la clave obligatoria \"segments[2].id\".").
 inline constexpr int projectFormatErrorCode = 0;
+
+// Beyond any real project (a long programme is well under a megabyte) and small enough that a
+// hostile file cannot make the reader hold gigabytes.
+inline constexpr std::size_t maxDocumentBytes = 64u * 1024u * 1024u;
+// "El proyecto ocupa más de 64 MiB y no se puede leer."
+Error documentTooLargeError();
 
 // Compact JSON, keys in declaration order, absent optionals omitted. Fails only on a number
 // that is not finite (or on text that is not UTF-8, which JSON cannot carry).

@@ -1,5 +1,6 @@
 #include "studio/FileMove.hpp"
 
+#include "base/ReadableFile.hpp"
 #include "base/Uuid.hpp"
 
 #include <cerrno>
@@ -14,15 +15,13 @@ namespace {
 // Copies from into a new file at to and syncs it. Fails with errno's description.
 Result<void> copyWhole(const std::filesystem::path& from, const std::filesystem::path& to)
 {
-    const int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-    if (in < 0)
-        return systemError(errno);
+    Result<ReadableFile> source = ReadableFile::open(from);
+    if (!source)
+        return source.error();
+    const int in = source.value().descriptor();
     const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (out < 0) {
-        const int failure = errno;
-        ::close(in);
-        return systemError(failure);
-    }
+    if (out < 0)
+        return systemError(errno);
     char buffer[1 << 16];
     int failure = 0;
     for (;;) {
@@ -47,7 +46,6 @@ Result<void> copyWhole(const std::filesystem::path& from, const std::filesystem:
         failure = errno;
     if (::close(out) != 0 && failure == 0)
         failure = errno;
-    ::close(in);
     if (failure != 0)
         return systemError(failure);
     return {};

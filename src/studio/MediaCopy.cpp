@@ -1,5 +1,6 @@
 #include "studio/MediaCopy.hpp"
 
+#include "base/ReadableFile.hpp"
 #include "base/Uuid.hpp"
 
 #include <map>
@@ -39,7 +40,13 @@ Result<void> copyIntoProject(const std::filesystem::path& source,
     std::filesystem::create_directories(projectFolder / "Media", error);
     if (error)
         return systemError(error.value());
-    std::filesystem::copy_file(source, projectFolder / name, error);
+    // The source is opened as a checked regular file and copied through its descriptor's name,
+    // so a FIFO or a device slipped in under the source's name can never block the copy.
+    Result<ReadableFile> opened = ReadableFile::open(source);
+    if (!opened)
+        return opened.error();
+    const std::string descriptor = "/proc/self/fd/" + std::to_string(opened.value().descriptor());
+    std::filesystem::copy_file(descriptor, projectFolder / name, error);
     if (error)
         return systemError(error.value());
     return {};

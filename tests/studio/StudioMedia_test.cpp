@@ -118,7 +118,9 @@ TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
 
     f.studio.pasteClips();
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.message(), "No se pudo pegar el audio: " + systemError(ENOENT).description);
+    EXPECT_EQ(f.studio.message(),
+              "No se pudo pegar el audio: " +
+                  systemError(ENOENT, "No se puede leer «voice-2.wav»").description);
     EXPECT_EQ(f.studio.project(), before);
     EXPECT_TRUE(f.studio.undoStack->empty());
     EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 1); // the copy before the failure stays
@@ -179,7 +181,8 @@ TEST(StudioMedia, importedMusicIsCopiedAndUndoRestoresTheFileAndItsEnvelope)
     const auto steps = f.studio.undoStack->size();
     f.host.audioFileAnswers = {temp / "missing.wav"};
     f.studio.importMusic();
-    EXPECT_EQ(f.studio.message(), systemError(ENOENT).description);
+    EXPECT_EQ(f.studio.message(),
+              systemError(ENOENT, "No se puede leer «missing.wav»").description);
     EXPECT_EQ(f.studio.undoStack->size(), steps);
     EXPECT_EQ(f.studio.project->musicFile, firstName);
 }

@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "model/ProjectJson.hpp"
+#include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -130,6 +131,14 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     PodcastProject absolute = clip;
     absolute.musicFile = "/etc/passwd";
     writeProject(temp / "absolute", absolute);
+    // Hostile documents: refused at once, never read whole, never waited on.
+    writeProjectText(temp / "huge", "{}");
+    std::filesystem::resize_file(temp / "huge/project.json", 1'500'000'000); // sparse
+    std::vector<std::filesystem::path> fifos;
+    for (const auto& special : testing::specialFiles()) {
+        testing::makeSpecialFile(temp / special.kind / "project.json", special.kind);
+        fifos.push_back(temp / special.kind / "project.json");
+    }
 
     StudioFixture f;
     ASSERT_TRUE(f.openAndWait(good));
@@ -138,20 +147,26 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     const PodcastProject open = f.studio.project();
     const auto undo = f.studio.undoStack();
 
-    const struct {
+    struct Case {
         std::string folder;
         std::string message;
-    } cases[] = {
+    };
+    std::vector<Case> cases = {
         {"truncated", decode(full.substr(0, full.size() / 2)).error().description},
         {"types", decode(readProjectFile(temp / "types").value()).error().description},
         {"future", "Versión de proyecto no compatible."},
         {"escaping", "Ruta de audio inválida."},
         {"absolute", "Ruta de audio inválida."},
-        {"missing", systemError(ENOENT).description},
+        {"missing", systemError(ENOENT, "No se puede leer «project.json»").description},
+        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
     };
+    for (const auto& special : testing::specialFiles())
+        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
     for (const auto& damaged : cases) {
         f.studio.message = std::nullopt;
+        testing::FifoWatchdog watchdog(fifos);
         f.studio.openProject(temp / damaged.folder);
+        EXPECT_TRUE(watchdog.dismiss()) << damaged.folder << " blocked the main thread";
         EXPECT_FALSE(f.studio.busy()) << damaged.folder;
         EXPECT_EQ(f.studio.message(), damaged.message) << damaged.folder;
         EXPECT_FALSE(damaged.message.empty());
