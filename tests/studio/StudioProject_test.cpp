@@ -131,6 +131,7 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     PodcastProject absolute = clip;
     absolute.musicFile = "/etc/passwd";
     writeProject(temp / "absolute", absolute);
+    writeProject(temp / "absurd", documentWith(0.3f, std::nullopt, 1.5e308));
     // Hostile documents: refused at once, never read whole, never waited on.
     writeProjectText(temp / "huge", "{}");
     std::filesystem::resize_file(temp / "huge/project.json", 1'500'000'000); // sparse
@@ -157,6 +158,7 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
         {"future", "Versión de proyecto no compatible."},
         {"escaping", "Ruta de audio inválida."},
         {"absolute", "Ruta de audio inválida."},
+        {"absurd", "El número de \"playhead\" está fuera de rango (1.5e+308)."},
         {"missing", systemError(ENOENT, "No se puede leer «project.json»").description},
         {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
     };
