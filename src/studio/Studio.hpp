@@ -29,6 +29,7 @@ namespace tw {
 
 class Player;
 class ExportSession;
+class ProjectLock;
 struct BuiltMix;
 
 // The copied clips, the length of the copied range and the folder their paths belong to.
@@ -144,6 +145,9 @@ public:
     Published<bool> showWelcome{this, StudioField::showWelcome, true};
     Published<PodcastProject> project{this, StudioField::project};
     Published<std::optional<std::filesystem::path>> folder{this, StudioField::folder};
+    // Held while folder is open, so no other studio opens it too; declared before the queues so
+    // that it is given up only after the last save.
+    std::shared_ptr<ProjectLock> folderLock;
     Published<std::optional<std::chrono::system_clock::time_point>> lastSaved{
         this, StudioField::lastSaved};
     Published<std::optional<std::string>> message{this, StudioField::message};

@@ -3,6 +3,7 @@
 #include "base/SettingsStore.hpp"
 #include "model/ProjectJson.hpp"
 #include "studio/MainThread.hpp"
+#include "studio/ProjectLock.hpp"
 #include "studio/ProjectWriter.hpp"
 #include "studio/Studio.hpp"
 #include "studio/StudioHost.hpp"
@@ -49,6 +50,10 @@ void Studio::openProject(const std::filesystem::path& at)
     Result<PodcastProject> opened = readProject(at);
     if (!opened) {
         message = opened.error().description;
+        return;
+    }
+    if (Result<void> locked = moveProjectLock(folderLock, at); !locked) {
+        message = locked.error().description;
         return;
     }
     showWelcome = false;
@@ -98,6 +103,10 @@ bool Studio::newProject()
     std::filesystem::create_directories(*location / "Media", error);
     if (error) {
         message = systemError(error.value()).description;
+        return false;
+    }
+    if (Result<void> locked = moveProjectLock(folderLock, *location); !locked) {
+        message = locked.error().description;
         return false;
     }
     pause();
