@@ -77,6 +77,8 @@ public:
     void copySelection();
     void pasteClips();
     void importMusic();
+    // "Quitar música": the document stops naming its music (one undo step); the file stays.
+    void removeMusic();
     void autoFades();
     void previewVoiceTrim(const Segment& segment, bool left, double delta);
     void commitVoiceTrim();
@@ -268,6 +270,7 @@ private:
         std::filesystem::path temporary;
         TimeRange range;
         std::string title;
+        std::optional<Error> musicLeftOut; // said beside the completion
     };
     void startExport(Result<BuiltMix> built, const ExportJob& job);
     void exportEnded(const ExportJob& job);

@@ -1,7 +1,7 @@
 // The window's menu commands: "Archivo" (new, open, save, export), "Edición" (undo, redo) and
-// "Audio" (play, record, split, trim, delete, import). Each item is one call on the Studio; its
-// enabling is evaluated again on every change the Studio publishes, and a disabled item ignores its
-// shortcut as well. Main thread.
+// "Audio" (play, record, split, trim, delete, import and remove the music). Each item is one call
+// on the Studio; its enabling is evaluated again on every change the Studio publishes, and a
+// disabled item ignores its shortcut as well. Main thread.
 #pragma once
 
 #include <QObject>
@@ -40,6 +40,7 @@ public:
     QAction& trim() const { return *trim_; }
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
+    QAction& removeMusic() const { return *removeMusic_; }
 
     // What the two keys that depend on the state do (the items' own handlers).
     void playOrPause();
@@ -65,6 +66,7 @@ private:
     QAction* trim_;
     QAction* delete_;
     QAction* import_;
+    QAction* removeMusic_;
 };
 
 } // namespace tw

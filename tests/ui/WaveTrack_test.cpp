@@ -7,10 +7,12 @@
 #include "support/TempProject.hpp"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QMenu>
 #include <QPaintEvent>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -452,6 +454,38 @@ TEST(WaveTrack, contextMenuActsOnTheClipRange)
     for (QAction* action : items(*menu))
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     f.studio.busy = false;
+}
+
+TEST(WaveTrack, theMusicLanesMenuRemovesTheMusicFromAnywhereInTheLane)
+{
+    LaneFixture f;
+    f.open(musicDocument());
+    WaveTrack lane(f.studio, WaveTrack::Kind::music, nullptr);
+    show(lane, 600);
+    // The menu runs its own loop: read what it offers, then close it.
+    QStringList offered;
+    QTimer::singleShot(0, [&offered] {
+        if (auto* popup = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+            for (QAction* action : items(*popup))
+                offered << action->text();
+            popup->close();
+        }
+    });
+    // Left of the music region.
+    QContextMenuEvent outside(QContextMenuEvent::Mouse, {5, 80}, lane.mapToGlobal(QPoint(5, 80)));
+    QApplication::sendEvent(&lane, &outside);
+    EXPECT_EQ(offered, QStringList{"Quitar música"});
+
+    f.studio.busy = true;
+    std::unique_ptr<QMenu> menu(makeMusicMenu(f.studio, nullptr));
+    EXPECT_FALSE(item(*menu, "Quitar música")->isEnabled());
+    f.studio.busy = false;
+    menu.reset(makeMusicMenu(f.studio, nullptr));
+    item(*menu, "Quitar música")->trigger();
+    EXPECT_FALSE(f.studio.project().musicFile);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    menu.reset(makeMusicMenu(f.studio, nullptr));
+    EXPECT_FALSE(item(*menu, "Quitar música")->isEnabled()) << "no music left";
 }
 
 TEST(WaveTrack, everyGestureIsRefusedWhileRecordingOrBusy)
