@@ -14,7 +14,6 @@ namespace {
 
 using testing::StudioFixture;
 using testing::TempFolder;
-using testing::writeProject;
 
 std::string openElsewhere(long pid, const std::string& host)
 {
@@ -33,40 +32,41 @@ TEST(ProjectLock, aProjectOpenInOneStudioIsRefusedByAnotherUntilTheFirstLetsItGo
 {
     TempFolder temp;
     for (const char* name : {"a", "b"})
-        writeProject(temp / name, PodcastProject{});
+        testing::writeProject(temp / name, PodcastProject{});
     std::filesystem::create_directory_symlink(temp / "a", temp / "alias");
     auto first = std::make_unique<StudioFixture>();
     ASSERT_TRUE(first->openAndWait(temp / "a"));
+    ASSERT_TRUE(first->openAndWait(temp / "alias")) << "its own project, under any name";
 
     StudioFixture second;
-    second.studio.openProject(temp / "a");
-    EXPECT_EQ(second.studio.message(), openElsewhere(::getpid(), hostName()));
-    EXPECT_FALSE(second.studio.folder());
-    EXPECT_TRUE(second.studio.showWelcome());
-    second.studio.openProject(temp / "alias"); // the same folder under another name
-    EXPECT_FALSE(second.studio.folder());
-
-    // The first studio opens its own project again, under any name, as often as it likes.
-    ASSERT_TRUE(first->openAndWait(temp / "alias"));
-    EXPECT_FALSE(first->studio.message());
-    // Opening another project lets the first one go; ending the studio lets the second go.
+    for (const char* name : {"a", "alias"}) {
+        second.studio.openProject(temp / name);
+        EXPECT_EQ(second.studio.message(), openElsewhere(::getpid(), hostName()));
+        EXPECT_FALSE(second.studio.folder());
+    }
+    // Opening another project lets the first go; ending the studio lets the other go.
     ASSERT_TRUE(first->openAndWait(temp / "b"));
     ASSERT_TRUE(second.openAndWait(temp / "a"));
-    EXPECT_EQ(second.studio.folder(), temp / "a");
-    second.studio.openProject(temp / "b");
-    EXPECT_EQ(second.studio.folder(), temp / "a");
     first.reset();
-    EXPECT_FALSE(std::filesystem::exists(ProjectLock::fileIn(temp / "b")));
     ASSERT_TRUE(second.openAndWait(temp / "b"));
     EXPECT_EQ(second.studio.folder(), temp / "b");
     EXPECT_FALSE(std::filesystem::exists(ProjectLock::fileIn(temp / "a")));
 }
 
-TEST(ProjectLock, aLockLeftByAKilledProcessIsTakenOverAndAnotherMachinesIsRespected)
+TEST(ProjectLock, aKilledOwnersLockIsTakenOverAndAnotherMachinesIsRespected)
 {
     TempFolder temp;
     const auto folder = temp / "p";
-    writeProject(folder, PodcastProject{});
+    testing::writeProject(folder, PodcastProject{});
+    struct stat place {};
+    ASSERT_EQ(::stat(folder.c_str(), &place), 0);
+    const auto lockText = [&] {
+        const auto bytes = testfiles::readBytes(ProjectLock::fileIn(folder));
+        return std::string(bytes.begin(), bytes.end());
+    };
+    const auto owner = [&](long pid, const std::string& host, auto inode) {
+        return std::to_string(pid) + "\n" + host + "\n" + std::to_string(inode) + "\n";
+    };
     // A process that takes the lock and ends without letting it go, as a killed studio does.
     const pid_t child = ::fork();
     if (child == 0) {
@@ -75,34 +75,20 @@ TEST(ProjectLock, aLockLeftByAKilledProcessIsTakenOverAndAnotherMachinesIsRespec
     }
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_EQ(WEXITSTATUS(status), 0);
-    struct stat place {};
-    ASSERT_EQ(::stat(folder.c_str(), &place), 0);
-    const std::string inode = std::to_string(place.st_ino);
-    auto lockText = [&] {
-        const auto bytes = testfiles::readBytes(ProjectLock::fileIn(folder));
-        return std::string(bytes.begin(), bytes.end());
-    };
-    ASSERT_EQ(lockText(), std::to_string(child) + "\n" + hostName() + "\n" + inode + "\n");
-
+    ASSERT_EQ(lockText(), owner(child, hostName(), place.st_ino));
     auto taken = ProjectLock::acquire(folder);
     ASSERT_TRUE(taken.ok());
-    EXPECT_EQ(lockText(), std::to_string(::getpid()) + "\n" + hostName() + "\n" + inode + "\n");
-    EXPECT_FALSE(ProjectLock::acquire(folder).ok()); // held by this process now
+    EXPECT_EQ(lockText(), owner(::getpid(), hostName(), place.st_ino));
     taken.value().reset();
 
-    // Another machine's lock of this folder is respected; one copied along from another folder
-    // locks nothing.
-    for (const std::string& folderInode : {inode, std::string("1")}) {
-        const std::string other = "12345\nestudio-de-ana\n" + folderInode + "\n";
-        testfiles::writeBytes(ProjectLock::fileIn(folder), {other.begin(), other.end()});
-        auto attempt = ProjectLock::acquire(folder);
-        if (folderInode == inode)
-            EXPECT_EQ(attempt.error(),
-                      (Error{"Project", 4, openElsewhere(12345, "estudio-de-ana")}));
-        else
-            EXPECT_TRUE(attempt.ok());
-    }
+    // Another machine's lock of this folder holds; one copied along from another folder does not.
+    const std::string other = owner(12345, "estudio-de-ana", place.st_ino);
+    testfiles::writeBytes(ProjectLock::fileIn(folder), {other.begin(), other.end()});
+    EXPECT_EQ(ProjectLock::acquire(folder).error(),
+              (Error{"Project", 4, openElsewhere(12345, "estudio-de-ana")}));
+    const std::string copied = owner(12345, "estudio-de-ana", place.st_ino + 1);
+    testfiles::writeBytes(ProjectLock::fileIn(folder), {copied.begin(), copied.end()});
+    EXPECT_TRUE(ProjectLock::acquire(folder).ok());
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// Names that are no regular files, put where a document, a take or a music file belongs (a FIFO, a
-// link to /dev/zero, a folder), and a watchdog that feeds an end-of-file to whoever still blocks
-// on such a FIFO after a while: code that regresses then fails its test instead of hanging it.
+// Names that are no regular files, put where a document, a take or a music file belongs, and a
+// watchdog that gives whoever still blocks on such a FIFO after a while an end of file: code that
+// regresses then fails its test instead of hanging the suite.
 #pragma once
 
 #include <fcntl.h>
@@ -11,7 +11,6 @@
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,27 +35,24 @@ inline void makeSpecialFile(const std::filesystem::path& path, const std::string
 {
     std::filesystem::create_directories(path.parent_path());
     std::filesystem::remove_all(path);
-    if (kind == "fifo" && ::mkfifo(path.c_str(), 0644) == 0)
-        return;
-    if (kind == "zero" && ::symlink("/dev/zero", path.c_str()) == 0)
-        return;
-    if (kind == "folder" && std::filesystem::create_directory(path))
-        return;
-    throw std::runtime_error("cannot make a " + kind + " at " + path.string());
+    if (kind == "fifo")
+        ::mkfifo(path.c_str(), 0644);
+    else if (kind == "zero")
+        std::filesystem::create_symlink("/dev/zero", path);
+    else
+        std::filesystem::create_directory(path);
 }
 
 class FifoWatchdog {
 public:
-    explicit FifoWatchdog(std::vector<std::filesystem::path> fifos,
-                          std::chrono::milliseconds patience = std::chrono::seconds(5))
-        : thread_([this, fifos = std::move(fifos), patience] {
+    explicit FifoWatchdog(std::vector<std::filesystem::path> fifos)
+        : thread_([this, fifos = std::move(fifos)] {
             std::unique_lock lock(mutex_);
-            if (wake_.wait_for(lock, patience, [this] { return done_; }))
-                return;
-            fired_ = true;
-            while (!done_) {
-                // Opening the writing end lets a blocked reader's open return; closing it gives
-                // that reader an end of file.
+            for (auto patience = std::chrono::seconds(5);
+                 !wake_.wait_for(lock, patience, [this] { return done_; });
+                 patience = std::chrono::seconds(0)) {
+                fired_ = true;
+                // A writer's open and close give a blocked reader its open and an end of file.
                 for (const auto& fifo : fifos)
                     if (const int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK); fd >= 0)
                         ::close(fd);
@@ -67,7 +63,7 @@ public:
     }
     ~FifoWatchdog() { dismiss(); }
 
-    // Stops watching; true when nothing ever blocked long enough to need the watchdog.
+    // Stops watching; true when nothing blocked long enough to need the watchdog.
     bool dismiss()
     {
         {
