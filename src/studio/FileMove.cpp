@@ -1,5 +1,6 @@
 #include "studio/FileMove.hpp"
 
+#include "base/ReadableFile.hpp"
 #include "studio/StaleTemporaries.hpp"
 
 #include <cerrno>
@@ -12,21 +13,13 @@ namespace tw {
 
 Result<void> copyFile(const std::filesystem::path& from, const std::filesystem::path& to)
 {
-    // Without blocking, so that a FIFO in place of a file cannot hang the copy.
-    const int in = ::open(from.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (in < 0)
-        return systemError(errno);
-    struct stat status {};
-    if (::fstat(in, &status) != 0 || !S_ISREG(status.st_mode)) {
-        ::close(in);
-        return systemError(EINVAL, from.string() + " no es un archivo normal");
-    }
+    Result<ReadableFile> source = ReadableFile::open(from);
+    if (!source)
+        return source.error();
+    const int in = source.value().descriptor();
     const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (out < 0) {
-        const int failure = errno;
-        ::close(in);
-        return systemError(failure);
-    }
+    if (out < 0)
+        return systemError(errno);
     char buffer[1 << 16];
     int failure = 0;
     for (;;) {
@@ -51,7 +44,6 @@ Result<void> copyFile(const std::filesystem::path& from, const std::filesystem::
         failure = errno;
     if (::close(out) != 0 && failure == 0)
         failure = errno;
-    ::close(in);
     if (failure != 0)
         return systemError(failure);
     return {};

@@ -30,6 +30,7 @@ namespace tw {
 
 class Player;
 class ExportSession;
+class ProjectLock;
 struct BuiltMix;
 
 // The copied clips, the length of the copied range and the folder their paths belong to.
@@ -83,6 +84,8 @@ public:
     void copySelection();
     void pasteClips();
     void importMusic();
+    // "Quitar música": the document stops naming its music (one undo step); the file stays.
+    void removeMusic();
     void autoFades();
     void previewVoiceTrim(const Segment& segment, bool left, double delta);
     void commitVoiceTrim();
@@ -151,6 +154,9 @@ public:
     Published<bool> showWelcome{this, StudioField::showWelcome, true};
     Published<PodcastProject> project{this, StudioField::project};
     Published<std::optional<std::filesystem::path>> folder{this, StudioField::folder};
+    // Held while folder is open, so no other studio opens it too; declared before the queues so
+    // that it is given up only after the last save.
+    std::shared_ptr<ProjectLock> folderLock;
     Published<std::optional<std::chrono::system_clock::time_point>> lastSaved{
         this, StudioField::lastSaved};
     MessageField message{this};
@@ -289,6 +295,7 @@ private:
         std::filesystem::path temporary;
         TimeRange range;
         std::string title;
+        std::optional<Error> musicLeftOut; // said beside the completion
     };
     void startExport(Result<BuiltMix> built, const ExportJob& job);
     void exportEnded(const ExportJob& job);

@@ -4,6 +4,7 @@
 #include "model/ProjectJson.hpp"
 #include "studio/MainThread.hpp"
 #include "studio/ProjectCopy.hpp"
+#include "studio/ProjectLock.hpp"
 #include "studio/Studio.hpp"
 #include "studio/StudioHost.hpp"
 
@@ -73,7 +74,9 @@ void Studio::copyFinished(const std::filesystem::path& copy, const Result<void>&
         message = copyFailed + copied.error().description;
         return;
     }
-    // Work goes on in the copy: it is the project now, and the one remembered.
+    // Work goes on in the copy: it is the project now, the one remembered and the one locked.
+    if (Result<void> locked = moveProjectLock(folderLock, copy); !locked)
+        message = locked.error().description;
     folder = copy;
     saveFailureShown_ = false;
     save();

@@ -42,7 +42,7 @@ void Studio::exportProject()
     pause();
 
     removeStaleExportTemporaries();
-    ExportJob job{*destination, exportTemporaryPath(), *range, title()};
+    ExportJob job{*destination, exportTemporaryPath(), *range, title(), std::nullopt};
     (void)QtConcurrent::run(
         [project = project(), projectFolder = *folder(), job, studio = QPointer<Studio>(this)] {
             auto built =
@@ -68,10 +68,16 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
         finishExport(job, created.error());
         return;
     }
+    ExportJob running = job;
+    running.musicLeftOut = built.value().musicLeftOut;
+    // Without the music that was left out, the audible part is the voice's own.
+    if (running.musicLeftOut)
+        if (auto voice = ExportBounds::audible(project(), voiceWaveforms(), {}, 0.0))
+            running.range = *voice;
     activeExport = std::move(created.value());
     activeExport->setOutputPath(job.temporary);
-    const MediaTime start = MediaTime::fromSeconds(job.range.lower);
-    activeExport->setTimeRange(start, MediaTime::fromSeconds(job.range.upper) - start);
+    const MediaTime start = MediaTime::fromSeconds(running.range.lower);
+    activeExport->setTimeRange(start, MediaTime::fromSeconds(running.range.upper) - start);
     activeExport->setTitle(job.title);
     exportProgress = 0.0f;
     const QPointer<Studio> studio(this);
@@ -80,10 +86,10 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
             studio->exportProgress = studio->activeExport->progress();
     });
     const std::weak_ptr<ExportSession> session = activeExport;
-    activeExport->exportAsynchronously([studio, session, job] {
-        runOnMainThread([studio, session, job] {
+    activeExport->exportAsynchronously([studio, session, running] {
+        runOnMainThread([studio, session, running] {
             if (studio && !session.expired() && session.lock() == studio->activeExport)
-                studio->exportEnded(job);
+                studio->exportEnded(running);
         });
     });
 }
@@ -103,7 +109,9 @@ void Studio::exportEnded(const ExportJob& job)
             finishExport(job, moved.error());
             return;
         }
-        message = "Exportación completada: " + job.destination.filename().string();
+        message = "Exportación completada: " + job.destination.filename().string() +
+                  (job.musicLeftOut ? ". " + MixBuilder::musicLeftOutText(*job.musicLeftOut)
+                                    : std::string());
         finishExport(job, std::nullopt);
         return;
     default:

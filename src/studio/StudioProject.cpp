@@ -3,6 +3,7 @@
 #include "base/SettingsStore.hpp"
 #include "model/ProjectJson.hpp"
 #include "studio/MainThread.hpp"
+#include "studio/ProjectLock.hpp"
 #include "studio/ProjectWriter.hpp"
 #include "studio/StaleTemporaries.hpp"
 #include "studio/Studio.hpp"
@@ -36,8 +37,7 @@ Error unreadableProject(const std::filesystem::path& folder, Error error)
                                 : where + ": la carpeta no existe.";
     else if (error.domain == ErrorDomain::system && error.code == ENOTDIR)
         error.description = where + ": no es una carpeta de proyecto.";
-    else
-        error.description = projectFilePath(folder).string() + ": " + error.description;
+    // Any other failure already names the file it could not read.
     return error;
 }
 
@@ -76,6 +76,10 @@ void Studio::openProject(const std::filesystem::path& at)
     Result<PodcastProject> opened = readProject(at);
     if (!opened) {
         message = opened.error().description;
+        return;
+    }
+    if (Result<void> locked = moveProjectLock(folderLock, at); !locked) {
+        message = locked.error().description;
         return;
     }
     removeStaleTemporaries(at);
@@ -130,6 +134,10 @@ bool Studio::newProject()
     std::filesystem::create_directories(*location / "Media", error);
     if (error) {
         message = systemError(error.value()).description;
+        return false;
+    }
+    if (Result<void> locked = moveProjectLock(folderLock, *location); !locked) {
+        message = locked.error().description;
         return false;
     }
     pause();

@@ -79,6 +79,8 @@ void Studio::startPlayer(Result<BuiltMix> built, std::int64_t generation)
         busy = false;
         return;
     }
+    if (built.value().musicLeftOut)
+        message = MixBuilder::musicLeftOutText(*built.value().musicLeftOut);
     chain->player = std::move(opened.value());
     player = std::shared_ptr<Player>(chain, chain->player.get());
     appliedTreatment = treatment();

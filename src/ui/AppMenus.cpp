@@ -57,6 +57,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
                    {QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)});
     import_ =
         item(*audio_, QStringLiteral("Importar música…"), {QKeySequence(Qt::CTRL | Qt::Key_I)});
+    removeMusic_ = item(*audio_, QStringLiteral("Quitar música"), {});
 
     connect(newProject_, &QAction::triggered, this, [this] { studio_.newProject(); });
     connect(openProject_, &QAction::triggered, this, [this] { studio_.open(); });
@@ -75,6 +76,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     connect(trim_, &QAction::triggered, this, [this] { studio_.trimSelection(); });
     connect(delete_, &QAction::triggered, this, [this] { studio_.deleteSelection(); });
     connect(import_, &QAction::triggered, this, [this] { studio_.importMusic(); });
+    connect(removeMusic_, &QAction::triggered, this, [this] { studio_.removeMusic(); });
 
     connect(&studio_, &Studio::fieldChanged, this, &AppMenus::refresh);
     refresh();
@@ -120,6 +122,7 @@ void AppMenus::refresh()
     trim_->setEnabled(selection && !recording);
     delete_->setEnabled(selection && !recording);
     import_->setEnabled(commands);
+    removeMusic_->setEnabled(commands && studio_.project->musicFile.has_value());
 }
 
 } // namespace tw

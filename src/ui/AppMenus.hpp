@@ -1,7 +1,7 @@
 // The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
-// redo) and "Audio" (play, record, split, trim, delete, import). Each item is one call on the
-// Studio; its enabling is evaluated again on every change the Studio publishes, and a disabled item
-// ignores its shortcut as well. Main thread.
+// redo) and "Audio" (play, record, split, trim, delete, import and remove the music). Each item is
+// one call on the Studio; its enabling is evaluated again on every change the Studio publishes,
+// and a disabled item ignores its shortcut as well. Main thread.
 #pragma once
 
 #include <QObject>
@@ -41,6 +41,7 @@ public:
     QAction& trim() const { return *trim_; }
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
+    QAction& removeMusic() const { return *removeMusic_; }
 
     // What the two keys that depend on the state do (the items' own handlers).
     void playOrPause();
@@ -67,6 +68,7 @@ private:
     QAction* trim_;
     QAction* delete_;
     QAction* import_;
+    QAction* removeMusic_;
 };
 
 } // namespace tw

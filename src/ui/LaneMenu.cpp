@@ -37,4 +37,13 @@ QMenu* makeClipMenu(Studio& studio, const Segment& clip, QWidget* parent)
     return menu;
 }
 
+QMenu* makeMusicMenu(Studio& studio, QWidget* parent)
+{
+    auto* menu = new QMenu(parent);
+    QAction* remove = menu->addAction(QString::fromUtf8("Quitar música"));
+    remove->setEnabled(!studio.recording() && !studio.busy() && studio.project->musicFile);
+    QObject::connect(remove, &QAction::triggered, menu, [&studio] { studio.removeMusic(); });
+    return menu;
+}
+
 } // namespace tw

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 
@@ -585,6 +586,44 @@ TEST(ProjectJson, everyKindOfVoicePathAndTheMusicFileAreChecked)
 
     PodcastProject fine = fullProject();
     EXPECT_TRUE(validateForOpen(fine).ok());
+}
+
+TEST(ProjectJson, timesBeyondADayAndVolumesBeyondSixteenAreRefusedOnOpenNamingTheNumber)
+{
+    const double day = 86400, volume = 16, decibels = 20 * std::log10(16.0);
+    const struct {
+        std::string path;
+        double limit;
+        std::function<void(PodcastProject&, double)> set;
+    } cases[] = {
+        {"voiceVolume", volume, [](PodcastProject& p, double v) { p.voiceVolume = float(v); }},
+        {"segments[0].gain", volume,
+         [](PodcastProject& p, double v) { p.segments[0].gain = float(v); }},
+        {"fadeOut", day, [](PodcastProject& p, double v) { p.fadeOut = v; }},
+        {"playhead", day, [](PodcastProject& p, double v) { p.playhead = v; }},
+        {"pendingStart", day, [](PodcastProject& p, double v) { p.pendingStart = v; }},
+        {"musicOffset", day, [](PodcastProject& p, double v) { p.musicOffset = v; }},
+        {"segments[0].timelineStart", day,
+         [](PodcastProject& p, double v) { p.segments[0].timelineStart = v; }},
+        {"treatment.eqBands", decibels,
+         [](PodcastProject& p, double v) { p.treatment->eqBands->at(7) = v; }},
+    };
+    for (const auto& c : cases) {
+        PodcastProject p = fullProject();
+        p.timelineZoom = 1e300; // the zoom is clamped when opened, never refused
+        for (double fine : {c.limit, -c.limit}) {
+            c.set(p, fine);
+            EXPECT_TRUE(validateForOpen(p).ok()) << c.path << " = " << fine;
+        }
+        c.set(p, c.limit * 1.0001);
+        EXPECT_FALSE(validateForOpen(p).ok()) << c.path;
+        const double absurd = c.limit == day ? -1.5e308 : 3e38;
+        c.set(p, absurd);
+        const std::string text = c.limit == day ? "-1.5e+308" : "3e+38";
+        EXPECT_EQ(validateForOpen(p).error(),
+                  (Error{"Project", 0,
+                         "El número de \"" + c.path + "\" está fuera de rango (" + text + ")."}));
+    }
 }
 
 TEST(ProjectJson, takenLocationError)

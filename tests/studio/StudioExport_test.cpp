@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "support/AudioFiles.hpp"
+#include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -199,6 +200,32 @@ TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
         << *x.f.studio.message();
     EXPECT_FALSE(std::filesystem::exists(destination));
     EXPECT_EQ(countFiles(x.scratch, ""), 0);
+}
+
+TEST(StudioExport, musicThatCannotBeReadIsLeftOutOfPlaybackAndExportAndTheVoiceStays)
+{
+    ExportFixture x;
+    testing::makeTone(x.folder / "Media" / "music-1.wav", 6, 220);
+    x.f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
+    x.f.studio.loadPeaks(false, false);
+    ASSERT_TRUE(x.f.waitIdle());
+    // The music becomes a FIFO that nobody writes.
+    testing::makeSpecialFile(x.folder / "Media" / "music-1.wav", "fifo");
+    testing::FifoWatchdog watchdog({x.folder / "Media" / "music-1.wav"});
+    const std::string leftOut = "Se ha dejado fuera la música porque no se pudo leer: No se puede "
+                                "leer «music-1.wav»: es una tubería (FIFO), no un archivo.";
+
+    x.f.studio.togglePlayback();
+    ASSERT_TRUE(x.f.waitIdle());
+    EXPECT_TRUE(x.f.studio.playing());
+    EXPECT_EQ(x.f.studio.message(), leftOut);
+    x.f.studio.pause();
+    x.f.studio.message = std::nullopt; // the user closes the alert
+
+    ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
+    EXPECT_EQ(x.f.studio.message(), "Exportación completada: Show.m4a. " + leftOut);
+    EXPECT_NEAR(firstSoundAt(decodeWithFfmpeg(x.temp / "Show.m4a")), 0.04, 0.003);
+    EXPECT_TRUE(watchdog.dismiss()) << "a thread blocked on the music";
 }
 
 } // namespace

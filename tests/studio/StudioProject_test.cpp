@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "model/ProjectJson.hpp"
+#include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -138,6 +139,15 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
                      R"({"version":3000000000,"segments":[],"recordingPending":false,)"
                      R"("voiceVolume":1,"musicVolume":0.35,"fadeIn":5,"fadeOut":10})");
     std::filesystem::create_directories(temp / "empty");
+    writeProject(temp / "absurd", documentWith(0.3f, std::nullopt, 1.5e308));
+    // Hostile documents: refused at once, never read whole, never waited on.
+    writeProjectText(temp / "huge", "{}");
+    std::filesystem::resize_file(temp / "huge/project.json", 1'500'000'000); // sparse
+    std::vector<std::filesystem::path> fifos;
+    for (const auto& special : testing::specialFiles()) {
+        testing::makeSpecialFile(temp / special.kind / "project.json", special.kind);
+        fifos.push_back(temp / special.kind / "project.json");
+    }
 
     StudioFixture f;
     ASSERT_TRUE(f.openAndWait(good));
@@ -146,10 +156,11 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     const PodcastProject open = f.studio.project();
     const auto undo = f.studio.undoStack();
 
-    const struct {
+    struct Case {
         std::string folder;
         std::string message;
-    } cases[] = {
+    };
+    std::vector<Case> cases = {
         {"truncated", decode(full.substr(0, full.size() / 2)).error().description},
         {"types", decode(readProjectFile(temp / "types").value()).error().description},
         {"future", "Versión de proyecto no compatible."},
@@ -158,10 +169,16 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
         {"huge-version", "Versión de proyecto no compatible."},
         {"missing", (temp / "missing").string() + ": la carpeta no existe."},
         {"empty", (temp / "empty").string() + ": falta project.json en la carpeta."},
+        {"absurd", "El número de \"playhead\" está fuera de rango (1.5e+308)."},
+        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
     };
+    for (const auto& special : testing::specialFiles())
+        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
     for (const auto& damaged : cases) {
         f.studio.message = std::nullopt;
+        testing::FifoWatchdog watchdog(fifos);
         f.studio.openProject(temp / damaged.folder);
+        EXPECT_TRUE(watchdog.dismiss()) << damaged.folder << " blocked the main thread";
         EXPECT_FALSE(f.studio.busy()) << damaged.folder;
         EXPECT_EQ(f.studio.message(), damaged.message) << damaged.folder;
         EXPECT_FALSE(damaged.message.empty());
@@ -398,14 +415,16 @@ TEST(StudioProject, everySaveRewritesPlayheadAndZoomSoReopeningRestoresThem)
     document.segments.push_back(clip);
     testing::makeTone(temp / "p" / "Media" / "voice-A.wav", 50);
     writeProject(temp / "p", document);
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(temp / "p"));
-    f.studio.position = 12.5;
-    f.studio.zoom = 80.0;
-    f.studio.save();
-    f.settle();
-    EXPECT_EQ(readProject(temp / "p").playhead, 12.5);
-    EXPECT_EQ(readProject(temp / "p").timelineZoom, 80.0);
+    {
+        StudioFixture f;
+        ASSERT_TRUE(f.openAndWait(temp / "p"));
+        f.studio.position = 12.5;
+        f.studio.zoom = 80.0;
+        f.studio.save();
+        f.settle();
+        EXPECT_EQ(readProject(temp / "p").playhead, 12.5);
+        EXPECT_EQ(readProject(temp / "p").timelineZoom, 80.0);
+    } // a project is open in one studio at a time
 
     StudioFixture g;
     ASSERT_TRUE(g.openAndWait(temp / "p"));

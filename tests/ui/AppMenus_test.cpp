@@ -92,7 +92,8 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     EXPECT_EQ(texts(menus->editMenu()), (QStringList{"Deshacer", "Rehacer"}));
     EXPECT_EQ(texts(menus->audioMenu()),
               (QStringList{"Reproducir / Pausar", "Grabar / Detener", "Dividir clip en el cabezal",
-                           "Recortar a la selección", "Eliminar selección", "Importar música…"}));
+                           "Recortar a la selección", "Eliminar selección", "Importar música…",
+                           "Quitar música"}));
 
     EXPECT_EQ(menus->newProject().shortcut(), QKeySequence("Ctrl+N"));
     EXPECT_EQ(menus->openProject().shortcut(), QKeySequence("Ctrl+O"));
@@ -123,6 +124,9 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     EXPECT_FALSE(menus->trim().isEnabled());
     EXPECT_FALSE(menus->deleteSelection().isEnabled());
     EXPECT_TRUE(menus->importMusic().isEnabled());
+    EXPECT_FALSE(menus->removeMusic().isEnabled()) << "no music to remove";
+    f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
+    EXPECT_TRUE(menus->removeMusic().isEnabled());
 
     f.studio.selection = TimeRange{1, 2};
     EXPECT_TRUE(menus->trim().isEnabled());
@@ -132,9 +136,10 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.undoStack = std::vector<PodcastProject>(1);
     EXPECT_TRUE(menus->undo().isEnabled());
     f.studio.busy = true;
-    for (QAction* action : {&menus->newProject(), &menus->openProject(), &menus->exportProject(),
-                            &menus->undo(), &menus->redo(), &menus->playPause(),
-                            &menus->recordStop(), &menus->split(), &menus->importMusic()})
+    for (QAction* action :
+         {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
+          &menus->redo(), &menus->playPause(), &menus->recordStop(), &menus->split(),
+          &menus->importMusic(), &menus->removeMusic()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->saveProject().isEnabled());
     EXPECT_TRUE(menus->trim().isEnabled());
@@ -150,7 +155,8 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.recording = true;
     for (QAction* action :
          {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
-          &menus->split(), &menus->trim(), &menus->deleteSelection(), &menus->importMusic()})
+          &menus->split(), &menus->trim(), &menus->deleteSelection(), &menus->importMusic(),
+          &menus->removeMusic()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->playPause().isEnabled());
     EXPECT_TRUE(menus->recordStop().isEnabled());
@@ -162,6 +168,10 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.selection = std::nullopt;
     EXPECT_FALSE(menus->trim().isEnabled());
     EXPECT_FALSE(menus->deleteSelection().isEnabled());
+
+    menus->removeMusic().trigger();
+    EXPECT_FALSE(f.studio.project->musicFile);
+    EXPECT_FALSE(menus->removeMusic().isEnabled());
 
     // A copy needs a project to copy.
     EXPECT_FALSE(menus->saveCopy().isEnabled());

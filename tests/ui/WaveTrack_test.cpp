@@ -7,10 +7,12 @@
 #include "support/TempProject.hpp"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QMenu>
 #include <QPaintEvent>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -471,6 +473,33 @@ TEST(WaveTrack, contextMenuActsOnTheClipRange)
     for (QAction* action : items(*menu))
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     f.studio.busy = false;
+}
+
+TEST(WaveTrack, theMusicLanesMenuRemovesTheMusicFromAnywhereInTheLane)
+{
+    LaneFixture f;
+    f.open(musicDocument());
+    WaveTrack lane(f.studio, WaveTrack::Kind::music, nullptr);
+    show(lane, 600);
+    f.studio.busy = true;
+    EXPECT_FALSE(items(*std::unique_ptr<QMenu>(makeMusicMenu(f.studio, nullptr)))[0]->isEnabled());
+    f.studio.busy = false;
+    // The menu runs its own loop: read what it offers and choose it from inside.
+    QStringList offered;
+    QTimer::singleShot(0, [&offered] {
+        if (auto* popup = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+            for (QAction* action : items(*popup))
+                offered << action->text();
+            items(*popup)[0]->trigger();
+            popup->close();
+        }
+    });
+    // Left of the music region: music that cannot be read has no region.
+    QContextMenuEvent outside(QContextMenuEvent::Mouse, {5, 80}, lane.mapToGlobal(QPoint(5, 80)));
+    QApplication::sendEvent(&lane, &outside);
+    EXPECT_EQ(offered, QStringList{"Quitar música"});
+    EXPECT_FALSE(f.studio.project().musicFile);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
 }
 
 TEST(WaveTrack, everyGestureIsRefusedWhileRecordingOrBusy)
