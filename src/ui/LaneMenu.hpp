@@ -1,6 +1,6 @@
-// The context menu of a voice clip: silence, restore, delete, cut, copy, and paste at the play
-// head. Every item but the paste first selects the clip's range, then calls the Studio. Main
-// thread.
+// The context menu of a voice clip: silence, restore, delete, delete and close the gap, cut,
+// copy, and paste at the play head. Every item but the paste first selects the clip's range, then
+// calls the Studio. Main thread.
 #pragma once
 
 class QMenu;
