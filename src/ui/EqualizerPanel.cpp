@@ -93,6 +93,8 @@ void BandSlider::mousePressEvent(QMouseEvent* event)
         event->ignore();
         return;
     }
+    if (isSliderDown())
+        setSliderDown(false); // a drag whose release never came ends before the next begins
     dragY_ = event->position().y();
     dragValue_ = value();
     event->accept();
