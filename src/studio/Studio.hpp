@@ -79,6 +79,9 @@ public:
     void splitClip();
     void trimSelection();
     void deleteSelection();
+    // Deletes the selection from the voice and closes the gap: later clips move left by its
+    // length; the music stays where it is.
+    void deleteSelectionClosingGap();
     void silenceSelection(bool muted);
     void moveClip(const Uuid& id, double to);
     void copySelection();

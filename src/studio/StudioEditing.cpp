@@ -148,6 +148,18 @@ void Studio::deleteSelection()
     changed();
 }
 
+void Studio::deleteSelectionClosingGap()
+{
+    if (!idle() || !selection())
+        return;
+    const TimeRange range = *selection();
+    checkpoint();
+    project.mutate([&](PodcastProject& document) {
+        document.deleteVoiceClosingGap(range.lower, range.upper);
+    });
+    changed();
+}
+
 void Studio::silenceSelection(bool muted)
 {
     if (!idle() || !selection())

@@ -45,6 +45,13 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     redo_ =
         item(*edit_, QStringLiteral("Rehacer"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)});
 
+    edit_->addSeparator();
+    copy_ = item(*edit_, QStringLiteral("Copiar"), {QKeySequence(Qt::CTRL | Qt::Key_C)});
+    paste_ =
+        item(*edit_, QStringLiteral("Pegar en el cabezal"), {QKeySequence(Qt::CTRL | Qt::Key_V)});
+    deleteClosingGap_ = item(*edit_, QStringLiteral("Eliminar y cerrar hueco"),
+                             {QKeySequence(Qt::SHIFT | Qt::Key_Delete)});
+
     playPause_ =
         item(*audio_, QStringLiteral("Reproducir / Pausar"), {QKeySequence(Qt::Key_Space)});
     recordStop_ = item(*audio_, QStringLiteral("Grabar / Detener"), {QKeySequence(Qt::Key_R)});
@@ -70,6 +77,10 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     });
     connect(undo_, &QAction::triggered, this, [this] { studio_.undo(); });
     connect(redo_, &QAction::triggered, this, [this] { studio_.redo(); });
+    connect(copy_, &QAction::triggered, this, [this] { studio_.copySelection(); });
+    connect(paste_, &QAction::triggered, this, [this] { studio_.pasteClips(); });
+    connect(deleteClosingGap_, &QAction::triggered, this,
+            [this] { studio_.deleteSelectionClosingGap(); });
     connect(playPause_, &QAction::triggered, this, &AppMenus::playOrPause);
     connect(recordStop_, &QAction::triggered, this, &AppMenus::recordOrStop);
     connect(split_, &QAction::triggered, this, [this] { studio_.splitClip(); });
@@ -116,6 +127,9 @@ void AppMenus::refresh()
     export_->setEnabled(commands);
     undo_->setEnabled(commands && !studio_.undoStack->empty());
     redo_->setEnabled(commands && !studio_.redoStack->empty());
+    copy_->setEnabled(commands && selection && studio_.folder());
+    paste_->setEnabled(commands && studio_.canPaste() && studio_.folder());
+    deleteClosingGap_->setEnabled(commands && selection);
     playPause_->setEnabled(!busy);
     recordStop_->setEnabled(!busy || countingIn);
     split_->setEnabled(commands);

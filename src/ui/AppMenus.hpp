@@ -1,7 +1,8 @@
 // The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
-// redo) and "Audio" (play, record, split, trim, delete, import and remove the music). Each item is
-// one call on the Studio; its enabling is evaluated again on every change the Studio publishes,
-// and a disabled item ignores its shortcut as well. Main thread.
+// redo, copy, paste at the play head, delete and close the gap) and "Audio" (play, record, split,
+// trim, delete, import and remove the music). Each item is one call on the Studio; its enabling is
+// evaluated again on every change the Studio publishes, and a disabled item ignores its shortcut
+// as well. Main thread.
 #pragma once
 
 #include <QObject>
@@ -35,6 +36,9 @@ public:
     QAction& quit() const { return *quit_; }
     QAction& undo() const { return *undo_; }
     QAction& redo() const { return *redo_; }
+    QAction& copy() const { return *copy_; }
+    QAction& paste() const { return *paste_; }
+    QAction& deleteClosingGap() const { return *deleteClosingGap_; }
     QAction& playPause() const { return *playPause_; }
     QAction& recordStop() const { return *recordStop_; }
     QAction& split() const { return *split_; }
@@ -62,6 +66,9 @@ private:
     QAction* quit_;
     QAction* undo_;
     QAction* redo_;
+    QAction* copy_;
+    QAction* paste_;
+    QAction* deleteClosingGap_;
     QAction* playPause_;
     QAction* recordStop_;
     QAction* split_;

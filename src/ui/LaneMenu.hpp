@@ -1,6 +1,6 @@
-// The context menus of the lanes. A voice clip's: silence, restore, delete, cut, copy, and paste
-// at the play head; every item but the paste first selects the clip's range, then calls the
-// Studio. The music lane's: remove the music. Main thread.
+// The context menus of the lanes. A voice clip's: silence, restore, delete, delete and close the
+// gap, cut, copy, and paste at the play head; every item but the paste first selects the clip's
+// range, then calls the Studio. The music lane's: remove the music. Main thread.
 #pragma once
 
 class QMenu;

@@ -89,7 +89,9 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     EXPECT_EQ(texts(menus->fileMenu()),
               (QStringList{"Nuevo proyecto…", "Abrir proyecto…", "Guardar proyecto",
                            "Guardar una copia…", "Exportar M4A…", "—", "Salir"}));
-    EXPECT_EQ(texts(menus->editMenu()), (QStringList{"Deshacer", "Rehacer"}));
+    EXPECT_EQ(texts(menus->editMenu()),
+              (QStringList{"Deshacer", "Rehacer", "—", "Copiar", "Pegar en el cabezal",
+                           "Eliminar y cerrar hueco"}));
     EXPECT_EQ(texts(menus->audioMenu()),
               (QStringList{"Reproducir / Pausar", "Grabar / Detener", "Dividir clip en el cabezal",
                            "Recortar a la selección", "Eliminar selección", "Importar música…",
@@ -107,6 +109,9 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     EXPECT_EQ(menus->trim().shortcut(), QKeySequence("Ctrl+Shift+T"));
     EXPECT_EQ(menus->deleteSelection().shortcut(), QKeySequence(Qt::Key_Delete));
     EXPECT_EQ(menus->importMusic().shortcut(), QKeySequence("Ctrl+I"));
+    EXPECT_EQ(menus->copy().shortcut(), QKeySequence("Ctrl+C"));
+    EXPECT_EQ(menus->paste().shortcut(), QKeySequence("Ctrl+V"));
+    EXPECT_EQ(menus->deleteClosingGap().shortcut(), QKeySequence("Shift+Del"));
 }
 
 TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
@@ -128,9 +133,12 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
     EXPECT_TRUE(menus->removeMusic().isEnabled());
 
+    EXPECT_FALSE(menus->paste().isEnabled());
     f.studio.selection = TimeRange{1, 2};
     EXPECT_TRUE(menus->trim().isEnabled());
     EXPECT_TRUE(menus->deleteSelection().isEnabled());
+    EXPECT_TRUE(menus->deleteClosingGap().isEnabled());
+    EXPECT_FALSE(menus->copy().isEnabled()) << "nothing to copy from without a folder";
 
     // Busy: the commands stop, the selection items and saving stay.
     f.studio.undoStack = std::vector<PodcastProject>(1);
@@ -139,7 +147,7 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     for (QAction* action :
          {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
           &menus->redo(), &menus->playPause(), &menus->recordStop(), &menus->split(),
-          &menus->importMusic(), &menus->removeMusic()})
+          &menus->importMusic(), &menus->removeMusic(), &menus->deleteClosingGap()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->saveProject().isEnabled());
     EXPECT_TRUE(menus->trim().isEnabled());
@@ -156,7 +164,7 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     for (QAction* action :
          {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
           &menus->split(), &menus->trim(), &menus->deleteSelection(), &menus->importMusic(),
-          &menus->removeMusic()})
+          &menus->removeMusic(), &menus->deleteClosingGap()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->playPause().isEnabled());
     EXPECT_TRUE(menus->recordStop().isEnabled());
@@ -262,6 +270,20 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
     press(Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_NEAR(clipSeconds(), 0.3, 1e-6);
     EXPECT_EQ(f.studio.undoStack->size(), 5u); // the take, split, two deletes, trim
+
+    // Ctrl+C and Ctrl+V copy the selection and paste it at the play head; Shift+Delete cuts the
+    // selection out and closes the gap.
+    f.studio.selection = TimeRange{0.1, 0.2};
+    press(Qt::Key_C, Qt::ControlModifier);
+    f.studio.seek(0.3);
+    press(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_NEAR(f.studio.project->voiceDuration(), 0.4, 1e-6);
+    f.studio.selection = TimeRange{0, 0.25};
+    press(Qt::Key_Delete, Qt::ShiftModifier);
+    EXPECT_NEAR(f.studio.project->voiceDuration(), 0.15, 1e-6);
+    EXPECT_NEAR(clipSeconds(), 0.15, 1e-6);
+    EXPECT_EQ(f.studio.undoStack->size(), 7u);
 }
 
 TEST_F(AppMenusTest, aDisabledItemIgnoresItsKey)

@@ -1,6 +1,7 @@
 #include "ui/ControlRow.hpp"
 
 #include "ui/InputLevelBar.hpp"
+#include "ui/WindowLook.hpp"
 #include "ui/WindowStudio.hpp"
 
 #include <QComboBox>
@@ -72,6 +73,16 @@ TEST(ControlRow, inputPickerListsTheDefaultThenTheDevicesAndFollowsTheSelection)
                                            "Micrófono USB", "Auriculares con micrófono"}));
     EXPECT_EQ(f.row.inputPicker().currentText(), "Auriculares con micrófono");
     EXPECT_EQ(f.studio.selectedDevice(), 22u);
+}
+
+TEST(ControlRow, anInputNameTooLongForThePickerEndsWithAnEllipsis)
+{
+    applyStudioLook();
+    Row f;
+    const QStringList drawn = testing::drawnTexts(f.row.inputPicker());
+    ASSERT_EQ(drawn.size(), 1);
+    EXPECT_TRUE(drawn[0].startsWith("Predeterminada") && drawn[0].endsWith("…"))
+        << drawn[0].toStdString();
 }
 
 TEST(ControlRow, levelBarShowsOnlyWhileRecordingAndTurnsRedAtNinetyNineHundredths)

@@ -16,6 +16,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace tw {
 
 namespace {
@@ -426,9 +428,12 @@ TEST(WaveTrack, contextMenuActsOnTheClipRange)
     QStringList texts;
     for (QAction* action : items(*menu))
         texts << action->text();
-    EXPECT_EQ(texts, (QStringList{"Silenciar", "Restaurar sonido", "Eliminar", "Cortar", "Copiar",
-                                  "Pegar en el cabezal"}));
-    EXPECT_EQ(menu->actions().at(3)->isSeparator(), true);
+    EXPECT_EQ(texts,
+              (QStringList{"Silenciar", "Restaurar sonido", "Eliminar", "Eliminar y cerrar hueco",
+                           "Cortar", "Copiar", "Pegar en el cabezal"}));
+    EXPECT_EQ(menu->actions().at(4)->isSeparator(), true);
+    EXPECT_EQ(item(*menu, "Copiar")->shortcut(), QKeySequence("Ctrl+C"));
+    EXPECT_EQ(item(*menu, "Pegar en el cabezal")->shortcut(), QKeySequence("Ctrl+V"));
     EXPECT_FALSE(item(*menu, "Pegar en el cabezal")->isEnabled())
         << "nothing copied yet, though the studio is idle";
     EXPECT_TRUE(item(*menu, "Silenciar")->isEnabled());
@@ -466,6 +471,13 @@ TEST(WaveTrack, contextMenuActsOnTheClipRange)
     menu.reset(makeClipMenu(f.studio, first, nullptr));
     item(*menu, "Eliminar")->trigger();
     EXPECT_FALSE(f.studio.project().segment(0.5).has_value());
+
+    // Eliminar y cerrar hueco takes the clip out and pulls the later clips left by its length.
+    const double length = f.studio.project().voiceDuration();
+    const Segment middle = f.studio.project().resolvedSegments().at(1);
+    menu.reset(makeClipMenu(f.studio, middle, nullptr));
+    item(*menu, "Eliminar y cerrar hueco")->trigger();
+    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), length - middle.duration);
 
     // While busy every item is off.
     f.studio.busy = true;
@@ -789,6 +801,12 @@ TEST(WaveTrack, rendersClipsSelectionMutedClipMusicAndEmptyLanes)
     const double gap = testing::meanBrightness(voiceImage, QRect(205, 40, 40, 60));
     const double clip = testing::meanBrightness(voiceImage, QRect(260, 40, 40, 60));
     EXPECT_GT(clip, gap + 10);
+    // A header too short for its title ends it with "…" (C is 100 points wide).
+    const QStringList titles = testing::drawnTexts(voiceLane);
+    EXPECT_TRUE(titles.contains("Toma · 00:00:04.00")) << titles.join('|').toStdString();
+    EXPECT_TRUE(std::any_of(titles.begin(), titles.end(), [](const QString& title) {
+        return title.startsWith("MUTE") && title.endsWith("…") && title.size() > 2;
+    })) << titles.join('|').toStdString();
 
     WaveTrack musicLane(f.studio, WaveTrack::Kind::music, nullptr);
     show(musicLane, 700);
