@@ -16,28 +16,36 @@ bool definedIn(std::string_view file, std::string_view wanted)
                               file[file.size() - wanted.size() - 1] == '/');
 }
 
-struct UnitTests {
-    int inside = 0;
-    std::string outside; // the other tests, as gtest filter patterns
+// The gtest filter patterns of the tests written, or not written, in a unit's file: a whole suite
+// where all of it is on that side, else its tests one by one.
+struct UnitPatterns {
+    std::string inside;
+    std::string outside;
 };
 
-UnitTests unitTests(const std::string& unit)
+void add(std::string& patterns, const std::string& pattern)
+{
+    patterns += (patterns.empty() ? "" : ":") + pattern;
+}
+
+UnitPatterns unitPatterns(const std::string& unit)
 {
     const std::string file = unit + "_test.cpp";
-    UnitTests found;
+    UnitPatterns found;
     const testing::UnitTest& all = *testing::UnitTest::GetInstance();
     for (int s = 0; s < all.total_test_suite_count(); ++s) {
         const testing::TestSuite& suite = *all.GetTestSuite(s);
+        std::string inside, outside;
         for (int t = 0; t < suite.total_test_count(); ++t) {
             const testing::TestInfo& test = *suite.GetTestInfo(t);
-            if (definedIn(test.file(), file)) {
-                ++found.inside;
-                continue;
-            }
-            if (!found.outside.empty())
-                found.outside += ':';
-            found.outside += std::string(suite.name()) + "." + test.name();
+            add(definedIn(test.file(), file) ? inside : outside,
+                std::string(suite.name()) + "." + test.name());
         }
+        const std::string wholeSuite = std::string(suite.name()) + ".*";
+        if (!inside.empty())
+            add(found.inside, outside.empty() ? wholeSuite : inside);
+        if (!outside.empty())
+            add(found.outside, inside.empty() ? wholeSuite : outside);
     }
     return found;
 }
@@ -52,18 +60,19 @@ int main(int argc, char** argv)
         if (!std::string_view(argv[i]).starts_with(option))
             continue;
         const std::string unit(argv[i] + option.size());
-        const UnitTests tests = unitTests(unit);
+        const UnitPatterns patterns = unitPatterns(unit);
         // A unit that names no test is a mistake in the build, not a pass.
-        if (tests.inside == 0) {
+        if (patterns.inside.empty()) {
             std::cerr << "no test is written in " << unit << "_test.cpp\n";
             return 1;
         }
-        // The other units' tests join the negative patterns, so a --gtest_filter still narrows.
-        if (!tests.outside.empty()) {
-            const std::string given = GTEST_FLAG_GET(filter);
+        // A filter given as well still narrows: the other units' tests join its negative part.
+        const std::string given = GTEST_FLAG_GET(filter);
+        if (given == "*")
+            GTEST_FLAG_SET(filter, patterns.inside);
+        else if (!patterns.outside.empty())
             GTEST_FLAG_SET(filter, given + (given.find('-') == std::string::npos ? "-" : ":") +
-                                       tests.outside);
-        }
+                                       patterns.outside);
     }
     return RUN_ALL_TESTS();
 }
