@@ -1,6 +1,7 @@
 #include "audio/PulseAudioOutput.hpp"
 
 #include "audio/Denormals.hpp"
+#include "audio/RealtimeThread.hpp"
 
 #include <pulse/error.h>
 
@@ -246,6 +247,9 @@ void PulseAudioOutput::onWritable(pa_stream* stream, std::size_t bytes, void* us
 {
     auto* self = static_cast<PulseAudioOutput*>(userdata);
     ScopedDenormalsOff denormals;
+    // Once per thread, on its first render.
+    static thread_local const bool realtime = requestRealtimeScheduling();
+    (void)realtime;
     const std::size_t frameBytes = self->frameBytes_;
     while (bytes >= frameBytes) {
         void* data = nullptr;

@@ -86,7 +86,10 @@ std::optional<long> exportOwner(std::string_view name)
 
 std::filesystem::path stagingPath(const std::filesystem::path& final)
 {
-    return final.parent_path() / ("." + final.filename().string() + "." + Uuid::random().text());
+    // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) about "." + std::string.
+    std::string name = ".";
+    name.append(final.filename().string()).append(".").append(Uuid::random().text());
+    return final.parent_path() / name;
 }
 
 void removeStaleTemporaries(const std::filesystem::path& projectFolder)

@@ -66,7 +66,12 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
     ASSERT_TRUE(input.start().ok());
     EXPECT_TRUE(input.isRunning());
     ASSERT_EQ(rig::run(std::string("paplay --device=") + rig::sinkName + " '" + tone + "'"), 0);
-    std::this_thread::sleep_for(300ms);
+    // The server has played the tone; the capture thread hands it over when it gets to run.
+    EXPECT_TRUE(rig::eventually([&] {
+        std::lock_guard lock(capture.mutex);
+        return rig::heardToItsEnd(rig::channel(capture.samples, capture.channels, 0),
+                                  sampleSpec.rate);
+    }));
     input.stop();
     EXPECT_FALSE(input.isRunning());
 
@@ -130,16 +135,24 @@ TEST_F(PulseAudioInputTest, pausingCorksTheStreamAndResumingUncorksIt)
 
     ASSERT_TRUE(input.setPaused(true).ok());
     EXPECT_FALSE(input.isRunning());
-    // What was captured before the cork may still drain; after that nothing comes.
-    std::this_thread::sleep_for(300ms);
-    std::int64_t whilePaused = capture.frames;
-    std::this_thread::sleep_for(400ms);
-    EXPECT_EQ(capture.frames, whilePaused);
-
+    // A tone played while paused is never captured, not even once the capture resumes.
+    rig::ScratchFolder folder;
+    ASSERT_TRUE(rig::makeTone(folder.file("tone.wav"), 1000, 0.5));
+    ASSERT_EQ(rig::run(std::string("paplay --device=") + rig::sinkName + " '" +
+                       folder.file("tone.wav") + "'"),
+              0);
     ASSERT_TRUE(input.setPaused(false).ok());
     EXPECT_TRUE(input.isRunning());
-    EXPECT_TRUE(rig::eventually([&] { return capture.frames > whilePaused; }));
+    const std::int64_t resumed = capture.frames;
+    const double rate = format.value().sampleRate;
+    EXPECT_TRUE(rig::eventually([&] { return capture.frames > resumed + rate / 2; }));
     input.stop();
+    {
+        std::lock_guard lock(capture.mutex);
+        EXPECT_LT(
+            rig::toneAmplitude(rig::channel(capture.samples, capture.channels, 0), 1000, rate),
+            0.1);
+    }
     // Pausing a stopped input does nothing.
     EXPECT_TRUE(input.setPaused(true).ok());
     EXPECT_FALSE(input.isRunning());
