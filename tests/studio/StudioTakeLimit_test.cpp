@@ -97,7 +97,7 @@ int recordUnderLimit(const std::filesystem::path& folder, int fd)
     std::string writeFailure;
     std::int64_t framesAtClose = -1;
     testing::StudioFixture f;
-    f.inputOptions.bufferFrames = 2400;
+    f.inputOptions.pieceFrames = 2400;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
     f.inputSignal = [](std::int64_t frame, int) {
