@@ -1,6 +1,7 @@
 #include "audio/CafWriter.hpp"
 
 #include "audio/AudioFileReader.hpp"
+#include "audio/SndfileError.hpp"
 
 #include <sndfile.h>
 
@@ -81,7 +82,7 @@ public:
         if (status != 0)
             return Error{"Audio", AudioFileError::write,
                          "No se pudo cerrar el archivo de audio «" + path_.filename().string() +
-                             "»: " + sf_error_number(status)};
+                             "»: " + sndfileDescription(status)};
         return {};
     }
 
@@ -89,7 +90,7 @@ private:
     Error failure(const std::string& what) const
     {
         return Error{"Audio", AudioFileError::write,
-                     what + " «" + path_.filename().string() + "»: " + sf_strerror(file_)};
+                     what + " «" + path_.filename().string() + "»: " + sndfileDescription(file_)};
     }
 
     SNDFILE* file_;
@@ -118,7 +119,7 @@ Result<std::unique_ptr<CafWriter>> CafWriter::create(const std::filesystem::path
     if (!file)
         return Error{"Audio", AudioFileError::write,
                      "No se pudo crear el archivo de audio «" + name +
-                         "»: " + sf_strerror(nullptr)};
+                         "»: " + sndfileDescription(nullptr)};
     sf_command(file, SFC_SET_UPDATE_HEADER_AUTO, nullptr, SF_TRUE);
     return std::unique_ptr<CafWriter>(
         std::make_unique<SndfileCafWriter>(file, sampleRate, channels, path));
