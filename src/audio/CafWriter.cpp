@@ -6,6 +6,7 @@
 #include <sndfile.h>
 
 #include <cstring>
+#include <optional>
 #include <vector>
 
 namespace tw {
@@ -65,11 +66,17 @@ public:
         if (!file_)
             return Error{"Audio", AudioFileError::write,
                          "El archivo «" + path_.filename().string() + "» ya está cerrado."};
+        // After a failed write libsndfile's idea of the end of the data is wrong: the next write
+        // would land over the beginning of the take. What the file holds stays as it is.
+        if (writeFailure_)
+            return *writeFailure_;
         const sf_count_t written = sf_writef_float(file_, samples, frames);
         if (written > 0)
             framesWritten_ += written;
-        if (written != frames)
-            return failure("No se pudo escribir el archivo de audio");
+        if (written != frames) {
+            writeFailure_ = failure("No se pudo escribir el archivo de audio");
+            return *writeFailure_;
+        }
         return {};
     }
 
@@ -98,6 +105,7 @@ private:
     int channels_;
     std::filesystem::path path_;
     std::int64_t framesWritten_ = 0;
+    std::optional<Error> writeFailure_;
     std::vector<float> scratch_;
 };
 
