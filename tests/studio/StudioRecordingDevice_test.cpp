@@ -56,9 +56,11 @@ struct DeviceStudio {
             const auto now = std::chrono::steady_clock::now();
             if (now > deadline)
                 return false;
+            // After a stall the ticks resume without catching up: bunched ticks would run the
+            // virtual clock ahead of the audio.
             if (now >= nextTick) {
                 scheduler.advance(0.1);
-                nextTick += 100ms;
+                nextTick = now + 100ms;
             }
             std::this_thread::sleep_for(2ms);
         }

@@ -83,8 +83,10 @@ TEST(StudioRecording,
 {
     TempFolder temp;
     StudioFixture f;
-    f.inputOptions.pieceFrames = 8192;
     f.inputOptions.length = 201600; // 4.2 s at 48 kHz
+    // More than the recorder's 32 buffers in flight: as fast as possible they could outrun the
+    // disk.
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     const auto folder = startProject(f, temp);
     f.studio.position = 12.5;
 
