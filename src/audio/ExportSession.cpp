@@ -36,10 +36,8 @@ const AVCodec* aacEncoder()
 
 Error encoderError(int averror)
 {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(averror, text, sizeof text);
     return Error{ErrorDomain::exporting, ExportError::failed,
-                 std::string("No se pudo codificar el audio en AAC: ") + text};
+                 "No se pudo codificar el audio en AAC: " + ffmpegDescription(averror)};
 }
 
 // One AAC-LC stream in an .m4a file, fed planar float frames. Lives on the export thread.

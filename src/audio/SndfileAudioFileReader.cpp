@@ -1,5 +1,6 @@
 #include "audio/SndfileAudioFileReader.hpp"
 
+#include "audio/SndfileError.hpp"
 #include "base/ReadableFile.hpp"
 
 #include <sndfile.h>
@@ -55,7 +56,7 @@ private:
     Error failure(int code, const std::string& what) const
     {
         return Error{"Audio", code,
-                     what + " «" + path_.filename().string() + "»: " + sf_strerror(file_)};
+                     what + " «" + path_.filename().string() + "»: " + sndfileDescription(file_)};
     }
 
     SNDFILE* file_;

@@ -243,7 +243,8 @@ TEST(AudioFileReader, brokenOrForeignFilesFailWithAReadableError)
     }
     auto missing = AudioFileReader::open(dir / "missing.flac");
     ASSERT_FALSE(missing.ok());
-    EXPECT_NE(missing.error().description.find("No such file"), std::string::npos)
+    EXPECT_NE(missing.error().description.find("»: El archivo o la carpeta no existe."),
+              std::string::npos)
         << missing.error().description;
 }
 

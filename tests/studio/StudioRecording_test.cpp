@@ -87,8 +87,10 @@ TEST(StudioRecording,
 {
     TempFolder temp;
     StudioFixture f;
-    f.inputOptions.bufferFrames = 8192;
     f.inputOptions.length = 201600; // 4.2 s at 48 kHz
+    // More than the recorder's 32 buffers in flight: as fast as possible they could outrun the
+    // disk.
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     const auto folder = startProject(f, temp);
     f.studio.position = 12.5;
 
@@ -318,7 +320,7 @@ TEST(StudioRecording, aResumeFailureLeavesTheTakePausedAndALaterResumeRecordsOn)
     StudioFixture f;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
-    f.inputOptions.bufferFrames = 480;
+    f.inputOptions.pieceFrames = 480;
     startProject(f, temp);
     f.studio.record();
     f.scheduler.advance(3.0);
@@ -354,7 +356,7 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
 {
     TempFolder temp;
     StudioFixture f;
-    f.inputOptions.bufferFrames = 4800;
+    f.inputOptions.pieceFrames = 4800;
     f.inputOptions.length = 96000;
     // At real-time pace the take is surely running when the countdown ends; as fast as possible,
     // the failing write could already be polled by the tick that ends the countdown.
@@ -390,9 +392,10 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     const std::optional<Segment> take = f.studio.project->segment(0.5);
     ASSERT_TRUE(take);
     EXPECT_EQ(take->file, name);
-    EXPECT_NEAR(take->duration, 1.0, 1e-12); // ten buffers of 0.1 s
-    EXPECT_NEAR(f.studio.position(), 1.0, 1e-12);
-    EXPECT_EQ(framesIn(folder / name), 48000);
+    constexpr int written = 10 * DiskRecorder::bufferFrames; // ten buffers
+    EXPECT_NEAR(take->duration, written / rate, 1e-12);
+    EXPECT_NEAR(f.studio.position(), written / rate, 1e-12);
+    EXPECT_EQ(framesIn(folder / name), written);
     f.settle();
     EXPECT_FALSE(readProject(folder).recordingPending);
 }
@@ -403,7 +406,7 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     StudioFixture f;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
-    f.inputOptions.bufferFrames = 480;
+    f.inputOptions.pieceFrames = 480;
     startProject(f, temp);
 
     // A device list change, and an input lost while the take is paused, end nothing.
@@ -419,9 +422,16 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     QCoreApplication::processEvents();
     EXPECT_TRUE(f.studio.recording());
     EXPECT_FALSE(f.studio.message());
+    // Resuming says, in Spanish, that the input is gone; the take can still be stopped and kept.
+    f.studio.pauseTransport();
+    EXPECT_EQ(f.studio.message(), "La entrada de audio ya no está disponible: se desconectó o el "
+                                  "servidor de sonido se detuvo. Detén la grabación para conservar "
+                                  "lo grabado.");
+    EXPECT_TRUE(f.studio.recordingPaused());
     f.studio.stop();
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.project->resolvedSegments().size(), 1u);
+    ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
+    EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, 4800 / rate);
 
     // A running input that goes away ends the take, which is kept.
     f.studio.record();
