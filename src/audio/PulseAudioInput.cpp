@@ -66,11 +66,6 @@ void PulseAudioInput::setCaptureCallback(CaptureCallback callback)
     capture_ = std::move(callback);
 }
 
-void PulseAudioInput::setConfigurationChangeHandler(ConfigurationChangeHandler handler)
-{
-    stream_.setConfigurationChangeHandler(std::move(handler));
-}
-
 StreamFormat PulseAudioInput::format() const
 {
     std::lock_guard lock(control_);
