@@ -262,7 +262,7 @@ TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeOrItsPauseKeepsIts
         ASSERT_TRUE(d.tickUntil([&] { return d.studio.liveDuration >= 0.5; }));
 
         if (paused) {
-            // The take waits paused; the removal ends nothing, and resuming says why it cannot.
+            // The microphone goes while the take waits paused: resuming says why it cannot.
             d.studio.pauseTransport();
             ASSERT_TRUE(d.studio.recordingPaused());
             ASSERT_TRUE(removal->remove());
