@@ -5,17 +5,16 @@
 #include "audio/CafWriter.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/ExportAndWait.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <condition_variable>
 #include <cstdio>
 #include <fstream>
 #include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +22,7 @@
 namespace tw {
 
 using namespace graphtest;
+using testing::exportAndWait;
 
 namespace {
 
@@ -117,21 +117,6 @@ std::unique_ptr<ExportSession> makeSession(const Programme& p)
     if (!session)
         throw std::runtime_error(session.error().description);
     return std::move(session).value();
-}
-
-// Starts the export and waits for its completion handler.
-void exportAndWait(ExportSession& session)
-{
-    std::mutex mutex;
-    std::condition_variable finished;
-    bool done = false;
-    session.exportAsynchronously([&] {
-        std::lock_guard lock(mutex);
-        done = true;
-        finished.notify_one();
-    });
-    std::unique_lock lock(mutex);
-    finished.wait(lock, [&] { return done; });
 }
 
 struct Decoded {
