@@ -110,7 +110,7 @@ public:
     // Shows a shuttle movement (-1 rewinds, +1 winds) on the deck for 650 ms.
     void animateShuttle(int direction);
     // Gives the running player the project's current volumes, fades and treatment without a gap,
-    // keeping the voice tap when the treatment did not change; then saves.
+    // keeping the voice tap (a new treatment is crossfaded in from the running one); then saves.
     void updateMix();
     void removePlaybackObserver();
     // The transport bar's jumps: to the start, 5 s back, 5 s forward, to the end.

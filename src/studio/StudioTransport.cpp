@@ -235,13 +235,17 @@ void Studio::updateMix()
     AudioMix mix;
     for (const CompositionTrack& track : composition->tracks()) {
         if (track.trackID() == MixBuilder::voiceTrackID) {
-            // The same treatment keeps the running tap, so its filters and dynamics carry on.
-            const bool freshTap = !voiceTap || !same;
+            // The running tap stays, so its filters and dynamics carry on; a new treatment is
+            // handed to it and crossfaded in.
+            const auto liveTap = std::dynamic_pointer_cast<LiveVoiceTap>(voiceTap);
             Result<InputParameters> voice =
-                voiceMixParameters(track.trackID(), project(), freshTap);
+                voiceMixParameters(track.trackID(), project(), !liveTap);
             if (voice) {
-                if (!freshTap)
+                if (liveTap) {
+                    if (!same)
+                        liveTap->setTreatment(current);
                     voice.value().tap = voiceTap;
+                }
                 mix.inputParameters.push_back(std::move(voice.value()));
             } else {
                 message = voice.error().description;

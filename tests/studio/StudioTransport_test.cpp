@@ -3,6 +3,7 @@
 #include "audio/Player.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
+#include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
 
@@ -233,7 +234,7 @@ TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitF
     f.studio.recording = false;
 }
 
-TEST(StudioTransport, aVolumeChangeKeepsTheRunningVoiceTapAndATreatmentChangeReplacesIt)
+TEST(StudioTransport, volumeAndTreatmentChangesKeepTheRunningVoiceTapWhichTakesTheNewTreatment)
 {
     PlayableProject p(4.0);
     p.start();
@@ -259,7 +260,8 @@ TEST(StudioTransport, aVolumeChangeKeepsTheRunningVoiceTapAndATreatmentChangeRep
     treated.reduceNoise = true;
     p.f.studio.project.mutate([&](PodcastProject& document) { document.treatment = treated; });
     p.f.studio.updateMix();
-    EXPECT_NE(voiceTap(), first);
+    EXPECT_EQ(voiceTap(), first) << "its filters and dynamics carry on into the new treatment";
+    EXPECT_EQ(std::dynamic_pointer_cast<LiveVoiceTap>(first)->treatment(), treated);
     EXPECT_EQ(p.f.studio.appliedTreatment, treated);
     EXPECT_TRUE(p.f.studio.playing());
 }
