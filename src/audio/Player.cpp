@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <thread>
 
 namespace tw {
 
@@ -15,6 +16,10 @@ constexpr double volumeGlideSeconds = 0.010;
 constexpr double seekPollSeconds = 0.002;
 // A seek completes once every track has this much decoded ahead (at 48 kHz, 170 ms).
 constexpr std::int64_t readyFramesAt48k = 8192;
+// How long a pause waits, beyond the output's latency, before pausing the output.
+constexpr double drainMarginSeconds = 0.05;
+// How long a pause waits at most for a render call under way (yields; far more than one call).
+constexpr int maxPauseSpins = 100000;
 
 } // namespace
 
@@ -78,6 +83,8 @@ Player::~Player()
         observer->cancel();
     if (seekPoll_)
         seekPoll_->cancel();
+    if (drainTask_)
+        drainTask_->cancel();
     for (const PreparedTap& prepared : preparedTaps_)
         if (auto tap = prepared.tap.lock())
             tap->unprepare();
@@ -178,19 +185,44 @@ void Player::play()
 {
     if (playing_.load(std::memory_order_relaxed))
         return;
-    heardFloor_ = std::max(heardFloor_, playedFrame() - latencyFrames());
+    // Nothing from here on is heard before what the output already holds.
+    heardFloor_ = std::max(heardFloor_, playedFrame());
+    if (drainTask_) {
+        drainTask_->cancel();
+        drainTask_.reset();
+    }
     playing_.store(true);
-    if (output_)
-        if (auto started = output_->start(); !started)
-            outputError_ = started.error();
+    if (!output_)
+        return;
+    // A drained output holds nothing but the silence rendered after the pause.
+    if (outputDrained_)
+        (void)output_->flush();
+    outputDrained_ = false;
+    if (auto started = output_->start(); !started)
+        outputError_ = started.error();
 }
 
 void Player::pause()
 {
-    playing_.store(false);
-    // What was rendered but not heard stays in the output and plays on the next start.
-    if (output_)
+    if (!playing_.exchange(false))
+        return;
+    // A render call under way finishes with the frames it took; after it, the render stays
+    // silent and the stop frame is final.
+    const std::uint64_t seen = renderCalls_.load();
+    for (int spins = 0; inUse_.load() && renderCalls_.load() == seen && spins < maxPauseSpins;
+         ++spins)
+        std::this_thread::yield();
+    // The output keeps playing what it holds, so the sound stops at exactly the frame where the
+    // next play() resumes: stopping it at once would leave the output to take back what it had
+    // already sent on its way, and some of that would be heard twice. Once it has played out,
+    // the output is paused.
+    if (!output_)
+        return;
+    drainTask_ = scheduler_.after(output_->latency() + drainMarginSeconds, [this] {
+        drainTask_.reset();
+        outputDrained_ = true;
         (void)output_->pause();
+    });
 }
 
 std::optional<Error> Player::takeError()
@@ -217,9 +249,11 @@ std::int64_t Player::playedFrame() const
 
 MediaTime Player::currentTime() const
 {
-    // The output holds what was rendered and not heard yet, playing or paused; a seek drops it
-    // and puts the floor at its frame.
-    const std::int64_t heard = std::max(heardFloor_, playedFrame() - latencyFrames());
+    // Playing, the output holds what was rendered and not heard yet; paused, it plays that out
+    // and stops at the last frame rendered. A seek drops it and puts the floor at its frame.
+    const std::int64_t played = playedFrame();
+    const std::int64_t heard = std::max(
+        heardFloor_, playing_.load(std::memory_order_relaxed) ? played - latencyFrames() : played);
     return MediaTime{static_cast<std::int64_t>(
         std::llround(static_cast<double>(heard) * MediaTime::timescale / options_.sampleRate))};
 }
@@ -230,9 +264,14 @@ void Player::seek(MediaTime time, std::function<void(bool finished)> completion)
         auto overtaken = std::move(pendingSeek_->completion);
         scheduler_.after(0, [overtaken] { overtaken(false); });
     }
+    // The render goes silent first and stays so while what the output still holds of the old
+    // position is dropped: none of the old audio can follow the drop, and none of the new can be
+    // caught by it. The drop comes before anything else, so the old audio stops at once.
+    holding_.store(true);
     if (output_)
-        (void)output_->flush(); // the old position's audio must not be heard after the seek
+        (void)output_->flush();
     startRun(std::max<std::int64_t>(0, time.frameAt(options_.sampleRate)), state_->mix);
+    holding_.store(false);
     pendingSeek_ = PendingSeek{generation_, std::move(completion)};
     // With a hand-off, onRunReady() brings the completion to the main thread; it cannot
     // arrive before this returns.
@@ -331,7 +370,13 @@ void Player::render(float* interleaved, int frames)
     if (state->run->generation != renderGeneration_ || state->mixSerial != renderMixSerial_)
         adoptState(*state);
     PlaybackRun& run = *state->run;
-    if (!playing_.load(std::memory_order_relaxed) || frames <= 0) {
+    // In order with acquireState(): pause() relies on seeing either this call in inUse_ or
+    // its own flag here.
+    if (!playing_.load() || frames <= 0) {
+        releaseState();
+        return;
+    }
+    if (holding_.load()) {
         releaseState();
         return;
     }
@@ -361,6 +406,7 @@ void Player::render(float* interleaved, int frames)
         done += count;
     }
     run.consumed.store(consumed + frames, std::memory_order_release);
+    renderCalls_.fetch_add(1);
     releaseState();
 }
 

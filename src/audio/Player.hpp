@@ -56,8 +56,8 @@ public:
     Player(Scheduler& scheduler, Options options);
     // A player that plays through `output`: it installs its render function, opens the output
     // in float32 stereo at options.sampleRate (the player then runs at the rate the output
-    // grants), starts it on play(), pauses it on pause(), flushes it on seek() and closes it when
-    // the player goes. Fails with the output's error.
+    // grants), starts it on play(), pauses it once it has played out after pause(), flushes it
+    // on seek() and closes it when the player goes. Fails with the output's error.
     static Result<std::unique_ptr<Player>> open(AudioOutput& output, Scheduler& scheduler,
                                                 Options options = {});
     ~Player();
@@ -76,10 +76,14 @@ public:
     void setAudioMix(const AudioMix& mix);
 
     void play();
+    // Stops rendering at once; the output plays out what it holds (the audio up to the stop
+    // frame, about its latency) and is then paused, so play() resumes at exactly the next frame.
+    // Waits, at most for the length of one render call, for a call under way to finish.
     void pause();
     // 1 while playing, 0 while paused.
     float rate() const { return playing_.load(std::memory_order_relaxed) ? 1.0f : 0.0f; }
-    // The time of the sound being heard now.
+    // The time of the sound being heard now; paused, the frame where the sound stops (what the
+    // output holds still plays up to it).
     MediaTime currentTime() const;
     // Moves to the frame of `time` exactly. completion(true) runs on the main thread once the
     // audio there is ready to play; a seek overtaken by a newer one completes with false.
@@ -156,14 +160,18 @@ private:
     std::vector<PreparedTap> preparedTaps_;
     std::optional<PendingSeek> pendingSeek_;
     TaskHandle seekPoll_;
+    TaskHandle drainTask_;       // pauses the output once it has played out, after a pause
+    bool outputDrained_ = false; // the output was paused after playing out
     std::vector<TaskHandle> observers_;
     std::int64_t heardFloor_ = 0; // nothing before this frame is heard yet (play start, seek)
 
     // Shared between threads.
     std::atomic<bool> playing_{false};
+    std::atomic<bool> holding_{false}; // a seek is dropping what the output holds: stay silent
     std::atomic<std::int64_t> underruns_{0};
     std::atomic<RenderState*> published_{nullptr};
     std::atomic<const RenderState*> inUse_{nullptr}; // what render() is reading now
+    std::atomic<std::uint64_t> renderCalls_{0};      // render calls that produced audio
     std::mutex retiredMutex_;                        // main and read-ahead; never render()
     std::vector<std::shared_ptr<RenderState>> retired_;
 

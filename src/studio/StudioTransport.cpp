@@ -22,6 +22,7 @@ constexpr double observerInterval = 0.05;
 constexpr double earlyStopMargin = 0.03;
 constexpr double shuttleJump = 5;
 constexpr double shuttleHold = 0.65;
+constexpr double retireDelay = 0.5;
 
 // A player together with the output it plays through; the player goes first.
 struct PlaybackChain {
@@ -80,6 +81,10 @@ void Studio::startPlayer(Result<BuiltMix> built, std::int64_t generation)
         return;
     }
     chain->player = std::move(opened.value());
+    // A paused player may still be playing out the last of what it rendered (up to where the
+    // new one starts): it goes once that has been heard.
+    if (player)
+        scheduler_.after(retireDelay, [retired = std::move(player)] {});
     player = std::shared_ptr<Player>(chain, chain->player.get());
     appliedTreatment = treatment();
     if (position() >= duration())
@@ -161,9 +166,11 @@ void Studio::seek(double time)
     if (playing() && time >= duration())
         pause();
     const double limit = std::max({120.0, duration() + 60, position() + 30});
-    position = std::isnan(time) ? 0.0 : std::max(std::min(time, limit), 0.0);
+    const double to = std::isnan(time) ? 0.0 : std::max(std::min(time, limit), 0.0);
+    // The player first: the old sound stops before anything redraws.
     if (player)
-        player->seek(MediaTime::fromSeconds(position()));
+        player->seek(MediaTime::fromSeconds(to));
+    position = to;
     scheduleSave();
 }
 

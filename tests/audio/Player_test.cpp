@@ -430,12 +430,20 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesIt)
         EXPECT_EQ(player.currentTime(), seconds(1.05)) << "what is heard, behind the render";
 
         player.pause();
-        EXPECT_FALSE(output.isRunning());
+        EXPECT_EQ(player.currentTime(), seconds(1.1)) << "where the sound stops";
+        output.clearRendered();
+        EXPECT_EQ(output.advance(4800), 4800) << "the output plays out what it holds";
+        EXPECT_EQ(peak(output.rendered(), 0, 4800), 0.0f);
+        scheduler.advance(0.11);
+        EXPECT_FALSE(output.isRunning()) << "and is paused once it has";
         EXPECT_EQ(output.advance(4800), 0);
-        EXPECT_EQ(player.currentTime(), seconds(1.05));
+        const int drainedFlushes = output.flushCount();
         player.play();
+        EXPECT_EQ(output.flushCount(), drainedFlushes + 1) << "the silence it held is dropped";
         player.waitForReadAhead();
+        output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
+        EXPECT_EQ(output.rendered(), offline(p, 1.1, 0.1)) << "on from the stop frame exactly";
         EXPECT_EQ(player.underruns(), 0);
     }
     EXPECT_FALSE(output.isRunning()) << "closed with the player";
