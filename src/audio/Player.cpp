@@ -32,6 +32,8 @@ Player::Player(Scheduler& scheduler, Options options)
     , options_(std::move(options))
     , trackAudio_(static_cast<std::size_t>(graphBlockFrames) * graphChannels)
     , gains_(static_cast<std::size_t>(graphBlockFrames))
+    , limiter_(options_.sampleRate, graphChannels)
+    , primeBuffer_(static_cast<std::size_t>(limiter_.latency()) * graphChannels)
     , readAhead_(ReadAhead::Options{readyFramesAt48k * options_.sampleRate / 48000,
                                     [this](std::uint64_t generation) { onRunReady(generation); },
                                     [this] { freeRetired(); }, options_.readAheadGate})
@@ -354,6 +356,10 @@ void Player::adoptState(const RenderState& state)
             trackStates_[i].cursor = VolumeCursor(&curve);
         }
     }
+    if (!sameRun) {
+        limiter_.reset();
+        primeLeft_ = limiter_.latency();
+    }
     renderGeneration_ = state.run->generation;
     renderMixSerial_ = state.mixSerial;
 }
@@ -383,7 +389,7 @@ void Player::render(float* interleaved, int frames)
     // Until a run is ready this is the wait of a seek, not a fault.
     const bool ready = run.ready.load(std::memory_order_acquire);
     for (const auto& ring : run.rings) {
-        if (ring->readable() < frames) {
+        if (ring->readable() < frames + primeLeft_) {
             // Not decoded in time: silence now, and the same audio next time, so nothing is
             // skipped.
             if (ready)
@@ -392,19 +398,32 @@ void Player::render(float* interleaved, int frames)
             return;
         }
     }
-    const std::int64_t consumed = run.consumed.load(std::memory_order_relaxed);
-    const std::int64_t first = run.startFrame + consumed;
     const MixSnapshot& mix = *state->mix;
-    for (int done = 0; done < frames;) {
-        const int count = std::min(graphBlockFrames, frames - done);
-        float* out = interleaved + static_cast<std::ptrdiff_t>(done) * graphChannels;
+    const auto mixInto = [&](float* out, int count, std::int64_t firstFrame) {
         for (std::size_t i = 0; i < run.rings.size(); ++i) {
             run.rings[i]->read(trackAudio_.data(), count);
             mixTrackBlock(mix.tracks[i], trackStates_[i], trackAudio_.data(), out, gains_.data(),
-                          count, first + done);
+                          count, firstFrame);
         }
+    };
+    // The master stage holds its output back by its latency: at the start of a run it is fed
+    // that much first, so what comes out is the run's first frame.
+    const int ahead = limiter_.latency();
+    if (primeLeft_ > 0) {
+        std::fill(primeBuffer_.begin(), primeBuffer_.end(), 0.0f);
+        mixInto(primeBuffer_.data(), primeLeft_, run.startFrame);
+        limiter_.process(primeBuffer_.data(), primeLeft_);
+        primeLeft_ = 0;
+    }
+    const std::int64_t consumed = run.consumed.load(std::memory_order_relaxed);
+    const std::int64_t first = run.startFrame + ahead + consumed;
+    for (int done = 0; done < frames;) {
+        const int count = std::min(graphBlockFrames, frames - done);
+        mixInto(interleaved + static_cast<std::ptrdiff_t>(done) * graphChannels, count,
+                first + done);
         done += count;
     }
+    limiter_.process(interleaved, frames);
     run.consumed.store(consumed + frames, std::memory_order_release);
     renderCalls_.fetch_add(1);
     releaseState();

@@ -3,9 +3,10 @@
 //
 // Threads: every operation is for the main thread, except render(), which the audio output
 // calls on its render thread. A read-ahead thread owned by the player decodes and resamples the
-// sources into lock-free rings; render() only copies from them, runs the taps and applies the
-// volumes, and never locks, allocates, logs or waits. Parameters reach it as immutable snapshots
-// through an atomic pointer; replaced snapshots are freed on the read-ahead thread.
+// sources into lock-free rings; render() only copies from them, runs the taps, applies the
+// volumes and the master stage (a true-peak limiter at -1 dBTP), and never locks, allocates,
+// logs or waits. Parameters reach it as immutable snapshots through an atomic pointer; replaced
+// snapshots are freed on the read-ahead thread.
 #pragma once
 
 #include "audio/AudioMix.hpp"
@@ -14,6 +15,7 @@
 #include "audio/MediaTime.hpp"
 #include "audio/RenderGraph.hpp"
 #include "audio/RenderGraphReadAhead.hpp"
+#include "audio/TruePeakLimiter.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
 
@@ -181,6 +183,9 @@ private:
     std::array<TrackMixState, maxTracks> trackStates_{};
     std::vector<float> trackAudio_;
     std::vector<float> gains_;
+    TruePeakLimiter limiter_; // the master stage
+    std::vector<float> primeBuffer_;
+    int primeLeft_ = 0; // frames to feed the master stage before a run's first frame comes out
 
     ReadAhead readAhead_; // last: its thread stops first when the player goes
 };
