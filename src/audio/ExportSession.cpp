@@ -1,214 +1,50 @@
 #include "audio/ExportSession.hpp"
 
-#include "audio/AudioFileReader.hpp"
 #include "audio/Denormals.hpp"
-#include "audio/FfmpegError.hpp"
+#include "audio/M4aEncoder.hpp"
 #include "audio/OfflineRenderer.hpp"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/audio_fifo.h>
-#include <libavutil/channel_layout.h>
-#include <libavutil/dict.h>
-#include <libavutil/error.h>
-}
+#include "audio/TruePeakLimiter.hpp"
+#include "base/Uuid.hpp"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <limits>
+#include <span>
 #include <vector>
 
 namespace tw {
 
 namespace {
 
-// AAC-LC codes 1024 frames per packet; the FIFO cuts the render's blocks into those.
-constexpr int aacFrameSize = 1024;
-// The render reaches this much of the progress; the rest is the encoder's flush and the move
+// The encoding reaches this much of the progress; the rest is the encoder's flush and the move
 // of the index to the front of the file.
-constexpr float renderShare = 0.99f;
+constexpr float encodeShare = 0.99f;
+// A normalised export's first render (faster than encoding) takes this much of it.
+constexpr float firstPassShare = 0.3f;
+constexpr int blockFrames = 4096;
+// A corrected encoding aims this far inside the limits, so one correction is enough.
+constexpr double correctionMarginDb = 0.1;
+constexpr int maxEncodings = 3;
+// Excerpts encoded to learn how far the encoder pushes the true peak up.
+constexpr std::size_t maxTrials = 4;
+constexpr int trialFade = ExportSession::sampleRate / 50;
+constexpr std::int64_t trialLead = ExportSession::sampleRate;
 
-const AVCodec* aacEncoder()
-{
-    return avcodec_find_encoder_by_name("aac");
-}
-
-Error encoderError(int averror)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(averror, text, sizeof text);
-    return Error{ErrorDomain::exporting, ExportError::failed,
-                 std::string("No se pudo codificar el audio en AAC: ") + text};
-}
-
-// One AAC-LC stream in an .m4a file, fed planar float frames. Lives on the export thread.
-class M4aEncoder {
-public:
-    explicit M4aEncoder(std::filesystem::path path) : path_(std::move(path)) {}
-    ~M4aEncoder()
-    {
-        if (format_ && format_->pb)
-            avio_closep(&format_->pb);
-        avformat_free_context(format_);
-        avcodec_free_context(&codec_);
-        av_audio_fifo_free(fifo_);
-        av_frame_free(&frame_);
-        av_packet_free(&packet_);
-    }
-    M4aEncoder(const M4aEncoder&) = delete;
-    M4aEncoder& operator=(const M4aEncoder&) = delete;
-
-    // Whether the output file was created (and so is this encoder's to remove on failure).
-    bool createdFile() const { return createdFile_; }
-
-    Result<void> open(int channels, int bitRate, const std::string& title)
-    {
-        const AVCodec* encoder = aacEncoder();
-        if (!encoder)
-            return exportError(ExportError::noSession);
-        silenceFfmpegLog();
-        // The muxer reopens the file by this name to move the index to the front.
-        int status = avformat_alloc_output_context2(&format_, nullptr, "ipod", path_.c_str());
-        if (status < 0)
-            return encoderError(status);
-        codec_ = avcodec_alloc_context3(encoder);
-        frame_ = av_frame_alloc();
-        packet_ = av_packet_alloc();
-        fifo_ = av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels, 4 * aacFrameSize);
-        if (!codec_ || !frame_ || !packet_ || !fifo_)
-            return encoderError(AVERROR(ENOMEM));
-
-        codec_->sample_fmt = AV_SAMPLE_FMT_FLTP;
-        codec_->sample_rate = ExportSession::sampleRate;
-        av_channel_layout_default(&codec_->ch_layout, channels);
-        codec_->bit_rate = bitRate;
-        codec_->profile = FF_PROFILE_AAC_LOW;
-        codec_->time_base = AVRational{1, ExportSession::sampleRate};
-        codec_->thread_count = 0; // "auto", as the ffmpeg tool opens its encoders
-        if (format_->oformat->flags & AVFMT_GLOBALHEADER)
-            codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-        if ((status = avcodec_open2(codec_, encoder, nullptr)) < 0)
-            return encoderError(status);
-
-        stream_ = avformat_new_stream(format_, nullptr);
-        if (!stream_)
-            return encoderError(AVERROR(ENOMEM));
-        stream_->time_base = codec_->time_base;
-        if ((status = avcodec_parameters_from_context(stream_->codecpar, codec_)) < 0)
-            return encoderError(status);
-        if (!title.empty())
-            av_dict_set(&format_->metadata, "title", title.c_str(), 0);
-
-        frame_->format = AV_SAMPLE_FMT_FLTP;
-        frame_->sample_rate = ExportSession::sampleRate;
-        frame_->nb_samples = aacFrameSize;
-        if ((status = av_channel_layout_copy(&frame_->ch_layout, &codec_->ch_layout)) < 0 ||
-            (status = av_frame_get_buffer(frame_, 0)) < 0)
-            return encoderError(status);
-
-        if ((status = avio_open(&format_->pb, path_.c_str(), AVIO_FLAG_WRITE)) < 0)
-            return ffmpegError(AudioFileError::write, "No se pudo crear el archivo", path_, status);
-        createdFile_ = true;
-        // The movie timescale equal to the sample rate lets the edit list skip the encoder's
-        // priming frames exactly (the default 1000 rounds the edit to milliseconds).
-        AVDictionary* options = nullptr;
-        av_dict_set(&options, "movflags", "+faststart", 0);
-        av_dict_set_int(&options, "movie_timescale", ExportSession::sampleRate, 0);
-        status = avformat_write_header(format_, &options);
-        av_dict_free(&options);
-        if (status < 0)
-            return ffmpegError(AudioFileError::write, "No se pudo escribir el archivo", path_,
-                               status);
-        return {};
-    }
-
-    // Queues frames of planar audio and encodes every whole packet's worth.
-    Result<void> write(float** planes, int frames)
-    {
-        if (av_audio_fifo_write(fifo_, reinterpret_cast<void**>(planes), frames) < frames)
-            return encoderError(AVERROR(ENOMEM));
-        while (av_audio_fifo_size(fifo_) >= aacFrameSize)
-            if (auto sent = sendFromFifo(aacFrameSize); !sent)
-                return sent;
-        return {};
-    }
-
-    // Encodes the short last packet, drains the encoder and writes the index at the front.
-    Result<void> finish()
-    {
-        if (const int rest = av_audio_fifo_size(fifo_); rest > 0)
-            if (auto sent = sendFromFifo(rest); !sent)
-                return sent;
-        if (auto flushed = encode(nullptr); !flushed)
-            return flushed;
-        if (const int status = av_write_trailer(format_); status < 0)
-            return ffmpegError(AudioFileError::write, "No se pudo escribir el archivo", path_,
-                               status);
-        if (const int status = avio_closep(&format_->pb); status < 0)
-            return ffmpegError(AudioFileError::write, "No se pudo escribir el archivo", path_,
-                               status);
-        return {};
-    }
-
-private:
-    Result<void> sendFromFifo(int frames)
-    {
-        // Free at once unless the encoder still holds the previous packet's samples.
-        frame_->nb_samples = aacFrameSize;
-        if (const int status = av_frame_make_writable(frame_); status < 0)
-            return encoderError(status);
-        frame_->nb_samples = frames;
-        if (av_audio_fifo_read(fifo_, reinterpret_cast<void**>(frame_->data), frames) < frames)
-            return encoderError(AVERROR_BUG);
-        frame_->pts = nextPts_;
-        nextPts_ += frames;
-        return encode(frame_);
-    }
-
-    // Sends a frame (nullptr: the end) and writes every packet the encoder has ready.
-    Result<void> encode(const AVFrame* frame)
-    {
-        int status = avcodec_send_frame(codec_, frame);
-        if (status < 0)
-            return encoderError(status);
-        for (;;) {
-            status = avcodec_receive_packet(codec_, packet_);
-            if (status == AVERROR(EAGAIN) || status == AVERROR_EOF)
-                return {};
-            if (status < 0)
-                return encoderError(status);
-            av_packet_rescale_ts(packet_, codec_->time_base, stream_->time_base);
-            packet_->stream_index = stream_->index;
-            status = av_write_frame(format_, packet_);
-            av_packet_unref(packet_);
-            if (status < 0)
-                return ffmpegError(AudioFileError::write, "No se pudo escribir el archivo", path_,
-                                   status);
-        }
-    }
-
-    std::filesystem::path path_;
-    AVFormatContext* format_ = nullptr;
-    AVCodecContext* codec_ = nullptr;
-    AVStream* stream_ = nullptr;
-    AVAudioFifo* fifo_ = nullptr;
-    AVFrame* frame_ = nullptr;
-    AVPacket* packet_ = nullptr;
-    std::int64_t nextPts_ = 0;
-    bool createdFile_ = false;
-};
-
-// Rendered blocks on their way from the render thread to the encoder: a fixed ring of planar
-// buffers, so that rendering and encoding run side by side on two cores.
+// Rendered blocks on their way from a producer thread to the encoder: a fixed ring of
+// interleaved buffers, so that rendering and encoding run side by side on two cores.
 class BlockQueue {
 public:
     struct Block {
-        std::vector<float> left, right;
+        std::vector<float> samples;
         int frames = 0;
     };
 
-    // Render thread: the next free block, after waiting for one; nullptr once stopped.
+    // Producer thread: the next free block, after waiting for one; nullptr once stopped.
     Block* acquire()
     {
         std::unique_lock lock(mutex_);
@@ -221,14 +57,14 @@ public:
         ++count_;
         changed_.notify_all();
     }
-    // Render thread: no more blocks will come.
+    // Producer thread: no more blocks will come.
     void end()
     {
         std::lock_guard lock(mutex_);
         ended_ = true;
         changed_.notify_all();
     }
-    // Encoder thread: the oldest block, after waiting for one; nullptr at the end.
+    // Consumer thread: the oldest block, after waiting for one; nullptr at the end.
     Block* front()
     {
         std::unique_lock lock(mutex_);
@@ -242,7 +78,7 @@ public:
         --count_;
         changed_.notify_all();
     }
-    // Encoder thread: stop the render (after a failure, a cancel, or at the end).
+    // Consumer thread: stop the producer (after a failure, a cancel, or at the end).
     void stop()
     {
         std::lock_guard lock(mutex_);
@@ -259,72 +95,110 @@ private:
     bool ended_ = false, stopped_ = false;
 };
 
-// Export thread: renders the range on a helper thread and encodes the blocks here until the end
-// or a cancel; progress follows the encoded frames.
-Result<void> encodeRange(M4aEncoder& encoder, const Composition& composition, const AudioMix& mix,
-                         MediaTime start, MediaTime duration, int channels,
-                         const std::atomic<bool>& cancelled, std::atomic<float>& progress)
+// A file in the system's temporary folder under a name of its own, removed when this goes
+// (whatever happened).
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& extension)
+        : path_(std::filesystem::temp_directory_path() /
+                ("tapewright-" + Uuid::random().text() + extension))
+    {
+    }
+    ~TemporaryFile()
+    {
+        close();
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+    Result<void> open(const char* mode)
+    {
+        close();
+        file_ = std::fopen(path_.c_str(), mode);
+        if (!file_)
+            return Error{ErrorDomain::exporting, ExportError::failed,
+                         "No se pudo crear un archivo temporal para la exportación."};
+        return {};
+    }
+    void close()
+    {
+        if (file_)
+            std::fclose(file_);
+        file_ = nullptr;
+    }
+    std::FILE* file() const { return file_; }
+
+private:
+    std::filesystem::path path_;
+    std::FILE* file_ = nullptr;
+};
+
+} // namespace
+
+// What a producer hands its audio to: each push fills the next free block of the queue.
+class BlockSink {
+public:
+    BlockSink(BlockQueue& queue, int channels, const std::atomic<bool>& cancelled)
+        : queue_(queue)
+        , channels_(channels)
+        , cancelled_(cancelled)
+    {
+    }
+    int channels() const { return channels_; }
+    // False when the export no longer wants audio (cancelled, failed or done).
+    bool push(const float* interleaved, int frames)
+    {
+        if (cancelled_.load(std::memory_order_relaxed))
+            return false;
+        BlockQueue::Block* block = queue_.acquire();
+        if (!block)
+            return false;
+        block->samples.assign(interleaved, interleaved + frames * channels_);
+        block->frames = frames;
+        queue_.publish();
+        return true;
+    }
+
+private:
+    BlockQueue& queue_;
+    int channels_;
+    const std::atomic<bool>& cancelled_;
+};
+
+namespace {
+
+// Runs `produce` on a helper thread and `consume` here for each block it makes.
+Result<void> pipeline(int channels, const std::atomic<bool>& cancelled,
+                      const std::function<Result<void>(BlockSink&)>& produce,
+                      const std::function<Result<void>(const float*, int)>& consume)
 {
-    ScopedDenormalsOff denormals;
     BlockQueue queue;
-    std::optional<Error> renderFailure;
-    std::thread renderer([&] {
-        OfflineRenderOptions options;
-        options.sampleRate = ExportSession::sampleRate;
-        options.runTaps = false;
-        auto render = renderOffline(composition, mix, start, duration, options,
-                                    [&](const float* stereo, int frames) {
-                                        if (cancelled.load(std::memory_order_relaxed))
-                                            return false;
-                                        BlockQueue::Block* block = queue.acquire();
-                                        if (!block)
-                                            return false;
-                                        const auto n = static_cast<std::size_t>(frames);
-                                        if (block->left.size() < n) {
-                                            block->left.resize(n);
-                                            block->right.resize(n);
-                                        }
-                                        // The graph renders stereo and a mono source feeds both
-                                        // sides alike, so a mono export keeps the left one.
-                                        if (channels == 1) {
-                                            for (std::size_t i = 0; i < n; ++i)
-                                                block->left[i] = stereo[2 * i];
-                                        } else {
-                                            for (std::size_t i = 0; i < n; ++i) {
-                                                block->left[i] = stereo[2 * i];
-                                                block->right[i] = stereo[2 * i + 1];
-                                            }
-                                        }
-                                        block->frames = frames;
-                                        queue.publish();
-                                        return true;
-                                    });
-        if (!render)
-            renderFailure = render.error();
+    std::optional<Error> produceFailure;
+    std::thread producer([&] {
+        ScopedDenormalsOff denormals;
+        BlockSink sink(queue, channels, cancelled);
+        if (auto produced = produce(sink); !produced)
+            produceFailure = produced.error();
         queue.end();
     });
-
-    const auto totalFrames = static_cast<float>(duration.frameAt(ExportSession::sampleRate));
-    std::int64_t encoded = 0;
-    Result<void> written;
+    Result<void> consumed;
     while (BlockQueue::Block* block = queue.front()) {
         if (cancelled.load(std::memory_order_relaxed))
             break;
-        float* planes[2] = {block->left.data(), block->right.data()};
-        const int frames = block->frames;
-        written = encoder.write(planes, frames);
+        consumed = consume(block->samples.data(), block->frames);
         queue.release();
-        if (!written)
+        if (!consumed)
             break;
-        encoded += frames;
-        progress.store(renderShare * static_cast<float>(encoded) / totalFrames,
-                       std::memory_order_relaxed);
     }
     queue.stop();
-    renderer.join();
-    if (renderFailure)
-        return *renderFailure;
-    return written;
+    producer.join();
+    if (produceFailure)
+        return *produceFailure;
+    return consumed;
 }
 
 } // namespace
@@ -339,7 +213,7 @@ Error exportError(int code)
 
 Result<std::unique_ptr<ExportSession>> ExportSession::create(Composition composition, AudioMix mix)
 {
-    if (!aacEncoder() || composition.duration().ticks <= 0)
+    if (!aacEncoderAvailable() || composition.duration().ticks <= 0)
         return exportError(ExportError::noSession);
     return std::unique_ptr<ExportSession>(
         new ExportSession(std::move(composition), std::move(mix)));
@@ -390,6 +264,12 @@ std::optional<Error> ExportSession::error() const
     return error_;
 }
 
+std::optional<Levels> ExportSession::levels() const
+{
+    std::lock_guard lock(errorMutex_);
+    return levels_;
+}
+
 void ExportSession::finish(Status status, std::optional<Error> error)
 {
     {
@@ -422,35 +302,263 @@ void ExportSession::run(const std::function<void()>& completion)
         return done(Status::failed, Error{ErrorDomain::exporting, ExportError::failed,
                                           "No se indicó dónde guardar la exportación."});
 
+    end_ = end;
+    start_ = start;
+    auto encoded = target_ ? encodeNormalised(*target_)
+                           : encode(
+                                 [this](BlockSink& sink) {
+                                     return renderMix(sink, TruePeakLimiter::defaultCeilingDb);
+                                 },
+                                 outputPath_, (end_ - start_).frameAt(sampleRate), 0, encodeShare);
     std::optional<Error> failure;
-    bool created = false, cancelled = false;
-    {
-        M4aEncoder encoder(outputPath_);
-        if (auto opened =
-                encoder.open(channels_, channels_ == 1 ? monoBitRate : stereoBitRate, title_);
-            !opened)
-            failure = opened.error();
-        created = encoder.createdFile();
-
-        if (!failure)
-            if (auto encoded = encodeRange(encoder, composition_, mix_, start, end - start,
-                                           channels_, cancelled_, progress_);
-                !encoded)
-                failure = encoded.error();
-        // From here on a cancel is too late: all that is left is the encoder's flush.
-        cancelled = !failure && cancelled_.load(std::memory_order_relaxed);
-        if (!failure && !cancelled)
-            if (auto finished = encoder.finish(); !finished)
-                failure = finished.error();
-    } // the encoder closes the file here
-
-    if ((failure || cancelled) && created) {
+    if (!encoded)
+        failure = encoded.error();
+    const bool cancelled = encoded && !encoded.value();
+    if ((failure || cancelled) && createdFile_) {
         std::error_code ignored;
         std::filesystem::remove(outputPath_, ignored);
+    }
+    if (encoded && encoded.value()) {
+        std::lock_guard lock(errorMutex_);
+        levels_ = encoded.value();
     }
     if (failure)
         return done(Status::failed, std::move(failure));
     done(cancelled ? Status::cancelled : Status::completed);
+}
+
+// Helper thread: the range of the mix in the export's channels, through the master stage at
+// the ceiling (or as the plain sum without one).
+Result<void> ExportSession::renderMix(BlockSink& sink, std::optional<double> ceilingDb) const
+{
+    OfflineRenderOptions options;
+    options.sampleRate = sampleRate;
+    options.runTaps = false;
+    options.ceilingDb = ceilingDb;
+    std::vector<float> converted;
+    return renderOffline(composition_, mix_, start_, end_ - start_, options,
+                         [&](const float* stereo, int frames) {
+                             if (sink.channels() == 2)
+                                 return sink.push(stereo, frames);
+                             // A mono source feeds both sides alike: the left is the mix.
+                             converted.resize(static_cast<std::size_t>(frames));
+                             for (int f = 0; f < frames; ++f)
+                                 converted[static_cast<std::size_t>(f)] = stereo[2 * f];
+                             return sink.push(converted.data(), frames);
+                         });
+}
+
+Result<std::optional<Levels>> ExportSession::encode(const Producer& produce,
+                                                    const std::filesystem::path& path,
+                                                    std::int64_t frames, float from, float to,
+                                                    std::int64_t measuredFrom,
+                                                    LoudnessMeter* source)
+{
+    M4aEncoder encoder(path);
+    auto opened = encoder.open(channels_, channels_ == 1 ? monoBitRate : stereoBitRate, title_);
+    createdFile_ = createdFile_ || (encoder.createdFile() && path == outputPath_);
+    if (!opened)
+        return opened.error();
+    auto levels = EncodedLevels::start(encoder.codec(), frames, measuredFrom);
+    if (!levels)
+        return levels.error();
+    EncodedLevels& measured = *levels.value();
+    encoder.setPacketObserver([&](const AVPacket& packet) { measured.add(packet); });
+    std::int64_t encoded = 0;
+    auto written = pipeline(channels_, cancelled_, produce, [&](const float* samples, int count) {
+        auto sent = encoder.write(samples, count);
+        if (const std::int64_t skip = std::clamp<std::int64_t>(measuredFrom - encoded, 0, count);
+            source && skip < count)
+            source->add(samples + skip * channels_, static_cast<std::size_t>(count - skip));
+        encoded += count;
+        const float share =
+            from + (to - from) * static_cast<float>(encoded) / static_cast<float>(frames);
+        progress_.store(std::max(progress_.load(std::memory_order_relaxed), share),
+                        std::memory_order_relaxed);
+        return sent;
+    });
+    if (!written)
+        return written.error();
+    // From here on a cancel is too late: all that is left is the encoder's flush.
+    if (cancelled_.load(std::memory_order_relaxed))
+        return std::optional<Levels>();
+    if (auto finished = encoder.finish(); !finished)
+        return finished.error();
+    auto result = measured.finish();
+    if (!result)
+        return result.error();
+    return std::optional<Levels>(result.value());
+}
+
+namespace {
+
+// Helper thread: frames [from, from + frames) of the temporary render, with the gain and
+// through a limiter at the ceiling, frame-exact: as much silence after the end as the limiter
+// holds back, and as much dropped at the start. With `fade`, an excerpt: faded in and out over
+// that many frames, so that its edges add nothing of their own.
+Result<void> produceLimited(std::FILE* file, int channels, std::int64_t from, std::int64_t frames,
+                            float gain, double ceilingDb, BlockSink& sink, int fade = 0)
+{
+    const long offset = static_cast<long>(from * channels * static_cast<long>(sizeof(float)));
+    if (std::fseek(file, offset, SEEK_SET) != 0)
+        return Error{ErrorDomain::exporting, ExportError::failed,
+                     "No se pudo leer el archivo temporal de la exportación."};
+    TruePeakLimiter limiter(ExportSession::sampleRate, channels, ceilingDb);
+    std::vector<float> block(static_cast<std::size_t>(blockFrames * channels));
+    std::int64_t left = frames, skip = limiter.latency(), tail = limiter.latency(), pushed = 0;
+    while (left > 0 || tail > 0) {
+        int count = 0;
+        if (left > 0) {
+            const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(left, blockFrames));
+            const std::size_t got = std::fread(
+                block.data(), sizeof(float) * static_cast<std::size_t>(channels), wanted, file);
+            if (got == 0)
+                return Error{ErrorDomain::exporting, ExportError::failed,
+                             "No se pudo leer el archivo temporal de la exportación."};
+            count = static_cast<int>(got);
+            left -= count;
+            for (float& x : std::span(block.data(), static_cast<std::size_t>(count * channels)))
+                x *= gain;
+        } else {
+            count = static_cast<int>(std::min<std::int64_t>(tail, blockFrames));
+            std::fill_n(block.begin(), count * channels, 0.0f);
+            tail -= count;
+        }
+        limiter.process(block.data(), count);
+        const int dropped = static_cast<int>(std::min<std::int64_t>(skip, count));
+        skip -= dropped;
+        float* out = block.data() + dropped * channels;
+        for (int f = 0; fade > 0 && f < count - dropped; ++f) {
+            const std::int64_t at = pushed + f;
+            const double edge = std::min<double>(
+                {1.0, static_cast<double>(at) / fade, static_cast<double>(frames - 1 - at) / fade});
+            for (int c = 0; c < channels; ++c)
+                out[f * channels + c] *= static_cast<float>(std::max(edge, 0.0));
+        }
+        pushed += count - dropped;
+        if (count > dropped && !sink.push(out, count - dropped))
+            return {};
+    }
+    return {};
+}
+
+} // namespace
+
+Result<std::optional<Levels>> ExportSession::encodeNormalised(double target)
+{
+    // The plain sum, measured as it is written to the temporary file, with the peak of each
+    // block kept to find where the limiter will work hardest.
+    TemporaryFile render(".f32");
+    if (auto opened = render.open("w+b"); !opened)
+        return opened.error();
+    const std::int64_t total = (end_ - start_).frameAt(sampleRate);
+    LoudnessMeter meter(channels_, sampleRate, LoudnessMeter::integrated);
+    std::vector<std::pair<float, std::int64_t>> blockPeaks; // (peak, first frame)
+    std::int64_t rendered = 0;
+    auto first = pipeline(
+        channels_, cancelled_, [this](BlockSink& sink) { return renderMix(sink, std::nullopt); },
+        [&](const float* samples, int frames) -> Result<void> {
+            meter.add(samples, static_cast<std::size_t>(frames));
+            const auto count = static_cast<std::size_t>(frames * channels_);
+            if (std::fwrite(samples, sizeof(float), count, render.file()) != count)
+                return Error{ErrorDomain::exporting, ExportError::failed,
+                             "No se pudo escribir el archivo temporal de la exportación."};
+            float peak = 0;
+            for (float x : std::span(samples, count))
+                peak = std::max(peak, std::fabs(x));
+            blockPeaks.emplace_back(peak, rendered);
+            rendered += frames;
+            progress_.store(firstPassShare * static_cast<float>(rendered) /
+                                static_cast<float>(total),
+                            std::memory_order_relaxed);
+            return {};
+        });
+    if (!first)
+        return first.error();
+    if (cancelled_.load(std::memory_order_relaxed))
+        return std::optional<Levels>();
+    if (std::fflush(render.file()) != 0)
+        return Error{ErrorDomain::exporting, ExportError::failed,
+                     "No se pudo escribir el archivo temporal de la exportación."};
+
+    const double measured = meter.integratedLoudness();
+    double gainDb = std::isfinite(measured) ? target - measured : 0.0;
+    double ceilingDb = TruePeakLimiter::defaultCeilingDb;
+
+    // The encoder adds to the true peak where the limiter holds the sound at the ceiling, and
+    // takes loudness away (what it leaves out above its bandwidth). Excerpts encoded on their
+    // own tell by how much, so the whole is usually right the first time: a few seconds around
+    // each of the loudest peaks, and stretches spread over the whole programme.
+    std::sort(blockPeaks.begin(), blockPeaks.end(), std::greater<>());
+    std::vector<std::pair<std::int64_t, std::int64_t>> peakExcerpts, spread; // (at, frames)
+    for (const auto& [peak, frame] : blockPeaks) {
+        if (peakExcerpts.size() == maxTrials)
+            break;
+        if (std::none_of(peakExcerpts.begin(), peakExcerpts.end(), [&](const auto& other) {
+                return std::llabs(other.first - frame) < 2 * sampleRate;
+            }))
+            peakExcerpts.emplace_back(frame, sampleRate / 2);
+    }
+    // One stretch per half minute, eight at most: a short programme is cheaper to encode again.
+    const auto stretches =
+        static_cast<std::int64_t>(std::min<std::int64_t>(2 * maxTrials, total / (30 * sampleRate)));
+    for (std::int64_t i = 0; i < stretches; ++i)
+        spread.emplace_back(total * (2 * i + 1) / (2 * stretches), 3 * sampleRate);
+    const float gain = static_cast<float>(std::pow(10.0, gainDb / 20));
+    double worst = -std::numeric_limits<double>::infinity(), heard = 0, given = 0;
+    for (const auto* excerpts : {&peakExcerpts, &spread})
+        for (const auto& [at, length] : *excerpts) {
+            // A second before it lets the encoder settle; only what follows counts.
+            const std::int64_t from = std::max<std::int64_t>(0, at - trialLead);
+            const std::int64_t frames = std::min<std::int64_t>(total - from, at - from + length);
+            if (frames <= at - from)
+                continue;
+            TemporaryFile excerpt(".m4a");
+            LoudnessMeter input(channels_, sampleRate, LoudnessMeter::integrated);
+            auto trial = encode(
+                [&](BlockSink& sink) {
+                    return produceLimited(render.file(), channels_, from, frames, gain, ceilingDb,
+                                          sink, trialFade);
+                },
+                excerpt.path(), frames, 0, 0, at - from, &input);
+            if (!trial || !trial.value())
+                return trial;
+            if (excerpts == &peakExcerpts)
+                worst = std::max(worst, trial.value()->truePeak);
+            else if (std::isfinite(trial.value()->loudness) &&
+                     std::isfinite(input.integratedLoudness())) {
+                heard += std::pow(10.0, trial.value()->loudness / 10);
+                given += std::pow(10.0, input.integratedLoudness() / 10);
+            }
+        }
+    if (worst > peakLimitDb - correctionMarginDb)
+        ceilingDb -= worst - (peakLimitDb - correctionMarginDb);
+    const double loudnessChange = given > 0 && heard > 0 ? 10 * std::log10(heard / given) : 0.0;
+    gainDb -= loudnessChange;
+
+    std::optional<Levels> levels;
+    for (int attempt = 0; attempt < maxEncodings; ++attempt) {
+        const float g = static_cast<float>(std::pow(10.0, gainDb / 20));
+        auto encoded = encode(
+            [&, g, ceilingDb](BlockSink& sink) {
+                return produceLimited(render.file(), channels_, 0, total, g, ceilingDb, sink);
+            },
+            outputPath_, total, firstPassShare, encodeShare);
+        if (!encoded || !encoded.value())
+            return encoded;
+        levels = encoded.value();
+        const double over = levels->truePeak - peakLimitDb;
+        const double off = target - levels->loudness;
+        if (over <= 0 && std::fabs(off) <= loudnessTolerance)
+            break;
+        // The encoder still went over the ceiling, or the limiter took the loudness off the
+        // target: lower the ceiling by as much, adjust the gain by the difference, and again.
+        if (over > 0)
+            ceilingDb -= over + correctionMarginDb;
+        if (std::isfinite(off) && std::fabs(off) > loudnessTolerance - correctionMarginDb)
+            gainDb += off;
+    }
+    return levels;
 }
 
 } // namespace tw

@@ -2,41 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <numbers>
 
 namespace tw {
 
 namespace {
 
-using Lanes = float __attribute__((vector_size(16)));
-
 constexpr double attackSeconds = 0.0015;
 constexpr double releaseSeconds = 0.06;
-constexpr double kaiserBeta = 6.0;
-// The limiter aims 0.1 dB under its ceiling: its 24-tap reconstruction reads the ringing of a
-// hard edge (a click, a cut) a few hundredths of a dB low, and a gain that changes within the
-// interpolator's reach can lift a peak between samples by a few thousandths.
+// The limiter aims 0.1 dB under its ceiling: the detector's 24-tap reconstruction reads the
+// ringing of a hard edge (a click, a cut) a few hundredths of a dB low, and a gain that changes
+// within the interpolator's reach can lift a peak between samples by a few thousandths.
 constexpr double detectionMargin = 1.0116;
-
-double besselI0(double x)
-{
-    double sum = 1, term = 1;
-    for (int k = 1; k < 30; ++k) {
-        term *= (x / (2 * k)) * (x / (2 * k));
-        sum += term;
-    }
-    return sum;
-}
-
-// A point on the 4× grid, nudged up to the top of the parabola through it and its neighbours
-// when it is a local peak: the grid alone may miss a peak by half a grid step.
-inline float refined(const float* p)
-{
-    const float a = p[0], b = p[-1], c = p[1];
-    const float d = 2 * a - b - c;
-    return a >= b && a >= c && d > 0 ? a + (c - b) * (c - b) / (8 * d) : a;
-}
 
 } // namespace
 
@@ -46,42 +22,21 @@ TruePeakLimiter::TruePeakLimiter(double rate, int channels, double ceilingDb)
     , ceiling_(std::pow(10.0, ceilingDb / 20))
     , attack_(std::max(1, static_cast<int>(std::lround(attackSeconds * rate))))
     , window_(attack_ + 2 * hold)
-    , latency_(detectDelay + hold + attack_ - 1)
+    , latency_(TruePeakDetector::delay + hold + attack_ - 1)
     , release_(std::exp(-1.0 / (releaseSeconds * rate)))
-    , phases_(3 * taps)
-    , lines_(static_cast<std::size_t>(channels_), std::vector<float>(history + blockFrames + 4))
-    , points_(static_cast<std::size_t>(channels_), std::vector<float>(4 * (blockFrames + 1) + 1))
+    , detector_(channels_)
     , peaks_(blockFrames)
-    , sums_(blockFrames + 4) // rounded up to whole groups of four
     , delay_(static_cast<std::size_t>(latency_ * channels_))
     , minFrames_(static_cast<std::size_t>(window_ + 1))
     , minGains_(static_cast<std::size_t>(window_ + 1))
     , ramp_(static_cast<std::size_t>(attack_))
 {
-    // Windowed-sinc interpolation at a quarter, a half and three quarters of a frame after
-    // frame s, from frames s - 11 to s + 12; each phase passes a constant unchanged.
-    for (int p = 1; p <= 3; ++p) {
-        double sum = 0;
-        for (int j = 0; j < taps; ++j) {
-            const double t = (j - (detectDelay - 1)) - p / 4.0;
-            const double sinc = std::sin(std::numbers::pi * t) / (std::numbers::pi * t);
-            const double edge = t / detectDelay;
-            const double window = besselI0(kaiserBeta * std::sqrt(std::max(0.0, 1 - edge * edge))) /
-                                  besselI0(kaiserBeta);
-            phases_[static_cast<std::size_t>((p - 1) * taps + j)] =
-                static_cast<float>(sinc * window);
-            sum += sinc * window;
-        }
-        for (int j = 0; j < taps; ++j)
-            phases_[static_cast<std::size_t>((p - 1) * taps + j)] /= static_cast<float>(sum);
-    }
     reset();
 }
 
 void TruePeakLimiter::reset()
 {
-    for (auto& line : lines_)
-        std::fill(line.begin(), line.end(), 0.0f);
+    detector_.reset();
     std::fill(delay_.begin(), delay_.end(), 0.0f);
     delayAt_ = 0;
     minHead_ = minCount_ = 0;
@@ -105,12 +60,7 @@ void TruePeakLimiter::process(float* interleaved, int frames)
 
 void TruePeakLimiter::processBlock(float* interleaved, int frames)
 {
-    for (int c = 0; c < channels_; ++c) {
-        float* line = lines_[static_cast<std::size_t>(c)].data() + history;
-        for (int f = 0; f < frames; ++f)
-            line[f] = interleaved[f * channels_ + c];
-    }
-    detect(frames);
+    detector_.process(interleaved, frames, peaks_.data());
     const std::size_t width = static_cast<std::size_t>(channels_);
     for (int f = 0; f < frames; ++f) {
         const double peak = peaks_[static_cast<std::size_t>(f)] * detectionMargin;
@@ -125,49 +75,6 @@ void TruePeakLimiter::processBlock(float* interleaved, int frames)
         }
         if (++delayAt_ == latency_)
             delayAt_ = 0;
-    }
-    for (auto& line : lines_)
-        std::copy(line.begin() + frames, line.begin() + frames + history, line.begin());
-}
-
-// For the frames of the block, the true peak of the interval from frame s to s + 1, where s lags
-// the newest frame by detectDelay (the interpolator needs frames up to s + 12).
-void TruePeakLimiter::detect(int frames)
-{
-    std::fill(peaks_.begin(), peaks_.begin() + frames, 0.0f);
-    // Frames s = -1 .. frames - 1 of the block's detection (one before, for the grid's left
-    // neighbour): u = s + 1 counts them from 0.
-    const int count = frames + 1;
-    for (int c = 0; c < channels_; ++c) {
-        const float* line = lines_[static_cast<std::size_t>(c)].data();
-        float* grid = points_[static_cast<std::size_t>(c)].data();
-        for (int p = 0; p < 3; ++p) {
-            // Four frames at a time: each output is a dot product over the same coefficients.
-            float* sums = sums_.data();
-            std::fill(sums, sums + count, 0.0f);
-            const float* h = phases_.data() + p * taps;
-            for (int j = 0; j < taps; ++j) {
-                const Lanes coefficient = {h[j], h[j], h[j], h[j]};
-                for (int u = 0; u < count; u += 4) {
-                    Lanes x, sum;
-                    std::memcpy(&x, line + u + j, sizeof x);
-                    std::memcpy(&sum, sums + u, sizeof sum);
-                    sum += coefficient * x;
-                    std::memcpy(sums + u, &sum, sizeof sum);
-                }
-            }
-            for (int u = 0; u < count; ++u)
-                grid[4 * u + p + 1] = std::fabs(sums[u]);
-        }
-        for (int u = 0; u <= count; ++u)
-            grid[4 * u] = std::fabs(line[u + detectDelay - 1]);
-        for (int s = 0; s < frames; ++s) {
-            const float* at = grid + 4 * (s + 1);
-            const float peak = std::max(std::max(refined(at), refined(at + 1)),
-                                        std::max(refined(at + 2), refined(at + 3)));
-            peaks_[static_cast<std::size_t>(s)] =
-                std::max(peaks_[static_cast<std::size_t>(s)], peak);
-        }
     }
 }
 

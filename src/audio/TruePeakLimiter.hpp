@@ -1,12 +1,14 @@
 // The master stage of the mix, after the tracks are summed, the same in playback and in export: a
 // look-ahead limiter that keeps the true peak (the peak of the reconstructed waveform between
-// samples, seen on a 4× oversampled signal) at or below its ceiling, so that no sample over full
-// scale ever reaches the sound server, a resampler or an encoder. Below the ceiling it changes
+// samples, see TruePeakDetector) at or below its ceiling, so that no sample over full scale
+// ever reaches the sound server, a resampler or an encoder. Below the ceiling it changes
 // nothing: the output is the input, delayed by latency() frames.
 //
 // Render thread (or an offline render): process() never locks, allocates or waits; everything
 // it needs is allocated when it is made.
 #pragma once
+
+#include "audio/TruePeakDetector.hpp"
 
 #include <cstdint>
 #include <vector>
@@ -35,14 +37,9 @@ public:
 
 private:
     static constexpr int blockFrames = 256;
-    static constexpr int taps = 24;    // per phase of the 4× interpolator: flat to 0.42 × rate
-    static constexpr int history = 24; // input frames kept for the interpolator
-    static constexpr int detectDelay = taps / 2;
     static constexpr int hold = 8; // frames either side of a peak that share its gain
 
     void processBlock(float* interleaved, int frames);
-    // The true peak of each of the frames now complete, into peaks_.
-    void detect(int frames);
     // One required gain in, the gain for the frame leaving the delay line out.
     double nextGain(double required);
 
@@ -51,15 +48,12 @@ private:
     double ceiling_;
     int attack_;  // frames over which the gain falls to a peak's
     int window_;  // frames whose lowest required gain holds
-    int latency_; // detectDelay + hold + attack - 1
+    int latency_; // the detector's delay + hold + attack - 1
     double release_;
 
-    std::vector<float> phases_;              // 3 × taps interpolation coefficients
-    std::vector<std::vector<float>> lines_;  // per channel: history, then the block
-    std::vector<std::vector<float>> points_; // per channel: |x| on the 4× grid
-    std::vector<float> peaks_;               // per frame of the block
-    std::vector<float> sums_;                // one interpolated phase of the block
-    std::vector<float> delay_;               // latency_ frames, interleaved, circular
+    TruePeakDetector detector_;
+    std::vector<float> peaks_; // per frame of the block
+    std::vector<float> delay_; // latency_ frames, interleaved, circular
     int delayAt_ = 0;
 
     // The lowest required gain of the last window_ frames: a monotonic queue of (frame, gain).
