@@ -33,6 +33,7 @@ Player::Player(Scheduler& scheduler, Options options)
     , trackAudio_(static_cast<std::size_t>(graphBlockFrames) * graphChannels)
     , gains_(static_cast<std::size_t>(graphBlockFrames))
     , limiter_(options_.sampleRate, graphChannels)
+    , played_(graphChannels, options_.sampleRate)
     , primeBuffer_(static_cast<std::size_t>(limiter_.latency()) * graphChannels)
     , readAhead_(ReadAhead::Options{readyFramesAt48k * options_.sampleRate / 48000,
                                     [this](std::uint64_t generation) { onRunReady(generation); },
@@ -326,6 +327,11 @@ void Player::waitForReadAhead()
     readAhead_.waitUntilFull(*state_->run);
 }
 
+int Player::takePlayed(float* interleaved, int maxFrames)
+{
+    return static_cast<int>(played_.read(interleaved, maxFrames));
+}
+
 const Player::RenderState* Player::acquireState()
 {
     // A hazard pointer: once inUse_ names the state and it is still the published one, the
@@ -424,6 +430,7 @@ void Player::render(float* interleaved, int frames)
         done += count;
     }
     limiter_.process(interleaved, frames);
+    played_.write(interleaved, frames);
     run.consumed.store(consumed + frames, std::memory_order_release);
     renderCalls_.fetch_add(1);
     releaseState();

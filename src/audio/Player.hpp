@@ -15,6 +15,7 @@
 #include "audio/MediaTime.hpp"
 #include "audio/RenderGraph.hpp"
 #include "audio/RenderGraphReadAhead.hpp"
+#include "audio/SpscRing.hpp"
 #include "audio/TruePeakLimiter.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
@@ -111,6 +112,10 @@ public:
     // Blocks until the audio at the latest seek is ready (or the item's start). Not on the
     // render thread. For tests and benchmarks that drive render() themselves.
     void waitForReadAhead();
+    // Any one thread but the render thread (the loudness meter's): up to maxFrames interleaved
+    // stereo frames of what render() has played since the last call, oldest first. A reader
+    // that falls more than a second behind misses what did not fit.
+    int takePlayed(float* interleaved, int maxFrames);
 
     // Render thread: writes frames interleaved stereo frames of the mix (silence while paused).
     void render(float* interleaved, int frames);
@@ -184,6 +189,7 @@ private:
     std::vector<float> trackAudio_;
     std::vector<float> gains_;
     TruePeakLimiter limiter_; // the master stage
+    SpscRing played_;         // what render() played, for the loudness meter
     std::vector<float> primeBuffer_;
     int primeLeft_ = 0; // frames to feed the master stage before a run's first frame comes out
 

@@ -3,6 +3,7 @@
 // published fields (each assignment emits fieldChanged) and call its operations. Main thread only.
 #pragma once
 
+#include "audio/LoudnessMeter.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
 #include "base/SerialQueue.hpp"
@@ -30,6 +31,15 @@ namespace tw {
 class Player;
 class ExportSession;
 struct BuiltMix;
+struct Levels;
+
+// What the loudness meter shows, in LUFS (minus infinity while silent): the short-term loudness
+// of the last 3 seconds played and the integrated loudness since playback started.
+struct LoudnessReading {
+    double shortTerm = 0;
+    double integrated = 0;
+    bool operator==(const LoudnessReading&) const = default;
+};
 
 // The copied clips, the length of the copied range and the folder their paths belong to.
 struct AudioClipboard {
@@ -132,6 +142,12 @@ public:
     // The "Cancelar" beside the export progress.
     void cancelExport();
 
+    // ---- Export loudness and the loudness meter (StudioLoudness.cpp) ----
+    // The loudness the project's exports aim at (the podcast norm when it never chose).
+    LoudnessTarget loudnessTarget() const;
+    // The Audio menu's choice: an undo step, then the project is saved.
+    void setLoudnessTarget(LoudnessTarget target);
+
     // ---- Input devices (Studio.cpp) ----
     // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
     void refreshDevices();
@@ -220,6 +236,11 @@ public:
     std::int64_t playbackGeneration = 0;
     VoiceTreatment appliedTreatment;
 
+    // ---- Fields of the loudness meter ----
+    Published<std::optional<LoudnessReading>> loudness{this, StudioField::loudness};
+    // Measures what the player plays, off the render thread; made when playback starts.
+    std::unique_ptr<LoudnessMeter> loudnessMeter;
+
     // ---- Fields of the export ----
     Published<std::optional<float>> exportProgress{this, StudioField::exportProgress};
     // The running export and its progress poll.
@@ -264,6 +285,7 @@ private:
         std::filesystem::path temporary;
         TimeRange range;
         std::string title;
+        LoudnessTarget target;
     };
     void startExport(Result<BuiltMix> built, const ExportJob& job);
     void exportEnded(const ExportJob& job);
@@ -272,6 +294,10 @@ private:
     void startPlayer(Result<BuiltMix> built, std::int64_t generation);
     void startClock(std::int64_t generation);
     void followPlayer(double time);
+    // Loudness meter steps (StudioLoudness.cpp), main thread: a fresh measurement for a new
+    // playback, and what the player has played since the last step.
+    void startLoudness();
+    void measurePlayed();
 
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;

@@ -12,6 +12,10 @@
 #include <QPointer>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
 namespace tw {
 
 namespace {
@@ -19,6 +23,21 @@ namespace {
 constexpr double progressPollInterval = 0.2;
 const char* const nothingAudible =
     "No hay audio audible para exportar. Comprueba los clips y volúmenes.";
+
+// " · −16,0 LUFS · pico −1,2 dBTP": the measured figures of the file, a tenth each, with a
+// decimal comma; nothing when they could not be measured.
+std::string levelsText(const std::optional<Levels>& levels)
+{
+    if (!levels || !std::isfinite(levels->loudness) || !std::isfinite(levels->truePeak))
+        return {};
+    const auto figure = [](double value) {
+        const long tenths = std::lround(value * 10);
+        const long magnitude = std::labs(tenths);
+        return std::string(tenths < 0 ? "−" : "") + std::to_string(magnitude / 10) + "," +
+               std::to_string(magnitude % 10);
+    };
+    return " · " + figure(levels->loudness) + " LUFS · pico " + figure(levels->truePeak) + " dBTP";
+}
 
 } // namespace
 
@@ -42,7 +61,7 @@ void Studio::exportProject()
 
     ExportJob job{*destination,
                   std::filesystem::temp_directory_path() / (Uuid::random().text() + ".m4a"), *range,
-                  title()};
+                  title(), loudnessTarget()};
     (void)QtConcurrent::run(
         [project = project(), projectFolder = *folder(), job, studio = QPointer<Studio>(this)] {
             auto built =
@@ -73,6 +92,7 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
     const MediaTime start = MediaTime::fromSeconds(job.range.lower);
     activeExport->setTimeRange(start, MediaTime::fromSeconds(job.range.upper) - start);
     activeExport->setTitle(job.title);
+    activeExport->setLoudnessTarget(targetLoudness(job.target, activeExport->channels()));
     exportProgress = 0.0f;
     const QPointer<Studio> studio(this);
     exportPoll = scheduler_.every(progressPollInterval, [studio] {
@@ -103,7 +123,8 @@ void Studio::exportEnded(const ExportJob& job)
             finishExport(job, moved.error());
             return;
         }
-        message = "Exportación completada: " + job.destination.filename().string();
+        message = "Exportación completada: " + job.destination.filename().string() +
+                  levelsText(activeExport->levels());
         finishExport(job, std::nullopt);
         return;
     default:

@@ -115,6 +115,7 @@ void Studio::startClock(std::int64_t generation)
         });
     pauseEngaged = false;
     playing = true;
+    startLoudness();
     player->play();
 }
 
@@ -123,6 +124,7 @@ void Studio::followPlayer(double time)
     if (!std::isfinite(time))
         return;
     position = std::clamp(time, 0.0, std::max(duration(), 0.0));
+    measurePlayed();
     const double end = previewEnd.value_or(duration());
     if (end - earlyStopMargin <= position())
         pause();

@@ -1,8 +1,11 @@
 // The window's menu commands: "Archivo" (new, open, save, export), "Edición" (undo, redo) and
-// "Audio" (play, record, split, trim, delete, import). Each item is one call on the Studio; its
+// "Audio" (play, record, split, trim, delete, import, and the checkable group of the export
+// loudness: podcast, EBU R128 or none). Each item is one call on the Studio; its
 // enabling is evaluated again on every change the Studio publishes, and a disabled item ignores its
 // shortcut as well. Main thread.
 #pragma once
+
+#include "model/LoudnessTarget.hpp"
 
 #include <QObject>
 
@@ -40,6 +43,8 @@ public:
     QAction& trim() const { return *trim_; }
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
+    // The export loudness group, in menu order: podcast, EBU R128, none.
+    QAction& loudness(LoudnessTarget target) const;
 
     // What the two keys that depend on the state do (the items' own handlers).
     void playOrPause();
@@ -65,6 +70,9 @@ private:
     QAction* trim_;
     QAction* delete_;
     QAction* import_;
+    QAction* podcastLoudness_;
+    QAction* broadcastLoudness_;
+    QAction* noLoudness_;
 };
 
 } // namespace tw
