@@ -1,5 +1,7 @@
 // Tapewright ("Bobinet 2"): a desktop studio for one person recording a spoken-word programme.
-// One studio runs per user: a later launch hands the folder it was given to the running one.
+// One studio runs per user: a later launch hands the folder it was given to the running one, and
+// starts on its own when that one does not answer (the project folder lock keeps two studios off
+// one project).
 #include "base/MemoryTuning.hpp"
 #include "ui/MainWindow.hpp"
 #include "ui/SingleInstance.hpp"
@@ -40,7 +42,7 @@ int main(int argc, char** argv)
     tw::SingleInstance instance(tw::SingleInstance::defaultServerName());
     if (instance.handOver(path))
         return 0;
-    instance.listen(); // without it the studio still runs, only alone
+    instance.listen(); // takes over from one that hangs; without it the studio still runs alone
 
     // A stop request from the session quits like "Salir", so the project is saved first.
     tw::TerminationSignals stopRequests;

@@ -190,7 +190,7 @@ void tickWhileRecording(benchmark::State& state)
 {
     testing::TempFolder temp; // outlives the studio, which finishes the take into it
     testing::StudioFixture f;
-    f.inputOptions.bufferFrames = 480;
+    f.inputOptions.pieceFrames = 480;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
     f.host.newProjectAnswers.push_back(temp / "tick.podcastproject");

@@ -1,10 +1,12 @@
 #include "audio/CafWriter.hpp"
 
 #include "audio/AudioFileReader.hpp"
+#include "audio/SndfileError.hpp"
 
 #include <sndfile.h>
 
 #include <cstring>
+#include <optional>
 #include <vector>
 
 namespace tw {
@@ -64,11 +66,17 @@ public:
         if (!file_)
             return Error{"Audio", AudioFileError::write,
                          "El archivo «" + path_.filename().string() + "» ya está cerrado."};
+        // After a failed write libsndfile's idea of the end of the data is wrong: the next write
+        // would land over the beginning of the take. What the file holds stays as it is.
+        if (writeFailure_)
+            return *writeFailure_;
         const sf_count_t written = sf_writef_float(file_, samples, frames);
         if (written > 0)
             framesWritten_ += written;
-        if (written != frames)
-            return failure("No se pudo escribir el archivo de audio");
+        if (written != frames) {
+            writeFailure_ = failure("No se pudo escribir el archivo de audio");
+            return *writeFailure_;
+        }
         return {};
     }
 
@@ -81,7 +89,7 @@ public:
         if (status != 0)
             return Error{"Audio", AudioFileError::write,
                          "No se pudo cerrar el archivo de audio «" + path_.filename().string() +
-                             "»: " + sf_error_number(status)};
+                             "»: " + sndfileDescription(status)};
         return {};
     }
 
@@ -89,7 +97,7 @@ private:
     Error failure(const std::string& what) const
     {
         return Error{"Audio", AudioFileError::write,
-                     what + " «" + path_.filename().string() + "»: " + sf_strerror(file_)};
+                     what + " «" + path_.filename().string() + "»: " + sndfileDescription(file_)};
     }
 
     SNDFILE* file_;
@@ -97,6 +105,7 @@ private:
     int channels_;
     std::filesystem::path path_;
     std::int64_t framesWritten_ = 0;
+    std::optional<Error> writeFailure_;
     std::vector<float> scratch_;
 };
 
@@ -118,7 +127,7 @@ Result<std::unique_ptr<CafWriter>> CafWriter::create(const std::filesystem::path
     if (!file)
         return Error{"Audio", AudioFileError::write,
                      "No se pudo crear el archivo de audio «" + name +
-                         "»: " + sf_strerror(nullptr)};
+                         "»: " + sndfileDescription(nullptr)};
     sf_command(file, SFC_SET_UPDATE_HEADER_AUTO, nullptr, SF_TRUE);
     return std::unique_ptr<CafWriter>(
         std::make_unique<SndfileCafWriter>(file, sampleRate, channels, path));

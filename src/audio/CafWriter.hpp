@@ -20,7 +20,8 @@ public:
 
     virtual double sampleRate() const = 0;
     virtual int channels() const = 0;
-    // Appends frames from a list of any layout whose channels add up to channels().
+    // Appends frames from a list of any layout whose channels add up to channels(). Once a write
+    // has failed, every later one fails the same way and the file keeps what it holds.
     virtual Result<void> write(const AudioBufferList& list, int frames) = 0;
     virtual Result<void> writeInterleaved(const float* samples, int frames) = 0;
     virtual std::int64_t framesWritten() const = 0;

@@ -1,6 +1,7 @@
 #include "audio/FfmpegAudioFileReader.hpp"
 
 #include "audio/FfmpegError.hpp"
+#include "base/ReadableFile.hpp"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -9,8 +10,11 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace tw {
@@ -81,6 +85,35 @@ bool containerCountsFrames(const AVInputFormat* format)
     return name == "wav" || name == "caf" || name == "aiff" || name == "w64";
 }
 
+// The reader's own descriptor as FFmpeg's input, the same buffer size as its file protocol.
+constexpr int inputBufferSize = 32768;
+
+int readInput(void* opaque, std::uint8_t* buffer, int size)
+{
+    const int fd = *static_cast<const int*>(opaque);
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, static_cast<std::size_t>(size));
+        if (got > 0)
+            return static_cast<int>(got);
+        if (got == 0)
+            return AVERROR_EOF;
+        if (errno != EINTR)
+            return AVERROR(errno);
+    }
+}
+
+std::int64_t seekInput(void* opaque, std::int64_t offset, int whence)
+{
+    const int fd = *static_cast<const int*>(opaque);
+    if (whence & AVSEEK_SIZE) {
+        struct stat status {};
+        return ::fstat(fd, &status) == 0 ? static_cast<std::int64_t>(status.st_size)
+                                         : AVERROR(errno);
+    }
+    const off_t moved = ::lseek(fd, offset, whence & ~AVSEEK_FORCE);
+    return moved < 0 ? AVERROR(errno) : static_cast<std::int64_t>(moved);
+}
+
 } // namespace
 
 Result<std::unique_ptr<FfmpegAudioFileReader>>
@@ -89,6 +122,24 @@ FfmpegAudioFileReader::open(const std::filesystem::path& path)
     silenceFfmpegLog();
     std::unique_ptr<FfmpegAudioFileReader> reader(new FfmpegAudioFileReader);
     reader->path_ = path;
+    Result<ReadableFile> file = ReadableFile::open(path);
+    if (!file)
+        return Error{ErrorDomain::audio, AudioFileError::open, file.error().description};
+    reader->fd_ = file.value().release();
+    auto* buffer = static_cast<std::uint8_t*>(av_malloc(inputBufferSize));
+    if (buffer)
+        reader->io_ = avio_alloc_context(buffer, inputBufferSize, 0, &reader->fd_, readInput,
+                                         nullptr, seekInput);
+    reader->format_ = reader->io_ ? avformat_alloc_context() : nullptr;
+    if (!reader->format_) {
+        if (!reader->io_)
+            av_free(buffer);
+        return ffmpegError(AudioFileError::open, "No se pudo abrir el archivo de audio", path,
+                           AVERROR(ENOMEM));
+    }
+    reader->format_->pb = reader->io_;
+    reader->format_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    // The name still goes along: probing weighs the file's extension.
     const std::string name = path.string();
     int status = avformat_open_input(&reader->format_, name.c_str(), nullptr, nullptr);
     if (status < 0)
@@ -160,6 +211,11 @@ FfmpegAudioFileReader::~FfmpegAudioFileReader()
     av_packet_free(&packet_);
     avcodec_free_context(&codec_);
     avformat_close_input(&format_);
+    if (io_)
+        av_freep(&io_->buffer);
+    avio_context_free(&io_);
+    if (fd_ >= 0)
+        ::close(fd_);
 }
 
 std::int64_t FfmpegAudioFileReader::length() const

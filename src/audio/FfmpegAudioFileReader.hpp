@@ -7,6 +7,7 @@
 #include <optional>
 
 struct AVFormatContext;
+struct AVIOContext;
 struct AVCodecContext;
 struct AVPacket;
 struct AVFrame;
@@ -45,6 +46,10 @@ private:
     void copyOut(float* out, int offset, int frames) const;
 
     std::filesystem::path path_;
+    // The file is opened by the reader itself (see ReadableFile) and read through io_, so FFmpeg
+    // never opens a name that could block.
+    int fd_ = -1;
+    AVIOContext* io_ = nullptr;
     AVFormatContext* format_ = nullptr;
     AVCodecContext* codec_ = nullptr;
     AVPacket* packet_ = nullptr;

@@ -9,11 +9,38 @@ extern "C" {
 
 namespace tw {
 
+std::string ffmpegDescription(int averror)
+{
+    // AVERROR(e) is -e; FFmpeg's own codes are large negative tags.
+    if (averror < 0 && averror > -4096)
+        return systemDescription(-averror);
+    switch (averror) {
+    case AVERROR_INVALIDDATA:
+        return "Los datos del archivo no son válidos o están dañados.";
+    case AVERROR_EOF:
+        return "El archivo termina antes de lo esperado.";
+    case AVERROR_DEMUXER_NOT_FOUND:
+        return "El formato del archivo no se reconoce.";
+    case AVERROR_DECODER_NOT_FOUND:
+        return "No hay un decodificador para este formato de audio.";
+    case AVERROR_STREAM_NOT_FOUND:
+        return "El archivo no contiene audio.";
+    case AVERROR_ENCODER_NOT_FOUND:
+    case AVERROR_MUXER_NOT_FOUND:
+        return "Este tipo de archivo no se puede escribir.";
+    case AVERROR_PATCHWELCOME:
+        return "Esta variante del formato no es compatible.";
+    case AVERROR_PROTOCOL_NOT_FOUND:
+        return "No se puede acceder a esa ubicación.";
+    default:
+        return "Error al procesar el audio (código " + std::to_string(averror) + ").";
+    }
+}
+
 Error ffmpegError(int code, const std::string& what, const std::filesystem::path& file, int averror)
 {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(averror, text, sizeof text);
-    return Error{"Audio", code, what + " «" + file.filename().string() + "»: " + text};
+    return Error{"Audio", code,
+                 what + " «" + file.filename().string() + "»: " + ffmpegDescription(averror)};
 }
 
 void silenceFfmpegLog()

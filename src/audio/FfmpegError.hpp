@@ -1,4 +1,5 @@
-// Turns FFmpeg status codes into the "Audio" errors of the file layer, with FFmpeg's own text.
+// Turns FFmpeg status codes into the "Audio" errors of the file layer, described in Spanish
+// (FFmpeg's own texts are English).
 #pragma once
 
 #include "base/Error.hpp"
@@ -8,7 +9,10 @@
 
 namespace tw {
 
-// "<what> «<file name>»: <av_strerror text>"
+// What an FFmpeg status means, for a user: an AVERROR(errno) as the system's failure.
+std::string ffmpegDescription(int averror);
+
+// "<what> «<file name>»: <description>"
 Error ffmpegError(int code, const std::string& what, const std::filesystem::path& file,
                   int averror);
 

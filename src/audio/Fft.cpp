@@ -1,6 +1,7 @@
 #include "audio/Fft.hpp"
 
 #include "audio/AudioFileReader.hpp"
+#include "audio/FfmpegError.hpp"
 
 extern "C" {
 #include <libavutil/error.h>
@@ -24,10 +25,8 @@ Result<std::unique_ptr<Fft>> Fft::create(int size)
         size > 0 ? av_tx_init(&fft->context_, &function, AV_TX_FLOAT_FFT, 0, size, &scale, 0)
                  : AVERROR(EINVAL);
     if (status < 0) {
-        char text[AV_ERROR_MAX_STRING_SIZE] = {};
-        av_strerror(status, text, sizeof text);
         return Error{"Audio", AudioFileError::noAudio,
-                     std::string("No se pudo preparar la transformada: ") + text};
+                     "No se pudo preparar la transformada: " + ffmpegDescription(status)};
     }
     fft->transform_ = function;
     const std::size_t bytes = sizeof(Complex) * static_cast<std::size_t>(size);

@@ -34,10 +34,8 @@ bool aacEncoderAvailable()
 
 Error encoderError(int averror)
 {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(averror, text, sizeof text);
     return Error{ErrorDomain::exporting, ExportError::failed,
-                 std::string("No se pudo codificar el audio en AAC: ") + text};
+                 "No se pudo codificar el audio en AAC: " + ffmpegDescription(averror)};
 }
 
 M4aEncoder::~M4aEncoder()

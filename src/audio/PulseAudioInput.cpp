@@ -3,22 +3,14 @@
 #include "audio/Denormals.hpp"
 #include "audio/DeviceCatalog.hpp"
 
-#include <pulse/error.h>
 #include <pulse/introspect.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace tw {
 
 namespace {
-
-// Buffers of about this many frames reach the capture callback.
-constexpr std::uint32_t captureFragmentFrames = 4096;
-
-Error pulseError(int status)
-{
-    return Error{ErrorDomain::system, status, pa_strerror(status)};
-}
 
 struct SourceQuery {
     PulseContext* pulse;
@@ -52,19 +44,6 @@ void onSourceInfo(pa_context*, const pa_source_info* info, int eol, void* userda
         query->entries.push_back({info->name, info->sample_spec, info->channel_map});
 }
 
-struct OperationOutcome {
-    PulseContext* pulse;
-    bool succeeded = false;
-};
-
-// Loop thread.
-void onStreamOperation(pa_stream*, int success, void* userdata)
-{
-    auto* outcome = static_cast<OperationOutcome*>(userdata);
-    outcome->succeeded = success != 0;
-    outcome->pulse->signal();
-}
-
 } // namespace
 
 struct PulseAudioInput::SourceChoice {
@@ -77,26 +56,19 @@ PulseAudioInput::PulseAudioInput() = default;
 
 PulseAudioInput::~PulseAudioInput()
 {
-    relay_.setHandler(nullptr);
+    stream_.setConfigurationChangeHandler(nullptr);
     stop();
-    std::lock_guard lock(control_);
-    pulse_.reset(); // before the relay its disconnect handler notifies
 }
 
 void PulseAudioInput::setCaptureCallback(CaptureCallback callback)
 {
     std::lock_guard lock(control_);
-    if (pulse_) {
-        PulseContext::Lock loopLock(*pulse_); // the capture thread reads it under this lock
-        capture_ = std::move(callback);
-    } else {
-        capture_ = std::move(callback);
-    }
+    capture_ = std::move(callback);
 }
 
 void PulseAudioInput::setConfigurationChangeHandler(ConfigurationChangeHandler handler)
 {
-    relay_.setHandler(std::move(handler));
+    stream_.setConfigurationChangeHandler(std::move(handler));
 }
 
 StreamFormat PulseAudioInput::format() const
@@ -107,13 +79,14 @@ StreamFormat PulseAudioInput::format() const
 
 Result<PulseAudioInput::SourceChoice> PulseAudioInput::findSource(std::uint32_t sourceId)
 {
-    PulseContext::Lock lock(*pulse_);
-    SourceQuery query{pulse_.get(), {}, {}};
+    PulseContext& pulse = stream_.pulse();
+    PulseContext::Lock lock(pulse);
+    SourceQuery query{&pulse, {}, {}};
     if (sourceId == 0 &&
-        !pulse_->finish(pa_context_get_server_info(pulse_->context(), &onServerInfo, &query)))
-        return AudioInputErrors::sourceUnavailable(pulse_->lastError());
-    if (!pulse_->finish(pa_context_get_source_info_list(pulse_->context(), &onSourceInfo, &query)))
-        return AudioInputErrors::sourceUnavailable(pulse_->lastError());
+        !pulse.finish(pa_context_get_server_info(pulse.context(), &onServerInfo, &query)))
+        return AudioInputErrors::sourceUnavailable(pulse.lastError());
+    if (!pulse.finish(pa_context_get_source_info_list(pulse.context(), &onSourceInfo, &query)))
+        return AudioInputErrors::sourceUnavailable(pulse.lastError());
     for (const auto& entry : query.entries) {
         bool chosen = sourceId == 0 ? entry.name == query.defaultName
                                     : captureSourceId(entry.name) == sourceId;
@@ -123,19 +96,12 @@ Result<PulseAudioInput::SourceChoice> PulseAudioInput::findSource(std::uint32_t 
     return AudioInputErrors::sourceUnavailable(PA_ERR_NOENTITY);
 }
 
-Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId)
+Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId, int blockFrames)
 {
     stop();
     std::lock_guard lock(control_);
-    if (pulse_ && !pulse_->isConnected())
-        pulse_.reset(); // a broken connection is replaced (never destroyed under its lock)
-    if (!pulse_) {
-        auto connected = PulseContext::connect("Tapewright capture");
-        if (!connected)
-            return AudioInputErrors::sourceUnavailable(connected.error().code);
-        pulse_ = std::move(connected).value();
-        pulse_->setDisconnectHandler([this] { lost(); });
-    }
+    if (auto connected = stream_.connect(); !connected)
+        return AudioInputErrors::sourceUnavailable(connected.error().code);
 
     auto choice = findSource(sourceId);
     if (!choice)
@@ -144,39 +110,29 @@ Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId)
     if (sourceSpec.rate == 0 || sourceSpec.channels == 0)
         return AudioInputErrors::invalidFormat();
 
-    pa_sample_spec sampleSpec{PA_SAMPLE_FLOAT32NE, sourceSpec.rate, sourceSpec.channels};
-    const pa_channel_map* map =
-        choice.value().map.channels == sampleSpec.channels ? &choice.value().map : nullptr;
-
-    PulseContext::Lock loopLock(*pulse_);
-    stream_ = pa_stream_new(pulse_->context(), "Grabación", &sampleSpec, map);
-    if (!stream_)
-        return AudioInputErrors::sourceUnavailable(pulse_->lastError());
-    pa_stream_set_state_callback(stream_, &PulseAudioInput::onStreamState, this);
-    pa_stream_set_read_callback(stream_, &PulseAudioInput::onReadable, this);
-
-    frameBytes_ = static_cast<int>(pa_frame_size(&sampleSpec));
-    pa_buffer_attr attributes{};
-    attributes.maxlength = static_cast<std::uint32_t>(-1);
-    attributes.fragsize = captureFragmentFrames * static_cast<std::uint32_t>(frameBytes_);
-    // Not moved to another source when this one goes: an unplugged microphone ends the take
-    // rather than silently continuing from a different one.
-    auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_DONT_MOVE |
-                                                PA_STREAM_ADJUST_LATENCY);
-    bool connected =
-        pa_stream_connect_record(stream_, choice.value().name.c_str(), &attributes, flags) == 0 &&
-        pulse_->waitUntil([this] {
-            auto state = pa_stream_get_state(stream_);
-            return state == PA_STREAM_READY || state == PA_STREAM_FAILED ||
-                   state == PA_STREAM_TERMINATED;
-        }) &&
-        pa_stream_get_state(stream_) == PA_STREAM_READY;
-    if (!connected) {
-        int status = pulse_->lastError();
-        closeStream();
-        return AudioInputErrors::sourceUnavailable(status == PA_OK ? PA_ERR_NOENTITY : status);
-    }
-    format_ = StreamFormat{static_cast<double>(sampleSpec.rate), sampleSpec.channels,
+    PulseStream::Setup setup;
+    setup.name = "Grabación";
+    setup.sampleSpec = pa_sample_spec{PA_SAMPLE_FLOAT32NE, sourceSpec.rate, sourceSpec.channels};
+    setup.map = choice.value().map.channels == sourceSpec.channels ? &choice.value().map : nullptr;
+    frameBytes_ = pa_frame_size(&setup.sampleSpec);
+    // No stream yet: nothing reads the blocks while they are made.
+    blocks_.prepare(sourceSpec.channels, blockFrames, capture_);
+    setup.configure = [this](pa_stream* stream) {
+        pa_stream_set_read_callback(stream, &PulseAudioInput::onReadable, this);
+    };
+    setup.connect = [&](pa_stream* stream) {
+        pa_buffer_attr attributes{};
+        attributes.maxlength = static_cast<std::uint32_t>(-1);
+        attributes.fragsize = static_cast<std::uint32_t>(std::max(blockFrames, 1) * frameBytes_);
+        // Not moved to another source when this one goes: an unplugged microphone ends the take
+        // rather than silently continuing from a different one.
+        auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_DONT_MOVE |
+                                                    PA_STREAM_ADJUST_LATENCY);
+        return pa_stream_connect_record(stream, choice.value().name.c_str(), &attributes, flags);
+    };
+    if (auto opened = stream_.open(setup); !opened)
+        return AudioInputErrors::sourceUnavailable(opened.error().code);
+    format_ = StreamFormat{static_cast<double>(sourceSpec.rate), sourceSpec.channels,
                            SampleType::float32, true};
     return format_;
 }
@@ -184,96 +140,72 @@ Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId)
 Result<void> PulseAudioInput::start()
 {
     std::lock_guard lock(control_);
-    if (!stream_)
+    if (!stream_.isOpen())
         return AudioInputErrors::sourceUnavailable(PA_ERR_BADSTATE);
     started_ = true;
     paused_ = false;
-    running_ = true;
+    stream_.setRunning(true);
     auto uncorked = cork(false);
     if (!uncorked)
-        running_ = false;
+        stream_.setRunning(false);
     return uncorked;
 }
 
 Result<void> PulseAudioInput::setPaused(bool paused)
 {
     std::lock_guard lock(control_);
-    if (!started_ || !stream_)
+    if (!started_ || !stream_.isOpen())
         return {};
     if (paused)
-        running_ = false;
+        stream_.setRunning(false);
     auto result = cork(paused);
+    if (paused)
+        handOverGathered(); // also when the stream is gone: what was gathered is kept
     if (!result)
         return result;
     paused_ = paused;
-    running_ = !paused;
+    stream_.setRunning(!paused);
     return {};
 }
 
 // With control_ held.
 Result<void> PulseAudioInput::cork(bool corked)
 {
-    PulseContext::Lock loopLock(*pulse_);
-    if (pa_stream_get_state(stream_) != PA_STREAM_READY)
-        return pulseError(PA_ERR_BADSTATE);
-    OperationOutcome outcome{pulse_.get()};
-    bool finished =
-        pulse_->finish(pa_stream_cork(stream_, corked ? 1 : 0, &onStreamOperation, &outcome));
-    if (!finished || !outcome.succeeded) {
-        int status = pulse_->lastError();
-        return pulseError(status == PA_OK ? PA_ERR_TIMEOUT : status);
-    }
-    return {};
+    auto result = stream_.cork(corked);
+    // The source or the server went away since the stream opened.
+    if (!result && result.error().code == PA_ERR_BADSTATE)
+        return AudioInputErrors::sourceLost(PA_ERR_BADSTATE);
+    return result;
 }
 
 void PulseAudioInput::stop()
 {
     std::lock_guard lock(control_);
-    running_ = false;
     started_ = false;
     paused_ = false;
-    if (stream_) {
-        PulseContext::Lock loopLock(*pulse_);
-        closeStream();
-    }
+    if (stream_.isOpen())
+        handOverGathered();
+    stream_.close();
 }
 
-// With the loop locked.
-void PulseAudioInput::closeStream()
+void PulseAudioInput::handOverGathered()
 {
-    pa_stream_set_state_callback(stream_, nullptr, nullptr);
-    pa_stream_set_read_callback(stream_, nullptr, nullptr);
-    if (pa_stream_get_state(stream_) == PA_STREAM_READY)
-        pa_stream_disconnect(stream_);
-    pa_stream_unref(stream_);
-    stream_ = nullptr;
+    PulseContext::Lock loopLock(stream_.pulse());
+    if (stream_.ready())
+        readPieces(stream_.stream());
+    blocks_.flush();
 }
 
-// Loop thread.
-void PulseAudioInput::lost()
-{
-    // Only a capture in progress is interrupted; an idle input has nothing to report.
-    if (!stream_)
-        return;
-    running_ = false;
-    relay_.notify();
-}
-
-// Loop thread.
-void PulseAudioInput::onStreamState(pa_stream* stream, void* userdata)
-{
-    auto* self = static_cast<PulseAudioInput*>(userdata);
-    self->pulse_->signal();
-    auto state = pa_stream_get_state(stream);
-    if (state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED)
-        self->lost();
-}
-
-// Loop thread, the capture thread: hands the server's own memory to the callback, no copy.
+// Loop thread, the capture thread.
 void PulseAudioInput::onReadable(pa_stream* stream, std::size_t, void* userdata)
 {
-    auto* self = static_cast<PulseAudioInput*>(userdata);
     ScopedDenormalsOff denormals;
+    static_cast<PulseAudioInput*>(userdata)->readPieces(stream);
+}
+
+// With the loop locked: gathers every piece the server has ready, straight from its memory.
+void PulseAudioInput::readPieces(pa_stream* stream)
+{
     for (;;) {
         std::size_t readable = pa_stream_readable_size(stream);
         if (readable == static_cast<std::size_t>(-1) || readable == 0)
@@ -283,11 +215,9 @@ void PulseAudioInput::onReadable(pa_stream* stream, std::size_t, void* userdata)
         if (pa_stream_peek(stream, &data, &bytes) < 0 || bytes == 0)
             return;
         // A hole (data lost by the server) is skipped: there is nothing to deliver for it.
-        int frames = static_cast<int>(bytes / static_cast<std::size_t>(self->frameBytes_));
-        if (data && frames > 0 && self->capture_) {
-            auto* samples = static_cast<float*>(const_cast<void*>(data));
-            self->capture_(AudioBufferList::interleaved(samples, self->format_.channels), frames);
-        }
+        const int frames = static_cast<int>(bytes / frameBytes_);
+        if (data && frames > 0)
+            blocks_.push(static_cast<const float*>(data), frames);
         pa_stream_drop(stream);
     }
 }

@@ -1,15 +1,12 @@
 // Capture from a PulseAudio source: a record stream in float32 at the source's own rate and
-// channel count, delivered interleaved on the stream's main-loop thread (the capture thread).
+// channel count. The server's pieces are gathered on the stream's main-loop thread (the capture
+// thread) into interleaved blocks of the size asked for.
 #pragma once
 
 #include "audio/AudioInput.hpp"
-#include "audio/EventRelay.hpp"
-#include "audio/PulseContext.hpp"
+#include "audio/CaptureBlocks.hpp"
+#include "audio/PulseStream.hpp"
 
-#include <pulse/stream.h>
-
-#include <atomic>
-#include <memory>
 #include <mutex>
 
 namespace tw {
@@ -21,11 +18,11 @@ public:
 
     void setCaptureCallback(CaptureCallback callback) override;
     void setConfigurationChangeHandler(ConfigurationChangeHandler handler) override;
-    Result<StreamFormat> open(std::uint32_t sourceId) override;
+    Result<StreamFormat> open(std::uint32_t sourceId, int blockFrames) override;
     Result<void> start() override;
     Result<void> setPaused(bool paused) override;
     void stop() override;
-    bool isRunning() const override { return running_.load(); }
+    bool isRunning() const override { return stream_.isRunning(); }
     StreamFormat format() const override;
 
 private:
@@ -33,22 +30,21 @@ private:
     // With control_ held.
     Result<SourceChoice> findSource(std::uint32_t sourceId);
     Result<void> cork(bool corked);
-    void closeStream();
-    // Loop thread: the stream or the connection is gone.
-    void lost();
-    static void onStreamState(pa_stream* stream, void* self);
+    // With control_ held: takes what the server still has for the stream and hands over the
+    // partial block.
+    void handOverGathered();
+    // Loop thread, the capture thread.
     static void onReadable(pa_stream* stream, std::size_t bytes, void* self);
+    void readPieces(pa_stream* stream);
 
     mutable std::mutex control_;
-    EventRelay relay_;
-    std::unique_ptr<PulseContext> pulse_;
-    pa_stream* stream_ = nullptr;
+    PulseStream stream_{"Tapewright capture"};
     CaptureCallback capture_;
+    CaptureBlocks blocks_;
     StreamFormat format_;
-    int frameBytes_ = 0;
+    std::size_t frameBytes_ = 0;
     bool started_ = false;
     bool paused_ = false;
-    std::atomic<bool> running_{false};
 };
 
 } // namespace tw

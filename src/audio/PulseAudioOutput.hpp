@@ -4,13 +4,8 @@
 #pragma once
 
 #include "audio/AudioOutput.hpp"
-#include "audio/EventRelay.hpp"
-#include "audio/PulseContext.hpp"
+#include "audio/PulseStream.hpp"
 
-#include <pulse/stream.h>
-
-#include <atomic>
-#include <memory>
 #include <mutex>
 
 namespace tw {
@@ -29,30 +24,21 @@ public:
     Result<void> pause() override;
     Result<void> flush() override;
     void close() override;
-    bool isRunning() const override { return running_.load(); }
+    bool isRunning() const override { return stream_.isRunning(); }
     StreamFormat format() const override;
     // Any thread but the render thread; takes the main-loop lock for a moment.
     std::int64_t framesPlayed() const override;
     double latency() const override;
 
 private:
-    // With control_ held.
-    Result<void> cork(bool corked);
-    void closeStream();
-    // Loop thread: the stream or the connection is gone.
-    void lost();
-    static void onStreamState(pa_stream* stream, void* self);
     static void onWritable(pa_stream* stream, std::size_t bytes, void* self);
 
     mutable std::mutex control_;
-    EventRelay relay_;
-    std::unique_ptr<PulseContext> pulse_;
-    pa_stream* stream_ = nullptr;
+    PulseStream stream_{"Tapewright playback"};
     RenderCallback render_;
     StreamFormat format_;
     std::size_t frameBytes_ = 0;
     mutable std::int64_t lastFramesPlayed_ = 0;
-    std::atomic<bool> running_{false};
 };
 
 } // namespace tw

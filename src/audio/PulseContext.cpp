@@ -1,6 +1,6 @@
 #include "audio/PulseContext.hpp"
 
-#include <pulse/error.h>
+#include <pulse/def.h>
 #include <pulse/operation.h>
 #include <pulse/rtclock.h>
 
@@ -8,9 +8,48 @@ namespace tw {
 
 namespace {
 
-Error pulseError(int status)
+const char* pulseDescription(int status)
 {
-    return Error{ErrorDomain::system, status, pa_strerror(status)};
+    switch (status) {
+    case PA_ERR_ACCESS:
+        return "El servidor de sonido denegó el acceso.";
+    case PA_ERR_INVALID:
+        return "El servidor de sonido rechazó un valor no válido.";
+    case PA_ERR_EXIST:
+        return "Ese elemento ya existe en el servidor de sonido.";
+    case PA_ERR_NOENTITY:
+        return "El dispositivo de audio no existe o se desconectó.";
+    case PA_ERR_CONNECTIONREFUSED:
+        return "El servidor de sonido no acepta la conexión; puede que no esté en marcha.";
+    case PA_ERR_TIMEOUT:
+        return "El servidor de sonido no responde.";
+    case PA_ERR_AUTHKEY:
+        return "Falta la clave para conectarse al servidor de sonido.";
+    case PA_ERR_CONNECTIONTERMINATED:
+        return "Se perdió la conexión con el servidor de sonido.";
+    case PA_ERR_KILLED:
+        return "El servidor de sonido cerró el dispositivo de audio.";
+    case PA_ERR_INVALIDSERVER:
+        return "La dirección del servidor de sonido no es válida.";
+    case PA_ERR_BADSTATE:
+        return "El dispositivo de audio ya no está activo: se desconectó o el servidor de sonido "
+               "se detuvo.";
+    case PA_ERR_VERSION:
+        return "La versión del servidor de sonido no es compatible.";
+    case PA_ERR_TOOLARGE:
+        return "El servidor de sonido no admite un bloque de audio tan grande.";
+    case PA_ERR_NOTSUPPORTED:
+    case PA_ERR_NOEXTENSION:
+    case PA_ERR_OBSOLETE:
+    case PA_ERR_NOTIMPLEMENTED:
+        return "El servidor de sonido no admite esta operación.";
+    case PA_ERR_IO:
+        return "Error de entrada o salida en el servidor de sonido.";
+    case PA_ERR_BUSY:
+        return "El dispositivo de audio está ocupado.";
+    default:
+        return nullptr;
+    }
 }
 
 struct Deadline {
@@ -31,6 +70,15 @@ bool isFinal(pa_context_state_t state)
 }
 
 } // namespace
+
+Error pulseError(int status)
+{
+    const char* description = pulseDescription(status);
+    return Error{ErrorDomain::system, status,
+                 description
+                     ? description
+                     : "Error del servidor de sonido (código " + std::to_string(status) + ")."};
+}
 
 Result<std::unique_ptr<PulseContext>> PulseContext::connect(const std::string& clientName,
                                                             std::chrono::milliseconds timeout)

@@ -16,6 +16,9 @@
 
 namespace tw {
 
+// A status of the sound server as an error of the system domain, described in Spanish.
+Error pulseError(int status);
+
 class PulseContext {
 public:
     static constexpr std::chrono::milliseconds connectTimeout{1000};

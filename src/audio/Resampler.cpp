@@ -1,5 +1,7 @@
 #include "audio/Resampler.hpp"
 
+#include "audio/FfmpegError.hpp"
+
 extern "C" {
 #include <libavutil/channel_layout.h>
 #include <libavutil/error.h>
@@ -20,11 +22,9 @@ constexpr int filterSize = 32;
 
 Error resamplerError(int status, int inputRate, int outputRate)
 {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(status, text, sizeof text);
     return Error{"Audio", 8,
                  "No se pudo convertir el audio de " + std::to_string(inputRate) + " Hz a " +
-                     std::to_string(outputRate) + " Hz: " + text};
+                     std::to_string(outputRate) + " Hz: " + ffmpegDescription(status)};
 }
 
 } // namespace

@@ -50,7 +50,7 @@ void SimulatedAudioInput::setConfigurationChangeHandler(ConfigurationChangeHandl
     changeHandler_ = std::move(handler);
 }
 
-Result<StreamFormat> SimulatedAudioInput::open(std::uint32_t sourceId)
+Result<StreamFormat> SimulatedAudioInput::open(std::uint32_t sourceId, int blockFrames)
 {
     stop();
     std::lock_guard lock(mutex_);
@@ -60,10 +60,14 @@ Result<StreamFormat> SimulatedAudioInput::open(std::uint32_t sourceId)
         return AudioInputErrors::sourceUnavailable(missingSourceStatus);
     if (options_.format.sampleRate <= 0 || options_.format.channels <= 0)
         return AudioInputErrors::invalidFormat();
-    buffer_.assign(static_cast<std::size_t>(options_.bufferFrames) * options_.format.channels,
-                   0.0f);
+    piece_.assign(static_cast<std::size_t>(std::max(options_.pieceFrames, 1)) *
+                      options_.format.channels,
+                  0.0f);
+    blocks_.prepare(options_.format.channels, blockFrames, capture_);
+    pieceSizes_.seed(1);
     openedSource_ = sourceId;
     opened_ = true;
+    generated_ = 0;
     delivered_ = 0;
     return options_.format;
 }
@@ -85,21 +89,25 @@ Result<void> SimulatedAudioInput::start()
 
 Result<void> SimulatedAudioInput::setPaused(bool paused)
 {
-    {
-        std::lock_guard lock(mutex_);
-        if (!started_ || quit_)
-            return {};
-        if (!paused && resumeFailure_) {
-            Error failure = *resumeFailure_;
-            resumeFailure_.reset();
-            return failure;
-        }
-        paused_ = paused;
-        // Real time resumes from now: the pause is not made up for with a burst.
-        auto elapsed = std::chrono::duration<double>(delivered_ / options_.format.sampleRate);
-        paceOrigin_ = Clock::now() - std::chrono::duration_cast<Clock::duration>(elapsed);
+    std::unique_lock lock(mutex_);
+    if (!started_)
+        return {};
+    if (quit_) // it disappeared
+        return AudioInputErrors::sourceLost(missingSourceStatus);
+    if (!paused && resumeFailure_) {
+        Error failure = *resumeFailure_;
+        resumeFailure_.reset();
+        return failure;
     }
+    paused_ = paused;
+    // Real time resumes from now: the pause is not made up for with a burst.
+    auto elapsed = std::chrono::duration<double>(generated_ / options_.format.sampleRate);
+    paceOrigin_ = Clock::now() - std::chrono::duration_cast<Clock::duration>(elapsed);
     wake_.notify_all();
+    // The partial block is handed over before the pause returns, unless the pause comes from
+    // the capture callback itself (then the delivery thread hands it over on its way out).
+    if (paused && thread_.get_id() != std::this_thread::get_id())
+        wake_.wait(lock, [this] { return parked_ || quit_; });
     return {};
 }
 
@@ -180,7 +188,8 @@ std::int64_t SimulatedAudioInput::waitForFrames(std::int64_t frames,
                                                 std::chrono::milliseconds timeout)
 {
     std::unique_lock lock(mutex_);
-    wake_.wait_for(lock, timeout, [&] { return delivered_ >= frames || ended() || quit_; });
+    wake_.wait_for(lock, timeout,
+                   [&] { return delivered_ >= frames || (ended() && parked_) || quit_; });
     return delivered_;
 }
 
@@ -191,33 +200,51 @@ void SimulatedAudioInput::deliver()
     const int channels = options_.format.channels;
     std::unique_lock lock(mutex_);
     for (;;) {
-        wake_.wait(lock, [this] { return quit_ || (!paused_ && !ended()); });
-        if (quit_)
+        if ((quit_ || paused_ || ended()) && !park(lock))
             return;
-        std::int64_t first = delivered_;
-        int frames = options_.bufferFrames;
+        const std::int64_t first = generated_;
+        int frames = nextPieceFrames();
         if (options_.length >= 0)
             frames = static_cast<int>(std::min<std::int64_t>(frames, options_.length - first));
-        // Set only while stopped, so it can be read without the lock.
-        const CaptureCallback& capture = capture_;
         lock.unlock();
 
         for (int f = 0; f < frames; ++f)
             for (int c = 0; c < channels; ++c)
-                buffer_[static_cast<std::size_t>(f) * channels + c] = signal_(first + f, c);
-        if (capture)
-            capture(AudioBufferList::interleaved(buffer_.data(), channels), frames);
+                piece_[static_cast<std::size_t>(f) * channels + c] = signal_(first + f, c);
+        blocks_.push(piece_.data(), frames);
 
         lock.lock();
-        delivered_ += frames;
+        generated_ += frames;
+        delivered_ = blocks_.framesDelivered();
         wake_.notify_all();
         if (options_.pace == Pace::realTime) {
             auto due = paceOrigin_ +
                        std::chrono::duration_cast<Clock::duration>(
-                           std::chrono::duration<double>(delivered_ / options_.format.sampleRate));
-            wake_.wait_until(lock, due, [this] { return quit_; });
+                           std::chrono::duration<double>(generated_ / options_.format.sampleRate));
+            wake_.wait_until(lock, due, [this] { return quit_ || paused_; });
         }
     }
+}
+
+bool SimulatedAudioInput::park(std::unique_lock<std::mutex>& lock)
+{
+    lock.unlock();
+    blocks_.flush();
+    lock.lock();
+    delivered_ = blocks_.framesDelivered();
+    parked_ = true;
+    wake_.notify_all();
+    wake_.wait(lock, [this] { return quit_ || (!paused_ && !ended()); });
+    parked_ = false;
+    return !quit_;
+}
+
+int SimulatedAudioInput::nextPieceFrames()
+{
+    const int most = std::max(options_.pieceFrames, 1);
+    if (!options_.randomPieces)
+        return most;
+    return std::uniform_int_distribution<int>(1, most)(pieceSizes_);
 }
 
 } // namespace tw

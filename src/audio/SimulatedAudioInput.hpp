@@ -1,13 +1,16 @@
-// An audio input for tests: it delivers a given signal in buffers of a chosen size on a thread
-// of its own, as fast as the callback takes them or at the pace of real time. It can be told to
-// disappear like an unplugged microphone and to fail the next resume.
+// An audio input for tests: it produces a given signal in pieces like a sound server's (of a
+// chosen size, or of random sizes) on a thread of its own, as fast as the callback takes them or
+// at the pace of real time, and gathers them into blocks exactly as the real input does. It can
+// be told to disappear like an unplugged microphone and to fail the next resume.
 #pragma once
 
 #include "audio/AudioInput.hpp"
+#include "audio/CaptureBlocks.hpp"
 
 #include <chrono>
 #include <condition_variable>
 #include <optional>
+#include <random>
 #include <set>
 #include <thread>
 #include <vector>
@@ -22,10 +25,14 @@ public:
 
     struct Options {
         StreamFormat format{48000, 1, SampleType::float32, true};
-        int bufferFrames = 4096;
+        // The frames of each piece the simulated server hands over.
+        int pieceFrames = 4096;
         Pace pace = Pace::asFastAsPossible;
-        // Frames of signal in all; -1 for an endless one. The last buffer may be shorter.
+        // Frames of signal in all; -1 for an endless one. The last piece may be shorter.
         std::int64_t length = -1;
+        // Each piece 1 to pieceFrames frames long, at random (the same sizes on every run), as a
+        // server hands them over while something plays.
+        bool randomPieces = false;
     };
 
     SimulatedAudioInput(Options options, Signal signal);
@@ -35,7 +42,7 @@ public:
 
     void setCaptureCallback(CaptureCallback callback) override;
     void setConfigurationChangeHandler(ConfigurationChangeHandler handler) override;
-    Result<StreamFormat> open(std::uint32_t sourceId) override;
+    Result<StreamFormat> open(std::uint32_t sourceId, int blockFrames) override;
     Result<void> start() override;
     Result<void> setPaused(bool paused) override;
     void stop() override;
@@ -53,8 +60,8 @@ public:
     std::uint32_t openedSource() const;
     // Frames handed to the capture callback since open().
     std::int64_t framesDelivered() const;
-    // Waits until at least `frames` were delivered or the signal ended (or the timeout passed);
-    // returns the frames delivered.
+    // Waits until at least `frames` were delivered, or the whole signal was (or the timeout
+    // passed); returns the frames delivered.
     std::int64_t waitForFrames(std::int64_t frames,
                                std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
@@ -63,12 +70,18 @@ private:
 
     // Delivery thread.
     void deliver();
-    bool ended() const { return options_.length >= 0 && delivered_ >= options_.length; }
+    // Delivery thread, with mutex_ held: hands over the partial block and waits until there is
+    // more to deliver. False when the input quits.
+    bool park(std::unique_lock<std::mutex>& lock);
+    int nextPieceFrames();
+    bool ended() const { return options_.length >= 0 && generated_ >= options_.length; }
     void joinDelivery();
 
     Options options_;
     Signal signal_;
-    std::vector<float> buffer_;
+    std::vector<float> piece_;
+    CaptureBlocks blocks_;
+    std::minstd_rand pieceSizes_;
 
     mutable std::mutex mutex_;
     std::condition_variable wake_;
@@ -82,6 +95,8 @@ private:
     bool started_ = false;
     bool paused_ = false;
     bool quit_ = false;
+    bool parked_ = false;
+    std::int64_t generated_ = 0;
     std::int64_t delivered_ = 0;
     Clock::time_point paceOrigin_;
     std::thread thread_;

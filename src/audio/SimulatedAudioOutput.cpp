@@ -1,9 +1,9 @@
 #include "audio/SimulatedAudioOutput.hpp"
 
 #include "audio/Denormals.hpp"
+#include "audio/PulseContext.hpp"
 
 #include <pulse/def.h>
-#include <pulse/error.h>
 
 #include <algorithm>
 
@@ -34,7 +34,7 @@ Result<StreamFormat> SimulatedAudioOutput::open(StreamFormat format)
         return error;
     }
     if (!(format.sampleRate > 0) || format.channels <= 0)
-        return Error{ErrorDomain::system, PA_ERR_INVALID, pa_strerror(PA_ERR_INVALID)};
+        return pulseError(PA_ERR_INVALID);
     format_ = StreamFormat{format.sampleRate, format.channels, SampleType::float32, true};
     block_.assign(static_cast<std::size_t>(blockFrames_) * format.channels, 0.0f);
     open_ = true;
@@ -52,7 +52,7 @@ Result<void> SimulatedAudioOutput::start()
         return error;
     }
     if (!open_)
-        return Error{ErrorDomain::system, PA_ERR_BADSTATE, pa_strerror(PA_ERR_BADSTATE)};
+        return pulseError(PA_ERR_BADSTATE);
     started_ = true;
     return {};
 }

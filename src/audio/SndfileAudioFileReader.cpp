@@ -1,9 +1,12 @@
 #include "audio/SndfileAudioFileReader.hpp"
 
+#include "audio/SndfileError.hpp"
+#include "base/ReadableFile.hpp"
+
 #include <sndfile.h>
 
-#include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 namespace tw {
 
@@ -53,7 +56,7 @@ private:
     Error failure(int code, const std::string& what) const
     {
         return Error{"Audio", code,
-                     what + " «" + path_.filename().string() + "»: " + sf_strerror(file_)};
+                     what + " «" + path_.filename().string() + "»: " + sndfileDescription(file_)};
     }
 
     SNDFILE* file_;
@@ -68,14 +71,10 @@ namespace {
 
 // Only CAF and RIFF/WAVE files are worth handing to libsndfile; anything else (MP3 above all,
 // which libsndfile would scan on its own) goes straight to FFmpeg.
-bool looksLikeCafOrWav(const std::filesystem::path& path)
+bool looksLikeCafOrWav(int fd)
 {
     char magic[12] = {};
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file)
-        return false;
-    const std::size_t got = std::fread(magic, 1, sizeof magic, file);
-    std::fclose(file);
+    const ssize_t got = ::pread(fd, magic, sizeof magic, 0);
     return (got >= 4 && std::memcmp(magic, "caff", 4) == 0) ||
            (got == 12 && std::memcmp(magic, "RIFF", 4) == 0 &&
             std::memcmp(magic + 8, "WAVE", 4) == 0);
@@ -85,10 +84,12 @@ bool looksLikeCafOrWav(const std::filesystem::path& path)
 
 std::unique_ptr<AudioFileReader> openFloatFileWithSndfile(const std::filesystem::path& path)
 {
-    if (!looksLikeCafOrWav(path))
+    // Whatever this route cannot open, FFmpeg's route opens or reports.
+    Result<ReadableFile> opened = ReadableFile::open(path);
+    if (!opened || !looksLikeCafOrWav(opened.value().descriptor()))
         return nullptr;
     SF_INFO info{};
-    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    SNDFILE* file = sf_open_fd(opened.value().release(), SFM_READ, &info, SF_TRUE);
     if (!file)
         return nullptr;
     const int container = info.format & SF_FORMAT_TYPEMASK;

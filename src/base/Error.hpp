@@ -23,7 +23,9 @@ struct Error {
     bool operator==(const Error&) const = default;
 };
 
-// An error of the system status domain from an errno value, described by strerror.
+// What an errno value means, in Spanish; unknown values say their number.
+std::string systemDescription(int errnoValue);
+// An error of the system status domain from an errno value, with that description.
 Error systemError(int errnoValue);
 // The same, with the errno value prefixed by what was being done ("No se pudo crear …").
 Error systemError(int errnoValue, const std::string& context);

@@ -55,7 +55,7 @@ Result<void> DiskRecorder::start(const std::filesystem::path& url,
         if (changeHandler_)
             changeHandler_(inputPointer);
     });
-    auto format = input->open(device.value_or(0));
+    auto format = input->open(device.value_or(0), bufferFrames);
     if (!format)
         return format.error();
     const double rate = format.value().sampleRate;
@@ -81,7 +81,7 @@ Result<void> DiskRecorder::start(const std::filesystem::path& url,
     bucketCount_ = 0;
     framesPerPeak_ = std::max(static_cast<int>(std::trunc(rate / 50.0)), 1);
     slots_.assign(slotCount,
-                  Slot{std::vector<float>(static_cast<std::size_t>(slotFrames) * channels), 0});
+                  Slot{std::vector<float>(static_cast<std::size_t>(bufferFrames) * channels), 0});
     produced_ = 0;
     consumed_ = 0;
     stopping_ = false;
@@ -111,7 +111,7 @@ void DiskRecorder::capture(const AudioBufferList& list, int frames)
     peak_.store(peak, std::memory_order_relaxed);
 
     for (int done = 0; done < frames;) {
-        const int chunk = std::min(frames - done, slotFrames);
+        const int chunk = std::min(frames - done, bufferFrames);
         if (!freeSlots_.try_acquire()) {
             dropped_.store(true, std::memory_order_relaxed);
             return;

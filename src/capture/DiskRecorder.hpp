@@ -1,9 +1,10 @@
 // Captures one input to a CAF file on disk while producing what the studio shows live: the input
 // peak, the growing peak envelope (50 per second), the recorded duration and the "record"
-// spectrum. Three threads meet here: the capture thread only copies each buffer into one of 32
-// preallocated slots and wakes the writer; the "Tapewright.disk-writer" queue writes, analyses and
-// builds the envelope; the main thread polls status(). When the disk falls 32 buffers behind, the
-// capture thread drops the buffer and reports a failure instead of waiting.
+// spectrum. Three threads meet here: the capture thread only copies each 4096-frame buffer into
+// one of 32 preallocated slots (some 2.7 s at 48 kHz) and wakes the writer; the
+// "Tapewright.disk-writer" queue writes, analyses and builds the envelope; the main thread polls
+// status(). When the disk falls 32 buffers behind, the capture thread drops the buffer and reports
+// a failure instead of waiting.
 #pragma once
 
 #include "audio/AudioInput.hpp"
@@ -34,7 +35,9 @@ public:
     using ConfigurationChangeHandler = std::function<void(const void* input)>;
 
     static constexpr int slotCount = 32;
-    static constexpr int slotFrames = 8192;
+    // The buffer size asked of the input: the disk's slack, the input peak, the levels and the
+    // spectrum are all taken over buffers of this size.
+    static constexpr int bufferFrames = 4096;
 
     struct Status {
         float peak = 0;

@@ -91,13 +91,13 @@ Result<void> addMusic(const PodcastProject& project, const std::filesystem::path
     const MusicRange range = project.musicRange(sourceDuration);
     if (!(range.duration > 0))
         return {};
-    CompositionTrack* track = composition.addTrack(musicTrackID);
-    if (!track)
-        return {};
+    // Placed on a track of its own first and added only when whole, so a failure leaves no
+    // trace of the music in the composition.
+    CompositionTrack placed(musicTrackID);
     const MediaTime offset = MediaTime::fromSeconds(range.offset);
     if (offset.ticks > 0)
-        track->insertEmptyTimeRange({}, offset);
-    auto inserted = track->insertTimeRange(*asset, MediaTime::fromSeconds(range.start),
+        placed.insertEmptyTimeRange({}, offset);
+    auto inserted = placed.insertTimeRange(*asset, MediaTime::fromSeconds(range.start),
                                            MediaTime::fromSeconds(range.duration), offset);
     if (!inserted)
         return inserted.error();
@@ -110,6 +110,10 @@ Result<void> addMusic(const PodcastProject& project, const std::filesystem::path
             return tap.error();
         parameters.tap = std::move(tap).value();
     }
+    CompositionTrack* track = composition.addTrack(musicTrackID);
+    if (!track)
+        return {};
+    *track = std::move(placed);
     mix.inputParameters.push_back(std::move(parameters));
     return {};
 }
@@ -130,10 +134,16 @@ Result<BuiltMix> make(const PodcastProject& project, const std::filesystem::path
         if (!voice)
             return voice.error();
     }
-    auto music = addMusic(project, folder, live, sources, built.composition, built.audioMix);
-    if (!music)
-        return music.error();
+    // Music that cannot be read or placed is left out: the voice still plays and exports.
+    if (auto music = addMusic(project, folder, live, sources, built.composition, built.audioMix);
+        !music)
+        built.musicLeftOut = music.error();
     return built;
+}
+
+std::string musicLeftOutText(const Error& why)
+{
+    return "Se ha dejado fuera la música porque no se pudo leer: " + why.description;
 }
 
 } // namespace tw::MixBuilder

@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace tw {
@@ -18,6 +19,9 @@ namespace tw {
 struct BuiltMix {
     Composition composition;
     AudioMix audioMix;
+    // Why the project's music is not in the mix when it could not be read or placed: the voice
+    // plays and exports without it rather than not at all.
+    std::optional<Error> musicLeftOut;
 };
 
 namespace MixBuilder {
@@ -39,12 +43,17 @@ struct Sources {
 // live true: playback, untreated takes with taps ("voice" with the project's treatment, "music"
 // with the neutral one). live false: export, no taps, and with an enabled treatment every voice
 // source is rendered once through it and the treated copy placed instead. Any failure of loading,
-// rendering, inserting or making a tap ends the build with that error. Blocking: file loading and
-// offline renders run on the calling thread, so callers keep it off the main thread.
+// rendering, inserting or making a tap of the voice ends the build with that error; the same
+// failures of the music leave the music out (musicLeftOut). Blocking: file loading and offline
+// renders run on the calling thread, so callers keep it off the main thread.
 Result<BuiltMix> make(const PodcastProject& project, const std::filesystem::path& folder,
                       bool live);
 Result<BuiltMix> make(const PodcastProject& project, const std::filesystem::path& folder, bool live,
                       const Sources& sources);
+
+// What the user is told when the music was left out: "Se ha dejado fuera la música porque no se
+// pudo leer: " and why.
+std::string musicLeftOutText(const Error& why);
 
 } // namespace MixBuilder
 } // namespace tw

@@ -77,6 +77,9 @@ struct PodcastProject {
     void split(double at);
     void trimVoice(TimeRange to);
     void deleteVoice(double from, double to);
+    // Deletes [from, to] like deleteVoice and moves every later clip left by the range's length,
+    // so that no gap is left where it was.
+    void deleteVoiceClosingGap(double from, double to);
     void silence(TimeRange range, bool muted);
     void paste(const std::vector<Segment>& clips, double duration, double at);
     void insertTake(const std::string& file, double duration, double at, const Uuid& id);

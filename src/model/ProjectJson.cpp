@@ -4,6 +4,8 @@
 #include "model/JsonReader.hpp"
 #include "model/JsonWriter.hpp"
 
+#include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
@@ -13,13 +15,15 @@ namespace tw {
 
 namespace {
 
-// Beyond any real project (a long programme is well under a megabyte) and small enough that a
-// hostile file cannot make the reader hold gigabytes.
-constexpr std::size_t maxDocumentBytes = 64u * 1024u * 1024u;
-
 Error formatError(std::string description)
 {
     return Error{ErrorDomain::project, projectFormatErrorCode, std::move(description)};
+}
+
+Error numberOutOfRange(const std::string& path, std::string_view text)
+{
+    return formatError("El número de \"" + path + "\" está fuera de rango (" +
+                       std::string(text.substr(0, 40)) + ").");
 }
 
 // Thrown inside encode/decode and turned into an Error at the boundary.
@@ -176,7 +180,7 @@ public:
         in_.beginObject();
         while (in_.nextKey(key)) {
             if (key == "version") {
-                p.version = integer(required.see(0, "version"));
+                p.version = version(required.see(0, "version"));
             } else if (key == "voiceFile") {
                 p.voiceFile = optionalText("voiceFile");
             } else if (key == "musicFile") {
@@ -349,14 +353,21 @@ private:
                                 ".");
     }
 
-    int integer(std::string_view key)
+    // Any whole number names a version. One too large for this reader is none it can open (0),
+    // so that opening refuses it as an unsupported version rather than as a damaged file.
+    int version(std::string_view key)
     {
         expect(json::ValueKind::number, key, "un número entero");
-        std::optional<long long> value = json::integerValue(in_.readNumber());
-        if (!value || *value < std::numeric_limits<int>::min() ||
-            *value > std::numeric_limits<int>::max())
-            throw FormatFailure("La clave \"" + path(key) + "\" debe ser un número entero.");
-        return static_cast<int>(*value);
+        const std::string_view text = in_.readNumber();
+        if (const std::optional<long long> value = json::integerValue(text))
+            return *value < std::numeric_limits<int>::min() ||
+                           *value > std::numeric_limits<int>::max()
+                       ? 0
+                       : static_cast<int>(*value);
+        if (const std::optional<double> value = json::doubleValue(text);
+            value && std::isfinite(*value) && *value == std::trunc(*value))
+            return 0;
+        throw FormatFailure("La clave \"" + path(key) + "\" debe ser un número entero.");
     }
 
     template <class T> T number(std::string_view key)
@@ -369,8 +380,7 @@ private:
         else
             value = json::doubleValue(text);
         if (!value)
-            throw FormatFailure("El número de \"" + path(key) + "\" está fuera de rango (" +
-                                std::string(text.substr(0, 40)) + ").");
+            throw FormatFailure(numberOutOfRange(path(key), text).description);
         return *value;
     }
 
@@ -477,7 +487,7 @@ Result<std::string> encode(const PodcastProject& project)
 Result<PodcastProject> decode(std::string_view bytes)
 {
     if (bytes.size() > maxDocumentBytes)
-        return formatError("El proyecto ocupa más de 64 MiB y no se puede leer.");
+        return documentTooLargeError();
     try {
         return ProjectDecoder(bytes).read();
     } catch (const FormatFailure& failure) {
@@ -506,6 +516,68 @@ bool isInsideProject(std::string_view path)
     return true;
 }
 
+// A programme is never a day long: a time beyond that is damage, and the arithmetic done with
+// it later (1e308 plus anything) stops being finite.
+constexpr double maximumTime = 24 * 60 * 60;
+// A volume or clip gain of 16 is already +24 dB; equaliser gains in dB are held to the same.
+constexpr double maximumVolume = 16;
+const double maximumDecibels = 20 * std::log10(maximumVolume);
+
+// Finds the first number of the document outside its limits, as the error that names it.
+class LimitCheck {
+public:
+    template <class T>
+    void operator()(const std::string& path, const std::optional<T>& value, double limit)
+    {
+        if (found || !value || std::abs(*value) <= limit)
+            return;
+        char text[32];
+        const auto written = std::to_chars(text, text + sizeof text, *value); // float as float
+        found = numberOutOfRange(path, std::string_view(text, written.ptr - text));
+    }
+    template <class T> void operator()(const std::string& path, T value, double limit)
+    {
+        (*this)(path, std::optional<T>(value), limit);
+    }
+
+    std::optional<Error> found;
+};
+
+std::optional<Error> numberOutOfLimits(const PodcastProject& p)
+{
+    LimitCheck check;
+    check("voiceVolume", p.voiceVolume, maximumVolume);
+    check("musicVolume", p.musicVolume, maximumVolume);
+    for (const auto& [key, time] : {std::pair{"fadeIn", std::optional(p.fadeIn)},
+                                    {"fadeOut", p.fadeOut},
+                                    {"playhead", p.playhead},
+                                    {"pendingStart", p.pendingStart},
+                                    {"musicSourceStart", p.musicSourceStart},
+                                    {"musicLength", p.musicLength},
+                                    {"musicOffset", p.musicOffset},
+                                    {"fadeInStart", p.fadeInStart},
+                                    {"fadeInEnd", p.fadeInEnd},
+                                    {"fadeOutStart", p.fadeOutStart},
+                                    {"fadeOutEnd", p.fadeOutEnd}})
+        check(key, time, maximumTime);
+    for (std::size_t i = 0; i < p.segments.size(); ++i) {
+        const Segment& s = p.segments[i];
+        const std::string at = "segments[" + std::to_string(i) + "].";
+        check(at + "start", s.start, maximumTime);
+        check(at + "duration", s.duration, maximumTime);
+        check(at + "timelineStart", s.timelineStart, maximumTime);
+        check(at + "gain", s.gain, maximumVolume);
+    }
+    if (const auto& t = p.treatment) {
+        check("treatment.bass", t->bass, maximumDecibels);
+        check("treatment.mid", t->mid, maximumDecibels);
+        check("treatment.treble", t->treble, maximumDecibels);
+        for (double gain : t->eqBands.value_or(std::vector<double>{}))
+            check("treatment.eqBands", gain, maximumDecibels);
+    }
+    return check.found;
+}
+
 } // namespace
 
 Result<void> validateForOpen(const PodcastProject& project)
@@ -518,7 +590,14 @@ Result<void> validateForOpen(const PodcastProject& project)
             return invalidPath;
     if (project.musicFile && !isInsideProject(*project.musicFile))
         return invalidPath;
+    if (std::optional<Error> outOfLimits = numberOutOfLimits(project))
+        return *outOfLimits;
     return {};
+}
+
+Error documentTooLargeError()
+{
+    return formatError("El proyecto ocupa más de 64 MiB y no se puede leer.");
 }
 
 Error projectLocationTakenError()

@@ -31,6 +31,40 @@ bool commit(std::vector<Segment>& segments, std::vector<Segment>&& clips)
     return true;
 }
 
+// Removes [from, to] (limited to the voice) from every clip; with closeGap every later clip moves
+// left by the removed length. Cut pieces get new identifiers, whole clips keep theirs.
+void cutOutVoice(PodcastProject& project, double from, double to, bool closeGap)
+{
+    if (std::isnan(from) || std::isnan(to))
+        return;
+    double a = std::max(from, 0.0);
+    double b = std::min(to, project.voiceDuration());
+    if (!(a < b))
+        return;
+    const double shift = closeGap ? b - a : 0.0;
+    std::vector<Segment> clips = project.resolvedSegments();
+    std::vector<Segment> kept;
+    kept.reserve(clips.size() + 1);
+    for (Segment& clip : clips) {
+        double t0 = startOf(clip);
+        double t1 = endOf(clip);
+        if (t1 <= a || b <= t0) {
+            if (b <= t0)
+                clip.timelineStart = t0 - shift;
+            kept.push_back(std::move(clip));
+            continue;
+        }
+        if (t0 < a)
+            kept.push_back(timeline::pieceOf(clip, 0, a - t0, t0));
+        if (b < t1)
+            kept.push_back(timeline::pieceOf(clip, b - t0, t1 - b, b - shift));
+    }
+    // Overlapping clips of older documents can change order when the later ones move left.
+    if (closeGap)
+        timeline::sortByStart(kept);
+    commit(project.segments, std::move(kept));
+}
+
 } // namespace
 
 void PodcastProject::split(double at)
@@ -53,29 +87,13 @@ void PodcastProject::trimVoice(TimeRange to)
 
 void PodcastProject::deleteVoice(double from, double to)
 {
-    if (std::isnan(from) || std::isnan(to))
-        return;
-    double a = std::max(from, 0.0);
-    double b = std::min(to, voiceDuration());
-    if (!(a < b))
-        return;
-    std::vector<Segment> clips = resolvedSegments();
-    std::vector<Segment> kept;
-    kept.reserve(clips.size() + 1);
-    for (Segment& clip : clips) {
-        double t0 = startOf(clip);
-        double t1 = endOf(clip);
-        if (t1 <= a || b <= t0) {
-            kept.push_back(std::move(clip));
-            continue;
-        }
-        // The deleted range stays as a silent gap; nothing after it moves.
-        if (t0 < a)
-            kept.push_back(timeline::pieceOf(clip, 0, a - t0, t0));
-        if (b < t1)
-            kept.push_back(timeline::pieceOf(clip, b - t0, t1 - b, b));
-    }
-    commit(segments, std::move(kept));
+    // The deleted range stays as a silent gap; nothing after it moves.
+    cutOutVoice(*this, from, to, false);
+}
+
+void PodcastProject::deleteVoiceClosingGap(double from, double to)
+{
+    cutOutVoice(*this, from, to, true);
 }
 
 void PodcastProject::silence(TimeRange range, bool muted)

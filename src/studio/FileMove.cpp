@@ -1,28 +1,25 @@
 #include "studio/FileMove.hpp"
 
-#include "base/Uuid.hpp"
+#include "base/ReadableFile.hpp"
+#include "studio/StaleTemporaries.hpp"
 
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tw {
 
-namespace {
-
-// Copies from into a new file at to and syncs it. Fails with errno's description.
-Result<void> copyWhole(const std::filesystem::path& from, const std::filesystem::path& to)
+Result<void> copyFile(const std::filesystem::path& from, const std::filesystem::path& to)
 {
-    const int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-    if (in < 0)
-        return systemError(errno);
+    Result<ReadableFile> source = ReadableFile::open(from);
+    if (!source)
+        return source.error();
+    const int in = source.value().descriptor();
     const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (out < 0) {
-        const int failure = errno;
-        ::close(in);
-        return systemError(failure);
-    }
+    if (out < 0)
+        return systemError(errno);
     char buffer[1 << 16];
     int failure = 0;
     for (;;) {
@@ -47,13 +44,21 @@ Result<void> copyWhole(const std::filesystem::path& from, const std::filesystem:
         failure = errno;
     if (::close(out) != 0 && failure == 0)
         failure = errno;
-    ::close(in);
     if (failure != 0)
         return systemError(failure);
     return {};
 }
 
-} // namespace
+Result<void> copyIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to)
+{
+    const std::filesystem::path staging = stagingPath(to);
+    Result<void> copied = copyFile(from, staging);
+    if (copied && ::rename(staging.c_str(), to.c_str()) != 0)
+        copied = systemError(errno);
+    if (!copied)
+        ::unlink(staging.c_str());
+    return copied;
+}
 
 Result<void> moveIntoPlace(const std::filesystem::path& from, const std::filesystem::path& to)
 {
@@ -61,19 +66,10 @@ Result<void> moveIntoPlace(const std::filesystem::path& from, const std::filesys
         return {};
     if (errno != EXDEV)
         return systemError(errno);
-    const std::filesystem::path staging =
-        to.parent_path() / ("." + to.filename().string() + "." + Uuid::random().text());
-    if (Result<void> copied = copyWhole(from, staging); !copied) {
-        ::unlink(staging.c_str());
-        return copied;
-    }
-    if (::rename(staging.c_str(), to.c_str()) != 0) {
-        const int failure = errno;
-        ::unlink(staging.c_str());
-        return systemError(failure);
-    }
-    ::unlink(from.c_str());
-    return {};
+    Result<void> copied = copyIntoPlace(from, to);
+    if (copied)
+        ::unlink(from.c_str());
+    return copied;
 }
 
 } // namespace tw

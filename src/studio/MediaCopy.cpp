@@ -1,6 +1,7 @@
 #include "studio/MediaCopy.hpp"
 
 #include "base/Uuid.hpp"
+#include "studio/FileMove.hpp"
 
 #include <map>
 #include <system_error>
@@ -39,10 +40,8 @@ Result<void> copyIntoProject(const std::filesystem::path& source,
     std::filesystem::create_directories(projectFolder / "Media", error);
     if (error)
         return systemError(error.value());
-    std::filesystem::copy_file(source, projectFolder / name, error);
-    if (error)
-        return systemError(error.value());
-    return {};
+    // Never a partial file under a name the document may come to hold.
+    return copyIntoPlace(source, projectFolder / name);
 }
 
 Result<std::vector<Segment>> preparePastedClips(std::vector<Segment> clips,

@@ -1,5 +1,8 @@
 #include "studio/ProjectWriter.hpp"
 
+#include "base/ReadableFile.hpp"
+#include "model/ProjectJson.hpp"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -46,7 +49,10 @@ Result<void> writeFileAtomically(const std::filesystem::path& file, std::string_
     if (folder.empty())
         folder = ".";
     // A hidden name in the same folder, so the rename never crosses file systems.
-    std::string temporary = (folder / ("." + file.filename().string() + ".XXXXXX")).string();
+    // (Appended piece by piece: GCC 12 at -O3 warns falsely about "." + std::string.)
+    std::string name = ".";
+    name.append(file.filename().string()).append(".XXXXXX");
+    std::string temporary = (folder / name).string();
     const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
     if (fd < 0)
         return systemError(errno);
@@ -81,27 +87,9 @@ Result<void> writeProjectFile(const std::filesystem::path& folder, std::string_v
 
 Result<std::string> readProjectFile(const std::filesystem::path& folder)
 {
-    const std::filesystem::path file = projectFilePath(folder);
-    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return systemError(errno);
-    std::string content;
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = ::read(fd, buffer, sizeof buffer);
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            const int status = errno;
-            ::close(fd);
-            return systemError(status);
-        }
-        if (got == 0)
-            break;
-        content.append(buffer, static_cast<std::size_t>(got));
-    }
-    ::close(fd);
-    return content;
+    // The size is checked before anything is read: a link to /dev/zero or a huge file is refused
+    // at once instead of filling the memory.
+    return readWholeFile(projectFilePath(folder), maxDocumentBytes, documentTooLargeError());
 }
 
 } // namespace tw

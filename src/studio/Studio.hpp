@@ -11,6 +11,7 @@
 #include "capture/InputDevice.hpp"
 #include "capture/Waveform.hpp"
 #include "model/PodcastProject.hpp"
+#include "studio/MessageField.hpp"
 #include "studio/StudioEnvironment.hpp"
 #include "studio/StudioField.hpp"
 
@@ -30,6 +31,7 @@ namespace tw {
 
 class Player;
 class ExportSession;
+class ProjectLock;
 struct BuiltMix;
 struct Levels;
 
@@ -64,7 +66,13 @@ public:
     bool newProject();
     bool ensureProject();
     void saveProject();
+    // "Guardar una copia…": copies the folder (document as it is now, and media) to a new place
+    // chosen in a dialog, in the background (busy), and goes on working there.
+    void saveCopy();
     void save();
+    // Writes the document now and waits for the write: whether it reached the disk. Reports
+    // nothing itself; the caller says what a failure means.
+    Result<void> saveAndWait();
     void scheduleSave();
     // Blocks until every job queued so far on the finalizer and then on the writer has run.
     void flushSaves();
@@ -81,11 +89,16 @@ public:
     void splitClip();
     void trimSelection();
     void deleteSelection();
+    // Deletes the selection from the voice and closes the gap: later clips move left by its
+    // length; the music stays where it is.
+    void deleteSelectionClosingGap();
     void silenceSelection(bool muted);
     void moveClip(const Uuid& id, double to);
     void copySelection();
     void pasteClips();
     void importMusic();
+    // "Quitar música": the document stops naming its music (one undo step); the file stays.
+    void removeMusic();
     void autoFades();
     void previewVoiceTrim(const Segment& segment, bool left, double delta);
     void commitVoiceTrim();
@@ -160,9 +173,12 @@ public:
     Published<bool> showWelcome{this, StudioField::showWelcome, true};
     Published<PodcastProject> project{this, StudioField::project};
     Published<std::optional<std::filesystem::path>> folder{this, StudioField::folder};
+    // Held while folder is open, so no other studio opens it too; declared before the queues so
+    // that it is given up only after the last save.
+    std::shared_ptr<ProjectLock> folderLock;
     Published<std::optional<std::chrono::system_clock::time_point>> lastSaved{
         this, StudioField::lastSaved};
-    Published<std::optional<std::string>> message{this, StudioField::message};
+    MessageField message{this};
     Published<bool> busy{this, StudioField::busy, false};
     std::optional<std::filesystem::path> pendingOpenURL;
     TaskHandle seekSaveTask;
@@ -258,11 +274,24 @@ private:
     bool idle() const { return !recording() && !busy(); }
     // True when displayProject() would return project() unchanged.
     bool displaysStoredProject() const;
-    void finishSave(const std::filesystem::path& savedFolder);
     void moveBetweenHistories(Published<std::vector<PodcastProject>>& source,
                               Published<std::vector<PodcastProject>>& destination);
-    void applyPeaks(const Result<ProjectPeaks>& result, bool recover, bool notifyRecovery,
-                    const std::optional<std::string>& pendingTake);
+    // A project's envelopes as the background batch read them, the pending take on its own.
+    struct LoadedPeaks {
+        Result<ProjectPeaks> sources;
+        std::optional<std::string> takeName;
+        std::optional<Result<Waveform>> take;
+    };
+    std::optional<std::string> pendingTakeName() const;
+    void applyPeaks(const LoadedPeaks& loaded, bool recover, bool notifyRecovery);
+    void recoverTake(const std::optional<std::string>& name, const Waveform* take,
+                     bool notifyRecovery);
+    void clearPeakCaches();
+    // Queues the write of the document; outcome, when given, receives the write's result
+    // before it is handed back to the main thread.
+    void queueSave(const std::shared_ptr<Result<void>>& outcome);
+    void saveFinished(const std::filesystem::path& savedFolder, const Result<void>& written);
+    void copyFinished(const std::filesystem::path& copy, const Result<void>& copied);
     void applyPaste(const Result<std::vector<Segment>>& prepared, double duration, double at);
 
     // Recording steps (StudioRecording.cpp), main thread.
@@ -271,6 +300,11 @@ private:
     void countDown(int remaining);
     void startTake();
     void endRecordTask();
+    void clearPendingMark();
+    // An interrupted take is still waiting in the document to be inserted.
+    bool hasUnrecoveredTake() const { return !recording() && project->recordingPending; }
+    // The waiting take's file is there (readable or not): a new take must not replace it.
+    bool takeFileExists() const;
     void toggleRecordingPause();
     void finishTake(const DiskRecorder::Status& last, const std::optional<std::string>& name,
                     double start, const Uuid& id);
@@ -286,6 +320,7 @@ private:
         TimeRange range;
         std::string title;
         LoudnessTarget target;
+        std::optional<Error> musicLeftOut; // said beside the completion
     };
     void startExport(Result<BuiltMix> built, const ExportJob& job);
     void exportEnded(const ExportJob& job);
@@ -302,6 +337,8 @@ private:
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;
     std::uint64_t savedRevision_ = 0; // the project's revision when savedSnapshot_ was taken
+    // A failing save is reported once; later ones stay quiet until a save succeeds again.
+    bool saveFailureShown_ = false;
 
     Scheduler& scheduler_;
     StudioHost& host_;

@@ -42,6 +42,10 @@ std::vector<Segment> withClipReplaced(const PodcastProject& project, const Segme
 void Studio::checkpoint()
 {
     assertMainThread();
+    // A take is one step, taken as it starts: a document caught halfway through it is no state
+    // to return to.
+    if (recording())
+        return;
     std::vector<PodcastProject> dropped;
     undoStack.mutate([&](std::vector<PodcastProject>& history) {
         history.push_back(project());
@@ -90,6 +94,11 @@ void Studio::moveBetweenHistories(Published<std::vector<PodcastProject>>& source
         history.pop_back();
     });
     const bool musicFileDiffers = project->musicFile != restored.musicFile;
+    // The pending take describes the recorder, not an edit: undo and redo never bring one back
+    // nor drop one still waiting.
+    restored.recordingPending = project->recordingPending;
+    restored.pendingVoiceFile = project->pendingVoiceFile;
+    restored.pendingStart = project->pendingStart;
     // The documents are moved, not copied: undo stays cheap for long projects.
     PodcastProject current;
     project.mutate([&](PodcastProject& document) {
@@ -136,6 +145,18 @@ void Studio::deleteSelection()
     checkpoint();
     project.mutate(
         [&](PodcastProject& document) { document.deleteVoice(range.lower, range.upper); });
+    changed();
+}
+
+void Studio::deleteSelectionClosingGap()
+{
+    if (!idle() || !selection())
+        return;
+    const TimeRange range = *selection();
+    checkpoint();
+    project.mutate([&](PodcastProject& document) {
+        document.deleteVoiceClosingGap(range.lower, range.upper);
+    });
     changed();
 }
 

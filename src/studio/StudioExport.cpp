@@ -6,6 +6,7 @@
 #include "mix/MixBuilder.hpp"
 #include "studio/FileMove.hpp"
 #include "studio/MainThread.hpp"
+#include "studio/StaleTemporaries.hpp"
 #include "studio/Studio.hpp"
 #include "studio/StudioHost.hpp"
 
@@ -59,9 +60,9 @@ void Studio::exportProject()
     busy = true;
     pause();
 
-    ExportJob job{*destination,
-                  std::filesystem::temp_directory_path() / (Uuid::random().text() + ".m4a"), *range,
-                  title(), loudnessTarget()};
+    removeStaleExportTemporaries();
+    ExportJob job{*destination, exportTemporaryPath(), *range,
+                  title(),      loudnessTarget(),      std::nullopt};
     (void)QtConcurrent::run(
         [project = project(), projectFolder = *folder(), job, studio = QPointer<Studio>(this)] {
             auto built =
@@ -87,10 +88,16 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
         finishExport(job, created.error());
         return;
     }
+    ExportJob running = job;
+    running.musicLeftOut = built.value().musicLeftOut;
+    // Without the music that was left out, the audible part is the voice's own.
+    if (running.musicLeftOut)
+        if (auto voice = ExportBounds::audible(project(), voiceWaveforms(), {}, 0.0))
+            running.range = *voice;
     activeExport = std::move(created.value());
     activeExport->setOutputPath(job.temporary);
-    const MediaTime start = MediaTime::fromSeconds(job.range.lower);
-    activeExport->setTimeRange(start, MediaTime::fromSeconds(job.range.upper) - start);
+    const MediaTime start = MediaTime::fromSeconds(running.range.lower);
+    activeExport->setTimeRange(start, MediaTime::fromSeconds(running.range.upper) - start);
     activeExport->setTitle(job.title);
     activeExport->setLoudnessTarget(targetLoudness(job.target, activeExport->channels()));
     exportProgress = 0.0f;
@@ -100,10 +107,10 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
             studio->exportProgress = studio->activeExport->progress();
     });
     const std::weak_ptr<ExportSession> session = activeExport;
-    activeExport->exportAsynchronously([studio, session, job] {
-        runOnMainThread([studio, session, job] {
+    activeExport->exportAsynchronously([studio, session, running] {
+        runOnMainThread([studio, session, running] {
             if (studio && !session.expired() && session.lock() == studio->activeExport)
-                studio->exportEnded(job);
+                studio->exportEnded(running);
         });
     });
 }
@@ -124,7 +131,9 @@ void Studio::exportEnded(const ExportJob& job)
             return;
         }
         message = "Exportación completada: " + job.destination.filename().string() +
-                  levelsText(activeExport->levels());
+                  levelsText(activeExport->levels()) +
+                  (job.musicLeftOut ? ". " + MixBuilder::musicLeftOutText(*job.musicLeftOut)
+                                    : std::string());
         finishExport(job, std::nullopt);
         return;
     default:

@@ -1,5 +1,6 @@
-// The clip clipboard (copy, and paste with its background media copy) and music import.
+// The clip clipboard (copy, and paste with its background media copy), music import and removal.
 // Main thread; the paste's file copies run on the global thread pool.
+#include "audio/AudioFileReader.hpp"
 #include "studio/MainThread.hpp"
 #include "studio/MediaCopy.hpp"
 #include "studio/Studio.hpp"
@@ -54,6 +55,34 @@ void Studio::applyPaste(const Result<std::vector<Segment>>& prepared, double dur
     loadPeaks(false, true); // the pasted files need envelopes
 }
 
+namespace {
+
+// The music is placed from its start, at the programme's start, with the automatic fades.
+void forgetMusicPlacement(PodcastProject& document)
+{
+    document.musicSourceStart.reset();
+    document.musicLength.reset();
+    document.musicOffset.reset();
+    document.fadeInStart.reset();
+    document.fadeInEnd.reset();
+    document.fadeOutStart.reset();
+    document.fadeOutEnd.reset();
+}
+
+// A file is imported only when it opens as audio and its first samples decode.
+Result<void> checkDecodable(const std::filesystem::path& file)
+{
+    auto reader = AudioFileReader::open(file);
+    if (!reader)
+        return reader.error();
+    std::vector<float> block(static_cast<std::size_t>(1024 * reader.value()->channels()));
+    if (Result<int> read = reader.value()->read(block.data(), 1024); !read)
+        return read.error();
+    return {};
+}
+
+} // namespace
+
 void Studio::importMusic()
 {
     if (!idle() || !ensureProject())
@@ -61,6 +90,11 @@ void Studio::importMusic()
     const std::optional<std::filesystem::path> chosen = host_.chooseAudioFile();
     if (!chosen || chosen->empty())
         return;
+    // Checked before anything is copied, so the document never names a file it cannot play.
+    if (Result<void> decodable = checkDecodable(*chosen); !decodable) {
+        message = decodable.error().description;
+        return;
+    }
     const std::string name = freshMediaName("music", *chosen);
     if (Result<void> copied = copyIntoProject(*chosen, *folder(), name); !copied) {
         message = copied.error().description;
@@ -71,16 +105,24 @@ void Studio::importMusic()
         document.musicFile = name;
         document.fadeIn = 5;
         document.fadeOut = 10;
-        document.musicSourceStart.reset();
-        document.musicLength.reset();
-        document.musicOffset.reset();
-        document.fadeInStart.reset();
-        document.fadeInEnd.reset();
-        document.fadeOutStart.reset();
-        document.fadeOutEnd.reset();
+        forgetMusicPlacement(document);
     });
     changed();
     loadPeaks(false, true); // also sets musicDuration
+}
+
+void Studio::removeMusic()
+{
+    if (!idle() || !project->musicFile)
+        return;
+    checkpoint();
+    project.mutate([](PodcastProject& document) {
+        document.musicFile.reset();
+        forgetMusicPlacement(document);
+    });
+    musicPeaks = {};
+    musicDuration = 0.0; // before changed(), which clamps the play head to the shorter programme
+    changed();
 }
 
 } // namespace tw

@@ -11,6 +11,40 @@
 
 namespace tw {
 
+namespace {
+
+// A take file without a single byte never received audio: it is recovered as an empty take
+// rather than kept waiting for audio it cannot hold.
+Result<Waveform> readTake(const std::filesystem::path& file)
+{
+    std::error_code error;
+    if (std::filesystem::is_regular_file(file, error) &&
+        std::filesystem::file_size(file, error) == 0 && !error)
+        return Waveform{};
+    return waveform(file);
+}
+
+} // namespace
+
+std::optional<std::string> Studio::pendingTakeName() const
+{
+    if (project->pendingVoiceFile)
+        return *project->pendingVoiceFile;
+    // Projects of the earlier single-file layout recorded straight into the voice file.
+    if (project->recordingPending && project->voiceFile)
+        return *project->voiceFile;
+    return std::nullopt;
+}
+
+void Studio::clearPeakCaches()
+{
+    voicePeaks = {};
+    voiceWaveforms = {};
+    sourceDurations.clear();
+    musicPeaks = {};
+    musicDuration = 0.0;
+}
+
 void Studio::loadPeaks(bool recover, bool notifyRecovery)
 {
     assertMainThread();
@@ -18,82 +52,104 @@ void Studio::loadPeaks(bool recover, bool notifyRecovery)
         return;
     busy = true;
     std::vector<std::string> sources = project->voiceSources();
-    // Projects of the earlier single-file layout recorded straight into the voice file.
-    std::optional<std::string> pendingTake = project->pendingVoiceFile;
-    if (!pendingTake && project->recordingPending)
-        pendingTake = project->voiceFile;
-    if (pendingTake && std::find(sources.begin(), sources.end(), *pendingTake) == sources.end())
-        sources.push_back(*pendingTake);
+    // The take is read on its own: no other file may keep it from being recovered.
+    const std::optional<std::string> takeName = pendingTakeName();
+    if (takeName)
+        std::erase(sources, *takeName);
     std::optional<std::filesystem::path> music;
     if (project->musicFile)
         music = *folder() / *project->musicFile;
 
-    (void)QtConcurrent::run([projectFolder = *folder(), sources, music, recover, notifyRecovery,
-                             pendingTake, studio = QPointer<Studio>(this)] {
-        Result<ProjectPeaks> peaks = computeProjectPeaks(projectFolder, sources, music);
-        runOnMainThread([studio, peaks, recover, notifyRecovery, pendingTake] {
+    (void)QtConcurrent::run([projectFolder = *folder(), sources, music, takeName, recover,
+                             notifyRecovery, studio = QPointer<Studio>(this)] {
+        LoadedPeaks loaded{computeProjectPeaks(projectFolder, sources, music), takeName,
+                           std::nullopt};
+        if (takeName)
+            loaded.take = readTake(projectFolder / *takeName);
+        runOnMainThread([studio, loaded = std::move(loaded), recover, notifyRecovery] {
             if (studio)
-                studio->applyPeaks(peaks, recover, notifyRecovery, pendingTake);
+                studio->applyPeaks(loaded, recover, notifyRecovery);
         });
     });
 }
 
-void Studio::applyPeaks(const Result<ProjectPeaks>& result, bool recover, bool notifyRecovery,
-                        const std::optional<std::string>& pendingTake)
+void Studio::applyPeaks(const LoadedPeaks& loaded, bool recover, bool notifyRecovery)
 {
-    if (!result) {
-        // The caches stay, and so does a pending take, for a later attempt.
-        message = "No se pudo leer el audio: " + result.error().description;
+    const Waveform* take = loaded.take && *loaded.take ? &loaded.take->value() : nullptr;
+    if (loaded.sources) {
+        const ProjectPeaks& peaks = loaded.sources.value();
+        std::map<std::string, std::vector<float>> envelopes;
+        std::map<std::string, double> durations;
+        for (const auto& [name, waveform] : peaks.voices) {
+            envelopes[name] = waveform.peaks;
+            durations[name] = waveform.duration;
+        }
+        voiceWaveforms = std::move(envelopes);
+        sourceDurations = std::move(durations);
+        std::vector<float> legacyVoice;
+        if (project->voiceFile)
+            if (auto found = peaks.voices.find(*project->voiceFile); found != peaks.voices.end())
+                legacyVoice = found->second.peaks;
+        voicePeaks = std::move(legacyVoice);
+        musicPeaks = peaks.music.peaks;
+        musicDuration = peaks.music.duration;
+    } else {
+        // The caches stay as they were, for a later attempt.
+        message = "No se pudo leer el audio: " + loaded.sources.error().description;
+    }
+    if (take) {
+        voiceWaveforms.mutate([&](auto& envelopes) { envelopes[*loaded.takeName] = take->peaks; });
+        sourceDurations[*loaded.takeName] = take->duration;
+        if (project->voiceFile == *loaded.takeName)
+            voicePeaks = take->peaks;
+    }
+
+    const bool recovering = recover && project->recordingPending;
+    const bool recovered = recovering && (take || !loaded.takeName);
+    if (recovering && !recovered) {
+        // Kept pending, on disk too: the next open or the record key tries again.
+        message = "No se pudo leer el audio: " + loaded.take->error().description;
+        message = "La grabación interrumpida " + *loaded.takeName +
+                  " se conserva sin recuperar: se intentará de nuevo al abrir el proyecto o al "
+                  "pulsar Grabar.";
+    } else if (recovered) {
+        recoverTake(loaded.takeName, take, notifyRecovery);
+    }
+    if (!loaded.sources && !recovered) {
         busy = false;
         return;
-    }
-    const ProjectPeaks& peaks = result.value();
-    std::map<std::string, std::vector<float>> envelopes;
-    std::map<std::string, double> durations;
-    for (const auto& [name, waveform] : peaks.voices) {
-        envelopes[name] = waveform.peaks;
-        durations[name] = waveform.duration;
-    }
-    voiceWaveforms = std::move(envelopes);
-    sourceDurations = std::move(durations);
-    std::vector<float> legacyVoice;
-    if (project->voiceFile)
-        if (auto found = peaks.voices.find(*project->voiceFile); found != peaks.voices.end())
-            legacyVoice = found->second.peaks;
-    voicePeaks = std::move(legacyVoice);
-    musicPeaks = peaks.music.peaks;
-    musicDuration = peaks.music.duration;
-
-    if (recover && pendingTake) {
-        if (auto take = peaks.voices.find(*pendingTake); take != peaks.voices.end()) {
-            const double length = take->second.duration;
-            project.mutate([&](PodcastProject& document) {
-                if (document.pendingVoiceFile) {
-                    document.insertTake(*pendingTake, length, document.pendingStart.value_or(0.0),
-                                        Uuid::random());
-                } else {
-                    document.segments.clear();
-                    if (length > 0) {
-                        Segment whole;
-                        whole.start = 0;
-                        whole.duration = length;
-                        whole.file = *pendingTake;
-                        document.segments.push_back(whole);
-                    }
-                }
-                document.recordingPending = false;
-                document.pendingVoiceFile.reset();
-                document.pendingStart.reset();
-            });
-            if (notifyRecovery)
-                message = "Se recuperaron " +
-                          std::to_string(static_cast<long long>(std::trunc(length))) +
-                          " segundos de la grabación interrumpida.";
-        }
     }
     position = std::clamp(position(), 0.0, std::max(duration(), 0.0));
     save();
     busy = false;
+}
+
+void Studio::recoverTake(const std::optional<std::string>& name, const Waveform* take,
+                         bool notifyRecovery)
+{
+    // Without a take file named there is nothing to insert; the mark alone is cleared.
+    if (take)
+        project.mutate([&](PodcastProject& document) {
+            if (document.pendingVoiceFile) {
+                document.insertTake(*name, take->duration, document.pendingStart.value_or(0.0),
+                                    Uuid::random());
+                return;
+            }
+            // The earlier single-file layout: the take is the whole voice.
+            document.segments.clear();
+            if (take->duration > 0) {
+                Segment whole;
+                whole.start = 0;
+                whole.duration = take->duration;
+                whole.file = *name;
+                document.segments.push_back(whole);
+            }
+        });
+    clearPendingMark();
+    if (notifyRecovery && take)
+        message = "Se recuperaron " +
+                  std::to_string(static_cast<long long>(std::trunc(take->duration))) +
+                  " segundos de la grabación interrumpida.";
 }
 
 } // namespace tw

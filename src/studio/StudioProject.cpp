@@ -3,14 +3,18 @@
 #include "base/SettingsStore.hpp"
 #include "model/ProjectJson.hpp"
 #include "studio/MainThread.hpp"
+#include "studio/ProjectLock.hpp"
 #include "studio/ProjectWriter.hpp"
+#include "studio/StaleTemporaries.hpp"
 #include "studio/Studio.hpp"
 #include "studio/StudioHost.hpp"
 
 #include <QPointer>
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace tw {
 
@@ -22,11 +26,26 @@ constexpr double minimumZoom = 2;
 constexpr double maximumZoom = 300;
 constexpr double defaultZoom = 30;
 
+// What keeps a folder from being opened, said with the folder it concerns.
+Error unreadableProject(const std::filesystem::path& folder, Error error)
+{
+    std::error_code ignored;
+    const std::string where = folder.string();
+    if (error.domain == ErrorDomain::system && error.code == ENOENT)
+        error.description = std::filesystem::exists(folder, ignored)
+                                ? where + ": falta project.json en la carpeta."
+                                : where + ": la carpeta no existe.";
+    else if (error.domain == ErrorDomain::system && error.code == ENOTDIR)
+        error.description = where + ": no es una carpeta de proyecto.";
+    // Any other failure already names the file it could not read.
+    return error;
+}
+
 Result<PodcastProject> readProject(const std::filesystem::path& folder)
 {
     Result<std::string> bytes = readProjectFile(folder);
     if (!bytes)
-        return bytes.error();
+        return unreadableProject(folder, bytes.error());
     Result<PodcastProject> decoded = decode(bytes.value());
     if (!decoded)
         return decoded.error();
@@ -34,6 +53,11 @@ Result<PodcastProject> readProject(const std::filesystem::path& folder)
         return valid.error();
     return decoded;
 }
+
+const char* const saveFailed = "No se pudo guardar el proyecto: ";
+const char* const saveElsewhere = "Los cambios no se pueden guardar en esta carpeta: usa "
+                                  "«Guardar una copia…» en el menú Archivo para seguir en otro "
+                                  "lugar.";
 
 } // namespace
 
@@ -46,11 +70,20 @@ void Studio::openProject(const std::filesystem::path& at)
         pendingOpenURL = at; // only the latest request is carried out
         return;
     }
+    // Writes still queued may be for this very folder: read only what they leave, or the peak
+    // loading would save the stale file back over them.
+    flushSaves();
     Result<PodcastProject> opened = readProject(at);
     if (!opened) {
         message = opened.error().description;
         return;
     }
+    if (Result<void> locked = moveProjectLock(folderLock, at); !locked) {
+        message = locked.error().description;
+        return;
+    }
+    removeStaleTemporaries(at);
+    removeStaleExportTemporaries();
     showWelcome = false;
     pause();
     folder = at;
@@ -61,6 +94,9 @@ void Studio::openProject(const std::filesystem::path& at)
     selectedClip = std::nullopt;
     position = project->playhead.value_or(0.0);
     zoom = std::clamp(project->timelineZoom.value_or(defaultZoom), minimumZoom, maximumZoom);
+    // Nothing of the previous project may show on this one, even if its audio cannot be read.
+    clearPeakCaches();
+    saveFailureShown_ = false;
     // The peak loading saves the document once it has finished (and clamps the play head).
     loadPeaks(project->recordingPending, true);
 }
@@ -100,14 +136,16 @@ bool Studio::newProject()
         message = systemError(error.value()).description;
         return false;
     }
+    if (Result<void> locked = moveProjectLock(folderLock, *location); !locked) {
+        message = locked.error().description;
+        return false;
+    }
     pause();
     folder = *location;
     project = PodcastProject{};
-    voicePeaks = {};
-    voiceWaveforms = {};
+    clearPeakCaches();
+    saveFailureShown_ = false;
     selectedClip = std::nullopt;
-    musicPeaks = {};
-    musicDuration = 0.0;
     position = 0.0;
     selection = std::nullopt;
     undoStack = {};
@@ -146,6 +184,21 @@ void Studio::saveProject()
 
 void Studio::save()
 {
+    queueSave(nullptr);
+}
+
+Result<void> Studio::saveAndWait()
+{
+    if (!folder())
+        return systemError(ENOENT);
+    auto outcome = std::make_shared<Result<void>>();
+    queueSave(outcome);
+    flushSaves();
+    return *outcome;
+}
+
+void Studio::queueSave(const std::shared_ptr<Result<void>>& outcome)
+{
     assertMainThread();
     if (!folder())
         return;
@@ -164,29 +217,41 @@ void Studio::save()
         savedSnapshot_ = std::make_shared<const PodcastProject>(project());
         savedRevision_ = project.revision();
     }
-    projectWriter.async([document = savedSnapshot_, savedFolder, studio = QPointer<Studio>(this)] {
-        Result<void> written = [&]() -> Result<void> {
-            Result<std::string> bytes = encode(*document);
-            if (!bytes)
-                return bytes.error();
-            return writeProjectFile(savedFolder, bytes.value());
-        }();
-        runOnMainThread([studio, savedFolder, written] {
-            if (!studio)
-                return;
-            if (written)
-                studio->finishSave(savedFolder);
-            else
-                studio->message = "No se pudo guardar el proyecto: " + written.error().description;
+    projectWriter.async(
+        [document = savedSnapshot_, savedFolder, outcome, studio = QPointer<Studio>(this)] {
+            Result<void> written = [&]() -> Result<void> {
+                Result<std::string> bytes = encode(*document);
+                if (!bytes)
+                    return bytes.error();
+                return writeProjectFile(savedFolder, bytes.value());
+            }();
+            if (outcome)
+                *outcome = written;
+            runOnMainThread([studio, savedFolder, written, report = !outcome] {
+                if (studio && (written || report))
+                    studio->saveFinished(savedFolder, written);
+            });
         });
-    });
 }
 
-void Studio::finishSave(const std::filesystem::path& savedFolder)
+void Studio::saveFinished(const std::filesystem::path& savedFolder, const Result<void>& written)
 {
-    // A save that completes after the user switched projects says nothing about the new one.
-    if (folder() == savedFolder)
-        lastSaved = std::chrono::system_clock::now();
+    // A save that completes after the user switched projects says nothing about the new one,
+    // but its failure is still told: that project's last changes are not on disk.
+    const bool current = folder() == savedFolder;
+    if (written) {
+        if (current) {
+            lastSaved = std::chrono::system_clock::now();
+            saveFailureShown_ = false;
+        }
+        return;
+    }
+    // Once: in a folder that refuses every write, each edit would otherwise say it again.
+    if (current && std::exchange(saveFailureShown_, true))
+        return;
+    message = saveFailed + written.error().description;
+    if (current)
+        message = saveElsewhere;
 }
 
 void Studio::scheduleSave()

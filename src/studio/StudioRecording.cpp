@@ -60,6 +60,12 @@ void Studio::record()
     assertMainThread();
     if (recording() || busy())
         return;
+    if (hasUnrecoveredTake() && takeFileExists()) {
+        // A new take would take the place of the waiting one in the document: bring that one
+        // in first (the attempt says whether it worked).
+        loadPeaks(true, true);
+        return;
+    }
     if (!ensureProject())
         return;
     busy = true;
@@ -121,21 +127,26 @@ void Studio::startTake()
         document.pendingStart = start;
         document.recordingPending = true;
     });
-    // The pending mark is on disk before the first sample, so a crash never loses the take.
-    save();
-    flushSaves();
+    // The pending mark is on disk before the first sample, so a crash never loses the take;
+    // without it on disk the take does not start.
+    if (Result<void> marked = saveAndWait(); !marked) {
+        clearPendingMark(); // the disk never had it
+        message = startFailed + ("No se pudo guardar el proyecto: " + marked.error().description);
+        endRecordTask();
+        return;
+    }
 
     const std::optional<std::uint32_t> device =
         selectedDevice() == 0 ? std::nullopt : std::optional<std::uint32_t>(selectedDevice());
-    Result<void> started = recorder->start(*folder() / name, device);
+    const std::filesystem::path file = *folder() / name;
+    Result<void> started = recorder->start(file, device);
     if (!started) {
-        project.mutate([](PodcastProject& document) {
-            document.pendingVoiceFile.reset();
-            document.pendingStart.reset();
-            document.recordingPending = false;
-        });
+        clearPendingMark();
         save();
         message = startFailed + started.error().description;
+        // Nothing was captured: what the failed start left under the take's name holds no audio.
+        std::error_code ignored;
+        std::filesystem::remove(file, ignored);
     } else {
         liveDuration = 0;
         voicePeaks = {};
@@ -144,8 +155,29 @@ void Studio::startTake()
         base.split(start);
         recordingDisplayBase = std::move(base);
         recording = true;
+        // The music editor's edits would share the take's one undo step: it closes, and its
+        // button stays off until the take has ended.
+        showMusicEditor = false;
     }
     endRecordTask();
+}
+
+void Studio::clearPendingMark()
+{
+    project.mutate([](PodcastProject& document) {
+        document.recordingPending = false;
+        document.pendingVoiceFile.reset();
+        document.pendingStart.reset();
+    });
+}
+
+bool Studio::takeFileExists() const
+{
+    const std::optional<std::string> name = pendingTakeName();
+    std::error_code error;
+    return name && folder() &&
+           std::filesystem::symlink_status(*folder() / *name, error).type() !=
+               std::filesystem::file_type::not_found;
 }
 
 void Studio::toggleRecordingPause()
@@ -199,11 +231,7 @@ void Studio::finishTake(const DiskRecorder::Status& last, const std::optional<st
         });
     }
     position = start + last.duration;
-    project.mutate([](PodcastProject& document) {
-        document.recordingPending = false;
-        document.pendingVoiceFile.reset();
-        document.pendingStart.reset();
-    });
+    clearPendingMark();
     liveDuration = 0;
     recordingDisplayBase.reset();
     busy = false;

@@ -80,6 +80,8 @@ void Studio::startPlayer(Result<BuiltMix> built, std::int64_t generation)
         busy = false;
         return;
     }
+    if (built.value().musicLeftOut)
+        message = MixBuilder::musicLeftOutText(*built.value().musicLeftOut);
     chain->player = std::move(opened.value());
     // A paused player may still be playing out the last of what it rendered (up to where the
     // new one starts): it goes once that has been heard.
@@ -87,7 +89,8 @@ void Studio::startPlayer(Result<BuiltMix> built, std::int64_t generation)
         scheduler_.after(retireDelay, [retired = std::move(player)] {});
     player = std::shared_ptr<Player>(chain, chain->player.get());
     appliedTreatment = treatment();
-    if (position() >= duration())
+    // Playing from the end starts over; the automatic stop leaves the head just short of it.
+    if (position() >= duration() - earlyStopMargin)
         position = 0.0;
     const std::weak_ptr<Player> started = player;
     player->seek(MediaTime::fromSeconds(position()), [studio = QPointer<Studio>(this), started,

@@ -36,6 +36,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
         item(*file_, QStringLiteral("Abrir proyecto…"), {QKeySequence(Qt::CTRL | Qt::Key_O)});
     saveProject_ =
         item(*file_, QStringLiteral("Guardar proyecto"), {QKeySequence(Qt::CTRL | Qt::Key_S)});
+    saveCopy_ = item(*file_, QStringLiteral("Guardar una copia…"), {});
     export_ = item(*file_, QStringLiteral("Exportar M4A…"), {QKeySequence(Qt::CTRL | Qt::Key_E)});
     file_->addSeparator();
     quit_ = item(*file_, QStringLiteral("Salir"), {QKeySequence(Qt::CTRL | Qt::Key_Q)});
@@ -44,6 +45,13 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     undo_ = item(*edit_, QStringLiteral("Deshacer"), {QKeySequence(Qt::CTRL | Qt::Key_Z)});
     redo_ =
         item(*edit_, QStringLiteral("Rehacer"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)});
+
+    edit_->addSeparator();
+    copy_ = item(*edit_, QStringLiteral("Copiar"), {QKeySequence(Qt::CTRL | Qt::Key_C)});
+    paste_ =
+        item(*edit_, QStringLiteral("Pegar en el cabezal"), {QKeySequence(Qt::CTRL | Qt::Key_V)});
+    deleteClosingGap_ = item(*edit_, QStringLiteral("Eliminar y cerrar hueco"),
+                             {QKeySequence(Qt::SHIFT | Qt::Key_Delete)});
 
     playPause_ =
         item(*audio_, QStringLiteral("Reproducir / Pausar"), {QKeySequence(Qt::Key_Space)});
@@ -57,6 +65,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
                    {QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)});
     import_ =
         item(*audio_, QStringLiteral("Importar música…"), {QKeySequence(Qt::CTRL | Qt::Key_I)});
+    removeMusic_ = item(*audio_, QStringLiteral("Quitar música"), {});
     audio_->addSeparator();
     auto* loudness = new QActionGroup(this);
     podcastLoudness_ = audio_->addAction(QStringLiteral("Podcast (−16 LUFS)"));
@@ -74,6 +83,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     connect(newProject_, &QAction::triggered, this, [this] { studio_.newProject(); });
     connect(openProject_, &QAction::triggered, this, [this] { studio_.open(); });
     connect(saveProject_, &QAction::triggered, this, [this] { studio_.saveProject(); });
+    connect(saveCopy_, &QAction::triggered, this, [this] { studio_.saveCopy(); });
     connect(export_, &QAction::triggered, this, [this] { studio_.exportProject(); });
     connect(quit_, &QAction::triggered, this, [quit = std::move(quit)] {
         if (quit)
@@ -81,12 +91,17 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     });
     connect(undo_, &QAction::triggered, this, [this] { studio_.undo(); });
     connect(redo_, &QAction::triggered, this, [this] { studio_.redo(); });
+    connect(copy_, &QAction::triggered, this, [this] { studio_.copySelection(); });
+    connect(paste_, &QAction::triggered, this, [this] { studio_.pasteClips(); });
+    connect(deleteClosingGap_, &QAction::triggered, this,
+            [this] { studio_.deleteSelectionClosingGap(); });
     connect(playPause_, &QAction::triggered, this, &AppMenus::playOrPause);
     connect(recordStop_, &QAction::triggered, this, &AppMenus::recordOrStop);
     connect(split_, &QAction::triggered, this, [this] { studio_.splitClip(); });
     connect(trim_, &QAction::triggered, this, [this] { studio_.trimSelection(); });
     connect(delete_, &QAction::triggered, this, [this] { studio_.deleteSelection(); });
     connect(import_, &QAction::triggered, this, [this] { studio_.importMusic(); });
+    connect(removeMusic_, &QAction::triggered, this, [this] { studio_.removeMusic(); });
 
     connect(&studio_, &Studio::fieldChanged, this, &AppMenus::refresh);
     refresh();
@@ -135,15 +150,20 @@ void AppMenus::refresh()
     newProject_->setEnabled(commands);
     openProject_->setEnabled(commands);
     saveProject_->setEnabled(true);
+    saveCopy_->setEnabled(commands && studio_.folder());
     export_->setEnabled(commands);
     undo_->setEnabled(commands && !studio_.undoStack->empty());
     redo_->setEnabled(commands && !studio_.redoStack->empty());
+    copy_->setEnabled(commands && selection && studio_.folder());
+    paste_->setEnabled(commands && studio_.canPaste() && studio_.folder());
+    deleteClosingGap_->setEnabled(commands && selection);
     playPause_->setEnabled(!busy);
     recordStop_->setEnabled(!busy || countingIn);
     split_->setEnabled(commands);
     trim_->setEnabled(selection && !recording);
     delete_->setEnabled(selection && !recording);
     import_->setEnabled(commands);
+    removeMusic_->setEnabled(commands && studio_.project->musicFile.has_value());
     for (const LoudnessTarget target :
          {LoudnessTarget::podcast, LoudnessTarget::broadcast, LoudnessTarget::none}) {
         QAction& action = loudness(target);

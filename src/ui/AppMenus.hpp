@@ -1,8 +1,9 @@
-// The window's menu commands: "Archivo" (new, open, save, export), "Edición" (undo, redo) and
-// "Audio" (play, record, split, trim, delete, import, and the checkable group of the export
-// loudness: podcast, EBU R128 or none). Each item is one call on the Studio; its
-// enabling is evaluated again on every change the Studio publishes, and a disabled item ignores its
-// shortcut as well. Main thread.
+// The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
+// redo, copy, paste at the play head, delete and close the gap) and "Audio" (play, record, split,
+// trim, delete, import and remove the music, and the checkable group of the export loudness:
+// podcast, EBU R128 or none). Each item is one call on the Studio; its enabling is evaluated again
+// on every change the Studio publishes, and a disabled item ignores its shortcut as well. Main
+// thread.
 #pragma once
 
 #include "model/LoudnessTarget.hpp"
@@ -33,16 +34,21 @@ public:
     QAction& newProject() const { return *newProject_; }
     QAction& openProject() const { return *openProject_; }
     QAction& saveProject() const { return *saveProject_; }
+    QAction& saveCopy() const { return *saveCopy_; }
     QAction& exportProject() const { return *export_; }
     QAction& quit() const { return *quit_; }
     QAction& undo() const { return *undo_; }
     QAction& redo() const { return *redo_; }
+    QAction& copy() const { return *copy_; }
+    QAction& paste() const { return *paste_; }
+    QAction& deleteClosingGap() const { return *deleteClosingGap_; }
     QAction& playPause() const { return *playPause_; }
     QAction& recordStop() const { return *recordStop_; }
     QAction& split() const { return *split_; }
     QAction& trim() const { return *trim_; }
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
+    QAction& removeMusic() const { return *removeMusic_; }
     // The export loudness group, in menu order: podcast, EBU R128, none.
     QAction& loudness(LoudnessTarget target) const;
 
@@ -60,16 +66,21 @@ private:
     QAction* newProject_;
     QAction* openProject_;
     QAction* saveProject_;
+    QAction* saveCopy_;
     QAction* export_;
     QAction* quit_;
     QAction* undo_;
     QAction* redo_;
+    QAction* copy_;
+    QAction* paste_;
+    QAction* deleteClosingGap_;
     QAction* playPause_;
     QAction* recordStop_;
     QAction* split_;
     QAction* trim_;
     QAction* delete_;
     QAction* import_;
+    QAction* removeMusic_;
     QAction* podcastLoudness_;
     QAction* broadcastLoudness_;
     QAction* noLoudness_;

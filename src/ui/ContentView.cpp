@@ -50,7 +50,7 @@ ContentView::ContentView(Studio& studio, const Clock& clock, QWidget* parent)
 {
     setPalette(windowPalette(palette()));
     setAutoFillBackground(true);
-    setMinimumSize(minimumWidth, minimumHeight);
+    setMinimumWidth(minimumWidth);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -61,8 +61,7 @@ ContentView::ContentView(Studio& studio, const Clock& clock, QWidget* parent)
     layout->addWidget(voicePanel_);
     layout->addWidget(divider(this));
     timeline_ = new TimelineView(studio_, this);
-    layout->addWidget(timeline_);
-    layout->addStretch(1);
+    layout->addWidget(timeline_, 1);
     layout->addWidget(divider(this));
     controls_ = new ControlRow(studio_, this);
     layout->addWidget(controls_);

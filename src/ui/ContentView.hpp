@@ -2,6 +2,7 @@
 // spectrum and equaliser panels, transport keys), the voice studio panel, the timeline with its
 // headers and ruler, the control row and the status line; plus the alert for the Studio's
 // message. Each part reads the shared Studio and repaints only when a field it shows changed.
+// Every part but the timeline keeps its height; the timeline's lanes take the rest.
 #pragma once
 
 #include <QWidget>
@@ -27,7 +28,6 @@ class ContentView final : public QWidget {
 
 public:
     static constexpr int minimumWidth = 1280;
-    static constexpr int minimumHeight = 680;
 
     // clock is the Studio's own time base (the deck carries the reels on with it).
     ContentView(Studio& studio, const Clock& clock, QWidget* parent = nullptr);
@@ -44,8 +44,6 @@ public:
     ControlRow& controls() const { return *controls_; }
     StatusLine& status() const { return *status_; }
     MessageAlert& alert() const { return *alert_; }
-
-    QSize minimumSizeHint() const override { return {minimumWidth, minimumHeight}; }
 
 private:
     QWidget* instrumentArea(const Clock& clock);

@@ -81,10 +81,8 @@ void ControlRow::fieldChanged(StudioField field)
 {
     switch (field) {
     case StudioField::devices:
-        fillInputs();
-        break;
     case StudioField::selectedDevice:
-        showSelectedInput();
+        fillInputs();
         break;
     case StudioField::meter:
         level_->display(studio_.meter(), studio_.recording());
@@ -116,15 +114,12 @@ void ControlRow::fillInputs()
     inputs_->addItem(QStringLiteral("Predeterminada del sistema"), 0u);
     for (const InputDevice& device : studio_.devices())
         inputs_->addItem(QString::fromStdString(device.name), device.id);
-    showSelectedInput();
-}
-
-void ControlRow::showSelectedInput()
-{
-    const QSignalBlocker quiet(inputs_);
-    const int index = inputs_->findData(studio_.selectedDevice());
-    // A device that went away shows as the default until it comes back.
-    inputs_->setCurrentIndex(index >= 0 ? index : 0);
+    // A chosen device that is no longer listed keeps an entry of its own: showing another input
+    // as chosen would hide that the take will fail to start.
+    const std::uint32_t selected = studio_.selectedDevice();
+    if (inputs_->findData(selected) < 0)
+        inputs_->addItem(QStringLiteral("Entrada desconectada"), selected);
+    inputs_->setCurrentIndex(inputs_->findData(selected));
 }
 
 void ControlRow::inputChosen(int index)

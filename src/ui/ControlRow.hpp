@@ -35,7 +35,6 @@ public:
 private:
     void fieldChanged(StudioField field);
     void fillInputs();
-    void showSelectedInput();
     void inputChosen(int index);
     void zoomMoved(int value);
     void zoomChanged();

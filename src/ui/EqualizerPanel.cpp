@@ -1,25 +1,34 @@
 #include "ui/EqualizerPanel.hpp"
 
 #include "studio/Studio.hpp"
+#include "ui/Icons.hpp"
 #include "ui/PanelPalette.hpp"
 #include "ui/ResponseCurve.hpp"
 #include "voice/TreatmentValues.hpp"
 
+#include <QAction>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QStyleOptionSlider>
+#include <QToolButton>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tw {
 
 namespace {
 
-// The slider works in half-decibel steps: −24…+24 is −12…+12 dB.
-constexpr int stepsPerDecibel = 2;
+constexpr int stepsPerDecibel = BandSlider::stepsPerDecibel;
 constexpr int sliderLength = 57;
+// Steps per pixel of a drag, plain and with Shift; steps of a wheel notch and an arrow key.
+constexpr double dragSteps = 0.1 * stepsPerDecibel;
+constexpr double fineDragSteps = 0.02 * stepsPerDecibel;
+constexpr int notchSteps = stepsPerDecibel / 2;
 
 } // namespace
 
@@ -29,7 +38,7 @@ const std::array<const char*, EqualizerPanel::bandCount> EqualizerPanel::bandLab
 BandSlider::BandSlider(QWidget* parent) : QSlider(Qt::Vertical, parent)
 {
     setRange(-12 * stepsPerDecibel, 12 * stepsPerDecibel);
-    setSingleStep(1);
+    setSingleStep(notchSteps);
     setPageStep(stepsPerDecibel);
     // Seven marks: −12, −8, −4, 0, +4, +8, +12 dB; drawn here, not by the style.
     setTickInterval(4 * stepsPerDecibel);
@@ -75,6 +84,62 @@ void BandSlider::paintEvent(QPaintEvent* event)
         const int length = i == ticks.size() / 2 ? 5 : 3;
         painter.drawLine(left, ticks[i], left + length, ticks[i]);
     }
+}
+
+void BandSlider::mousePressEvent(QMouseEvent* event)
+{
+    // No jump to where the groove was clicked: the gain moves only as far as the pointer does.
+    if (event->button() != Qt::LeftButton) {
+        event->ignore();
+        return;
+    }
+    if (isSliderDown())
+        setSliderDown(false); // a drag whose release never came ends before the next begins
+    dragY_ = event->position().y();
+    dragValue_ = value();
+    event->accept();
+}
+
+void BandSlider::mouseMoveEvent(QMouseEvent* event)
+{
+    if (!dragY_) {
+        event->ignore();
+        return;
+    }
+    const double y = event->position().y();
+    const double perPixel = event->modifiers() & Qt::ShiftModifier ? fineDragSteps : dragSteps;
+    dragValue_ =
+        std::clamp(dragValue_ + (*dragY_ - y) * perPixel, double(minimum()), double(maximum()));
+    dragY_ = y;
+    const int reached = int(std::lround(dragValue_));
+    if (reached == value())
+        return;
+    if (!isSliderDown())
+        setSliderDown(true); // the drag's one undo step begins with its first change
+    setValue(reached);
+}
+
+void BandSlider::mouseReleaseEvent(QMouseEvent* event)
+{
+    dragY_.reset();
+    if (isSliderDown())
+        setSliderDown(false);
+    event->accept();
+}
+
+void BandSlider::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        setValue(0);
+    event->accept();
+}
+
+void BandSlider::wheelEvent(QWheelEvent* event)
+{
+    const int notches = event->angleDelta().y() / 120;
+    if (notches != 0)
+        setValue(value() + notches * notchSteps);
+    event->accept();
 }
 
 EqualizerBand::EqualizerBand(const QString& label, QWidget* parent)
@@ -139,6 +204,21 @@ EqualizerPanel::EqualizerPanel(Studio& studio, QWidget* parent)
     caption->setFont(captionFont);
     caption->setForegroundRole(QPalette::Light);
 
+    reset_ = new QAction(symbolIcon(QStringLiteral("arrow.counterclockwise")),
+                         QStringLiteral("Restablecer ecualizador"), this);
+    addAction(reset_);
+    setContextMenuPolicy(Qt::ActionsContextMenu);
+    resetButton_ = new QToolButton(this);
+    resetButton_->setDefaultAction(reset_);
+    resetButton_->setAutoRaise(true);
+    resetButton_->setIconSize(QSize(12, 12));
+    resetButton_->setCursor(Qt::PointingHandCursor);
+    connect(reset_, &QAction::triggered, this, &EqualizerPanel::resetBands);
+    auto* top = new QHBoxLayout;
+    top->setContentsMargins(0, 0, 0, 0);
+    top->addWidget(caption, 1);
+    top->addWidget(resetButton_);
+
     auto* columns = new QHBoxLayout;
     columns->setSpacing(2);
     for (int i = 0; i < bandCount; ++i) {
@@ -154,7 +234,7 @@ EqualizerPanel::EqualizerPanel(Studio& studio, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
-    layout->addWidget(caption);
+    layout->addLayout(top);
     layout->addWidget(curve_, 1);
     layout->addLayout(columns);
 
@@ -198,14 +278,30 @@ void EqualizerPanel::bandMoved(int index, int steps)
         showTreatment();
         return;
     }
-    // A key press or a click on the groove is a change of its own, with its own undo step.
+    // A key, a wheel notch or a double-click is a change of its own, with its own undo step.
     const bool dragging = bands_[std::size_t(index)]->slider().isSliderDown();
     if (!dragging)
         studio_.checkpoint();
 
-    VoiceTreatment treatment = studio_.treatment();
-    std::array<double, 10> gains = bandGains(treatment);
+    std::array<double, 10> gains = bandGains(studio_.treatment());
     gains[std::size_t(index)] = double(steps) / stepsPerDecibel;
+    storeGains(gains);
+}
+
+void EqualizerPanel::resetBands()
+{
+    if (studio_.recording() || studio_.busy())
+        return;
+    const std::array<double, 10> flat{};
+    if (bandGains(studio_.treatment()) == flat)
+        return; // nothing to undo
+    studio_.checkpoint();
+    storeGains(flat);
+}
+
+void EqualizerPanel::storeGains(const std::array<double, 10>& gains)
+{
+    VoiceTreatment treatment = studio_.treatment();
     treatment.eqBands = std::vector<double>(gains.begin(), gains.end());
     // The ten bands now say everything; the older three-band fields would only contradict them.
     treatment.bass.reset();

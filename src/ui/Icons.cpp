@@ -28,6 +28,7 @@ const std::vector<std::pair<QString, QString>>& mapping()
         {"music.note", "audio-x-generic-symbolic"},
         {"music.note.list", "view-list-symbolic"},
         {"arrow.clockwise", "view-refresh-symbolic"},
+        {"arrow.counterclockwise", "edit-undo-symbolic"},
         {"crop", "image-crop-symbolic"},
         {"rectangle.split.2x1", "view-dual-symbolic"},
         {"play.square", "media-playback-start-symbolic"},
@@ -52,10 +53,11 @@ const std::vector<std::pair<QString, QString>>& mapping()
 // Symbols whose theme icon says something else than ours: always drawn.
 bool preferPainted(const QString& symbol)
 {
-    // The seek icons lack the "5", and the theme's generic audio icon is not a waveform.
+    // The seek icons lack the "5", the theme's generic audio icon is not a waveform, and its undo
+    // arrow is not the reset arrow.
     return symbol == "gobackward.5" || symbol == "goforward.5" || symbol == "waveform.path" ||
            symbol == "waveform.badge.mic" || symbol == "play.square" || symbol == "mic.fill" ||
-           symbol == "music.note.list";
+           symbol == "music.note.list" || symbol == "arrow.counterclockwise";
 }
 
 QPixmap tinted(const QPixmap& source, const QColor& colour)
@@ -172,8 +174,8 @@ void drawSymbol(QPainter& p, const QString& s)
         for (int i = 0; i < 3; ++i)
             p.drawLine(QPointF(3, 5 + i * 5), QPointF(12, 5 + i * 5));
         note(p, {14, 19});
-    } else if (s == "arrow.clockwise") {
-        circularArrow(p, {12, 12.5}, 7.5, true);
+    } else if (s == "arrow.clockwise" || s == "arrow.counterclockwise") {
+        circularArrow(p, {12, 12.5}, 7.5, s == "arrow.clockwise");
     } else if (s == "crop") {
         p.setBrush(Qt::NoBrush);
         QPainterPath marks;

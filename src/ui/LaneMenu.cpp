@@ -2,6 +2,7 @@
 
 #include "studio/Studio.hpp"
 
+#include <QKeySequence>
 #include <QMenu>
 
 namespace tw {
@@ -13,9 +14,16 @@ QMenu* makeClipMenu(Studio& studio, const Segment& clip, QWidget* parent)
     const TimeRange range{start, start + clip.duration};
     const bool idle = !studio.recording() && !studio.busy();
 
+    // Shows the key that does the same on the selection from anywhere in the window (the
+    // window's own item hears it; here it is only written beside the item).
+    auto showKey = [](QAction* action, const QKeySequence& key) {
+        action->setShortcut(key);
+        action->setShortcutContext(Qt::WidgetShortcut);
+    };
     // Adds an item that acts on the clip's range.
-    auto onClip = [&](const char* text, auto operation) {
+    auto onClip = [&](const char* text, auto operation, const QKeySequence& key = {}) {
         QAction* action = menu->addAction(QString::fromUtf8(text));
+        showKey(action, key);
         action->setEnabled(idle);
         QObject::connect(action, &QAction::triggered, menu, [&studio, range, operation] {
             studio.selection = range;
@@ -24,16 +32,31 @@ QMenu* makeClipMenu(Studio& studio, const Segment& clip, QWidget* parent)
     };
     onClip("Silenciar", [&studio] { studio.silenceSelection(true); });
     onClip("Restaurar sonido", [&studio] { studio.silenceSelection(false); });
-    onClip("Eliminar", [&studio] { studio.deleteSelection(); });
+    onClip(
+        "Eliminar", [&studio] { studio.deleteSelection(); }, QKeySequence(Qt::Key_Delete));
+    onClip(
+        "Eliminar y cerrar hueco", [&studio] { studio.deleteSelectionClosingGap(); },
+        QKeySequence(Qt::SHIFT | Qt::Key_Delete));
     menu->addSeparator();
     onClip("Cortar", [&studio] {
         studio.copySelection();
         studio.deleteSelection();
     });
-    onClip("Copiar", [&studio] { studio.copySelection(); });
+    onClip(
+        "Copiar", [&studio] { studio.copySelection(); }, QKeySequence(Qt::CTRL | Qt::Key_C));
     QAction* paste = menu->addAction(QString::fromUtf8("Pegar en el cabezal"));
+    showKey(paste, QKeySequence(Qt::CTRL | Qt::Key_V));
     paste->setEnabled(idle && studio.canPaste());
     QObject::connect(paste, &QAction::triggered, menu, [&studio] { studio.pasteClips(); });
+    return menu;
+}
+
+QMenu* makeMusicMenu(Studio& studio, QWidget* parent)
+{
+    auto* menu = new QMenu(parent);
+    QAction* remove = menu->addAction(QString::fromUtf8("Quitar música"));
+    remove->setEnabled(!studio.recording() && !studio.busy() && studio.project->musicFile);
+    QObject::connect(remove, &QAction::triggered, menu, [&studio] { studio.removeMusic(); });
     return menu;
 }
 

@@ -1,6 +1,6 @@
-// The context menu of a voice clip: silence, restore, delete, cut, copy, and paste at the play
-// head. Every item but the paste first selects the clip's range, then calls the Studio. Main
-// thread.
+// The context menus of the lanes. A voice clip's: silence, restore, delete, delete and close the
+// gap, cut, copy, and paste at the play head; every item but the paste first selects the clip's
+// range, then calls the Studio. The music lane's: remove the music. Main thread.
 #pragma once
 
 class QMenu;
@@ -14,5 +14,8 @@ struct Segment;
 // A new menu (owned by parent) for clip as the lane shows it; items are enabled by the Studio's
 // state at the time the menu is made.
 QMenu* makeClipMenu(Studio& studio, const Segment& clip, QWidget* parent);
+// The music lane's menu: "Quitar música", enabled while the project has music and the Studio is
+// idle.
+QMenu* makeMusicMenu(Studio& studio, QWidget* parent);
 
 } // namespace tw

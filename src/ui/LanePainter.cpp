@@ -167,7 +167,8 @@ void drawClip(QPainter& painter, const LaneScene& scene, const LaneArt& art, con
 
     LaneControl control{LaneControl::Type::clipHeader, clip};
     const bool strong = selected || isHovered(scene, control.hoverKey());
-    drawBox(painter, trimmedTo(header, exposed), withAlpha(colour, strong ? 0.85 : 0.5),
+    // Stronger, yet dark enough under its white title.
+    drawBox(painter, trimmedTo(header, exposed), withAlpha(colour, strong ? 0.7 : 0.5),
             Qt::transparent, lane::clipRadius);
     // The icon and title sit at the clip's start; long clips keep them there, off screen or not.
     const QRectF title(header.left() + 22, header.top(), std::min(header.width() - 26, 300.0),
@@ -182,8 +183,10 @@ void drawClip(QPainter& painter, const LaneScene& scene, const LaneArt& art, con
         font.setWeight(QFont::DemiBold);
         painter.setFont(font);
         painter.setPen(Qt::white);
-        painter.drawText(title, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                         clipTitle(clip));
+        // A short clip shows as much of its title as fits, ended by "…".
+        const QString text = painter.fontMetrics().elidedText(clipTitle(clip), Qt::ElideRight,
+                                                              static_cast<int>(title.width()));
+        painter.drawText(title, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
     }
 }
 

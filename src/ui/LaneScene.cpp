@@ -128,7 +128,7 @@ const std::vector<float>& LaneScene::peaksOf(const Segment& clip) const
 QRectF LaneScene::clipRect(const Segment& clip) const
 {
     const double start = clip.timelineStart.value_or(0.0);
-    return {xAt(start), lane::clipTop, clip.duration * zoom, lane::clipHeight};
+    return {xAt(start), lane::clipTop, clip.duration * zoom, height - 2 * lane::clipTop};
 }
 
 QRectF LaneScene::headerRect(const Segment& clip) const

@@ -24,9 +24,9 @@ enum class LaneKind { voice, music };
 namespace lane {
 constexpr int voiceHeight = 110;
 constexpr int musicHeight = 160;
-// The voice clips fill this band of the voice lane; the header strip is its top.
+// The voice clips fill the voice lane but for this margin above and below; the header strip is
+// their top.
 constexpr double clipTop = 8;
-constexpr double clipHeight = 94;
 constexpr double headerHeight = 22;
 constexpr double headerMinimumWidth = 20;
 constexpr int clipRadius = 7;

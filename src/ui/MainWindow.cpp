@@ -4,8 +4,11 @@
 #include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/MainToolbar.hpp"
+#include "ui/UnsavedChanges.hpp"
 #include "ui/WelcomeView.hpp"
+#include "ui/WindowLook.hpp"
 
+#include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileInfo>
@@ -17,20 +20,8 @@ namespace tw {
 
 namespace {
 
-// The menu bar, its menus and the toolbar in the studio's dark metal, like the view under them.
-// Set on the bars alone: a style sheet on the window would restyle every widget of the view
-// (and slow each of its repaints).
-const char* const menuLook = R"(
-QMenuBar { background: rgb(32, 33, 38); color: rgb(225, 226, 230); }
-QMenuBar::item { background: transparent; padding: 4px 10px; }
-QMenuBar::item:selected { background: rgb(60, 61, 68); border-radius: 4px; }
-QMenu { background: rgb(40, 41, 46); color: rgb(225, 226, 230);
-        border: 1px solid rgba(255, 255, 255, 40); padding: 4px; }
-QMenu::item { padding: 4px 24px 4px 16px; border-radius: 4px; }
-QMenu::item:selected { background: rgb(58, 110, 160); }
-QMenu::item:disabled { color: rgb(110, 111, 118); }
-QMenu::separator { height: 1px; background: rgba(255, 255, 255, 30); margin: 4px 8px; }
-)";
+// The toolbar in the studio's dark metal, like the view under it. Set on the bar alone: a style
+// sheet on the window would restyle every widget of the view (and slow each of its repaints).
 const char* const toolbarLook = R"(
 QToolBar { background: rgb(32, 33, 38); border: none; border-bottom: 1px solid rgba(255, 255, 255, 22);
            spacing: 4px; padding: 3px 8px; }
@@ -52,8 +43,9 @@ MainWindow::MainWindow(Studio& studio, const Clock& clock, QWidget* parent)
     , menus_(new AppMenus(studio, *menuBar(), [this] { close(); }))
     , welcome_(new WelcomeView(studio, this))
 {
+    // Menus, pop-ups, tooltips, alerts and dialogs share the window's dark look.
+    applyStudioLook();
     setWindowTitle(QStringLiteral("Bobinet 2"));
-    menuBar()->setStyleSheet(QString::fromUtf8(menuLook));
     toolbar_->setStyleSheet(QString::fromUtf8(toolbarLook));
     setCentralWidget(content_);
     addToolBar(Qt::TopToolBarArea, toolbar_);
@@ -109,6 +101,15 @@ void MainWindow::dropEvent(QDropEvent* event)
         return;
     event->acceptProposedAction();
     studio_.openProject(std::filesystem::path(folder->toStdString()));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!mayCloseProject(studio_, this)) {
+        event->ignore();
+        return;
+    }
+    QMainWindow::closeEvent(event);
 }
 
 } // namespace tw

@@ -1,7 +1,8 @@
 // The one window of the program, titled "Bobinet 2": the menus, the project toolbar and the main
 // view, with the welcome sheet over it while the Studio asks for it. A project folder dropped on
-// the window is opened. The view keeps its own minimum of 1280 × 680; the window adds its menu
-// bar and toolbar to that and never squeezes the view below it. Main thread.
+// the window is opened. The view keeps its own minimum, small enough that the window with its
+// menu bar and toolbar fits a 1366 × 768 screen; the window never squeezes the view below it.
+// Main thread.
 #pragma once
 
 #include <QMainWindow>
@@ -39,6 +40,8 @@ protected:
     void showEvent(QShowEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    // Asks first while the project's changes cannot be saved in its folder.
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void fieldChanged(StudioField field);

@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace tw {
 
@@ -114,6 +115,15 @@ MusicEditor::MusicEditor(Studio& studio, QWidget* parent)
 
     showValues();
     connect(&studio_, &Studio::fieldChanged, this, &MusicEditor::fieldChanged);
+}
+
+MusicEditor::~MusicEditor()
+{
+    // QWidget's destructor takes the focus from a field, and the field then reports its editing
+    // as finished: by then this editor is gone, and text typed but never committed must stay out
+    // of the project.
+    for (QLineEdit* field : fields_)
+        field->disconnect(this);
 }
 
 double MusicEditor::fallback(int row) const
@@ -288,6 +298,14 @@ MusicEditorPopover::MusicEditorPopover(Studio& studio, QWidget* anchor)
     });
 }
 
+MusicEditorPopover::~MusicEditorPopover()
+{
+    // A popover still open when its window goes is hidden by QWidget's destructor, after this
+    // object is gone: the editor and the flag handler go first, so neither runs half-destroyed.
+    disconnect(&studio_, nullptr, this, nullptr);
+    delete std::exchange(editor_, nullptr);
+}
+
 MusicEditorPopover* MusicEditorPopover::open(Studio& studio, QWidget* anchor)
 {
     auto* popover = new MusicEditorPopover(studio, anchor);
@@ -319,7 +337,8 @@ void MusicEditorPopover::mousePressEvent(QMouseEvent* event)
 
 void MusicEditorPopover::hideEvent(QHideEvent* event)
 {
-    editor_->commitPendingEdit();
+    if (editor_)
+        editor_->commitPendingEdit();
     if (studio_.showMusicEditor())
         studio_.showMusicEditor = false;
     QFrame::hideEvent(event);

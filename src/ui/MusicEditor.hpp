@@ -26,6 +26,7 @@ public:
     static const std::array<const char*, rowCount> rowLabels;
 
     explicit MusicEditor(Studio& studio, QWidget* parent = nullptr);
+    ~MusicEditor() override;
 
     QLineEdit& field(int row) const { return *fields_[std::size_t(row)]; }
     QPushButton& doneButton() const { return *done_; }
@@ -74,6 +75,7 @@ class MusicEditorPopover final : public QFrame {
 
 public:
     MusicEditorPopover(Studio& studio, QWidget* anchor);
+    ~MusicEditorPopover() override;
     MusicEditor& editor() const { return *editor_; }
 
     // Makes and shows a popover under anchor (the "Ajustes…" button).

@@ -13,7 +13,7 @@ QPalette panelPalette(QPalette palette)
     palette.setColor(QPalette::AlternateBase, QColor(30, 31, 35));
     palette.setColor(QPalette::Highlight, QColor(64, 180, 140));
     palette.setColor(QPalette::HighlightedText, QColor(12, 20, 16));
-    palette.setColor(QPalette::Light, QColor(120, 122, 128));
+    palette.setColor(QPalette::Light, noteColour);
     palette.setColor(QPalette::Midlight, QColor(84, 86, 92));
     palette.setColor(QPalette::Mid, QColor(48, 49, 54));
     palette.setColor(QPalette::Dark, QColor(18, 18, 20));

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QStandardPaths>
 
 namespace tw {
@@ -31,6 +32,30 @@ std::optional<QString> firstChoice(QFileDialog& dialog)
         return std::nullopt;
     return dialog.selectedFiles().constFirst();
 }
+
+// The dialog that names a new project folder. Qt's save dialog enters a folder whose name is
+// typed and confirmed, and a second confirmation would then make the new project inside the old
+// one: here a typed name that is already taken comes back as the choice, so that the Studio can
+// refuse it and say why.
+class NewProjectDialog final : public QFileDialog {
+public:
+    using QFileDialog::QFileDialog;
+
+protected:
+    void accept() override
+    {
+        const auto* name = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+        const QStringList chosen = selectedFiles();
+        if (name && !name->text().isEmpty() && !chosen.isEmpty()) {
+            const QFileInfo taken(chosen.constFirst());
+            if (taken.exists() || taken.isSymLink()) {
+                QDialog::accept();
+                return;
+            }
+        }
+        QFileDialog::accept();
+    }
+};
 
 } // namespace
 
@@ -65,10 +90,11 @@ QtStudioHost::chooseNewProjectLocation(const std::string& title, const std::stri
 {
     // A save dialog: the chosen name becomes the new folder (the Studio creates it), and the
     // dialog's own button makes any folder the user wants to put it in.
-    QFileDialog dialog(parent_, QString::fromStdString(title), startFolder());
+    NewProjectDialog dialog(parent_, QString::fromStdString(title), startFolder());
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setOption(QFileDialog::DontConfirmOverwrite); // the Studio refuses an existing name
+    dialog.setOption(QFileDialog::DontUseNativeDialog);  // its confirmation is the one above
     dialog.selectFile(QString::fromStdString(proposedName));
     const std::optional<QString> chosen = firstChoice(dialog);
     if (!chosen)

@@ -1,5 +1,6 @@
 #include "ui/SingleInstance.hpp"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -10,8 +11,10 @@ namespace tw {
 
 namespace {
 
-// One request per connection: a line of UTF-8 (the path, or empty for a wake-up), then the end.
+// One request per connection: a line of UTF-8 (the path, or empty for a wake-up), answered by the
+// running instance's main thread with one line once it has taken the request.
 constexpr char endOfRequest = '\n';
+constexpr char acknowledgement[] = "ok\n";
 
 } // namespace
 
@@ -34,19 +37,23 @@ QString SingleInstance::defaultServerName()
 
 bool SingleInstance::handOver(const std::optional<QString>& path, int timeoutMilliseconds)
 {
+    const QDeadlineTimer deadline(timeoutMilliseconds);
+    const auto left = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
     QLocalSocket socket;
     socket.connectToServer(serverName_);
-    if (!socket.waitForConnected(timeoutMilliseconds))
+    if (!socket.waitForConnected(left()))
         return false;
     QByteArray request = path ? path->toUtf8() : QByteArray();
     request.append(endOfRequest);
     socket.write(request);
-    if (!socket.waitForBytesWritten(timeoutMilliseconds))
+    if (!socket.waitForBytesWritten(left()))
         return false;
-    socket.disconnectFromServer();
-    if (socket.state() != QLocalSocket::UnconnectedState)
-        socket.waitForDisconnected(timeoutMilliseconds);
-    return true;
+    // The system accepts the connection and the bytes even for an instance that hangs: only
+    // its answer says it took the request.
+    while (!socket.canReadLine())
+        if (!socket.waitForReadyRead(left()))
+            return false;
+    return socket.readLine() == acknowledgement;
 }
 
 bool SingleInstance::listen()
@@ -56,7 +63,8 @@ bool SingleInstance::listen()
     server_ = new QLocalServer(this);
     server_->setSocketOptions(QLocalServer::UserAccessOption);
     if (!server_->listen(serverName_)) {
-        // Nobody answered handOver, so a socket file still there is a dead instance's.
+        // Nobody answered handOver: the socket is a dead or hung instance's, and later launches
+        // are better served here.
         if (server_->serverError() != QAbstractSocket::AddressInUseError ||
             !QLocalServer::removeServer(serverName_) || !server_->listen(serverName_)) {
             delete server_;
@@ -84,7 +92,8 @@ void SingleInstance::acceptConnections()
             QByteArray line = socket->readLine();
             line.chop(1);
             const QString path = QString::fromUtf8(line);
-            socket->disconnectFromServer();
+            socket->write(acknowledgement);
+            socket->disconnectFromServer(); // after the answer is written
             if (!path.isEmpty())
                 emit openRequested(path);
             emit activationRequested();

@@ -23,7 +23,9 @@ public:
     static QString defaultServerName();
 
     // A later launch: gives path (or only a wake-up without one) to the running instance. True
-    // when one took it, and this process should end; false when none runs.
+    // when one took it and said so within the timeout, and this process should end; false when
+    // none runs or the one running does not answer (it hangs or is busy), and this process
+    // starts on its own.
     bool handOver(const std::optional<QString>& path, int timeoutMilliseconds = 2000);
 
     // The first launch: starts listening for later ones. A socket left behind by an instance

@@ -1,6 +1,7 @@
 #include "ui/SpectrumView.hpp"
 
 #include "studio/Studio.hpp"
+#include "ui/PanelPalette.hpp"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -61,7 +62,7 @@ void SpectrumView::paintEvent(QPaintEvent*)
     caption.setBold(true);
     caption.setLetterSpacing(QFont::AbsoluteSpacing, 1.2);
     painter.setFont(caption);
-    painter.setPen(QColor(150, 150, 155));
+    painter.setPen(noteColour);
     painter.drawText(QRectF(0, 0, width(), captionHeight), Qt::AlignLeft | Qt::AlignTop,
                      QStringLiteral("SPECTRUM"));
 
@@ -72,11 +73,11 @@ void SpectrumView::paintEvent(QPaintEvent*)
         painter.drawLine(QPointF(plot.left(), y), QPointF(plot.right(), y));
     }
 
-    // The floor's level, faint and behind the bars that stand on it.
+    // The floor's level, behind the bars that stand on it.
     QFont floorFont = font();
-    floorFont.setPixelSize(8);
+    floorFont.setPixelSize(9);
     painter.setFont(floorFont);
-    painter.setPen(QColor(140, 140, 146, 150));
+    painter.setPen(noteColour);
     painter.drawText(QRectF(plot.left() + 2, plot.bottom() - 15, 60, 11),
                      Qt::AlignLeft | Qt::AlignBottom, QStringLiteral("−70 dB"));
 
@@ -90,7 +91,7 @@ void SpectrumView::paintEvent(QPaintEvent*)
     for (const QRectF& bar : barRects(bars_, plot))
         painter.drawRoundedRect(bar, 1, 1);
 
-    painter.setPen(QColor(140, 140, 146));
+    painter.setPen(noteColour);
     const QRectF labels(plot.left(), plot.bottom() + 2, plot.width(), labelHeight - 2);
     painter.drawText(labels, Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("30 Hz"));
     painter.drawText(labels, Qt::AlignHCenter | Qt::AlignVCenter, QStringLiteral("1 kHz"));

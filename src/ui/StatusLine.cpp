@@ -6,6 +6,7 @@
 
 #include <QDateTime>
 #include <QHBoxLayout>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLocale>
 #include <QProgressBar>
@@ -18,9 +19,12 @@ namespace tw {
 
 QString selectionText(const std::optional<TimeRange>& selection)
 {
-    if (!selection)
-        return QStringLiteral("Arrastra una cabecera para mover un clip · ⌘T dividir · Arrastra "
-                              "la línea roja para escuchar desde otro punto");
+    if (!selection) {
+        // The split key as this desktop names it ("Ctrl+T").
+        const QString split = QKeySequence(Qt::CTRL | Qt::Key_T).toString(QKeySequence::NativeText);
+        return QStringLiteral("Arrastra una cabecera para mover un clip · ") + split +
+               QStringLiteral(" dividir · Arrastra la línea roja para escuchar desde otro punto");
+    }
     return QStringLiteral("Selección: ") + QString::fromStdString(clockText(selection->lower)) +
            QStringLiteral(" – ") + QString::fromStdString(clockText(selection->upper));
 }
@@ -135,7 +139,20 @@ void StatusLine::showStatus()
     if (studio_.busy() && !studio_.countdown())
         status_->setText(QStringLiteral("Preparando audio…"));
     else
-        status_->setText(savedText(QString::fromStdString(studio_.title()), studio_.lastSaved()));
+        showTitle();
+}
+
+void StatusLine::showTitle()
+{
+    // A long title gives way in its middle, where the two ends that tell projects apart stay;
+    // the save time is always shown whole.
+    const QString title = QString::fromStdString(studio_.title());
+    const QString saved = savedText(QString(), studio_.lastSaved());
+    const QFontMetrics metrics = status_->fontMetrics();
+    const QString shown =
+        metrics.elidedText(title, Qt::ElideMiddle, statusWidth - metrics.horizontalAdvance(saved));
+    status_->setText(shown + saved);
+    status_->setToolTip(shown == title ? QString() : title);
 }
 
 } // namespace tw

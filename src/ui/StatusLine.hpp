@@ -1,6 +1,6 @@
 // The caption-size line at the bottom of the window: the selection or a hint on the left; on the
 // right the export progress with its cancel button, "Preparando audio…", or the project title
-// with the time it was last saved.
+// (shortened in its middle when it is long) with the time it was last saved.
 #pragma once
 
 #include <QString>
@@ -47,6 +47,7 @@ private:
     void fieldChanged(StudioField field);
     void showSelection();
     void showStatus();
+    void showTitle();
 
     Studio& studio_;
     QLabel* left_;

@@ -1,12 +1,18 @@
 // The timeline of the window: the two track headers beside a horizontally scrolling area that
 // holds the ruler and the voice and music lanes. The content is as wide as the programme plus a
-// minute (at least two minutes, and 30 s past the play head), and during a take the view keeps
-// the record head in sight at its trailing edge.
+// minute (at least two minutes, and 30 s past the play head), and the voice lane takes whatever
+// height the window gives the timeline. Getting around: the wheel scrolls along time (either
+// wheel), Ctrl+wheel zooms around the pointer, other zoom changes keep the play head where it
+// stands on screen, a play head that jumps out of sight is brought back into view, playback is
+// followed off the right edge, and during a take the record head stays at the trailing edge.
 #pragma once
 
 #include <QWidget>
 
+#include <optional>
+
 class QScrollArea;
+class QWheelEvent;
 
 namespace tw {
 
@@ -23,6 +29,10 @@ class TimelineView final : public QWidget {
     Q_OBJECT
 
 public:
+    // Points scrolled by one notch of a mouse wheel, and the zoom factor of one Ctrl+wheel notch.
+    static constexpr int wheelStep = 80;
+    static constexpr double wheelZoom = 1.25;
+
     explicit TimelineView(Studio& studio, QWidget* parent = nullptr);
 
     QScrollArea& scrollArea() const { return *scroll_; }
@@ -39,10 +49,26 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    // A time that a zoom change keeps at the same place in the visible area.
+    struct Anchor {
+        double seconds;
+        double x; // in the visible area
+    };
+
     void fieldChanged(StudioField field);
     void resizeContent();
+    void fitLanes();
     void placeRecordHead();
     void followRecordHead();
+    // x is the pointer's place in the visible area.
+    void wheel(const QWheelEvent& event, double x);
+    void zoomAround(double zoom, double x);
+    void zoomChanged();
+    Anchor playheadAnchor() const;
+    void playheadMoved(double from);
+    void revealPlayhead();
+    bool visible(double seconds) const;
+    void scrollTo(double x);
 
     Studio& studio_;
     QScrollArea* scroll_;
@@ -53,6 +79,9 @@ private:
     WaveTrack* voiceLane_;
     WaveTrack* musicLane_;
     QWidget* recordHead_;
+    double shownZoom_;
+    double shownPosition_;
+    std::optional<Anchor> zoomAnchor_; // set by a Ctrl+wheel zoom until the zoom arrives
 };
 
 } // namespace tw

@@ -185,6 +185,9 @@ void TrackHeader::showCaption()
 
 void TrackHeader::refreshEnabled()
 {
+    // A volume changed during a take would share the take's one undo step.
+    setEnabledIfChanged(*slider_, !studio_.recording());
+    setEnabledIfChanged(*mute_, !studio_.recording());
     const bool idle = studioIdle(studio_);
     if (load_)
         setEnabledIfChanged(*load_, idle);

@@ -6,6 +6,7 @@
 #include "ui/ViewFields.hpp"
 #include "ui/WindowLook.hpp"
 
+#include <QAction>
 #include <QHBoxLayout>
 
 namespace tw {
@@ -85,6 +86,20 @@ TransportBar::TransportBar(Studio& studio, QWidget* parent) : QWidget(parent), s
             s->skipForward();
     });
     connect(buttons_[toEnd], &QAbstractButton::clicked, this, [s] { s->goToEnd(); });
+
+    // Home, End, Left and Right anywhere in the window press the four jump keys: the same
+    // actions with the reels' shuttle, refused when the key is disabled (click() does nothing).
+    const std::pair<Key, Qt::Key> jumps[] = {{toStart, Qt::Key_Home},
+                                             {back5, Qt::Key_Left},
+                                             {forward5, Qt::Key_Right},
+                                             {toEnd, Qt::Key_End}};
+    for (const auto& [key, shortcut] : jumps) {
+        auto* action = new QAction(labels[key], this);
+        action->setShortcut(QKeySequence(shortcut));
+        action->setShortcutContext(Qt::WindowShortcut);
+        addAction(action);
+        connect(action, &QAction::triggered, buttons_[key], &QAbstractButton::click);
+    }
 
     refresh();
     refreshPlayColour();

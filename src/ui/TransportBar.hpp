@@ -1,5 +1,6 @@
 // The eight transport keys under the deck: to start, back 5 s, stop, play, pause, record,
 // forward 5 s, to end; with their labels, lit states and enabling rules read from the Studio.
+// Home, End, Left and Right press the four jump keys from anywhere in the window.
 #pragma once
 
 #include <QWidget>

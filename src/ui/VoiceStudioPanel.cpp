@@ -82,6 +82,10 @@ void VoiceStudioPanel::fieldChanged(StudioField field)
 {
     if (field == StudioField::project)
         showTreatment();
+    // A treatment changed during a take would share the take's one undo step.
+    if (field == StudioField::recording)
+        for (QWidget* control : std::initializer_list<QWidget*>{enhance_, style_, noise_, level_})
+            control->setEnabled(!studio_.recording());
 }
 
 void VoiceStudioPanel::showTreatment()

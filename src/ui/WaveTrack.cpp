@@ -264,12 +264,16 @@ void WaveTrack::leaveEvent(QEvent* event)
 
 void WaveTrack::contextMenuEvent(QContextMenuEvent* event)
 {
-    if (kind_ != Kind::voice)
+    QMenu* menu = nullptr;
+    if (kind_ != Kind::voice) {
+        // Anywhere in the lane: music that cannot be read has no region to point at.
+        if (studio_.project->musicFile)
+            menu = makeMusicMenu(studio_, this);
+    } else if (const LaneControl control = scene().controlAt(event->pos()); control.clip) {
+        menu = makeClipMenu(studio_, *control.clip, this);
+    }
+    if (!menu)
         return;
-    const LaneControl control = scene().controlAt(event->pos());
-    if (!control.clip)
-        return;
-    QMenu* menu = makeClipMenu(studio_, *control.clip, this);
     menu->exec(event->globalPos());
     menu->deleteLater();
 }

@@ -4,7 +4,8 @@
 // and calls its operations. Main thread.
 //
 // For the window: place it in the horizontally scrolling timeline, give it the timeline's
-// content width (its height is fixed, laneHeight) and tell it the visible width of the scroll
+// content width and a fixed height of at least laneHeight (the voice clips grow with the voice
+// lane; the music lane's measures are fixed) and tell it the visible width of the scroll
 // view with setViewportWidth, where the empty-lane text and the "Cargar música" button are
 // centred. Only the exposed part of the lane is painted.
 #pragma once

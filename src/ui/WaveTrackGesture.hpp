@@ -15,6 +15,7 @@ struct WaveTrack::Gesture {
     LaneControl control;
     QPointF start;
     bool active = false;
+    bool handlePicked = false; // which of two coinciding fade handles follows is settled
 
     // Points the pointer must travel before the control follows it. Seeks, selections and clip
     // bodies follow at once; headers and grips only beyond a click, so that a click on them

@@ -31,6 +31,18 @@ TimeRange spanned(const LaneScene& scene, QPointF from, QPointF to)
     return {std::min(a, b), std::max(a, b)};
 }
 
+// Handles on one another are found from the top one, which may be unable to go the pointer's way
+// (a fade-in end pushed onto the fade-out start cannot go left): then its neighbour under the
+// press, which can, follows the pointer instead.
+int followingHandle(const LaneScene& scene, int index, double movedX, QPointF press)
+{
+    const int neighbour = movedX < 0 ? index - 1 : index + 1;
+    if (neighbour < 0 || neighbour > 3 || !scene.fadeHandleRect(neighbour).contains(press) ||
+        scene.fadeTime(neighbour) != scene.fadeTime(index))
+        return index;
+    return neighbour;
+}
+
 } // namespace
 
 void WaveTrack::dragChanged(const LaneScene& scene, QPointF location)
@@ -69,6 +81,11 @@ void WaveTrack::dragChanged(const LaneScene& scene, QPointF location)
         studio_.previewMusicTrim(gesture.control.left, seconds);
         break;
     case Type::fade:
+        if (!gesture_->handlePicked) {
+            gesture_->control.index =
+                followingHandle(scene, gesture.control.index, moved.x(), gesture.start);
+            gesture_->handlePicked = true;
+        }
         changeFade(gesture.control.index, location);
         break;
     }
@@ -76,30 +93,26 @@ void WaveTrack::dragChanged(const LaneScene& scene, QPointF location)
 
 void WaveTrack::changeFade(int index, QPointF location)
 {
-    if (!studio_.fadeEditing) {
-        studio_.checkpoint(); // one undo step for the whole drag
-        studio_.fadeEditing = true;
-    }
     const MusicRange range = studio_.project().musicRange(studio_.musicDuration());
     const Fades now = studio_.project().fades(range.duration);
     const double t = std::clamp(location.x() / studio_.zoom() - range.offset, 0.0, range.duration);
     // Each point stays between its neighbours, so the four can never cross.
-    studio_.project.mutate([&](PodcastProject& project) {
-        switch (index) {
-        case 0:
-            project.fadeInStart = std::min(t, now.inEnd);
-            break;
-        case 1:
-            project.fadeInEnd = std::min(std::max(t, now.inStart), now.outStart);
-            break;
-        case 2:
-            project.fadeOutStart = std::min(std::max(t, now.inEnd), now.outEnd);
-            break;
-        default:
-            project.fadeOutEnd = std::max(t, now.outStart);
-            break;
-        }
-    });
+    static constexpr std::optional<double> PodcastProject::*fields[] = {
+        &PodcastProject::fadeInStart, &PodcastProject::fadeInEnd, &PodcastProject::fadeOutStart,
+        &PodcastProject::fadeOutEnd};
+    const double bounded[] = {
+        std::min(t, now.inEnd), std::min(std::max(t, now.inStart), now.outStart),
+        std::min(std::max(t, now.inEnd), now.outEnd), std::max(t, now.outStart)};
+    const double current[] = {now.inStart, now.inEnd, now.outStart, now.outEnd};
+    const auto which = static_cast<std::size_t>(std::clamp(index, 0, 3));
+    if (bounded[which] == current[which])
+        return; // a drag that moves nothing records and saves nothing
+    if (!studio_.fadeEditing) {
+        studio_.checkpoint(); // one undo step for the whole drag
+        studio_.fadeEditing = true;
+    }
+    studio_.project.mutate(
+        [&](PodcastProject& project) { project.*fields[which] = bounded[which]; });
     studio_.updateMix(); // heard at once
 }
 

@@ -84,15 +84,16 @@ WelcomeView::WelcomeView(Studio& studio, QWidget* parent)
     title->setFont(titleFont);
     auto* question = new QLabel(QStringLiteral("¿Con qué proyecto quieres trabajar?"), this);
 
-    // The prominent button holds two lines: the action and, in caption size, the project's name.
+    // The prominent button holds two lines: the action and, in caption size, the project's name;
+    // its green is deep enough for white caption text.
     continue_->setAccessibleName(QStringLiteral("Continuar el último proyecto"));
     continue_->setFixedWidth(buttonWidth);
     continue_->setMinimumHeight(48);
     continue_->setAutoDefault(false);
     continue_->setStyleSheet(QStringLiteral(
-        "QPushButton { background: #2f9e7c; border: 1px solid #49c29d; border-radius: 7px; }"
-        "QPushButton:hover { background: #36ad88; }"
-        "QPushButton:pressed { background: #27856a; }"));
+        "QPushButton { background: #1f7a5e; border: 1px solid #49c29d; border-radius: 7px; }"
+        "QPushButton:hover { background: #23886a; }"
+        "QPushButton:pressed { background: #1a6650; }"));
     auto* action = new QLabel(QStringLiteral("Continuar el último proyecto"), continue_);
     QFont callout = action->font();
     callout.setPixelSize(14);
@@ -158,7 +159,10 @@ QString WelcomeView::recentName() const
 void WelcomeView::refresh()
 {
     const std::optional<std::filesystem::path> recent = studio_.recentProjectURL();
-    recentName_->setText(recent ? projectName(*recent) : QString());
+    // A long name gives way in its middle, inside the button's margins.
+    recentName_->setText(recent ? recentName_->fontMetrics().elidedText(
+                                      projectName(*recent), Qt::ElideMiddle, buttonWidth - 16)
+                                : QString());
     continue_->setVisible(recent.has_value());
 }
 

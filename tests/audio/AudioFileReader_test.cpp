@@ -1,6 +1,7 @@
 #include "audio/AudioFileReader.hpp"
 
 #include "support/AudioFiles.hpp"
+#include "support/HostileFiles.hpp"
 
 #include <gtest/gtest.h>
 
@@ -221,9 +222,29 @@ TEST(AudioFileReader, brokenOrForeignFilesFailWithAReadableError)
         EXPECT_GT(opened.error().description.size(), name.size() + 40)
             << opened.error().description;
     }
+    // Names that are no files fail at once, through either route, and never block.
+    for (const auto& special : testing::specialFiles()) {
+        for (const char* extension : {".caf", ".wav", ".mp3"}) {
+            const auto path = dir / (special.kind + extension);
+            SCOPED_TRACE(path.filename().string());
+            testing::makeSpecialFile(path, special.kind);
+            testing::FifoWatchdog watchdog({path});
+            for (bool viaFfmpeg : {false, true}) {
+                auto opened =
+                    viaFfmpeg ? AudioFileReader::openWithFfmpeg(path) : AudioFileReader::open(path);
+                ASSERT_FALSE(opened.ok());
+                EXPECT_EQ(opened.error().domain, "Audio");
+                EXPECT_EQ(opened.error().code, AudioFileError::open);
+                EXPECT_NE(opened.error().description.find(special.message), std::string::npos)
+                    << opened.error().description;
+            }
+            EXPECT_TRUE(watchdog.dismiss()) << "blocked";
+        }
+    }
     auto missing = AudioFileReader::open(dir / "missing.flac");
     ASSERT_FALSE(missing.ok());
-    EXPECT_NE(missing.error().description.find("No such file"), std::string::npos)
+    EXPECT_NE(missing.error().description.find("»: El archivo o la carpeta no existe."),
+              std::string::npos)
         << missing.error().description;
 }
 

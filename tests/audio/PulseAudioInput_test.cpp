@@ -5,6 +5,7 @@
 
 #include "PulseRig.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 
@@ -17,6 +18,7 @@ namespace {
 struct Capture {
     std::mutex mutex;
     std::vector<float> samples;
+    std::vector<int> sizes;
     std::atomic<std::int64_t> frames{0};
     std::atomic<int> badBuffers{0};
     std::thread::id thread;
@@ -29,8 +31,11 @@ struct Capture {
             if (list.count != 1 || list.buffers[0].channels != channels || count <= 0)
                 ++badBuffers;
             std::lock_guard lock(mutex);
-            thread = std::this_thread::get_id();
-            denormalsOff = ScopedDenormalsOff::active();
+            if (sizes.empty()) { // the stop hands over the last block on its own thread
+                thread = std::this_thread::get_id();
+                denormalsOff = ScopedDenormalsOff::active();
+            }
+            sizes.push_back(count);
             const float* data = list.buffers[0].data;
             samples.insert(samples.end(), data,
                            data + static_cast<std::ptrdiff_t>(count) * channels);
@@ -54,7 +59,7 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
     PulseAudioInput input;
     Capture capture;
     input.setCaptureCallback(capture.callback());
-    auto format = input.open(captureSourceId(rig::micName));
+    auto format = input.open(captureSourceId(rig::micName), 4096);
     ASSERT_TRUE(format.ok()) << format.error().description;
     EXPECT_EQ(format.value().sampleRate, sampleSpec.rate);
     EXPECT_EQ(format.value().channels, sampleSpec.channels);
@@ -66,12 +71,23 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
     ASSERT_TRUE(input.start().ok());
     EXPECT_TRUE(input.isRunning());
     ASSERT_EQ(rig::run(std::string("paplay --device=") + rig::sinkName + " '" + tone + "'"), 0);
-    std::this_thread::sleep_for(300ms);
+    // The server has played the tone; the capture thread hands it over when it gets to run.
+    EXPECT_TRUE(rig::eventually([&] {
+        std::lock_guard lock(capture.mutex);
+        return rig::heardToItsEnd(rig::channel(capture.samples, capture.channels, 0),
+                                  sampleSpec.rate);
+    }));
     input.stop();
     EXPECT_FALSE(input.isRunning());
 
     std::lock_guard lock(capture.mutex);
     EXPECT_EQ(capture.badBuffers, 0);
+    // Whatever pieces the server handed over, the capture came in the blocks asked for; only the
+    // one handed over at the stop may be shorter.
+    ASSERT_FALSE(capture.sizes.empty());
+    EXPECT_EQ(std::count(capture.sizes.begin(), capture.sizes.end() - 1, 4096),
+              static_cast<std::ptrdiff_t>(capture.sizes.size() - 1));
+    EXPECT_LE(capture.sizes.back(), 4096);
     EXPECT_NE(capture.thread, std::this_thread::get_id());
     EXPECT_TRUE(capture.denormalsOff);
     EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * sampleSpec.rate));
@@ -87,7 +103,7 @@ TEST_F(PulseAudioInputTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnF
 TEST_F(PulseAudioInputTest, identifierZeroOpensTheServersDefaultSource)
 {
     PulseAudioInput input;
-    auto format = input.open(0);
+    auto format = input.open(0, 4096);
     ASSERT_TRUE(format.ok()) << format.error().description;
     auto sampleSpec = rig::sourceSpec(rig::micName); // the rig's default source
     EXPECT_EQ(format.value().sampleRate, sampleSpec.rate);
@@ -97,7 +113,7 @@ TEST_F(PulseAudioInputTest, identifierZeroOpensTheServersDefaultSource)
 TEST_F(PulseAudioInputTest, aMissingSourceCannotBeActivated)
 {
     PulseAudioInput input;
-    auto format = input.open(captureSourceId("tw_no_such_source"));
+    auto format = input.open(captureSourceId("tw_no_such_source"), 4096);
     ASSERT_FALSE(format.ok());
     EXPECT_EQ(format.error().domain, "System");
     EXPECT_NE(format.error().code, 0);
@@ -111,7 +127,7 @@ TEST_F(PulseAudioInputTest, withoutAServerOpeningFailsWithoutHanging)
     rig::ScratchFolder folder;
     setenv("PULSE_SERVER", ("unix:" + folder.file("no-such-socket")).c_str(), 1);
     PulseAudioInput input;
-    auto format = input.open(0);
+    auto format = input.open(0, 4096);
     setenv("PULSE_SERVER", saved.c_str(), 1);
     ASSERT_FALSE(format.ok());
     EXPECT_EQ(format.error().description, "No se pudo activar la entrada seleccionada.");
@@ -122,7 +138,7 @@ TEST_F(PulseAudioInputTest, pausingCorksTheStreamAndResumingUncorksIt)
     PulseAudioInput input;
     Capture capture;
     input.setCaptureCallback(capture.callback());
-    auto format = input.open(captureSourceId(rig::micName));
+    auto format = input.open(captureSourceId(rig::micName), 4096);
     ASSERT_TRUE(format.ok()) << format.error().description;
     capture.channels = format.value().channels;
     ASSERT_TRUE(input.start().ok());
@@ -130,16 +146,24 @@ TEST_F(PulseAudioInputTest, pausingCorksTheStreamAndResumingUncorksIt)
 
     ASSERT_TRUE(input.setPaused(true).ok());
     EXPECT_FALSE(input.isRunning());
-    // What was captured before the cork may still drain; after that nothing comes.
-    std::this_thread::sleep_for(300ms);
-    std::int64_t whilePaused = capture.frames;
-    std::this_thread::sleep_for(400ms);
-    EXPECT_EQ(capture.frames, whilePaused);
-
+    // A tone played while paused is never captured, not even once the capture resumes.
+    rig::ScratchFolder folder;
+    ASSERT_TRUE(rig::makeTone(folder.file("tone.wav"), 1000, 0.5));
+    ASSERT_EQ(rig::run(std::string("paplay --device=") + rig::sinkName + " '" +
+                       folder.file("tone.wav") + "'"),
+              0);
     ASSERT_TRUE(input.setPaused(false).ok());
     EXPECT_TRUE(input.isRunning());
-    EXPECT_TRUE(rig::eventually([&] { return capture.frames > whilePaused; }));
+    const std::int64_t resumed = capture.frames;
+    const double rate = format.value().sampleRate;
+    EXPECT_TRUE(rig::eventually([&] { return capture.frames > resumed + rate / 2; }));
     input.stop();
+    {
+        std::lock_guard lock(capture.mutex);
+        EXPECT_LT(
+            rig::toneAmplitude(rig::channel(capture.samples, capture.channels, 0), 1000, rate),
+            0.1);
+    }
     // Pausing a stopped input does nothing.
     EXPECT_TRUE(input.setPaused(true).ok());
     EXPECT_FALSE(input.isRunning());
@@ -159,7 +183,7 @@ TEST_F(PulseAudioInputTest, unloadingTheSourceDuringCaptureIsAConfigurationChang
         runningInHandler = input.isRunning();
         ++changes;
     });
-    auto format = input.open(captureSourceId("tw_input_probe"));
+    auto format = input.open(captureSourceId("tw_input_probe"), 4096);
     ASSERT_TRUE(format.ok()) << format.error().description;
     capture.channels = format.value().channels;
     ASSERT_TRUE(input.start().ok());
@@ -170,13 +194,15 @@ TEST_F(PulseAudioInputTest, unloadingTheSourceDuringCaptureIsAConfigurationChang
     ASSERT_TRUE(rig::eventually([&] { return changes > 0; }));
     EXPECT_FALSE(runningInHandler);
     EXPECT_FALSE(input.isRunning());
-    // The stream is gone: it cannot be resumed.
+    // The stream is gone: it cannot be resumed, and the user is told why in their language.
     auto resumed = input.setPaused(false);
-    EXPECT_FALSE(resumed.ok());
+    ASSERT_FALSE(resumed.ok());
+    EXPECT_EQ(resumed.error().description,
+              AudioInputErrors::sourceLost(resumed.error().code).description);
     input.stop();
 
     // And the source cannot be opened any more.
-    EXPECT_FALSE(input.open(captureSourceId("tw_input_probe")).ok());
+    EXPECT_FALSE(input.open(captureSourceId("tw_input_probe"), 4096).ok());
 }
 
 TEST_F(PulseAudioInputTest, aServerThatGoesAwayIsAConfigurationChangeAndTheNextOpenConnectsAgain)
@@ -191,7 +217,7 @@ TEST_F(PulseAudioInputTest, aServerThatGoesAwayIsAConfigurationChangeAndTheNextO
     input.setConfigurationChangeHandler([&] { ++changes; });
     {
         rig::ServerOverride use(server.address());
-        auto format = input.open(captureSourceId(rig::micName));
+        auto format = input.open(captureSourceId(rig::micName), 4096);
         ASSERT_TRUE(format.ok()) << format.error().description;
         capture.channels = format.value().channels;
     }
@@ -204,7 +230,7 @@ TEST_F(PulseAudioInputTest, aServerThatGoesAwayIsAConfigurationChangeAndTheNextO
     input.stop();
 
     // The shared rig is still there: a new open connects to it.
-    auto again = input.open(captureSourceId(rig::micName));
+    auto again = input.open(captureSourceId(rig::micName), 4096);
     ASSERT_TRUE(again.ok()) << again.error().description;
     EXPECT_TRUE(input.start().ok());
     input.stop();

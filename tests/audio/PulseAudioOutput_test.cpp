@@ -1,12 +1,13 @@
 #include "audio/PulseAudioOutput.hpp"
 
 #include "audio/Denormals.hpp"
+#include "audio/RealtimeThread.hpp"
 
 #include "PulseRig.hpp"
 
 #include <atomic>
-#include <cstring>
-#include <fstream>
+
+#include <sched.h>
 
 using namespace tw;
 using namespace std::chrono_literals;
@@ -24,12 +25,14 @@ struct Sine {
     std::atomic<std::int64_t> rendered{0};
     std::atomic<bool> denormalsOff{false};
     std::atomic<bool> onCallerThread{false};
+    std::atomic<int> policy{-1};
     std::thread::id caller = std::this_thread::get_id();
 
     AudioOutput::RenderCallback callback()
     {
         return [this](float* interleaved, int frames) {
             denormalsOff = ScopedDenormalsOff::active();
+            policy = sched_getscheduler(0);
             if (std::this_thread::get_id() == caller)
                 onCallerThread = true;
             for (int f = 0; f < frames; ++f, ++frame) {
@@ -42,15 +45,6 @@ struct Sine {
         };
     }
 };
-
-std::vector<float> readFloats(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
-    std::vector<float> samples(bytes.size() / sizeof(float));
-    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
-    return samples;
-}
 
 } // namespace
 
@@ -65,23 +59,24 @@ TEST_F(PulseAudioOutputTest, aToneRenderedForTheOutputIsHeardOnTheSinkMonitor)
     ASSERT_TRUE(format.ok()) << format.error().description;
     EXPECT_EQ(format.value(), (StreamFormat{48000, 2, SampleType::float32, true}));
 
-    // parec listens from before the start to after one and a half seconds of playing.
-    std::thread listener([&] {
-        rig::run(std::string("timeout 2.5 parec --device=") + rig::sinkName +
-                 ".monitor --raw --format=float32le --rate=48000 --channels=2 > '" + heardFile +
-                 "'");
-    });
-    std::this_thread::sleep_for(300ms);
+    // parec listens from before the start until a second and a half of the tone was heard.
+    rig::MonitorRecording monitor(heardFile);
+    ASSERT_TRUE(monitor.listening());
     ASSERT_TRUE(output.start().ok());
     EXPECT_TRUE(output.isRunning());
-    std::this_thread::sleep_for(1500ms);
+    ASSERT_TRUE(rig::eventually([&] { return output.framesPlayed() >= 72000; }));
     ASSERT_TRUE(output.pause().ok());
     EXPECT_FALSE(output.isRunning());
-    listener.join();
 
     EXPECT_TRUE(sine.denormalsOff);
     EXPECT_FALSE(sine.onCallerThread);
-    auto heard = rig::loudPart(rig::channel(readFloats(heardFile), 2, 0));
+    // Realtime wherever this machine allows a thread to ask for it.
+    bool permitted = false;
+    std::thread([&] { permitted = requestRealtimeScheduling(); }).join();
+    if (permitted) {
+        EXPECT_EQ(sine.policy, SCHED_RR);
+    }
+    auto heard = rig::loudPart(rig::channel(monitor.finish(), 2, 0));
     ASSERT_GT(heard.size(), 48000u);
     EXPECT_NEAR(rig::zeroCrossingFrequency(heard, 48000), 1000, 10);
     EXPECT_NEAR(rig::toneAmplitude(heard, 1000, 48000), 0.5, 0.1);
@@ -99,10 +94,9 @@ TEST_F(PulseAudioOutputTest, thePlayHeadMovesWhilePlayingAndHoldsWhilePaused)
     EXPECT_LT(output.framesPlayed(), 480);
 
     ASSERT_TRUE(output.start().ok());
-    std::this_thread::sleep_for(600ms);
+    ASSERT_TRUE(rig::eventually([&] { return output.framesPlayed() > 48000 / 10; }));
+    // Never more than was rendered.
     auto played = output.framesPlayed();
-    // Some of the time that passed, never more than was rendered.
-    EXPECT_GT(played, 48000 / 10);
     EXPECT_LE(played, sine.rendered.load());
     EXPECT_NEAR(output.playedTime(), static_cast<double>(output.framesPlayed()) / 48000, 0.05);
     double latency = output.latency();

@@ -8,24 +8,11 @@
 #include "GraphSignals.hpp"
 #include "PulseRig.hpp"
 
-#include <fstream>
-#include <thread>
-
 using namespace tw;
-using namespace std::chrono_literals;
 
 namespace {
 
 class PulsePlayerTest : public rig::PulseRigTest {};
-
-std::vector<float> readFloats(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
-    std::vector<float> samples(bytes.size() / sizeof(float));
-    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
-    return samples;
-}
 
 } // namespace
 
@@ -49,26 +36,20 @@ TEST_F(PulsePlayerTest, a44kToneIsHeardAt1kHzThroughTheSoundServer)
     scheduler.advance(0.01);
     ASSERT_TRUE(ready);
 
-    const std::string heardFile = (folder / "heard.raw").string();
-    std::thread listener([&] {
-        rig::run(std::string("timeout 2.5 parec --device=") + rig::sinkName +
-                 ".monitor --raw --format=float32le --rate=48000 --channels=2 > '" + heardFile +
-                 "'");
-    });
-    std::this_thread::sleep_for(300ms);
+    rig::MonitorRecording monitor((folder / "heard.raw").string());
+    ASSERT_TRUE(monitor.listening());
     player.play();
-    std::this_thread::sleep_for(1500ms);
+    ASSERT_TRUE(rig::eventually([&] { return player.currentTime().seconds() >= 2.5; }));
     player.pause();
     const double heardUntil = player.currentTime().seconds();
-    listener.join();
+    const std::vector<float> recording = monitor.finish(0.02f);
 
     EXPECT_EQ(player.underruns(), 0);
-    EXPECT_GT(heardUntil, 2.2);
-    EXPECT_LT(heardUntil, 2.7);
-    auto heard = rig::loudPart(rig::channel(readFloats(heardFile), 2, 0));
-    ASSERT_GT(heard.size(), 48000u);
+    auto heard = rig::loudPart(rig::channel(recording, 2, 0), 0.02f);
+    // The clock says what was heard: the tone from the seek at 1 s up to the pause.
+    EXPECT_NEAR(static_cast<double>(heard.size()) / 48000, heardUntil - 1.0, 0.05);
     EXPECT_NEAR(rig::zeroCrossingFrequency(heard, 48000), 1000, 2);
     EXPECT_NEAR(rig::toneAmplitude(heard, 1000, 48000), 1.0 / 16, 0.01);
-    auto right = rig::loudPart(rig::channel(readFloats(heardFile), 2, 1));
+    auto right = rig::loudPart(rig::channel(recording, 2, 1), 0.02f);
     EXPECT_NEAR(rig::toneAmplitude(right, 1000, 48000), 1.0 / 16, 0.01) << "mono in both channels";
 }

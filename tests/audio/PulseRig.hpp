@@ -1,6 +1,7 @@
 // What the device tests need around the private sound server that scripts/virtual-audio starts:
 // a check that it is there, shell commands against it (pactl, paplay, parec, sox), a scratch
-// folder and simple tone measurements.
+// folder, simple tone measurements, and sounds played into the virtual microphone and heard from
+// the sink, waited for rather than timed.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,7 +11,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -251,9 +255,9 @@ private:
 };
 
 // Polls a condition for up to `timeout` (the server works in real time, there is no clock to
-// advance).
+// advance). The timeout only guards against a hang: a loaded machine may take its time.
 template <class Condition>
-bool eventually(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(5))
+bool eventually(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(20))
 {
     auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {
@@ -263,5 +267,88 @@ bool eventually(Condition condition, std::chrono::milliseconds timeout = std::ch
     }
     return condition();
 }
+
+// Interleaved float samples of a raw file.
+inline std::vector<float> readFloats(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return samples;
+}
+
+// Whether samples (one channel) hold a sound louder than threshold followed by `quiet` seconds
+// without one: what was played has been heard to its end.
+inline bool heardToItsEnd(const std::vector<float>& samples, double rate, float threshold = 0.05f,
+                          double quiet = 0.25)
+{
+    std::size_t last = samples.size();
+    while (last > 0 && std::fabs(samples[last - 1]) < threshold)
+        --last;
+    return last > 0 && static_cast<double>(samples.size() - last) >= quiet * rate;
+}
+
+// The rig sink's monitor recorded by parec into a file, from construction until finish(): what
+// the program under test plays is heard there. It waits for audio, never for a length of time,
+// so a loaded machine only makes it slower.
+class MonitorRecording {
+public:
+    explicit MonitorRecording(std::string file) : file_(std::move(file))
+    {
+        parec_.emplace(std::string("parec --device=") + sinkName +
+                       ".monitor --raw --format=float32le --rate=48000 --channels=2 "
+                       "--latency-msec=20 '" +
+                       file_ + "'");
+    }
+
+    // Whether parec delivers (the monitor's silence counts): wait for it before playing.
+    bool listening() const
+    {
+        return eventually([&] {
+            std::error_code error;
+            const auto bytes = std::filesystem::file_size(file_, error);
+            return !error && bytes > 0;
+        });
+    }
+
+    // Once everything played has been heard to its end (on the left channel), stops parec and
+    // returns the interleaved stereo recording. Gives up waiting after a minute.
+    std::vector<float> finish(float threshold = 0.05f)
+    {
+        eventually(
+            [&] { return heardToItsEnd(channel(readFloats(file_), 2, 0), 48000, threshold); },
+            std::chrono::minutes(1));
+        parec_.reset();
+        return readFloats(file_);
+    }
+
+private:
+    std::string file_;
+    std::optional<BackgroundProgram> parec_;
+};
+
+// A sound file played into the rig's sink (so the virtual microphone hears it) in the
+// background until the end of the scope.
+class BackgroundSound {
+public:
+    explicit BackgroundSound(const std::string& file)
+        : name_("tw-sound-" + std::to_string(std::random_device()()))
+        , paplay_("paplay --device=" + std::string(sinkName) + " --stream-name=" + name_ + " '" +
+                  file + "'")
+    {
+    }
+    // Waits until the server plays it.
+    bool playing() const
+    {
+        return eventually([&] {
+            return run("pactl list sink-inputs | grep -q 'media.name = \"" + name_ + "\"'") == 0;
+        });
+    }
+
+private:
+    std::string name_;
+    BackgroundProgram paplay_;
+};
 
 } // namespace tw::rig

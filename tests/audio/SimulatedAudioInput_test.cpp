@@ -33,11 +33,12 @@ struct Collected {
     }
 };
 
-SimulatedAudioInput::Options stereo(int bufferFrames)
+SimulatedAudioInput::Options stereo(int pieceFrames, bool randomPieces = false)
 {
     SimulatedAudioInput::Options options;
     options.format = StreamFormat{44100, 2, SampleType::float32, true};
-    options.bufferFrames = bufferFrames;
+    options.pieceFrames = pieceFrames;
+    options.randomPieces = randomPieces;
     return options;
 }
 
@@ -51,14 +52,14 @@ std::vector<float> ramp(std::size_t count)
 
 } // namespace
 
-TEST(SimulatedAudioInput, deliversTheWholeSignalInBuffersOfTheChosenSizeOnItsOwnThread)
+TEST(SimulatedAudioInput, gathersRandomPiecesIntoBlocksOfTheAskedSizeOnItsOwnThread)
 {
     auto signal = ramp(2 * 10000);
-    SimulatedAudioInput input(stereo(4096), signal);
+    SimulatedAudioInput input(stereo(240, true), signal);
     Collected collected;
     input.setCaptureCallback(collected.callback());
 
-    auto format = input.open(0);
+    auto format = input.open(0, 4096);
     ASSERT_TRUE(format.ok());
     EXPECT_EQ(format.value(), (StreamFormat{44100, 2, SampleType::float32, true}));
     ASSERT_TRUE(input.start().ok());
@@ -75,12 +76,12 @@ TEST(SimulatedAudioInput, deliversTheWholeSignalInBuffersOfTheChosenSizeOnItsOwn
 TEST(SimulatedAudioInput, aGeneratedSignalRunsOnUntilStopped)
 {
     SimulatedAudioInput::Options options;
-    options.bufferFrames = 480;
+    options.pieceFrames = 480;
     SimulatedAudioInput input(options,
                               [](std::int64_t frame, int) { return frame % 2 ? 1.f : -1.f; });
     Collected collected;
     input.setCaptureCallback(collected.callback());
-    ASSERT_TRUE(input.open(0).ok());
+    ASSERT_TRUE(input.open(0, 4096).ok());
     ASSERT_TRUE(input.start().ok());
     EXPECT_GE(input.waitForFrames(48000), 48000);
     input.stop();
@@ -98,7 +99,7 @@ TEST(SimulatedAudioInput, realTimePaceNeverRunsAheadOfTheClock)
     auto options = stereo(441);
     options.pace = SimulatedAudioInput::Pace::realTime;
     SimulatedAudioInput input(options, [](std::int64_t, int) { return 0.f; });
-    ASSERT_TRUE(input.open(0).ok());
+    ASSERT_TRUE(input.open(0, 4096).ok());
     auto began = std::chrono::steady_clock::now();
     ASSERT_TRUE(input.start().ok());
     input.waitForFrames(4410);
@@ -116,11 +117,11 @@ TEST(SimulatedAudioInput, opensOnlyListedSourcesWithAValidFormat)
 {
     SimulatedAudioInput input(stereo(256), [](std::int64_t, int) { return 0.f; });
     input.setSources({7, 9});
-    EXPECT_TRUE(input.open(0).ok());
-    EXPECT_TRUE(input.open(9).ok());
+    EXPECT_TRUE(input.open(0, 4096).ok());
+    EXPECT_TRUE(input.open(9, 4096).ok());
     EXPECT_EQ(input.openedSource(), 9u);
 
-    auto missing = input.open(8);
+    auto missing = input.open(8, 4096);
     ASSERT_FALSE(missing.ok());
     EXPECT_EQ(missing.error().domain, "System");
     EXPECT_EQ(missing.error().description, "No se pudo activar la entrada seleccionada.");
@@ -128,30 +129,35 @@ TEST(SimulatedAudioInput, opensOnlyListedSourcesWithAValidFormat)
     auto options = stereo(256);
     options.format.channels = 0;
     SimulatedAudioInput silent(options, [](std::int64_t, int) { return 0.f; });
-    auto invalid = silent.open(0);
+    auto invalid = silent.open(0, 4096);
     ASSERT_FALSE(invalid.ok());
     EXPECT_EQ(invalid.error(),
               (Error{"Audio", 1, "La entrada no tiene un formato de audio válido."}));
 
     options.format = StreamFormat{0, 2, SampleType::float32, true};
     SimulatedAudioInput rateless(options, [](std::int64_t, int) { return 0.f; });
-    EXPECT_FALSE(rateless.open(0).ok());
+    EXPECT_FALSE(rateless.open(0, 4096).ok());
 }
 
-TEST(SimulatedAudioInput, pauseHoldsDeliveryAndAFailedResumeKeepsItPaused)
+TEST(SimulatedAudioInput, pauseHandsOverThePartialBlockAndAFailedResumeKeepsItPaused)
 {
-    SimulatedAudioInput input(stereo(100), ramp(2 * 1000));
+    const auto signal = ramp(2 * 1000);
+    SimulatedAudioInput input(stereo(100), signal);
+    Collected collected;
+    auto collect = collected.callback();
     std::atomic<bool> pausedFromCallback{false};
-    // Pausing from the capture thread after the first buffer makes the pause point exact.
-    input.setCaptureCallback([&](const AudioBufferList&, int) {
+    // Pausing from the capture thread at the first block makes the pause point exact: half of
+    // the third piece is gathered by then, and handed over by the pause.
+    input.setCaptureCallback([&](const AudioBufferList& list, int frames) {
+        collect(list, frames);
         if (!pausedFromCallback.exchange(true)) {
             EXPECT_TRUE(input.setPaused(true).ok());
         }
     });
-    ASSERT_TRUE(input.open(0).ok());
+    ASSERT_TRUE(input.open(0, 250).ok());
     EXPECT_TRUE(input.setPaused(true).ok()); // nothing to pause yet
     ASSERT_TRUE(input.start().ok());
-    EXPECT_EQ(input.waitForFrames(1000, 200ms), 100);
+    EXPECT_EQ(input.waitForFrames(1000, 200ms), 300);
     EXPECT_FALSE(input.isRunning());
 
     input.failNextResume(Error{"System", 42, "no"});
@@ -159,12 +165,15 @@ TEST(SimulatedAudioInput, pauseHoldsDeliveryAndAFailedResumeKeepsItPaused)
     ASSERT_FALSE(failed.ok());
     EXPECT_EQ(failed.error().code, 42);
     EXPECT_FALSE(input.isRunning());
-    EXPECT_EQ(input.waitForFrames(1000, 50ms), 100);
+    EXPECT_EQ(input.waitForFrames(1000, 50ms), 300);
 
     ASSERT_TRUE(input.setPaused(false).ok());
     EXPECT_TRUE(input.isRunning());
     EXPECT_EQ(input.waitForFrames(1000), 1000);
     input.stop();
+    std::lock_guard lock(collected.mutex);
+    EXPECT_EQ(collected.bufferSizes, (std::vector<int>{250, 50, 250, 250, 200}));
+    EXPECT_EQ(collected.samples, signal);
 }
 
 TEST(SimulatedAudioInput, disappearingEndsTheCaptureAndAnnouncesIt)
@@ -176,7 +185,7 @@ TEST(SimulatedAudioInput, disappearingEndsTheCaptureAndAnnouncesIt)
         runningInHandler = input.isRunning();
         ++changes;
     });
-    ASSERT_TRUE(input.open(5).ok());
+    ASSERT_TRUE(input.open(5, 4096).ok());
     ASSERT_TRUE(input.start().ok());
     input.waitForFrames(640);
 
@@ -186,6 +195,7 @@ TEST(SimulatedAudioInput, disappearingEndsTheCaptureAndAnnouncesIt)
     EXPECT_FALSE(input.isRunning());
     auto delivered = input.framesDelivered();
     EXPECT_EQ(input.waitForFrames(delivered + 64, 50ms), delivered);
-    EXPECT_FALSE(input.open(5).ok()); // unplugged
-    EXPECT_TRUE(input.open(0).ok());  // the default is still there
+    EXPECT_FALSE(input.setPaused(false).ok());
+    EXPECT_FALSE(input.open(5, 4096).ok()); // unplugged
+    EXPECT_TRUE(input.open(0, 4096).ok());  // the default is still there
 }

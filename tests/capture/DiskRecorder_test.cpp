@@ -26,11 +26,11 @@ float tone(std::int64_t frame, int channel)
            static_cast<float>(std::sin(2 * std::numbers::pi * 1000 * frame / rate));
 }
 
-SimulatedAudioInput::Options options(int channels, int bufferFrames, std::int64_t length)
+SimulatedAudioInput::Options options(int channels, int pieceFrames, std::int64_t length)
 {
     SimulatedAudioInput::Options o;
     o.format = StreamFormat{rate, channels, SampleType::float32, true};
-    o.bufferFrames = bufferFrames;
+    o.pieceFrames = pieceFrames;
     o.length = length;
     return o;
 }
@@ -154,29 +154,45 @@ TEST(DiskRecorder, writesTheInputUnchangedWithItsLiveEnvelopeAndDuration)
     EXPECT_GT(monitor.level("record"), 0.1f);
 }
 
-TEST(DiskRecorder, aStalledDiskDropsThe33rdBufferAndCountsOnlyWrittenFrames)
+TEST(DiskRecorder, aDiskStalledForTwoAndAHalfSecondsLosesNothingAndALongerStallDropsTheRest)
 {
-    TempDir dir;
-    Inputs inputs{options(1, 1024, 40 * 1024)};
-    DiskRecorder recorder(inputs.factory(), gatedWriters());
-    GatedWriter::setGate(false);
-    ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
-    inputs.current->waitForFrames(40 * 1024);
-    auto stalled = recorder.status();
-    ASSERT_TRUE(stalled.error);
-    EXPECT_EQ(stalled.error->domain, "Recording");
-    EXPECT_EQ(stalled.error->code, 1);
-    EXPECT_EQ(stalled.error->description, "El disco no puede seguir el ritmo de la grabación.");
-    EXPECT_DOUBLE_EQ(stalled.duration, 0);
+    constexpr std::int64_t inFlight = DiskRecorder::slotCount * DiskRecorder::bufferFrames;
+    for (const double stall : {2.5, 4.0}) {
+        SCOPED_TRACE(stall);
+        TempDir dir;
+        // The server's pieces while something plays: 1 to 240 frames each.
+        const auto length = static_cast<std::int64_t>(stall * rate);
+        Inputs inputs{options(2, 240, length)};
+        inputs.options.randomPieces = true;
+        DiskRecorder recorder(inputs.factory(), gatedWriters());
+        GatedWriter::setGate(false); // the first write waits while the stall's audio arrives
+        ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
+        inputs.current->waitForFrames(length);
+        const auto stalled = recorder.status();
+        EXPECT_DOUBLE_EQ(stalled.duration, 0);
+        GatedWriter::setGate(true);
+        recorder.stop();
+        const auto after = recorder.status();
 
-    GatedWriter::setGate(true);
-    recorder.stop();
-    auto after = recorder.status();
-    // 32 buffers were in flight (one of them in the stalled write); the other 8 were dropped.
-    EXPECT_DOUBLE_EQ(after.duration, 32 * 1024 / rate);
-    ASSERT_TRUE(after.error); // sticky until the next start
-    int channels = 0;
-    EXPECT_EQ(readAll(dir / "take.caf", channels).size(), 32u * 1024);
+        const bool dropped = length > inFlight;
+        EXPECT_EQ(stalled.error.has_value(), dropped);
+        if (dropped) {
+            EXPECT_EQ(stalled.error->domain, "Recording");
+            EXPECT_EQ(stalled.error->code, 1);
+            EXPECT_EQ(stalled.error->description,
+                      "El disco no puede seguir el ritmo de la grabación.");
+            EXPECT_TRUE(after.error); // sticky until the next start
+        }
+        // Every frame up to the drop is on disk, in order.
+        const std::int64_t kept = dropped ? inFlight : length;
+        EXPECT_DOUBLE_EQ(after.duration, static_cast<double>(kept) / rate);
+        int channels = 0;
+        const auto samples = readAll(dir / "take.caf", channels);
+        ASSERT_EQ(static_cast<std::int64_t>(samples.size()), kept * 2);
+        for (std::int64_t f = 0; f < kept; ++f)
+            for (int c = 0; c < 2; ++c)
+                ASSERT_EQ(samples[static_cast<std::size_t>(f * 2 + c)], tone(f, c)) << f;
+    }
 }
 
 TEST(DiskRecorder, writingResumesOnceTheDiskCatchesUp)
@@ -192,15 +208,14 @@ TEST(DiskRecorder, writingResumesOnceTheDiskCatchesUp)
     DiskRecorder recorder(inputs.factory(), gatedWriters());
     GatedWriter::setGate(false);
     ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
-    inputs.current->waitForFrames(64 * 1024);
+    inputs.current->waitForFrames(40 * DiskRecorder::bufferFrames);
     GatedWriter::setGate(true);
     inputs.current->waitForFrames(inputs.current->framesDelivered() + 200 * 1024);
     recorder.stop(); // also ends the input
     auto after = recorder.status();
     const auto written = static_cast<std::int64_t>(std::llround(after.duration * rate));
-    EXPECT_GT(written, 32 * 1024);
+    EXPECT_GT(written, DiskRecorder::slotCount * DiskRecorder::bufferFrames);
     EXPECT_LT(written, generated.load());
-    EXPECT_EQ(written % 1024, 0);
     int channels = 0;
     EXPECT_EQ(static_cast<std::int64_t>(readAll(dir / "take.caf", channels).size()), written);
 }
@@ -208,17 +223,18 @@ TEST(DiskRecorder, writingResumesOnceTheDiskCatchesUp)
 TEST(DiskRecorder, aFailingWriteIsReportedAndTheAudioBeforeItStays)
 {
     TempDir dir;
-    Inputs inputs{options(1, 480, 480 * 10)};
+    constexpr int block = DiskRecorder::bufferFrames;
+    Inputs inputs{options(1, 480, block * 10)};
     DiskRecorder recorder(inputs.factory(), gatedWriters(4));
     ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
-    inputs.current->waitForFrames(4800);
+    inputs.current->waitForFrames(block * 10);
     recorder.stop();
     auto status = recorder.status();
     ASSERT_TRUE(status.error);
     EXPECT_EQ(status.error->description, "No queda espacio en el dispositivo");
-    EXPECT_DOUBLE_EQ(status.duration, 4 * 480 / rate);
+    EXPECT_DOUBLE_EQ(status.duration, 4 * block / rate);
     int channels = 0;
-    EXPECT_EQ(readAll(dir / "take.caf", channels).size(), 4u * 480);
+    EXPECT_EQ(readAll(dir / "take.caf", channels).size(), 4u * block);
 
     // The next start begins with a clean slate.
     inputs.options.length = 480;

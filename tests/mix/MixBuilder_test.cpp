@@ -357,7 +357,7 @@ TEST_F(MixBuilderTest, musicWithoutDurationOrAudioGivesNoMusicTrack)
         EXPECT_TRUE(!s.source || s.source->file.extension() == ".caf");
 }
 
-TEST_F(MixBuilderTest, aFailureEndsTheBuildWithThatErrorUnchanged)
+TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicFailureLeavesItOut)
 {
     PodcastProject project;
     project.segments = {clip("Media/voice-A.caf", 0, 1, 0), clip("Media/voice-gone.caf", 0, 1, 1)};
@@ -379,12 +379,19 @@ TEST_F(MixBuilderTest, aFailureEndsTheBuildWithThatErrorUnchanged)
     ASSERT_FALSE(renderError);
     EXPECT_EQ(built.error(), renderError.error());
 
-    // A missing music file.
+    // A music file that cannot be read is left out, saying why; the voice stays.
     project = PodcastProject{};
+    project.segments = {clip("Media/voice-A.caf", 0, 1, 0)};
     project.musicFile = "Media/music-gone.caf";
-    built = MixBuilder::make(project, folder.path(), true);
-    ASSERT_FALSE(built);
-    EXPECT_EQ(built.error(), AudioAsset::load(folder / "Media/music-gone.caf").error());
+    for (bool live : {false, true}) {
+        built = MixBuilder::make(project, folder.path(), live);
+        ASSERT_TRUE(built);
+        EXPECT_EQ(built.value().musicLeftOut,
+                  AudioAsset::load(folder / "Media/music-gone.caf").error());
+        EXPECT_EQ(built.value().composition.tracks().size(), 1u);
+        EXPECT_EQ(built.value().audioMix.inputParameters.size(), 1u);
+        EXPECT_NE(built.value().composition.track(1), nullptr);
+    }
 
     // A clip cut from beyond the end of its file cannot be inserted.
     project = PodcastProject{};

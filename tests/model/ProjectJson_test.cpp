@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 
@@ -364,14 +365,14 @@ TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
         return json.dump();
     };
     const std::pair<const char*, const char*> cases[] = {
-        {"version", R"("1")"},     {"version", "1.5"},           {"version", "true"},
-        {"version", "null"},       {"version", "4294967297"},    {"segments", "{}"},
-        {"segments", "null"},      {"segments", "[1]"},          {"segments", R"(["x"])"},
-        {"recordingPending", "0"}, {"recordingPending", "null"}, {"voiceVolume", R"("1")"},
-        {"musicVolume", "[0.35]"}, {"fadeIn", "null"},           {"fadeOut", "false"},
-        {"voiceFile", "3"},        {"musicFile", "{}"},          {"treatment", "[]"},
-        {"treatment", "true"},     {"playhead", R"("3")"},       {"pendingVoiceFile", "[]"},
-        {"musicOffset", "true"},   {"fadeOutEnd", "{}"},
+        {"version", R"("1")"},        {"version", "1.5"},         {"version", "true"},
+        {"version", "null"},          {"segments", "{}"},         {"segments", "null"},
+        {"segments", "[1]"},          {"segments", R"(["x"])"},   {"recordingPending", "0"},
+        {"recordingPending", "null"}, {"voiceVolume", R"("1")"},  {"musicVolume", "[0.35]"},
+        {"fadeIn", "null"},           {"fadeOut", "false"},       {"voiceFile", "3"},
+        {"musicFile", "{}"},          {"treatment", "[]"},        {"treatment", "true"},
+        {"playhead", R"("3")"},       {"pendingVoiceFile", "[]"}, {"musicOffset", "true"},
+        {"fadeOutEnd", "{}"},
     };
     for (const auto& [key, value] : cases) {
         std::string problem = decodeProblem(replaced(key, value));
@@ -404,7 +405,7 @@ TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
             << treatment;
 }
 
-TEST(ProjectJson, integralNumbersAreAcceptedForTheVersion)
+TEST(ProjectJson, integralNumbersAreAcceptedForTheVersionAndTooLargeOnesRefusedOnOpen)
 {
     auto json = nlohmann::ordered_json::parse(newProjectText);
     std::string text = json.dump();
@@ -412,6 +413,15 @@ TEST(ProjectJson, integralNumbersAreAcceptedForTheVersion)
     Result<PodcastProject> p = decode(text);
     ASSERT_TRUE(p.ok()) << p.error().description;
     EXPECT_EQ(p.value().version, 1);
+    // A version beyond what the reader holds is one it cannot open, not a damaged document.
+    for (const char* version : {"4294967297", "1e30"}) {
+        text = json.dump();
+        text.replace(text.find("\"version\":1"), 11, std::string("\"version\":") + version);
+        p = decode(text);
+        ASSERT_TRUE(p.ok()) << p.error().description;
+        EXPECT_EQ(validateForOpen(p.value()).error().description,
+                  "Versión de proyecto no compatible.");
+    }
 }
 
 TEST(ProjectJson, identifiersThatAreNoUuidAreRefused)
@@ -597,6 +607,44 @@ TEST(ProjectJson, everyKindOfVoicePathAndTheMusicFileAreChecked)
 
     PodcastProject fine = fullProject();
     EXPECT_TRUE(validateForOpen(fine).ok());
+}
+
+TEST(ProjectJson, timesBeyondADayAndVolumesBeyondSixteenAreRefusedOnOpenNamingTheNumber)
+{
+    const double day = 86400, volume = 16, decibels = 20 * std::log10(16.0);
+    const struct {
+        std::string path;
+        double limit;
+        std::function<void(PodcastProject&, double)> set;
+    } cases[] = {
+        {"voiceVolume", volume, [](PodcastProject& p, double v) { p.voiceVolume = float(v); }},
+        {"segments[0].gain", volume,
+         [](PodcastProject& p, double v) { p.segments[0].gain = float(v); }},
+        {"fadeOut", day, [](PodcastProject& p, double v) { p.fadeOut = v; }},
+        {"playhead", day, [](PodcastProject& p, double v) { p.playhead = v; }},
+        {"pendingStart", day, [](PodcastProject& p, double v) { p.pendingStart = v; }},
+        {"musicOffset", day, [](PodcastProject& p, double v) { p.musicOffset = v; }},
+        {"segments[0].timelineStart", day,
+         [](PodcastProject& p, double v) { p.segments[0].timelineStart = v; }},
+        {"treatment.eqBands", decibels,
+         [](PodcastProject& p, double v) { p.treatment->eqBands->at(7) = v; }},
+    };
+    for (const auto& c : cases) {
+        PodcastProject p = fullProject();
+        p.timelineZoom = 1e300; // the zoom is clamped when opened, never refused
+        for (double fine : {c.limit, -c.limit}) {
+            c.set(p, fine);
+            EXPECT_TRUE(validateForOpen(p).ok()) << c.path << " = " << fine;
+        }
+        c.set(p, c.limit * 1.0001);
+        EXPECT_FALSE(validateForOpen(p).ok()) << c.path;
+        const double absurd = c.limit == day ? -1.5e308 : 3e38;
+        c.set(p, absurd);
+        const std::string text = c.limit == day ? "-1.5e+308" : "3e+38";
+        EXPECT_EQ(validateForOpen(p).error(),
+                  (Error{"Project", 0,
+                         "El número de \"" + c.path + "\" está fuera de rango (" + text + ")."}));
+    }
 }
 
 TEST(ProjectJson, takenLocationError)

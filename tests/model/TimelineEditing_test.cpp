@@ -159,6 +159,41 @@ TEST(TimelineEditing, deleteKeepsUntouchedClipsAndRemovesCoveredOnes)
     EXPECT_TRUE(p.segments.empty());
 }
 
+TEST(TimelineEditing, deleteClosingTheGapPullsEveryLaterClipLeftByTheSelection)
+{
+    // A [0, 4) from source 10, B [6, 10), C [12, 14).
+    Segment a = clip(0, 4, 10), b = clip(6, 4), c = clip(12, 2);
+    struct Case {
+        double from, to;
+        Spans expected;
+        double firstStart; // `start` of the first clip left
+    };
+    const Case cases[] = {
+        {5, 8, {{0, 4}, {5, 7}, {9, 11}}, 10},     // from a gap into B: B's tail follows the gap
+        {2, 13, {{0, 2}, {2, 3}}, 10},             // from A into C: C's last second joins A
+        {4, 6, {{0, 4}, {4, 8}, {10, 12}}, 10},    // exactly a gap
+        {0, 6, {{0, 4}, {6, 8}}, 0},               // the first clip and the gap after it
+        {-3, 100, {}, 0},                          // everything, beyond both ends
+        {14, 20, {{0, 4}, {6, 10}, {12, 14}}, 10}, // after the voice: nothing
+        {3, 3, {{0, 4}, {6, 10}, {12, 14}}, 10},
+    };
+    for (const Case& test : cases) {
+        PodcastProject p = projectWith({a, b, c});
+        p.deleteVoiceClosingGap(test.from, test.to);
+        EXPECT_EQ(spans(p), test.expected) << test.from << "…" << test.to;
+        if (!p.segments.empty()) {
+            EXPECT_EQ(p.segments.front().start, test.firstStart) << test.from;
+        }
+    }
+    // Whole clips keep their identity when they move; a cut piece is new.
+    PodcastProject p = projectWith({a, b, c});
+    p.deleteVoiceClosingGap(5, 8);
+    EXPECT_EQ(p.segments[0].id, a.id);
+    EXPECT_NE(p.segments[1].id, b.id);
+    EXPECT_EQ(p.segments[1].start, 2.0);
+    EXPECT_EQ(p.segments[2].id, c.id);
+}
+
 // silence ---------------------------------------------------------------------------------------
 
 TEST(TimelineEditing, silenceMutesExactlyTheSelectionAndRestoresIt)
@@ -373,6 +408,7 @@ TEST(TimelineEditing, everyOperationOnAnEmptyProjectLeavesItEmpty)
     p.split(1);
     p.trimVoice({0, 5});
     p.deleteVoice(0, 5);
+    p.deleteVoiceClosingGap(0, 5);
     p.silence({0, 5}, true);
     p.silence({0, 5}, false);
     p.paste({}, 1, 0);
@@ -393,6 +429,7 @@ TEST(TimelineEditing, editsThatWouldStoreNumbersTheFileCannotHoldChangeNothing)
     p.trimVoice({nan, 2});
     EXPECT_EQ(p, before);
     p.deleteVoice(1, nan);
+    p.deleteVoiceClosingGap(nan, 2);
     EXPECT_EQ(p, before);
     p.silence({nan, nan}, true);
     EXPECT_EQ(p, before);

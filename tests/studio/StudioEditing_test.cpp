@@ -167,6 +167,26 @@ TEST(StudioEditing, selectionCommandsRecordAStepAndDropTheSelectionEvenWhenItIsE
     EXPECT_EQ(f.studio.undoStack->size(), 5u);
 }
 
+TEST(StudioEditing, deletingAndClosingTheGapIsOneStepThatLeavesTheMusicAlone)
+{
+    EditingStudio f(
+        {placedClip(0, 10, "Media/voice-A.wav"), placedClip(12, 10, "Media/voice-B.wav")});
+    f.studio.project.mutate([](PodcastProject& p) { p.musicOffset = 15; });
+    const PodcastProject before = f.studio.project();
+    f.studio.selection = TimeRange{8, 14};
+    f.studio.busy = true; // refused like every edit
+    f.studio.deleteSelectionClosingGap();
+    f.studio.busy = false;
+    EXPECT_EQ(f.studio.project(), before);
+    f.studio.deleteSelectionClosingGap();
+    EXPECT_EQ(f.clips().back().timelineStart, 8);
+    EXPECT_EQ(f.studio.project->voiceDuration(), 16);
+    EXPECT_EQ(f.studio.project->musicOffset, 15);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    f.studio.undo();
+    EXPECT_EQ(f.studio.project->segments, before.segments);
+}
+
 TEST(StudioEditing, movingAnUnknownClipStillRecordsAStep)
 {
     EditingStudio f({placedClip(0, 10, "Media/voice-A.wav")});

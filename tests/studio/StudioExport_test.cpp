@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "support/AudioFiles.hpp"
+#include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -9,6 +10,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <regex>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tw {
 namespace {
@@ -201,6 +204,21 @@ TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeav
 TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
 {
     ExportFixture x;
+    // What a killed export left is removed; what a running one writes is not.
+    const pid_t gone = fork();
+    if (gone == 0)
+        ::_exit(0);
+    ASSERT_EQ(waitpid(gone, nullptr, 0), gone);
+    const std::string uuid = "-" + Uuid::random().text() + ".m4a";
+    const auto killed = x.scratch / ("tapewright-export-" + std::to_string(gone) + uuid);
+    const auto running = x.scratch / ("tapewright-export-1" + uuid);
+    testing::writeFile(killed, "partial");
+    testing::writeFile(running, "partial");
+    ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
+    EXPECT_FALSE(std::filesystem::exists(killed));
+    EXPECT_TRUE(std::filesystem::remove(running));
+    x.f.studio.message = std::nullopt;
+
     // A destination whose folder does not exist: the finished file cannot be moved there.
     const std::filesystem::path nowhere = x.temp / "absent" / "Show.m4a";
     ASSERT_TRUE(x.exportTo(nowhere));
@@ -220,6 +238,32 @@ TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
         << *x.f.studio.message();
     EXPECT_FALSE(std::filesystem::exists(destination));
     EXPECT_EQ(countFiles(x.scratch, ""), 0);
+}
+
+TEST(StudioExport, musicThatCannotBeReadIsLeftOutOfPlaybackAndExportAndTheVoiceStays)
+{
+    ExportFixture x;
+    testing::makeTone(x.folder / "Media" / "music-1.wav", 6, 220);
+    x.f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
+    x.f.studio.loadPeaks(false, false);
+    ASSERT_TRUE(x.f.waitIdle());
+    // The music becomes a FIFO that nobody writes.
+    testing::makeSpecialFile(x.folder / "Media" / "music-1.wav", "fifo");
+    testing::FifoWatchdog watchdog({x.folder / "Media" / "music-1.wav"});
+    const std::string leftOut = "Se ha dejado fuera la música porque no se pudo leer: No se puede "
+                                "leer «music-1.wav»: es una tubería (FIFO), no un archivo.";
+
+    x.f.studio.togglePlayback();
+    ASSERT_TRUE(x.f.waitIdle());
+    EXPECT_TRUE(x.f.studio.playing());
+    EXPECT_EQ(x.f.studio.message(), leftOut);
+    x.f.studio.pause();
+    x.f.studio.message = std::nullopt; // the user closes the alert
+
+    ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
+    EXPECT_EQ(x.f.studio.message(), "Exportación completada: Show.m4a. " + leftOut);
+    EXPECT_NEAR(firstSoundAt(decodeWithFfmpeg(x.temp / "Show.m4a")), 0.04, 0.003);
+    EXPECT_TRUE(watchdog.dismiss()) << "a thread blocked on the music";
 }
 
 } // namespace

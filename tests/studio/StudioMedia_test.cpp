@@ -1,12 +1,17 @@
 #include "studio/Studio.hpp"
 
 #include "studio/MediaCopy.hpp"
+#include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <set>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tw {
 namespace {
@@ -118,7 +123,9 @@ TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
 
     f.studio.pasteClips();
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.message(), "No se pudo pegar el audio: " + systemError(ENOENT).description);
+    EXPECT_EQ(f.studio.message(),
+              "No se pudo pegar el audio: " +
+                  systemError(ENOENT, "No se puede leer «voice-2.wav»").description);
     EXPECT_EQ(f.studio.project(), before);
     EXPECT_TRUE(f.studio.undoStack->empty());
     EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 1); // the copy before the failure stays
@@ -129,7 +136,33 @@ TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
     EXPECT_FALSE(g.studio.busy());
 }
 
-TEST(StudioMedia, importedMusicIsCopiedAndUndoRestoresTheFileAndItsEnvelope)
+TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsRemains)
+{
+    TwoProjects projects;
+    testing::writeFile(projects.a / "Media" / "voice-3.wav", std::string(4 << 20, 'x'));
+    const std::vector<Segment> clips = {placedClip(0, 2, "Media/voice-3.wav")};
+    // The child may write 1 MiB per file: the system kills it in the middle of the copy.
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const rlimit size{1 << 20, 1 << 20};
+        const rlimit core{0, 0};
+        ::setrlimit(RLIMIT_FSIZE, &size);
+        ::setrlimit(RLIMIT_CORE, &core);
+        (void)preparePastedClips(clips, projects.a, projects.b);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 0);
+
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(projects.b));
+    EXPECT_EQ(countFiles(projects.b / "Media", ""), 0);
+}
+
+TEST(StudioMedia, importedMusicIsCheckedCopiedAndRemovedAndUndoRestoresTheFileAndItsEnvelope)
 {
     TempFolder temp;
     makeTone(temp / "first.wav", 3);
@@ -175,13 +208,37 @@ TEST(StudioMedia, importedMusicIsCopiedAndUndoRestoresTheFileAndItsEnvelope)
     EXPECT_EQ(f.studio.project->musicFile, firstName);
     EXPECT_NEAR(f.studio.musicDuration(), 3, 1e-6);
 
-    // A file that cannot be copied: the error, and no step.
+    // Files that are no audio: the error, nothing copied, no step.
+    const std::string text = "no soy audio";
+    testfiles::writeBytes(temp / "notes.mp3", {text.begin(), text.end()});
+    testing::makeSpecialFile(temp / "stuck.mp3", "fifo");
+    const auto media = *f.studio.folder() / "Media";
     const auto steps = f.studio.undoStack->size();
-    f.host.audioFileAnswers = {temp / "missing.wav"};
-    f.studio.importMusic();
-    EXPECT_EQ(f.studio.message(), systemError(ENOENT).description);
-    EXPECT_EQ(f.studio.undoStack->size(), steps);
+    for (const char* bad : {"missing.wav", "notes.mp3", "stuck.mp3"}) {
+        testing::FifoWatchdog watchdog({temp / "stuck.mp3"});
+        f.host.audioFileAnswers = {temp / bad};
+        f.studio.importMusic();
+        EXPECT_TRUE(watchdog.dismiss()) << bad;
+        EXPECT_NE(f.studio.message().value_or("").find(bad), std::string::npos) << bad;
+        EXPECT_EQ(f.studio.undoStack->size(), steps);
+        EXPECT_EQ(f.studio.project->musicFile, firstName);
+        EXPECT_EQ(countFiles(media, "music-"), 2);
+    }
+
+    // "Quitar música": one step that keeps the file; the play head follows the shorter programme.
+    f.studio.project.mutate([](PodcastProject& p) { p.musicOffset = 1.0; });
+    f.studio.position = 2.5;
+    f.studio.removeMusic();
+    EXPECT_FALSE(f.studio.project->musicFile);
+    EXPECT_FALSE(f.studio.project->musicOffset);
+    EXPECT_TRUE(f.studio.musicPeaks->empty());
+    EXPECT_EQ(f.studio.position(), 0.0);
+    EXPECT_EQ(f.studio.undoStack->size(), steps + 1);
+    EXPECT_EQ(countFiles(media, "music-"), 2);
+    f.studio.undo();
+    ASSERT_TRUE(f.waitIdle());
     EXPECT_EQ(f.studio.project->musicFile, firstName);
+    EXPECT_NEAR(f.studio.musicDuration(), 3, 1e-6);
 }
 
 } // namespace

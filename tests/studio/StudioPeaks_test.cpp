@@ -3,11 +3,13 @@
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace tw {
 namespace {
 
+using ::testing::HasSubstr;
 using testing::makeTone;
 using testing::placedClip;
 using testing::readProject;
@@ -78,26 +80,63 @@ TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
     EXPECT_FALSE(f.studio.project->recordingPending);
 }
 
-TEST(StudioPeaks, aMissingTakeReportsTheErrorAndKeepsThePendingStateForLater)
+// A pending take is read on its own: an unreadable music file does not keep it out, an empty file
+// is an empty take, and one that cannot be read waits, told, and is never replaced by a new take.
+TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
 {
-    TempFolder temp;
-    const auto folder = temp / "p";
-    PodcastProject document;
-    document.recordingPending = true;
-    document.pendingVoiceFile = "Media/voice-gone.caf";
-    document.pendingStart = 1.0;
-    writeProject(folder, document);
+    const struct {
+        const char* name;
+        const char* take; // the file's content; null: no file, or a tone with the music gone
+        bool musicGone;
+        const char* told;
+        std::size_t clips; // 0: still pending
+    } cases[] = {
+        {"music gone", nullptr, true, "Se recuperaron 3 segundos", 3},
+        {"empty take", "", false, "Se recuperaron 0 segundos", 1},
+        {"damaged take", "not audio", false, "\nLa grabación interrumpida Media/voice-B.wav", 0},
+        {"no take file", nullptr, false, "No se pudo leer el audio: ", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempFolder temp;
+        const auto folder = temp / "p";
+        makeTone(folder / "Media" / "voice-A.wav", 2);
+        PodcastProject document;
+        document.segments = {placedClip(0, 2, "Media/voice-A.wav")};
+        document.musicFile = c.musicGone ? "Media/gone.wav" : std::optional<std::string>();
+        document.recordingPending = true;
+        document.pendingVoiceFile = "Media/voice-B.wav";
+        document.pendingStart = 1.0;
+        writeProject(folder, document);
+        if (c.take)
+            testing::writeFile(folder / "Media" / "voice-B.wav", c.take);
+        else if (c.musicGone)
+            makeTone(folder / "Media" / "voice-B.wav", 3.5);
 
-    StudioFixture f;
-    f.studio.voiceWaveforms = {{"kept", {0.5f}}};
-    ASSERT_TRUE(f.openAndWait(folder));
-    ASSERT_TRUE(f.studio.message());
-    EXPECT_EQ(f.studio.message()->rfind("No se pudo leer el audio: ", 0), 0u);
-    EXPECT_GT(f.studio.message()->size(), std::string("No se pudo leer el audio: ").size());
-    EXPECT_TRUE(f.studio.project->recordingPending);
-    EXPECT_EQ(f.studio.project->pendingVoiceFile, "Media/voice-gone.caf");
-    EXPECT_EQ(f.studio.voiceWaveforms->count("kept"), 1u); // caches unchanged
-    EXPECT_FALSE(f.studio.busy());
+        StudioFixture f;
+        ASSERT_TRUE(f.openAndWait(folder));
+        EXPECT_THAT(f.studio.message().value_or(""), HasSubstr(c.told));
+        f.settle();
+        EXPECT_EQ(readProject(folder).recordingPending, c.clips == 0);
+        EXPECT_EQ(f.studio.project->resolvedSegments().size(), std::max(c.clips, 1ul));
+        if (c.clips > 0)
+            continue;
+        // Recording over a take whose file is there tries to recover it instead; a take without
+        // any file holds nothing that a new take could lose.
+        f.studio.record();
+        f.scheduler.advance(3.0);
+        ASSERT_TRUE(f.waitIdle());
+        EXPECT_EQ(f.studio.recording(), !c.take);
+        if (c.take) {
+            EXPECT_EQ(f.studio.project->pendingVoiceFile, document.pendingVoiceFile);
+            makeTone(folder / "Media" / "voice-B.wav", 1.5); // readable at last
+            f.studio.record();
+            ASSERT_TRUE(f.waitIdle());
+            EXPECT_EQ(f.studio.project->resolvedSegments().size(), 3u);
+        }
+        f.studio.stop();
+        ASSERT_TRUE(f.waitIdle());
+    }
 }
 
 TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)

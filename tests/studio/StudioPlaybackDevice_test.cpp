@@ -1,6 +1,6 @@
 // Playback through the Studio on the rig's sound server: what the sink's monitor hears is the
 // project's mix, clips in their places at their levels, and a volume change while playing is
-// heard without a click. The clock runs in step with the wall clock.
+// heard without a click. The clock runs in step with the wall clock; the test waits for audio.
 #include "studio/Studio.hpp"
 
 #include "audio/CafWriter.hpp"
@@ -22,7 +22,6 @@ namespace tw {
 namespace {
 
 using testing::placedClip;
-using namespace std::chrono_literals;
 using testing::TempFolder;
 
 struct PlaybackStudio {
@@ -36,41 +35,33 @@ struct PlaybackStudio {
 
     ~PlaybackStudio()
     {
-        runFor(0.2);
+        runUntil([this] { return !studio.busy(); });
         studio.flushSaves();
     }
-    // Runs the event loop and the virtual clock in step with the wall clock.
-    void runFor(double seconds)
+    // Runs the event loop and the virtual clock in step with the wall clock until condition
+    // holds (the play head follows the audio heard); false after half a minute.
+    template <class Condition> bool runUntil(Condition condition)
     {
-        testing::runWithWallClock(scheduler, seconds, [] { return false; });
+        return testing::runWithWallClock(scheduler, 30, condition);
     }
     bool startPlayback()
     {
         studio.togglePlayback();
-        testing::runWithWallClock(scheduler, 10, [this] { return !studio.busy(); });
+        runUntil([this] { return !studio.busy(); });
         return studio.playing();
     }
 };
 
 class StudioPlaybackDevice : public rig::PulseRigTest {};
 
-// Records the sink's monitor (left channel) for seconds while body runs.
-template <class Body> std::vector<float> listen(const std::string& file, double seconds, Body body)
+// The sink's monitor (left channel), heard from before body plays something until it was heard
+// to its end.
+template <class Body> std::vector<float> listen(const std::string& file, Body body)
 {
-    std::thread listener([&] {
-        rig::run(
-            "timeout " + std::to_string(seconds) + " parec --device=" + rig::sinkName +
-            ".monitor --raw --format=float32le --rate=48000 --channels=2 --latency-msec=20 > '" +
-            file + "'");
-    });
-    std::this_thread::sleep_for(300ms);
+    rig::MonitorRecording monitor(file);
+    EXPECT_TRUE(monitor.listening());
     body();
-    listener.join();
-    std::ifstream in(file, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
-    std::vector<float> samples(bytes.size() / sizeof(float));
-    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
-    return rig::channel(samples, 2, 0);
+    return rig::channel(monitor.finish(0.005f), 2, 0);
 }
 
 // The first index from `from` on whose sample exceeds threshold; npos when none.
@@ -199,16 +190,16 @@ TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAtTheirLevels)
     testing::writeProject(folder, document);
     PlaybackStudio s;
     s.studio.openProject(folder);
-    s.runFor(0.5);
-    ASSERT_FALSE(s.studio.busy());
+    ASSERT_TRUE(s.runUntil([&] { return !s.studio.busy(); }));
 
     bool started = false;
-    const std::vector<float> heard = listen(temp.path() / "heard.raw", 3.8, [&] {
+    bool stopped = false;
+    const std::vector<float> heard = listen(temp.path() / "heard.raw", [&] {
         started = s.startPlayback();
-        s.runFor(3.0);
+        stopped = s.runUntil([&] { return !s.studio.playing(); });
     });
     ASSERT_TRUE(started) << s.studio.message().value_or("");
-    EXPECT_FALSE(s.studio.playing()) << "playback stops by itself at the end";
+    EXPECT_TRUE(stopped) << "playback stops by itself at the end";
     EXPECT_EQ(s.studio.player->underruns(), 0);
 
     const float threshold = 0.01f;
@@ -236,14 +227,14 @@ TEST_F(StudioPlaybackDevice, aVolumeChangeWhilePlayingIsHeardWithoutAClick)
     testing::writeProject(folder, document);
     PlaybackStudio s;
     s.studio.openProject(folder);
-    s.runFor(0.5);
+    ASSERT_TRUE(s.runUntil([&] { return !s.studio.busy(); }));
 
-    const std::vector<float> heard = listen(temp.path() / "heard.raw", 3.0, [&] {
+    const std::vector<float> heard = listen(temp.path() / "heard.raw", [&] {
         ASSERT_TRUE(s.startPlayback());
-        s.runFor(1.0);
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 1.0; }));
         s.studio.project.mutate([](PodcastProject& project) { project.voiceVolume = 0.3f; });
         s.studio.updateMix();
-        s.runFor(1.0);
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 2.0; }));
         s.studio.pause();
     });
     const std::vector<float> tone = rig::loudPart(heard, 0.002f);

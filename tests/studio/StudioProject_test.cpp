@@ -1,14 +1,19 @@
 #include "studio/Studio.hpp"
 
 #include "model/ProjectJson.hpp"
+#include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 namespace tw {
 namespace {
 
+using testing::countFiles;
+using testing::makeTone;
 using testing::readProject;
 using testing::StudioFixture;
 using testing::TempFolder;
@@ -130,6 +135,19 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     PodcastProject absolute = clip;
     absolute.musicFile = "/etc/passwd";
     writeProject(temp / "absolute", absolute);
+    writeProjectText(temp / "huge-version",
+                     R"({"version":3000000000,"segments":[],"recordingPending":false,)"
+                     R"("voiceVolume":1,"musicVolume":0.35,"fadeIn":5,"fadeOut":10})");
+    std::filesystem::create_directories(temp / "empty");
+    writeProject(temp / "absurd", documentWith(0.3f, std::nullopt, 1.5e308));
+    // Hostile documents: refused at once, never read whole, never waited on.
+    writeProjectText(temp / "huge", "{}");
+    std::filesystem::resize_file(temp / "huge/project.json", 1'500'000'000); // sparse
+    std::vector<std::filesystem::path> fifos;
+    for (const auto& special : testing::specialFiles()) {
+        testing::makeSpecialFile(temp / special.kind / "project.json", special.kind);
+        fifos.push_back(temp / special.kind / "project.json");
+    }
 
     StudioFixture f;
     ASSERT_TRUE(f.openAndWait(good));
@@ -138,20 +156,29 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
     const PodcastProject open = f.studio.project();
     const auto undo = f.studio.undoStack();
 
-    const struct {
+    struct Case {
         std::string folder;
         std::string message;
-    } cases[] = {
+    };
+    std::vector<Case> cases = {
         {"truncated", decode(full.substr(0, full.size() / 2)).error().description},
         {"types", decode(readProjectFile(temp / "types").value()).error().description},
         {"future", "Versión de proyecto no compatible."},
         {"escaping", "Ruta de audio inválida."},
         {"absolute", "Ruta de audio inválida."},
-        {"missing", systemError(ENOENT).description},
+        {"huge-version", "Versión de proyecto no compatible."},
+        {"missing", (temp / "missing").string() + ": la carpeta no existe."},
+        {"empty", (temp / "empty").string() + ": falta project.json en la carpeta."},
+        {"absurd", "El número de \"playhead\" está fuera de rango (1.5e+308)."},
+        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
     };
+    for (const auto& special : testing::specialFiles())
+        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
     for (const auto& damaged : cases) {
         f.studio.message = std::nullopt;
+        testing::FifoWatchdog watchdog(fifos);
         f.studio.openProject(temp / damaged.folder);
+        EXPECT_TRUE(watchdog.dismiss()) << damaged.folder << " blocked the main thread";
         EXPECT_FALSE(f.studio.busy()) << damaged.folder;
         EXPECT_EQ(f.studio.message(), damaged.message) << damaged.folder;
         EXPECT_FALSE(damaged.message.empty());
@@ -159,6 +186,49 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
         EXPECT_EQ(f.studio.project(), open) << damaged.folder;
         EXPECT_EQ(f.studio.undoStack(), undo) << damaged.folder;
     }
+}
+
+TEST(StudioProject, openingReadsAfterQueuedWritesFromEmptyCachesAndClearsStaleTemporaries)
+{
+    TempFolder temp;
+    const auto a = temp / "a";
+    const auto b = temp / "b";
+    PodcastProject withMusic = documentWith(1.0f);
+    withMusic.musicFile = "Media/music.wav";
+    makeTone(a / "Media" / "music.wav", 2);
+    writeProject(a, withMusic);
+    PodcastProject unreadable = documentWith(1.0f);
+    unreadable.segments = {testing::placedClip(0, 1, "Media/absent.wav")};
+    writeProject(b, unreadable);
+    const std::string uuid = Uuid::random().text();
+    for (const std::string& name : std::vector<std::string>{
+             ".project.json.Ab12Cd", ".project.json.bak", ".project.json.Ab12Cd7",
+             "Media/.paste-1.wav." + uuid, "Media/.notes." + uuid.substr(1), "Media/paste-2.wav"})
+        testing::writeFile(b / name, "x");
+    StudioFixture f;
+    ASSERT_TRUE(f.openAndWait(a));
+    ASSERT_FALSE(f.studio.musicPeaks->empty());
+
+    // An edit whose write is still queued behind a slow one, then the same folder again.
+    f.studio.projectWriter.async(
+        [] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
+    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.3f; });
+    f.studio.save();
+    ASSERT_TRUE(f.openAndWait(a));
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
+    f.settle();
+    EXPECT_EQ(readProject(a).voiceVolume, 0.3f);
+
+    // A project whose audio cannot be read shows nothing of the previous one.
+    ASSERT_TRUE(f.openAndWait(b));
+    EXPECT_TRUE(f.studio.message());
+    EXPECT_TRUE(f.studio.musicPeaks->empty());
+    EXPECT_EQ(f.studio.musicDuration(), 0);
+    EXPECT_EQ(f.studio.duration(), 1);
+    // Only what the writers leave half done is removed, not names that merely look alike.
+    EXPECT_FALSE(std::filesystem::exists(b / ".project.json.Ab12Cd"));
+    EXPECT_EQ(countFiles(b, ".project.json."), 2);
+    EXPECT_EQ(countFiles(b / "Media", ""), 2);
 }
 
 TEST(StudioProject, openIsIgnoredWhileRecordingAndDeferredWhileBusyKeepingOnlyTheLastRequest)
@@ -345,14 +415,16 @@ TEST(StudioProject, everySaveRewritesPlayheadAndZoomSoReopeningRestoresThem)
     document.segments.push_back(clip);
     testing::makeTone(temp / "p" / "Media" / "voice-A.wav", 50);
     writeProject(temp / "p", document);
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(temp / "p"));
-    f.studio.position = 12.5;
-    f.studio.zoom = 80.0;
-    f.studio.save();
-    f.settle();
-    EXPECT_EQ(readProject(temp / "p").playhead, 12.5);
-    EXPECT_EQ(readProject(temp / "p").timelineZoom, 80.0);
+    {
+        StudioFixture f;
+        ASSERT_TRUE(f.openAndWait(temp / "p"));
+        f.studio.position = 12.5;
+        f.studio.zoom = 80.0;
+        f.studio.save();
+        f.settle();
+        EXPECT_EQ(readProject(temp / "p").playhead, 12.5);
+        EXPECT_EQ(readProject(temp / "p").timelineZoom, 80.0);
+    } // a project is open in one studio at a time
 
     StudioFixture g;
     ASSERT_TRUE(g.openAndWait(temp / "p"));
@@ -389,11 +461,12 @@ TEST(StudioProject, aBurstOfScheduledSavesWritesOnceFourTenthsOfASecondAfterTheL
     EXPECT_EQ(f.count(StudioField::lastSaved), before + 1);
 }
 
-TEST(StudioProject, aFolderThatCannotBeWrittenReportsTheSystemErrorAndTheNextSaveWritesTheDocument)
+TEST(StudioProject, aFolderThatCannotBeWrittenSaysSoOnceAndTheProjectCanBeSavedAsACopy)
 {
     TempFolder temp;
     const auto folder = temp / "p";
     writeProject(folder, documentWith(1.0f));
+    makeTone(folder / "Media" / "voice-A.wav", 0.5);
     StudioFixture f;
     ASSERT_TRUE(f.openAndWait(folder));
     f.settle();
@@ -405,20 +478,38 @@ TEST(StudioProject, aFolderThatCannotBeWrittenReportsTheSystemErrorAndTheNextSav
     writeProjectText(temp / "blocker", "x");
     std::filesystem::rename(temp / "blocker" / "project.json", folder);
     f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.25f; });
-    f.studio.save();
-    f.settle();
-    EXPECT_EQ(f.studio.message(),
-              "No se pudo guardar el proyecto: " + systemError(ENOTDIR).description);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        f.studio.save();
+        f.settle();
+        if (attempt == 0)
+            EXPECT_EQ(f.studio.message(),
+                      "No se pudo guardar el proyecto: " + systemError(ENOTDIR).description +
+                          "\nLos cambios no se pueden guardar en esta carpeta: usa «Guardar una "
+                          "copia…» en el menú Archivo para seguir en otro lugar.");
+        else
+            EXPECT_FALSE(f.studio.message()); // told once, not at every edit
+        f.studio.message = std::nullopt;
+    }
     EXPECT_EQ(f.studio.lastSaved(), savedAt);
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.25f);
+    EXPECT_FALSE(f.studio.saveAndWait());
 
     std::filesystem::remove(folder);
     std::filesystem::rename(temp / "aside", folder);
     EXPECT_EQ(readProject(folder).voiceVolume, 1.0f); // the old content survived
-    f.studio.save();
+    // The copy holds the document as it is now and the media, and work goes on there.
+    f.host.newProjectAnswers = {folder / "inside", folder, temp / "copy"};
+    for (int attempt = 0; attempt < 3; ++attempt)
+        f.studio.saveCopy();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.message(), "Elige un lugar fuera de la carpeta del proyecto.\n" +
+                                      projectLocationTakenError().description);
     f.settle();
-    EXPECT_EQ(readProject(folder).voiceVolume, 0.25f);
+    EXPECT_EQ(f.studio.folder(), temp / "copy");
+    EXPECT_EQ(readProject(temp / "copy").voiceVolume, 0.25f);
+    EXPECT_EQ(std::filesystem::file_size(temp / "copy" / "Media" / "voice-A.wav"),
+              std::filesystem::file_size(folder / "Media" / "voice-A.wav"));
     EXPECT_NE(f.studio.lastSaved(), savedAt);
+    EXPECT_EQ(countFiles(temp.path(), "."), 0); // no staging left
 }
 
 TEST(StudioProject, aSaveFinishingAfterTheUserSwitchedProjectsLeavesLastSavedAlone)

@@ -4,6 +4,7 @@
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,10 +15,13 @@ namespace {
 
 using testing::countFiles;
 using testing::readProject;
+using ::testing::StartsWith;
 using testing::StudioFixture;
 using testing::TempFolder;
 
 constexpr double rate = 48000.0;
+const char* const startFailed = "No se pudo iniciar la grabación. Comprueba la entrada de audio y "
+                                "que la carpeta del proyecto permita guardar. Detalle: ";
 
 // A project folder made through the new-project dialog.
 std::filesystem::path startProject(StudioFixture& f, const TempFolder& temp)
@@ -83,8 +87,10 @@ TEST(StudioRecording,
 {
     TempFolder temp;
     StudioFixture f;
-    f.inputOptions.bufferFrames = 8192;
     f.inputOptions.length = 201600; // 4.2 s at 48 kHz
+    // More than the recorder's 32 buffers in flight: as fast as possible they could outrun the
+    // disk.
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     const auto folder = startProject(f, temp);
     f.studio.position = 12.5;
 
@@ -236,6 +242,7 @@ TEST(StudioRecording, aRefusedMicrophoneOrAMissingInputLeavesNoPendingTake)
     EXPECT_EQ(f.inputsMade, 0);
 
     // An input that cannot be opened: the pending mark is taken back and saved.
+    f.studio.message = std::nullopt;
     f.host.microphoneAllowed = true;
     f.studio.selectedDevice = 99u;
     f.inputOptions.format.channels = 0;
@@ -244,14 +251,67 @@ TEST(StudioRecording, aRefusedMicrophoneOrAMissingInputLeavesNoPendingTake)
     EXPECT_FALSE(f.studio.recording());
     EXPECT_FALSE(f.studio.busy());
     EXPECT_EQ(f.studio.message(),
-              "No se pudo iniciar la grabación. Comprueba la entrada de audio y que la carpeta del "
-              "proyecto permita guardar. Detalle: La entrada no tiene un formato de audio válido.");
+              startFailed + std::string("La entrada no tiene un formato de audio válido."));
     EXPECT_FALSE(f.studio.project->recordingPending);
     EXPECT_FALSE(f.studio.project->pendingVoiceFile);
     EXPECT_EQ(f.studio.undoStack->size(), 1u); // the checkpoint stays
     f.settle();
     EXPECT_FALSE(readProject(folder).recordingPending);
     EXPECT_FALSE(readProject(folder).pendingVoiceFile);
+
+    // A start that made its file and then failed (a full disk) leaves no empty take behind.
+    f.inputOptions.format.channels = 1;
+    f.writerFactory = [](const std::filesystem::path& path, double,
+                         int) -> Result<std::unique_ptr<CafWriter>> {
+        testing::writeFile(path, "");
+        return FailingWriter::diskFull();
+    };
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    EXPECT_FALSE(f.studio.recording());
+    EXPECT_EQ(countFiles(folder / "Media", "voice-"), 0);
+
+    // Nor does one whose pending mark cannot be written, though Media can be: it never starts.
+    f.writerFactory = {};
+    std::filesystem::remove(folder / "project.json");
+    std::filesystem::create_directories(folder / "project.json" / "x");
+    f.studio.message = std::nullopt;
+    const int inputs = f.inputsMade;
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    EXPECT_FALSE(f.studio.recording() || f.studio.busy() || f.studio.project->recordingPending);
+    EXPECT_EQ(f.inputsMade, inputs);
+    EXPECT_THAT(f.studio.message().value_or(""),
+                StartsWith(startFailed + std::string("No se pudo guardar el proyecto: ")));
+}
+
+TEST(StudioRecording, aTakeIsOneUndoStepAndUndoNeverBringsBackItsPendingMark)
+{
+    TempFolder temp;
+    StudioFixture f;
+    const auto folder = startProject(f, temp);
+    f.studio.record();
+    f.scheduler.advance(3.0);
+    ASSERT_TRUE(f.studio.recording());
+    f.studio.checkpoint(); // a control touched during the take
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    ASSERT_TRUE(recordUntil(f, 2.0));
+    f.studio.stop();
+    ASSERT_TRUE(f.waitIdle());
+    const std::vector<Segment> take = f.studio.project->segments;
+    ASSERT_EQ(take.size(), 1u);
+
+    f.studio.undo();
+    EXPECT_TRUE(f.studio.project->segments.empty());
+    f.studio.redo();
+    EXPECT_EQ(f.studio.project->segments, take);
+    f.studio.undo();
+    EXPECT_FALSE(f.studio.project->recordingPending);
+    f.settle();
+    EXPECT_FALSE(readProject(folder).recordingPending);
+    ASSERT_TRUE(f.openAndWait(folder));
+    EXPECT_FALSE(f.studio.message());
+    EXPECT_TRUE(f.studio.project->segments.empty());
 }
 
 TEST(StudioRecording, aResumeFailureLeavesTheTakePausedAndALaterResumeRecordsOn)
@@ -260,7 +320,7 @@ TEST(StudioRecording, aResumeFailureLeavesTheTakePausedAndALaterResumeRecordsOn)
     StudioFixture f;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
-    f.inputOptions.bufferFrames = 480;
+    f.inputOptions.pieceFrames = 480;
     startProject(f, temp);
     f.studio.record();
     f.scheduler.advance(3.0);
@@ -296,7 +356,7 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
 {
     TempFolder temp;
     StudioFixture f;
-    f.inputOptions.bufferFrames = 4800;
+    f.inputOptions.pieceFrames = 4800;
     f.inputOptions.length = 96000;
     // At real-time pace the take is surely running when the countdown ends; as fast as possible,
     // the failing write could already be polled by the tick that ends the countdown.
@@ -314,19 +374,28 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     f.scheduler.advance(3.0);
     ASSERT_TRUE(f.studio.recording());
     const std::string name = *f.studio.project->pendingVoiceFile;
+    // The document cannot be saved either: that consequence comes after the cause.
+    std::filesystem::rename(folder / "project.json", temp / "aside.json");
+    std::filesystem::create_directories(folder / "project.json" / "x");
 
     ASSERT_TRUE(f.waitUntil([&] {
         f.scheduler.advance(0.1);
         return !f.studio.recording();
     }));
-    EXPECT_EQ(f.studio.message(), "La grabación se detuvo: No queda espacio en el dispositivo");
     ASSERT_TRUE(f.waitIdle());
+    f.settle();
+    EXPECT_THAT(f.studio.message().value_or(""),
+                StartsWith("La grabación se detuvo: No queda espacio en el dispositivo\n"
+                           "No se pudo guardar el proyecto: "));
+    std::filesystem::remove_all(folder / "project.json");
+    f.studio.save();
     const std::optional<Segment> take = f.studio.project->segment(0.5);
     ASSERT_TRUE(take);
     EXPECT_EQ(take->file, name);
-    EXPECT_NEAR(take->duration, 1.0, 1e-12); // ten buffers of 0.1 s
-    EXPECT_NEAR(f.studio.position(), 1.0, 1e-12);
-    EXPECT_EQ(framesIn(folder / name), 48000);
+    constexpr int written = 10 * DiskRecorder::bufferFrames; // ten buffers
+    EXPECT_NEAR(take->duration, written / rate, 1e-12);
+    EXPECT_NEAR(f.studio.position(), written / rate, 1e-12);
+    EXPECT_EQ(framesIn(folder / name), written);
     f.settle();
     EXPECT_FALSE(readProject(folder).recordingPending);
 }
@@ -337,7 +406,7 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     StudioFixture f;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
-    f.inputOptions.bufferFrames = 480;
+    f.inputOptions.pieceFrames = 480;
     startProject(f, temp);
 
     // A device list change, and an input lost while the take is paused, end nothing.
@@ -353,9 +422,16 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     QCoreApplication::processEvents();
     EXPECT_TRUE(f.studio.recording());
     EXPECT_FALSE(f.studio.message());
+    // Resuming says, in Spanish, that the input is gone; the take can still be stopped and kept.
+    f.studio.pauseTransport();
+    EXPECT_EQ(f.studio.message(), "La entrada de audio ya no está disponible: se desconectó o el "
+                                  "servidor de sonido se detuvo. Detén la grabación para conservar "
+                                  "lo grabado.");
+    EXPECT_TRUE(f.studio.recordingPaused());
     f.studio.stop();
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.project->resolvedSegments().size(), 1u);
+    ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
+    EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, 4800 / rate);
 
     // A running input that goes away ends the take, which is kept.
     f.studio.record();

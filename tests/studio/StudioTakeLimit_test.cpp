@@ -32,6 +32,11 @@ constexpr rlim_t fileSizeLimit = 200 * 1000 + 6;
 constexpr const char* folderVariable = "TAPEWRIGHT_LIMITED_CHILD";
 constexpr const char* reportVariable = "TAPEWRIGHT_LIMITED_REPORT_FD";
 
+float takeSignal(std::int64_t frame)
+{
+    return 0.3f * static_cast<float>(std::sin(2 * M_PI * 523.25 * frame / rate));
+}
+
 void report(int fd, const std::string& line)
 {
     const std::string text = line + "\n";
@@ -97,12 +102,10 @@ int recordUnderLimit(const std::filesystem::path& folder, int fd)
     std::string writeFailure;
     std::int64_t framesAtClose = -1;
     testing::StudioFixture f;
-    f.inputOptions.bufferFrames = 2400;
+    f.inputOptions.pieceFrames = 2400;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
-    f.inputSignal = [](std::int64_t frame, int) {
-        return 0.3f * static_cast<float>(std::sin(2 * M_PI * 523.25 * frame / rate));
-    };
+    f.inputSignal = [](std::int64_t frame, int) { return takeSignal(frame); };
     f.writerFactory = [&](const std::filesystem::path& path, double sampleRate,
                           int channels) -> Result<std::unique_ptr<CafWriter>> {
         auto inner = CafWriter::create(path, sampleRate, channels);
@@ -201,9 +204,10 @@ TEST(StudioTakeLimit, aTakeThatHitsTheFileSizeLimitStopsAndKeepsEveryFrameTheFil
     ASSERT_TRUE(WIFEXITED(child.status)) << "status " << child.status;
     ASSERT_EQ(WEXITSTATUS(child.status), 0);
 
-    // The writer met the kernel's EFBIG, and the clock said so with the writer's own words.
+    // The writer met the kernel's EFBIG, and the clock said so with the writer's own words, in
+    // Spanish.
     const std::string failure = child.lines.at("failure");
-    EXPECT_NE(failure.find(std::strerror(EFBIG)), std::string::npos) << failure;
+    EXPECT_NE(failure.find("»: El archivo es demasiado grande."), std::string::npos) << failure;
     EXPECT_EQ(child.lines.at("message"), "La grabación se detuvo: " + failure);
     EXPECT_EQ(std::stod(child.lines.at("liveDuration")), 0.0);
 
@@ -223,8 +227,13 @@ TEST(StudioTakeLimit, aTakeThatHitsTheFileSizeLimitStopsAndKeepsEveryFrameTheFil
     ASSERT_TRUE(reader) << reader.error().description;
     const std::int64_t frames = reader.value()->length();
     EXPECT_GT(frames, 0);
-    // The writer knows every frame it put in the file, a partly written last buffer included.
+    // The writer knows every frame it put in the file, a partly written last buffer included, and
+    // they are the take's first frames in order: nothing written after the failure overlays them.
     EXPECT_EQ(std::stoll(child.lines.at("writerFrames")), frames);
+    std::vector<float> samples(static_cast<std::size_t>(frames));
+    ASSERT_TRUE(reader.value()->read(samples.data(), static_cast<int>(frames)));
+    for (std::int64_t frame = 0; frame < frames; ++frame)
+        ASSERT_EQ(samples[static_cast<std::size_t>(frame)], takeSignal(frame)) << frame;
     EXPECT_GT(clips[0].duration, 0.0);
     EXPECT_DOUBLE_EQ(clips[0].duration, static_cast<double>(frames) / rate)
         << "file frames " << frames;

@@ -28,7 +28,7 @@ namespace tw {
 namespace {
 
 constexpr double rate = 48000.0;
-constexpr int bufferFrames = 2400;
+constexpr int pieceFrames = 2400;
 constexpr const char* folderVariable = "TAPEWRIGHT_RECORDING_CHILD";
 constexpr const char* reportVariable = "TAPEWRIGHT_RECORDING_REPORT_FD";
 
@@ -92,7 +92,7 @@ int recordUntilKilled(const std::filesystem::path& folder, int fd)
         []() -> std::unique_ptr<AudioInput> {
             SimulatedAudioInput::Options options;
             options.format = {rate, 1, SampleType::float32, true};
-            options.bufferFrames = bufferFrames;
+            options.pieceFrames = pieceFrames;
             options.pace = SimulatedAudioInput::Pace::realTime;
             return std::make_unique<SimulatedAudioInput>(
                 options, [](std::int64_t frame, int) { return takeSignal(frame); });
@@ -292,7 +292,7 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredUpToTheLastHalfSecondItsWriterRec
         // Everything the writer had but at most its last half second, and nothing it never got
         // (one write may have landed without being reported).
         EXPECT_GE(recovered, child.written / rate - 0.5);
-        EXPECT_LE(recovered, (child.written + bufferFrames) / rate + 1e-9);
+        EXPECT_LE(recovered, (child.written + DiskRecorder::bufferFrames) / rate + 1e-9);
         if (child.scenario == "late") {
             EXPECT_GE(recovered, 1.3);
         }

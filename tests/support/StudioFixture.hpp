@@ -4,6 +4,7 @@
 #pragma once
 
 #include "audio/DeviceCatalog.hpp"
+#include "audio/Player.hpp"
 #include "audio/SimulatedAudioInput.hpp"
 #include "audio/SimulatedAudioOutput.hpp"
 #include "base/ManualScheduler.hpp"
@@ -165,10 +166,14 @@ struct StudioFixture {
         QCoreApplication::processEvents();
     }
     // Plays seconds of the running playback: the output pulls the audio and the clock observer
-    // follows, in steps of 0.05 s of virtual time.
+    // follows, in steps of 0.05 s of virtual time. Each pull waits for the player's read-ahead,
+    // as if the device played no faster than the machine decodes: a slow machine must not turn
+    // into silence what a test hears.
     void play(double seconds)
     {
         for (double played = 0; played < seconds - 1e-9; played += 0.05) {
+            if (studio.player && studio.playing())
+                studio.player->waitForReadAhead();
             if (lastOutput)
                 lastOutput->advance(2400);
             scheduler.advance(0.05);

@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <random>
 #include <stdexcept>
@@ -68,6 +69,13 @@ inline void writeProjectText(const std::filesystem::path& folder, const std::str
     std::filesystem::create_directories(folder);
     if (!writeProjectFile(folder, text))
         throw std::runtime_error("cannot write " + folder.string());
+}
+
+// Writes text as file, creating its folder.
+inline void writeFile(const std::filesystem::path& file, const std::string& text)
+{
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << text;
 }
 
 // The document in folder/project.json; throws when it is missing or does not decode.

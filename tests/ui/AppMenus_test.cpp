@@ -88,12 +88,15 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     };
     EXPECT_EQ(texts(menus->fileMenu()),
               (QStringList{"Nuevo proyecto…", "Abrir proyecto…", "Guardar proyecto",
-                           "Exportar M4A…", "—", "Salir"}));
-    EXPECT_EQ(texts(menus->editMenu()), (QStringList{"Deshacer", "Rehacer"}));
+                           "Guardar una copia…", "Exportar M4A…", "—", "Salir"}));
+    EXPECT_EQ(texts(menus->editMenu()),
+              (QStringList{"Deshacer", "Rehacer", "—", "Copiar", "Pegar en el cabezal",
+                           "Eliminar y cerrar hueco"}));
     EXPECT_EQ(texts(menus->audioMenu()),
               (QStringList{"Reproducir / Pausar", "Grabar / Detener", "Dividir clip en el cabezal",
-                           "Recortar a la selección", "Eliminar selección", "Importar música…", "—",
-                           "Podcast (−16 LUFS)", "Emisión EBU R128 (−23 LUFS)", "Sin normalizar"}));
+                           "Recortar a la selección", "Eliminar selección", "Importar música…",
+                           "Quitar música", "—", "Podcast (−16 LUFS)",
+                           "Emisión EBU R128 (−23 LUFS)", "Sin normalizar"}));
 
     EXPECT_EQ(menus->newProject().shortcut(), QKeySequence("Ctrl+N"));
     EXPECT_EQ(menus->openProject().shortcut(), QKeySequence("Ctrl+O"));
@@ -107,6 +110,9 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     EXPECT_EQ(menus->trim().shortcut(), QKeySequence("Ctrl+Shift+T"));
     EXPECT_EQ(menus->deleteSelection().shortcut(), QKeySequence(Qt::Key_Delete));
     EXPECT_EQ(menus->importMusic().shortcut(), QKeySequence("Ctrl+I"));
+    EXPECT_EQ(menus->copy().shortcut(), QKeySequence("Ctrl+C"));
+    EXPECT_EQ(menus->paste().shortcut(), QKeySequence("Ctrl+V"));
+    EXPECT_EQ(menus->deleteClosingGap().shortcut(), QKeySequence("Shift+Del"));
 }
 
 TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
@@ -124,18 +130,25 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     EXPECT_FALSE(menus->trim().isEnabled());
     EXPECT_FALSE(menus->deleteSelection().isEnabled());
     EXPECT_TRUE(menus->importMusic().isEnabled());
+    EXPECT_FALSE(menus->removeMusic().isEnabled()) << "no music to remove";
+    f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
+    EXPECT_TRUE(menus->removeMusic().isEnabled());
 
+    EXPECT_FALSE(menus->paste().isEnabled());
     f.studio.selection = TimeRange{1, 2};
     EXPECT_TRUE(menus->trim().isEnabled());
     EXPECT_TRUE(menus->deleteSelection().isEnabled());
+    EXPECT_TRUE(menus->deleteClosingGap().isEnabled());
+    EXPECT_FALSE(menus->copy().isEnabled()) << "nothing to copy from without a folder";
 
     // Busy: the commands stop, the selection items and saving stay.
     f.studio.undoStack = std::vector<PodcastProject>(1);
     EXPECT_TRUE(menus->undo().isEnabled());
     f.studio.busy = true;
-    for (QAction* action : {&menus->newProject(), &menus->openProject(), &menus->exportProject(),
-                            &menus->undo(), &menus->redo(), &menus->playPause(),
-                            &menus->recordStop(), &menus->split(), &menus->importMusic()})
+    for (QAction* action :
+         {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
+          &menus->redo(), &menus->playPause(), &menus->recordStop(), &menus->split(),
+          &menus->importMusic(), &menus->removeMusic(), &menus->deleteClosingGap()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->saveProject().isEnabled());
     EXPECT_TRUE(menus->trim().isEnabled());
@@ -151,7 +164,8 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.recording = true;
     for (QAction* action :
          {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
-          &menus->split(), &menus->trim(), &menus->deleteSelection(), &menus->importMusic()})
+          &menus->split(), &menus->trim(), &menus->deleteSelection(), &menus->importMusic(),
+          &menus->removeMusic(), &menus->deleteClosingGap()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->playPause().isEnabled());
     EXPECT_TRUE(menus->recordStop().isEnabled());
@@ -163,6 +177,15 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.selection = std::nullopt;
     EXPECT_FALSE(menus->trim().isEnabled());
     EXPECT_FALSE(menus->deleteSelection().isEnabled());
+
+    menus->removeMusic().trigger();
+    EXPECT_FALSE(f.studio.project->musicFile);
+    EXPECT_FALSE(menus->removeMusic().isEnabled());
+
+    // A copy needs a project to copy.
+    EXPECT_FALSE(menus->saveCopy().isEnabled());
+    startProject();
+    EXPECT_TRUE(menus->saveCopy().isEnabled());
 }
 
 TEST_F(AppMenusTest, recordKeyDuringTheCountInStopsItAndStaysEnabled)
@@ -248,6 +271,20 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
     press(Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_NEAR(clipSeconds(), 0.3, 1e-6);
     EXPECT_EQ(f.studio.undoStack->size(), 5u); // the take, split, two deletes, trim
+
+    // Ctrl+C and Ctrl+V copy the selection and paste it at the play head; Shift+Delete cuts the
+    // selection out and closes the gap.
+    f.studio.selection = TimeRange{0.1, 0.2};
+    press(Qt::Key_C, Qt::ControlModifier);
+    f.studio.seek(0.3);
+    press(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_NEAR(f.studio.project->voiceDuration(), 0.4, 1e-6);
+    f.studio.selection = TimeRange{0, 0.25};
+    press(Qt::Key_Delete, Qt::ShiftModifier);
+    EXPECT_NEAR(f.studio.project->voiceDuration(), 0.15, 1e-6);
+    EXPECT_NEAR(clipSeconds(), 0.15, 1e-6);
+    EXPECT_EQ(f.studio.undoStack->size(), 7u);
 }
 
 TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProjectAsAnUndoStep)

@@ -1,6 +1,7 @@
 #include "ui/ControlRow.hpp"
 
 #include "ui/InputLevelBar.hpp"
+#include "ui/WindowLook.hpp"
 #include "ui/WindowStudio.hpp"
 
 #include <QComboBox>
@@ -72,6 +73,28 @@ TEST(ControlRow, inputPickerListsTheDefaultThenTheDevicesAndFollowsTheSelection)
                                            "Micrófono USB", "Auriculares con micrófono"}));
     EXPECT_EQ(f.row.inputPicker().currentText(), "Auriculares con micrófono");
     EXPECT_EQ(f.studio.selectedDevice(), 22u);
+
+    // The chosen device is unplugged and the list refreshed: it shows as disconnected, still
+    // chosen, until another input is chosen.
+    f.fixture.catalog.list.pop_back();
+    f.row.refreshButton().click();
+    EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Entrada de línea",
+                                           "Micrófono USB", "Entrada desconectada"}));
+    EXPECT_EQ(f.row.inputPicker().currentText(), "Entrada desconectada");
+    EXPECT_EQ(f.studio.selectedDevice(), 22u);
+    emit f.row.inputPicker().activated(0);
+    EXPECT_EQ(f.studio.selectedDevice(), 0u);
+    EXPECT_EQ(f.inputNames().size(), 3);
+}
+
+TEST(ControlRow, anInputNameTooLongForThePickerEndsWithAnEllipsis)
+{
+    applyStudioLook();
+    Row f;
+    const QStringList drawn = testing::drawnTexts(f.row.inputPicker());
+    ASSERT_EQ(drawn.size(), 1);
+    EXPECT_TRUE(drawn[0].startsWith("Predeterminada") && drawn[0].endsWith("…"))
+        << drawn[0].toStdString();
 }
 
 TEST(ControlRow, levelBarShowsOnlyWhileRecordingAndTurnsRedAtNinetyNineHundredths)

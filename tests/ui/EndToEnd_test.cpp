@@ -80,6 +80,7 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
         << f.studio.message().value_or("");
     ASSERT_TRUE(f.lastOutput);
     for (int step = 0; step < 10; ++step) {
+        f.studio.player->waitForReadAhead(); // no faster than the machine decodes
         f.lastOutput->advance(2400);
         f.scheduler.advance(0.05);
         QCoreApplication::processEvents();

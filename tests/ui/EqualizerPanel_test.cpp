@@ -10,6 +10,8 @@
 #include <QApplication>
 #include <QLabel>
 #include <QTest>
+#include <QToolButton>
+#include <QWheelEvent>
 
 #include <gtest/gtest.h>
 
@@ -32,6 +34,20 @@ std::filesystem::path threeBandProject(const testing::TempFolder& temp)
     testing::writeProject(folder, document);
     return folder;
 }
+
+// An equaliser shown over that project, opened.
+struct ShownPanel {
+    QApplication& application = testing::uiApplication();
+    testing::TempFolder temp;
+    testing::StudioFixture fixture;
+    bool opened = fixture.openAndWait(threeBandProject(temp));
+    EqualizerPanel panel{fixture.studio};
+    ShownPanel()
+    {
+        panel.show();
+        QApplication::processEvents();
+    }
+};
 
 // Drags a slider's handle vertically by steps of pixels, one press, several moves, one release.
 void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
@@ -102,14 +118,14 @@ TEST(EqualizerPanel, bandsShowTheGainsAndTheirLabels)
         EXPECT_EQ(panel.band(i).label(), labels[i]);
         EXPECT_EQ(panel.band(i).slider().accessibleName(),
                   QStringLiteral("Ecualizador %1 Hz").arg(labels[i]));
-        EXPECT_EQ(panel.band(i).slider().minimum(), -24);
-        EXPECT_EQ(panel.band(i).slider().maximum(), 24);
+        EXPECT_EQ(panel.band(i).slider().minimum(), -1200);
+        EXPECT_EQ(panel.band(i).slider().maximum(), 1200);
     }
     // The older fields land at 125 Hz, 1 kHz and 8 kHz.
     EXPECT_EQ(panel.band(2).gainText(), "+3.0");
     EXPECT_EQ(panel.band(5).gainText(), "-2.0");
     EXPECT_EQ(panel.band(8).gainText(), "+0.0");
-    EXPECT_EQ(panel.band(2).slider().value(), 6);
+    EXPECT_EQ(panel.band(2).slider().value(), 300);
 
     // Seven evenly spaced marks; the middle one is where the handle stands at 0 dB.
     panel.show();
@@ -120,7 +136,7 @@ TEST(EqualizerPanel, bandsShowTheGainsAndTheirLabels)
         EXPECT_NEAR(ticks[i] - ticks[i - 1], (ticks[6] - ticks[0]) / 6.0, 1.0);
     EXPECT_NEAR(ticks[3], flat.handleRect().center().y(), 1);
     EXPECT_EQ(panel.band(2).slider().tickCentres(), ticks);
-    EXPECT_EQ(panel.band(5).slider().value(), -4);
+    EXPECT_EQ(panel.band(5).slider().value(), -200);
     EXPECT_EQ(panel.curve().treatment(), fixture.studio.treatment());
     bool captioned = false;
     for (const QLabel* label : panel.findChildren<QLabel*>())
@@ -148,16 +164,17 @@ TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBandsAndClearsTheOlderFields
     dragHandle(slider, {-4, -8, -12, -16});
     QApplication::processEvents();
 
-    ASSERT_GT(slider.value(), 0);
+    // A tenth of a decibel per pixel: 16 pixels up is +1.6 dB.
+    ASSERT_EQ(slider.value(), 160);
     EXPECT_EQ(fixture.studio.undoStack().size(), stepsBefore + 1);
     // The drag passed through several values, each written (and heard) at once.
     EXPECT_GT(fixture.count(StudioField::project) - projectChangesBefore, 2);
     const VoiceTreatment treatment = fixture.studio.treatment();
     ASSERT_TRUE(treatment.eqBands.has_value());
-    const std::vector<double> expected{slider.value() / 2.0, 0, 3, 0, 0, -2, 0, 0, 0, 0};
+    const std::vector<double> expected{1.6, 0, 3, 0, 0, -2, 0, 0, 0, 0};
     EXPECT_EQ(*treatment.eqBands, expected);
     EXPECT_FALSE(treatment.bass || treatment.mid || treatment.treble);
-    EXPECT_EQ(panel.band(0).gainText(), QString::asprintf("%+.1f", slider.value() / 2.0));
+    EXPECT_EQ(panel.band(0).gainText(), "+1.6");
     EXPECT_EQ(panel.curve().treatment(), treatment);
 
     // Saved: the document on disk holds the ten bands.
@@ -176,15 +193,54 @@ TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBandsAndClearsTheOlderFields
     EXPECT_EQ(panel.band(2).gainText(), "+3.0");
 }
 
+TEST(EqualizerPanel, shiftIsFinerTheWheelStepsHalfADecibelAndDoubleClickAndResetGoToZero)
+{
+    ShownPanel shown;
+    ASSERT_TRUE(shown.opened);
+    testing::StudioFixture& fixture = shown.fixture;
+    EqualizerPanel& panel = shown.panel;
+    BandSlider& slider = panel.band(4).slider();
+    const std::size_t stepsBefore = fixture.studio.undoStack().size();
+    auto gain = [&] { return fixture.studio.treatment().eqBands->at(4); };
+
+    // 10 pixels with Shift (0.02 dB each), then 5 without (0.1 dB each): one step.
+    const QPoint start = slider.handleRect().center();
+    QTest::mousePress(&slider, Qt::LeftButton, {}, start);
+    for (auto [rise, modifiers] :
+         {std::pair{10, Qt::ShiftModifier}, std::pair{15, Qt::NoModifier}}) {
+        const QPoint to = start - QPoint(0, rise);
+        QMouseEvent move(QEvent::MouseMove, to, slider.mapToGlobal(to), Qt::NoButton,
+                         Qt::LeftButton, modifiers);
+        QApplication::sendEvent(&slider, &move);
+    }
+    QTest::mouseRelease(&slider, Qt::LeftButton, {}, start - QPoint(0, 15));
+    EXPECT_EQ(gain(), 0.7);
+    QWheelEvent notch(start, slider.mapToGlobal(start), {}, {0, 120}, Qt::NoButton, {},
+                      Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&slider, &notch);
+    EXPECT_EQ(gain(), 1.2);
+    QTest::mouseDClick(&slider, Qt::LeftButton, {}, slider.handleRect().center());
+    EXPECT_EQ(gain(), 0.0);
+    EXPECT_EQ(fixture.studio.undoStack().size(), stepsBefore + 3);
+
+    // "Restablecer ecualizador" sets all ten to 0 dB as one step, and only when it changes them.
+    ASSERT_EQ(panel.resetAction().text(), "Restablecer ecualizador");
+    EXPECT_TRUE(panel.actions().contains(&panel.resetAction())) << "in the context menu";
+    QTest::mouseClick(&panel.resetButton(), Qt::LeftButton);
+    EXPECT_EQ(*fixture.studio.treatment().eqBands, std::vector<double>(10, 0.0));
+    EXPECT_EQ(panel.band(2).gainText(), "+0.0");
+    QTest::mouseClick(&panel.resetButton(), Qt::LeftButton);
+    EXPECT_EQ(fixture.studio.undoStack().size(), stepsBefore + 4);
+    fixture.studio.undo();
+    EXPECT_EQ(fixture.studio.treatment().eqBands->at(2), 3.0);
+}
+
 TEST(EqualizerPanel, keysStepHalfADecibelEachAnUndoStepAndStopAtTwelve)
 {
-    testing::uiApplication();
-    testing::TempFolder temp;
-    testing::StudioFixture fixture;
-    ASSERT_TRUE(fixture.openAndWait(threeBandProject(temp)));
-    EqualizerPanel panel(fixture.studio);
-    panel.show();
-    QApplication::processEvents();
+    ShownPanel shown;
+    ASSERT_TRUE(shown.opened);
+    testing::StudioFixture& fixture = shown.fixture;
+    EqualizerPanel& panel = shown.panel;
     BandSlider& slider = panel.band(9).slider();
     const std::size_t stepsBefore = fixture.studio.undoStack().size();
 
@@ -211,13 +267,10 @@ TEST(EqualizerPanel, keysStepHalfADecibelEachAnUndoStepAndStopAtTwelve)
 
 TEST(EqualizerPanel, cannotBeTouchedWhileRecordingOrBusy)
 {
-    testing::uiApplication();
-    testing::TempFolder temp;
-    testing::StudioFixture fixture;
-    ASSERT_TRUE(fixture.openAndWait(threeBandProject(temp)));
-    EqualizerPanel panel(fixture.studio);
-    panel.show();
-    QApplication::processEvents();
+    ShownPanel shown;
+    ASSERT_TRUE(shown.opened);
+    testing::StudioFixture& fixture = shown.fixture;
+    EqualizerPanel& panel = shown.panel;
     EXPECT_TRUE(panel.isEnabled());
 
     fixture.studio.busy = true;

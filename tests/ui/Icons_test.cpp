@@ -24,7 +24,7 @@ int opaquePixels(const QImage& image)
 TEST(Icons, everySymbolHasAThemeNameAndAPaintedGlyph)
 {
     testing::uiApplication();
-    EXPECT_EQ(symbolNames().size(), 30u);
+    EXPECT_EQ(symbolNames().size(), 31u);
     std::set<std::string> distinctGlyphs;
     for (const QString& symbol : symbolNames()) {
         ASSERT_TRUE(themeIconName(symbol)) << symbol.toStdString();
@@ -60,7 +60,7 @@ TEST(Icons, symbolsAreRecolouredForTheDarkPanels)
             }
     }
     // The row of symbols for a person to look at.
-    QImage sheet(30 * 28 + 8, 40, QImage::Format_ARGB32_Premultiplied);
+    QImage sheet(31 * 28 + 8, 40, QImage::Format_ARGB32_Premultiplied);
     sheet.fill(QColor(30, 31, 35));
     QPainter painter(&sheet);
     int x = 6;

@@ -4,20 +4,42 @@
 #include "support/TempProject.hpp"
 #include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
+#include "ui/ControlRow.hpp"
+#include "ui/LCDCounter.hpp"
+#include "ui/LaneMenu.hpp"
 #include "ui/MainToolbar.hpp"
+#include "ui/MusicEditor.hpp"
+#include "ui/SpectrumView.hpp"
+#include "ui/StatusLine.hpp"
+#include "ui/StudioVUMeters.hpp"
+#include "ui/TapeDeck.hpp"
 #include "ui/TapewrightApp.hpp"
+#include "ui/TimelineRuler.hpp"
+#include "ui/TimelineView.hpp"
+#include "ui/TransportBar.hpp"
 #include "ui/UiApplication.hpp"
+#include "ui/VoiceStudioPanel.hpp"
+#include "ui/WaveTrack.hpp"
 #include "ui/WelcomeView.hpp"
 #include "ui/WindowStudio.hpp"
 
+#include <QAbstractItemView>
 #include <QAction>
+#include <QComboBox>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSlider>
 #include <QTest>
+#include <QTimer>
+#include <QToolTip>
+#include <QWheelEvent>
 
 #include <gtest/gtest.h>
 
@@ -57,19 +79,60 @@ protected:
     }
 };
 
+// The window at a laptop's 1366 × 700, active, over a programme of two clips and a music bed.
+struct ProgrammeWindow : testing::WindowStudio {
+    MainWindow window{studio, fixture.scheduler};
+    ProgrammeWindow()
+    {
+        studio.showWelcome = false;
+        window.resize(1366, 700);
+        window.show();
+        window.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        openProgramme();
+        QCoreApplication::processEvents();
+    }
+    TimelineView& timeline() const { return window.content().timeline(); }
+    QScrollBar& bar() const { return *timeline().scrollArea().horizontalScrollBar(); }
+    // The play head's x in the visible part of the timeline, and whether it is in sight.
+    double playheadX() const { return studio.position() * studio.zoom() - bar().value(); }
+    bool playheadShown() const
+    {
+        return playheadX() >= 0 && playheadX() < timeline().scrollArea().viewport()->width();
+    }
+    // point of widget in the window's coordinates.
+    QPoint at(QWidget& widget, QPoint point) const { return widget.mapTo(&window, point); }
+};
+
+// A wheel turned over point of window, delivered to the widget there.
+void turnWheel(QWidget& window, QPoint point, QPoint angle, Qt::KeyboardModifiers modifiers = {})
+{
+    QWidget* under = window.childAt(point);
+    ASSERT_TRUE(under);
+    QWheelEvent event(under->mapFrom(&window, QPointF(point)), window.mapToGlobal(QPointF(point)),
+                      QPoint(), angle, Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(under, &event);
+}
+
 TEST_F(MainWindowTest, isTheBobinetWindowWithMenusToolbarAndTheMainView)
 {
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Bobinet 2"));
     showWindow();
-    // The view has its full minimum under the menu bar and the toolbar, at the window's smallest.
+    // The view has its full minimum under the menu bar and the toolbar, at the window's smallest,
+    // which a 1366 × 768 screen holds with a title bar and a desktop panel.
     window->resize(window->minimumSizeHint());
     QCoreApplication::processEvents();
-    EXPECT_EQ(window->content().size(), QSize(1280, 680));
-    EXPECT_EQ(window->height(), 680 + window->menuBar()->height() + window->toolbar().height());
+    const QSize smallest =
+        window->content().minimumSizeHint().expandedTo(window->content().minimumSize());
+    EXPECT_EQ(window->content().size(), smallest);
+    EXPECT_EQ(window->height(),
+              smallest.height() + window->menuBar()->height() + window->toolbar().height());
+    EXPECT_LE(window->height(), 700);
+    EXPECT_LE(window->width(), 1366);
     window->resize(1000, 500);
     QCoreApplication::processEvents();
-    EXPECT_GE(window->content().width(), 1280);
-    EXPECT_GE(window->content().height(), 680);
+    EXPECT_GE(window->content().width(), smallest.width());
+    EXPECT_GE(window->content().height(), smallest.height());
     EXPECT_EQ(window->centralWidget(), &window->content());
     EXPECT_EQ(window->toolBarArea(&window->toolbar()), Qt::TopToolBarArea);
     QStringList titles;
@@ -106,7 +169,8 @@ TEST_F(MainWindowTest, screenshotOfTheWholeWindowAtItsMinimumWithTheWelcomeSheet
     showWindow();
     WelcomeView& sheet = window->welcome();
     ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.isVisible(); }));
-    ASSERT_EQ(window->content().size(), QSize(1280, 680));
+    ASSERT_EQ(window->content().size(),
+              window->content().minimumSizeHint().expandedTo(window->content().minimumSize()));
     // Its layout takes in the recent project's button on the way through the event loop.
     QCoreApplication::sendPostedEvents();
     QCoreApplication::processEvents();
@@ -138,19 +202,40 @@ TEST_F(MainWindowTest, screenshotOfTheWholeWindowAtItsMinimumWithTheWelcomeSheet
         3.0);
 }
 
-TEST_F(MainWindowTest, theMenusAreDarkLikeTheStudio)
+TEST_F(MainWindowTest, everyMenuPopUpTooltipAlertAndDialogIsDark)
 {
     f.studio.showWelcome = false;
     showWindow();
     f.studio.selection = TimeRange{1, 2};
-    QMenu& audio = window->menus().audioMenu();
-    audio.popup(window->mapToGlobal(QPoint(150, 20)));
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&audio));
-    const QImage image = testing::saveScreenshot(audio, QStringLiteral("MainWindow-audio-menu"));
-    EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0);
-    audio.hide();
-    const QImage bar = window->menuBar()->grab().toImage();
-    EXPECT_LT(testing::meanBrightness(bar, bar.rect()), 90.0);
+    ContentView& view = window->content();
+    auto expectDark = [](const char* name, QWidget* shown) {
+        ASSERT_TRUE(shown) << name;
+        const QImage image = testing::saveScreenshot(*shown, QStringLiteral("Dark-") + name);
+        EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0) << name;
+        shown->hide();
+    };
+    const QPoint near = window->mapToGlobal(QPoint(300, 300));
+    window->menus().audioMenu().popup(near);
+    expectDark("audio-menu", &window->menus().audioMenu());
+    expectDark("menu-bar", window->menuBar());
+    std::unique_ptr<QMenu> clipMenu(makeClipMenu(f.studio, testing::clipAt(0, 4), window.get()));
+    clipMenu->popup(near);
+    expectDark("clip-menu", clipMenu.get());
+    for (QComboBox* picker : {&view.voicePanel().stylePicker(), &view.controls().inputPicker()}) {
+        picker->showPopup();
+        expectDark(picker == &view.controls().inputPicker() ? "input-popup" : "style-popup",
+                   picker->view()->window());
+    }
+    QToolTip::showText(near, QStringLiteral("Actualizar entradas"), window.get());
+    expectDark("tooltip", window->findChild<QLabel*>(QStringLiteral("qtooltip_label")));
+    f.studio.message = std::string("No se pudo guardar el proyecto: disco lleno");
+    expectDark("alert", window->findChild<QMessageBox*>());
+    f.studio.message = std::nullopt;
+    f.studio.showMusicEditor = true;
+    expectDark("music-editor", window->findChild<MusicEditorPopover*>());
+    f.studio.showWelcome = true;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window->welcome().isVisible(); }));
+    expectDark("welcome", &window->welcome());
 }
 
 TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)
@@ -169,6 +254,33 @@ TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)
     QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(window.get(), &drop);
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == folder && !f.studio.busy(); }));
+}
+
+TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
+{
+    const auto folder = savedProject("Programa.podcastproject");
+    ASSERT_TRUE(f.openAndWait(folder));
+    f.settle(); // the opening's own save lands before the document becomes unwritable
+    showWindow();
+    std::filesystem::remove(folder / "project.json");
+    std::filesystem::create_directories(folder / "project.json" / "x");
+    f.host.newProjectAnswers = {temp / "Copia.podcastproject"};
+    for (const QString answer : {"Cancelar", "Salir sin guardar", "Guardar una copia…", ""}) {
+        // Answers the question the window asks; none is expected last (and one would stay).
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
+                for (QAbstractButton* button : box->buttons())
+                    if (button->text() == (answer.isEmpty() ? QStringLiteral("Cancelar") : answer))
+                        button->click();
+        });
+        poll.start(5);
+        window->show();
+        EXPECT_EQ(window->close(), answer == "Salir sin guardar" || answer.isEmpty())
+            << answer.toStdString();
+        ASSERT_TRUE(f.waitIdle());
+    }
+    EXPECT_EQ(f.studio.folder(), temp / "Copia.podcastproject");
 }
 
 TEST_F(MainWindowTest, theSingleKeysWorkOverTheWholeWindow)
@@ -204,9 +316,25 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     MainWindow window(f.studio, f.fixture.scheduler);
     window.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-    window.resize(window.minimumSizeHint());
+    window.resize(1366, 700);
     QCoreApplication::processEvents();
     const QImage empty = testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
+
+    // On a laptop's 1366 × 700 every region is whole; the spare height is the voice lane's, so
+    // the control row follows the timeline without a gap.
+    ContentView& view = window.content();
+    for (QWidget* region : std::initializer_list<QWidget*>{
+             &view.deck(), &view.counter(), &view.meters(), &view.spectrumPanel(),
+             &view.equalizerPanel(), &view.transport(), &view.voicePanel(), &view.timeline(),
+             &view.controls(), &view.status()})
+        EXPECT_TRUE(view.rect().contains(QRect(region->mapTo(&view, QPoint()), region->size())) &&
+                    region->isVisible())
+            << region->metaObject()->className();
+    EXPECT_EQ(view.deck().size(), QSize(350, 190));
+    EXPECT_EQ(view.counter().size(), QSize(180, 62));
+    EXPECT_LE(view.controls().y() - view.timeline().geometry().bottom(), 2);
+    EXPECT_EQ(view.timeline().voiceLane().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice) +
+                                                        700 - window.minimumSizeHint().height());
 
     // A programme playing: the reels turn, the counter and the meters follow the mix.
     f.openProgramme();
@@ -230,6 +358,107 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
         testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
     EXPECT_EQ(recording.size(), window.size());
     ASSERT_TRUE(f.finishTake());
+}
+
+TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
+{
+    ProgrammeWindow f;
+    QScrollBar& bar = f.bar();
+    ASSERT_EQ(bar.value(), 0);
+    // Either wheel, over the lanes or the ruler, moves along time.
+    turnWheel(f.window, f.at(f.timeline().voiceLane(), {300, 60}), {0, -120});
+    EXPECT_EQ(bar.value(), TimelineView::wheelStep);
+    turnWheel(f.window, f.at(f.timeline().ruler(), {300, 10}), {-240, 0});
+    EXPECT_EQ(bar.value(), 3 * TimelineView::wheelStep);
+
+    // Ctrl+wheel zooms in around the pointer: the second under it stays under it.
+    const double second = (bar.value() + 500) / 30.0;
+    turnWheel(f.window, f.at(f.timeline().musicLane(), {bar.value() + 500, 80}), {0, 120},
+              Qt::ControlModifier);
+    EXPECT_EQ(f.studio.zoom(), 38.0);
+    EXPECT_NEAR(second * 38 - bar.value(), 500, 1);
+
+    // The zoom slider keeps the play head where it stands on screen.
+    f.studio.seek(14.0);
+    const double playheadX = f.playheadX();
+    ASSERT_TRUE(f.playheadShown());
+    QTest::keyClick(&f.window.content().controls().zoomSlider(), Qt::Key_PageUp);
+    EXPECT_GT(f.studio.zoom(), 38.0);
+    EXPECT_NEAR(f.playheadX(), playheadX, 1);
+
+    // Home and End go to the ends, Left and Right 5 s, with the reels' shuttle; the view follows.
+    struct Jump {
+        Qt::Key key;
+        double position;
+        int shuttle;
+    };
+    for (const Jump& jump : {Jump{Qt::Key_End, 32, 1}, Jump{Qt::Key_Left, 27, -1},
+                             Jump{Qt::Key_Right, 32, 1}, Jump{Qt::Key_Home, 0, -1}}) {
+        QTest::keyClick(&f.window, jump.key);
+        EXPECT_DOUBLE_EQ(f.studio.position(), jump.position) << jump.key;
+        EXPECT_EQ(f.studio.shuttleDirection(), jump.shuttle) << jump.key;
+        EXPECT_TRUE(f.playheadShown()) << jump.key;
+    }
+    f.studio.busy = true; // refused like the transport keys
+    QTest::keyClick(&f.window, Qt::Key_End);
+    EXPECT_DOUBLE_EQ(f.studio.position(), 0);
+    f.studio.busy = false;
+
+    // Playback turns the page when the play head runs off the right edge.
+    f.studio.zoom = 300.0;
+    f.studio.seek(1.0);
+    f.studio.togglePlayback();
+    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_TRUE(f.studio.playing());
+    f.fixture.play(4.5);
+    EXPECT_GT(bar.value(), 0);
+    EXPECT_TRUE(f.playheadShown()) << f.studio.position();
+    f.studio.pause();
+
+    // A project opened again shows its play head where it was left.
+    f.studio.seek(28.0);
+    f.studio.save();
+    f.fixture.settle();
+    bar.setValue(0);
+    ASSERT_TRUE(f.fixture.openAndWait(f.folder));
+    QCoreApplication::processEvents();
+    EXPECT_DOUBLE_EQ(f.studio.position(), 28.0);
+    EXPECT_TRUE(f.playheadShown());
+}
+
+TEST(MainWindowStates, smallTextStandsOutFourAndAHalfTimesFromItsBackground)
+{
+    ProgrammeWindow f;
+    f.fixture.settings.setValue("lastProject", f.folder.string());
+    f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
+    QCoreApplication::processEvents();
+    // Every small label of window, and the texts painted in boxes (in widget's coordinates).
+    auto check = [](QWidget& window, std::vector<std::pair<QString, QRect>> painted) {
+        const QImage image = window.grab().toImage();
+        for (QLabel* label : window.findChildren<QLabel*>())
+            if (label->isVisibleTo(&window) && !label->text().isEmpty() &&
+                QFontInfo(label->font()).pixelSize() < 14)
+                painted.emplace_back(label->text(),
+                                     QRect(label->mapTo(&window, QPoint()), label->size()));
+        for (const auto& [text, box] : painted)
+            EXPECT_GE(testing::textContrast(image, box), 4.5) << text.toStdString();
+    };
+    auto* spectrum = f.window.findChild<SpectrumView*>();
+    const QRectF plot = SpectrumView::plotArea(spectrum->size());
+    auto in = [&](QWidget& widget, QRectF box) {
+        return QRect(f.at(widget, box.topLeft().toPoint()), box.size().toSize());
+    };
+    check(f.window, {{"SPECTRUM", in(*spectrum, {0, 0, 100, SpectrumView::captionHeight})},
+                     {"−70 dB", in(*spectrum, {plot.left(), plot.bottom() - 15, 40, 11})},
+                     {"30 Hz … 20 kHz", in(*spectrum, {0, plot.bottom() + 2, plot.width(), 12})},
+                     {"ruler", in(f.timeline().ruler(), f.timeline().ruler().rect())},
+                     {"Toma", in(f.timeline().voiceLane(), {22, 8, 150, 22})}});
+    f.studio.showMusicEditor = true;
+    check(*f.window.findChild<MusicEditorPopover*>(), {});
+    f.studio.showMusicEditor = false;
+    f.studio.showWelcome = true;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.window.welcome().isVisible(); }));
+    check(f.window.welcome(), {});
 }
 
 } // namespace

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 namespace tw {
 
 namespace {
@@ -53,9 +55,10 @@ TEST(MessageAlert, anyDismissalClearsTheMessageAndAClearedMessageClosesTheAlert)
     Alert f;
     f.studio.message = std::string("Primero");
     ASSERT_TRUE(f.alert.box());
-    // A newer message replaces the text of the open alert.
+    // A newer message is added under the one on screen, which stays first; once.
     f.studio.message = std::string("Segundo");
-    EXPECT_EQ(f.alert.box()->text(), "Segundo");
+    f.studio.message = std::string("Primero");
+    EXPECT_EQ(f.alert.box()->text(), "Primero\nSegundo");
 
     f.alert.box()->reject(); // Escape or the window's close button
     EXPECT_FALSE(f.studio.message());
@@ -68,6 +71,34 @@ TEST(MessageAlert, anyDismissalClearsTheMessageAndAClearedMessageClosesTheAlert)
     EXPECT_FALSE(f.alert.box());
     EXPECT_TRUE(!box || !box->isVisible());
     EXPECT_FALSE(f.studio.message());
+}
+
+TEST(MessageAlert, aTakeThatCannotStartSaysWhyInSpanish)
+{
+    Alert f;
+    const std::string startFailed =
+        "No se pudo iniciar la grabación. Comprueba la entrada de "
+        "audio y que la carpeta del proyecto permita guardar. Detalle: ";
+    // A full disk: every write to /dev/full fails with ENOSPC, the take's header the first.
+    f.fixture.writerFactory = [](const std::filesystem::path&, double rate, int channels) {
+        return CafWriter::create("/dev/full", rate, channels);
+    };
+    ASSERT_FALSE(f.startTake());
+    ASSERT_TRUE(f.alert.box());
+    EXPECT_EQ(f.alert.box()->text().toStdString(),
+              startFailed + "No se pudo crear el archivo de audio «full»: No queda espacio en el "
+                            "disco.");
+    f.alert.box()->accept();
+
+    // The project's media folder turned into a file.
+    f.fixture.writerFactory = nullptr;
+    std::filesystem::remove_all(f.folder / "Media");
+    std::ofstream(f.folder / "Media") << "x";
+    ASSERT_FALSE(f.startTake());
+    ASSERT_TRUE(f.alert.box());
+    EXPECT_EQ(f.alert.box()->text().toStdString(), startFailed + "No se pudo crear la carpeta " +
+                                                       (f.folder / "Media").string() +
+                                                       ": Una parte de la ruta no es una carpeta.");
 }
 
 } // namespace tw

@@ -288,6 +288,24 @@ TEST(MusicEditor, dismissingThePopoverKeepsTheTypedValueAndClearsTheFlag)
     studio.showMusicEditor = false;
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(popover.isNull());
+
+    // An anchor that goes away takes its open popover with it (focus returns to the window):
+    // text typed but never committed stays out of the project.
+    QWidget window;
+    auto* doomed = new QPushButton("Ajustes…", &window);
+    QLineEdit focusedBefore(&window);
+    focusedBefore.move(0, 40);
+    showActive(window);
+    focusedBefore.setFocus();
+    studio.showMusicEditor = true;
+    popover = MusicEditorPopover::open(studio, doomed);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+    popover->editor().field(inEnd).setFocus();
+    QTest::keyClicks(&popover->editor().field(inEnd), "3");
+    const PodcastProject typedOnly = studio.project();
+    delete doomed;
+    EXPECT_TRUE(popover.isNull());
+    EXPECT_EQ(studio.project(), typedOnly);
     QLocale::setDefault(QLocale::system());
 }
 

@@ -1,5 +1,7 @@
 #include "ui/QtStudioHost.hpp"
 
+#include "studio/Studio.hpp"
+#include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 #include "ui/UiApplication.hpp"
 
@@ -100,6 +102,34 @@ TEST(QtStudioHost, theNewProjectDialogProposesTheNameAndReturnsTheChosenPlace)
 
     whenDialogOpens([](QFileDialog& dialog) { dialog.reject(); });
     EXPECT_FALSE(host.chooseNewProjectLocation("Crear proyecto de podcast", "x"));
+}
+
+TEST(QtStudioHost, aTypedNameThatIsTakenComesBackSoTheNewProjectIsRefusedNotNested)
+{
+    testing::uiApplication();
+    TempFolder temp;
+    const auto existing = temp / "Episodio uno.podcastproject";
+    testing::writeProject(existing, PodcastProject{});
+    QtStudioHost host;
+    ManualScheduler scheduler;
+    MemorySettingsStore settings;
+    testing::FakeDeviceCatalog catalog;
+    Studio studio(StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()});
+    whenDialogOpens([&](QFileDialog& dialog) {
+        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+        auto* name = dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+        name->selectAll();
+        QTest::keyClicks(name, QStringLiteral("Episodio uno.podcastproject"));
+        // Return, and Return again as someone would whom the dialog seemed to ignore.
+        for (int press = 0; press < 2 && dialog.isVisible(); ++press)
+            QTest::keyClick(name, Qt::Key_Return);
+        if (dialog.isVisible())
+            dialog.reject();
+    });
+    EXPECT_FALSE(studio.newProject());
+    EXPECT_EQ(studio.message(), "Elige un nombre nuevo para evitar reemplazar otro proyecto.");
+    EXPECT_FALSE(studio.folder());
+    EXPECT_EQ(testing::countFiles(existing, ""), 2); // project.json and Media, nothing new
 }
 
 TEST(QtStudioHost, theOpenDialogTakesAProjectFolderInsteadOfEnteringIt)

@@ -21,7 +21,7 @@ struct Line : WindowStudio {
     Line(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips)) { line.show(); }
 };
 
-const QString hint = QStringLiteral("Arrastra una cabecera para mover un clip · ⌘T dividir · "
+const QString hint = QStringLiteral("Arrastra una cabecera para mover un clip · Ctrl+T dividir · "
                                     "Arrastra la línea roja para escuchar desde otro punto");
 
 } // namespace
@@ -40,6 +40,15 @@ TEST(StatusLine, rightSideShowsTitleAndSaveTimeThenPreparingThenExportProgress)
 {
     Line f({clipAt(0, 4)});
     EXPECT_EQ(f.line.statusText().text(), "Programa · Sin guardar");
+    // A long title gives way in its middle; how it was saved stays whole.
+    f.studio.folder =
+        f.temp / "Entrevista con la directora del festival de cine 2025.podcastproject";
+    const QString elided = f.line.statusText().text();
+    EXPECT_TRUE(elided.startsWith("Entrevista") && elided.contains("…") &&
+                elided.endsWith("2025 · Sin guardar"))
+        << elided.toStdString();
+    EXPECT_LE(f.line.statusText().fontMetrics().horizontalAdvance(elided), StatusLine::statusWidth);
+    f.studio.folder = f.folder;
 
     f.studio.save();
     f.fixture.settle();

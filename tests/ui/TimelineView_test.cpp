@@ -54,7 +54,10 @@ TEST(TimelineView, contentWidthCoversTheProgrammeAMinuteMoreAndThirtySecondsPast
     EXPECT_EQ(f.contentWidth(), 160 * 10);
 
     // Headers sit beside their lanes, the ruler above them.
-    EXPECT_EQ(f.view.voiceHeader().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice));
+    // The voice lane takes the height the music lane and the ruler leave.
+    EXPECT_EQ(f.view.voiceLane().height(), f.view.scrollArea().viewport()->height() - 30 - 160);
+    EXPECT_GT(f.view.voiceLane().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice));
+    EXPECT_EQ(f.view.voiceHeader().height(), f.view.voiceLane().height());
     EXPECT_EQ(f.view.musicHeader().height(), WaveTrack::laneHeight(WaveTrack::Kind::music));
     EXPECT_EQ(f.view.voiceLane().y(), TimelineRuler::stripHeight);
     EXPECT_EQ(f.view.voiceHeader().mapTo(&f.view, QPoint(0, 0)).y(),
@@ -86,9 +89,9 @@ TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
     EXPECT_EQ(f.bar().value(), f.view.recordHead().x() + 1 - visible);
     ASSERT_TRUE(f.finishTake());
 
-    // Without a take a moving head does not scroll the view.
+    // Without a take a head moving within sight does not scroll the view.
     f.bar().setValue(0);
-    f.studio.position = 25.0;
+    f.studio.position = 5.0;
     EXPECT_EQ(f.bar().value(), 0);
 }
 

@@ -127,14 +127,20 @@ TEST(TrackHeader, musicButtonsLoadOpenTheEditorAndFollowTakeAndBusy)
     EXPECT_FALSE(f.music.loadButton()->isEnabled());
     EXPECT_FALSE(f.music.settingsButton()->isEnabled());
     f.studio.busy = false;
+    f.studio.showMusicEditor = true;
     ASSERT_TRUE(f.startTake());
+    EXPECT_FALSE(f.studio.showMusicEditor());
     EXPECT_FALSE(f.music.loadButton()->isEnabled());
     EXPECT_FALSE(f.music.settingsButton()->isEnabled());
+    // Volumes wait for the take's end: it is one undo step of its own.
+    for (TrackHeader* header : {&f.voice, &f.music})
+        EXPECT_FALSE(header->volumeSlider().isEnabled() || header->muteButton().isEnabled());
     f.music.loadButton()->click();
     EXPECT_EQ(f.fixture.host.audioFileRequests, 1);
     ASSERT_TRUE(f.recordUntil(0.2));
     ASSERT_TRUE(f.finishTake());
     EXPECT_TRUE(f.music.loadButton()->isEnabled());
+    EXPECT_TRUE(f.voice.volumeSlider().isEnabled() && f.voice.muteButton().isEnabled());
 }
 
 } // namespace tw

@@ -4,9 +4,14 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QPaintEngine>
 #include <QWidget>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
 
 namespace tw::testing {
 
@@ -52,6 +57,97 @@ inline double meanBrightness(const QImage& image, QRect area)
             ++count;
         }
     return count ? sum / count : 0;
+}
+
+// A paint device that keeps the texts drawn on it, in order, and draws nothing else.
+class TextRecorder final : public QPaintDevice, private QPaintEngine {
+public:
+    // Claims every feature, so that the painter hands it texts instead of outlines.
+    explicit TextRecorder(QSize size) : QPaintEngine(AllFeatures), size_(size) {}
+    QStringList texts;
+
+    QPaintEngine* paintEngine() const override { return const_cast<TextRecorder*>(this); }
+
+private:
+    int metric(PaintDeviceMetric metric) const override
+    {
+        switch (metric) {
+        case PdmWidth:
+            return size_.width();
+        case PdmHeight:
+            return size_.height();
+        case PdmDepth:
+            return 32;
+        case PdmDevicePixelRatio:
+            return 1;
+        case PdmDevicePixelRatioScaled:
+            return static_cast<int>(devicePixelRatioFScale());
+        default:
+            return 96;
+        }
+    }
+    bool begin(QPaintDevice*) override { return true; }
+    bool end() override { return true; }
+    void updateState(const QPaintEngineState&) override {}
+    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+    void drawTiledPixmap(const QRectF&, const QPixmap&, const QPointF&) override {}
+    void drawImage(const QRectF&, const QImage&, const QRectF&, Qt::ImageConversionFlags) override
+    {
+    }
+    void drawPath(const QPainterPath&) override {}
+    void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
+    void drawRects(const QRectF*, int) override {}
+    void drawLines(const QLineF*, int) override {}
+    void drawEllipse(const QRectF&) override {}
+    void drawPoints(const QPointF*, int) override {}
+    void drawTextItem(const QPointF&, const QTextItem& item) override { texts << item.text(); }
+    Type type() const override { return User; }
+
+    QSize size_;
+};
+
+// Every text widget and its children draw, in order.
+inline QStringList drawnTexts(QWidget& widget)
+{
+    TextRecorder recorder(widget.size());
+    widget.render(&recorder);
+    return recorder.texts;
+}
+
+// The contrast ratio of two colours by their relative luminance (1 … 21).
+inline double contrastRatio(QRgb a, QRgb b)
+{
+    auto luminance = [](QRgb colour) {
+        auto linear = [](int value) {
+            const double s = value / 255.0;
+            return s <= 0.03928 ? s / 12.92 : std::pow((s + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) +
+               0.0722 * linear(qBlue(colour));
+    };
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// The contrast of the text inside box as rendered: the box's commonest colour is its background,
+// the pixel furthest from it is the text.
+inline double textContrast(const QImage& image, QRect box)
+{
+    box &= image.rect();
+    std::map<QRgb, int> counts;
+    for (int y = box.top(); y <= box.bottom(); ++y)
+        for (int x = box.left(); x <= box.right(); ++x)
+            ++counts[image.pixel(x, y) | 0xff000000u];
+    if (counts.empty())
+        return 0;
+    const QRgb background =
+        std::max_element(counts.begin(), counts.end(), [](const auto& a, const auto& b) {
+            return a.second < b.second;
+        })->first;
+    double most = 1;
+    for (const auto& [colour, count] : counts)
+        most = std::max(most, contrastRatio(colour, background));
+    return most;
 }
 
 } // namespace tw::testing

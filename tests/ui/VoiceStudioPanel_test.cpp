@@ -45,6 +45,17 @@ TEST(VoiceStudioPanel, showsTheDefaultTreatmentWhenTheProjectHasNone)
 TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
 {
     Panel f;
+    // During a take nothing here can change: the take is one undo step of its own.
+    const QList<QWidget*> controls = {&f.panel.enhanceSwitch(), &f.panel.stylePicker(),
+                                      &f.panel.noiseSwitch(), &f.panel.levelButton()};
+    ASSERT_TRUE(f.startTake());
+    for (QWidget* control : controls)
+        EXPECT_FALSE(control->isEnabled());
+    ASSERT_TRUE(f.finishTake());
+    for (QWidget* control : controls)
+        EXPECT_TRUE(control->isEnabled());
+    f.studio.undoStack = {};
+
     f.panel.enhanceSwitch().click();
     ASSERT_TRUE(f.studio.project->treatment);
     EXPECT_TRUE(f.studio.project->treatment->enhance);

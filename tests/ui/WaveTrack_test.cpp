@@ -7,12 +7,16 @@
 #include "support/TempProject.hpp"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QMenu>
 #include <QPaintEvent>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace tw {
 
@@ -364,11 +368,30 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     f.studio.undo();
     EXPECT_EQ(f.studio.project().fadeInEnd, 5.0);
 
-    // The fade-in start is held in the lane at 0 and below the fade-in end.
+    // The fade-in start is held in the lane at 0 and below the fade-in end; a drag that moves
+    // nothing records and saves nothing.
+    f.fixture.settle();
+    const int saves = f.fixture.count(StudioField::lastSaved);
     drag(lane, {20, 145}, {{0, 145}, {-300, 145}});
     EXPECT_EQ(f.studio.project().fadeInStart, 0.0);
+    f.fixture.settle();
+    EXPECT_EQ(f.studio.undoStack().size(), steps);
+    EXPECT_EQ(f.fixture.count(StudioField::lastSaved), saves);
     drag(lane, {20, 145}, {{40, 145}, {400, 145}});
     EXPECT_EQ(f.studio.project().fadeInStart, 5.0);
+
+    // Handles on one another part the way the pointer goes: left, the fade-in end follows;
+    // right, the fade-out start.
+    drag(lane, {70, 16}, {{90, 16}, {600, 16}});
+    ASSERT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    drag(lane, {470, 16}, {{450, 16}, {300, 16}});
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 28.0);
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 45.0);
+    f.studio.undo();
+    drag(lane, {470, 16}, {{490, 16}, {500, 16}});
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 48.0);
+    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    EXPECT_EQ(f.studio.undoStack().size(), steps + 3);
 
     // The document on disk has the last fades once the drag has ended.
     f.fixture.settle();
@@ -405,9 +428,12 @@ TEST(WaveTrack, contextMenuActsOnTheClipRange)
     QStringList texts;
     for (QAction* action : items(*menu))
         texts << action->text();
-    EXPECT_EQ(texts, (QStringList{"Silenciar", "Restaurar sonido", "Eliminar", "Cortar", "Copiar",
-                                  "Pegar en el cabezal"}));
-    EXPECT_EQ(menu->actions().at(3)->isSeparator(), true);
+    EXPECT_EQ(texts,
+              (QStringList{"Silenciar", "Restaurar sonido", "Eliminar", "Eliminar y cerrar hueco",
+                           "Cortar", "Copiar", "Pegar en el cabezal"}));
+    EXPECT_EQ(menu->actions().at(4)->isSeparator(), true);
+    EXPECT_EQ(item(*menu, "Copiar")->shortcut(), QKeySequence("Ctrl+C"));
+    EXPECT_EQ(item(*menu, "Pegar en el cabezal")->shortcut(), QKeySequence("Ctrl+V"));
     EXPECT_FALSE(item(*menu, "Pegar en el cabezal")->isEnabled())
         << "nothing copied yet, though the studio is idle";
     EXPECT_TRUE(item(*menu, "Silenciar")->isEnabled());
@@ -446,12 +472,46 @@ TEST(WaveTrack, contextMenuActsOnTheClipRange)
     item(*menu, "Eliminar")->trigger();
     EXPECT_FALSE(f.studio.project().segment(0.5).has_value());
 
+    // Eliminar y cerrar hueco takes the clip out and pulls the later clips left by its length.
+    const double length = f.studio.project().voiceDuration();
+    const Segment middle = f.studio.project().resolvedSegments().at(1);
+    menu.reset(makeClipMenu(f.studio, middle, nullptr));
+    item(*menu, "Eliminar y cerrar hueco")->trigger();
+    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), length - middle.duration);
+
     // While busy every item is off.
     f.studio.busy = true;
     menu.reset(makeClipMenu(f.studio, voice.c, nullptr));
     for (QAction* action : items(*menu))
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     f.studio.busy = false;
+}
+
+TEST(WaveTrack, theMusicLanesMenuRemovesTheMusicFromAnywhereInTheLane)
+{
+    LaneFixture f;
+    f.open(musicDocument());
+    WaveTrack lane(f.studio, WaveTrack::Kind::music, nullptr);
+    show(lane, 600);
+    f.studio.busy = true;
+    EXPECT_FALSE(items(*std::unique_ptr<QMenu>(makeMusicMenu(f.studio, nullptr)))[0]->isEnabled());
+    f.studio.busy = false;
+    // The menu runs its own loop: read what it offers and choose it from inside.
+    QStringList offered;
+    QTimer::singleShot(0, [&offered] {
+        if (auto* popup = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+            for (QAction* action : items(*popup))
+                offered << action->text();
+            items(*popup)[0]->trigger();
+            popup->close();
+        }
+    });
+    // Left of the music region: music that cannot be read has no region.
+    QContextMenuEvent outside(QContextMenuEvent::Mouse, {5, 80}, lane.mapToGlobal(QPoint(5, 80)));
+    QApplication::sendEvent(&lane, &outside);
+    EXPECT_EQ(offered, QStringList{"Quitar música"});
+    EXPECT_FALSE(f.studio.project().musicFile);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
 }
 
 TEST(WaveTrack, everyGestureIsRefusedWhileRecordingOrBusy)
@@ -741,6 +801,12 @@ TEST(WaveTrack, rendersClipsSelectionMutedClipMusicAndEmptyLanes)
     const double gap = testing::meanBrightness(voiceImage, QRect(205, 40, 40, 60));
     const double clip = testing::meanBrightness(voiceImage, QRect(260, 40, 40, 60));
     EXPECT_GT(clip, gap + 10);
+    // A header too short for its title ends it with "…" (C is 100 points wide).
+    const QStringList titles = testing::drawnTexts(voiceLane);
+    EXPECT_TRUE(titles.contains("Toma · 00:00:04.00")) << titles.join('|').toStdString();
+    EXPECT_TRUE(std::any_of(titles.begin(), titles.end(), [](const QString& title) {
+        return title.startsWith("MUTE") && title.endsWith("…") && title.size() > 2;
+    })) << titles.join('|').toStdString();
 
     WaveTrack musicLane(f.studio, WaveTrack::Kind::music, nullptr);
     show(musicLane, 700);

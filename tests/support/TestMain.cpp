@@ -1,0 +1,78 @@
+// The main of each folder's test program. `--unit=<Unit>` runs only the tests written in
+// <Unit>_test.cpp (and still honours --gtest_filter), so that ctest runs a folder's units as
+// separate processes with their own labels while the folder links one program.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <string>
+#include <string_view>
+
+namespace {
+
+bool definedIn(std::string_view file, std::string_view wanted)
+{
+    return file == wanted || (file.size() > wanted.size() && file.ends_with(wanted) &&
+                              file[file.size() - wanted.size() - 1] == '/');
+}
+
+// The gtest filter patterns of the tests written, or not written, in a unit's file: a whole suite
+// where all of it is on that side, else its tests one by one.
+struct UnitPatterns {
+    std::string inside;
+    std::string outside;
+};
+
+void add(std::string& patterns, const std::string& pattern)
+{
+    patterns += (patterns.empty() ? "" : ":") + pattern;
+}
+
+UnitPatterns unitPatterns(const std::string& unit)
+{
+    const std::string file = unit + "_test.cpp";
+    UnitPatterns found;
+    const testing::UnitTest& all = *testing::UnitTest::GetInstance();
+    for (int s = 0; s < all.total_test_suite_count(); ++s) {
+        const testing::TestSuite& suite = *all.GetTestSuite(s);
+        std::string inside, outside;
+        for (int t = 0; t < suite.total_test_count(); ++t) {
+            const testing::TestInfo& test = *suite.GetTestInfo(t);
+            add(definedIn(test.file(), file) ? inside : outside,
+                std::string(suite.name()) + "." + test.name());
+        }
+        const std::string wholeSuite = std::string(suite.name()) + ".*";
+        if (!inside.empty())
+            add(found.inside, outside.empty() ? wholeSuite : inside);
+        if (!outside.empty())
+            add(found.outside, inside.empty() ? wholeSuite : outside);
+    }
+    return found;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleMock(&argc, argv);
+    constexpr std::string_view option = "--unit=";
+    for (int i = 1; i < argc; ++i) {
+        if (!std::string_view(argv[i]).starts_with(option))
+            continue;
+        const std::string unit(argv[i] + option.size());
+        const UnitPatterns patterns = unitPatterns(unit);
+        // A unit that names no test is a mistake in the build, not a pass.
+        if (patterns.inside.empty()) {
+            std::cerr << "no test is written in " << unit << "_test.cpp\n";
+            return 1;
+        }
+        // A filter given as well still narrows: the other units' tests join its negative part.
+        const std::string given = GTEST_FLAG_GET(filter);
+        if (given == "*")
+            GTEST_FLAG_SET(filter, patterns.inside);
+        else if (!patterns.outside.empty())
+            GTEST_FLAG_SET(filter, given + (given.find('-') == std::string::npos ? "-" : ":") +
+                                       patterns.outside);
+    }
+    return RUN_ALL_TESTS();
+}
