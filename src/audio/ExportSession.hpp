@@ -33,8 +33,8 @@ inline constexpr int failed = 2;    // the export ended failed without a more pr
 // The "Export" error of a code above, with its Spanish description.
 Error exportError(int code);
 
-// Where an export's producer hands its audio over (ExportSession.cpp).
 class BlockSink;
+class LoudnessMeter;
 
 class ExportSession {
 public:
@@ -88,6 +88,12 @@ public:
     static constexpr double loudnessTolerance = 0.5;
 
 private:
+    // The encoding reaches this much of the progress; the rest is the encoder's flush and the
+    // move of the index to the front of the file.
+    static constexpr float encodeShare = 0.99f;
+    // A normalised export's first render (faster than encoding) takes this much of it.
+    static constexpr float firstPassShare = 0.3f;
+
     ExportSession(Composition composition, AudioMix mix);
     // The export thread's whole job.
     void run(const std::function<void()>& completion);
@@ -101,6 +107,7 @@ private:
                                          std::int64_t frames, float from, float to,
                                          std::int64_t measuredFrom = 0,
                                          LoudnessMeter* source = nullptr);
+    // The whole range at the target loudness (ExportNormalisation.cpp).
     Result<std::optional<Levels>> encodeNormalised(double target);
     Result<void> renderMix(BlockSink& sink, std::optional<double> ceilingDb) const;
 
