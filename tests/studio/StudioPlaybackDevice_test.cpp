@@ -13,10 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <numbers>
-#include <thread>
 
 namespace tw {
 namespace {
@@ -103,7 +100,13 @@ struct CountableShow {
         document.segments = {placedClip(0, frames / 48000.0, "Media/voice-1.caf")};
         testing::writeProject(folder, document);
         s.studio.openProject(folder);
-        s.runFor(0.5);
+        EXPECT_TRUE(s.runUntil([&] { return !s.studio.busy(); }));
+    }
+    // Runs the studio in step with the wall clock for `seconds`.
+    void wait(double seconds)
+    {
+        const double until = s.scheduler.now() + seconds;
+        s.runUntil([&] { return s.scheduler.now() >= until; });
     }
 };
 
@@ -132,12 +135,12 @@ TEST_F(StudioPlaybackDevice, aSeekWhilePlayingCutsTheOldSoundAtOnceAndStartsOnIt
     PlaybackStudio& s = show.s;
     const std::vector<float>& take = show.take;
     double seekedAt = 0;
-    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", 2.5, [&] {
+    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
         ASSERT_TRUE(s.startPlayback());
-        s.runFor(0.9);
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 0.9; }));
         seekedAt = s.studio.player->currentTime().seconds();
         s.studio.seek(3.0);
-        s.runFor(0.6);
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 3.6; }));
         s.studio.pause();
     });
     const std::vector<SoundRun> runs = soundRuns(heard);
@@ -158,15 +161,15 @@ TEST_F(StudioPlaybackDevice, pauseAndPlayAgainNeitherRepeatNorSkipASample)
     CountableShow show(3 * 48000, 3 * 48000);
     PlaybackStudio& s = show.s;
     const std::vector<float>& take = show.take;
-    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", 5.0, [&] {
-        for (double played : {0.7, 0.65}) {
+    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
+        for (double pausedAt : {0.7, 1.35}) {
             ASSERT_TRUE(s.startPlayback());
-            s.runFor(played);
+            ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= pausedAt; }));
             s.studio.pause();
-            s.runFor(0.4);
+            show.wait(0.4);
         }
         ASSERT_TRUE(s.startPlayback());
-        s.runFor(2.0);
+        ASSERT_TRUE(s.runUntil([&] { return !s.studio.playing(); }));
     });
     const std::vector<SoundRun> runs = soundRuns(heard);
     ASSERT_EQ(runs.size(), 3u) << "three stretches of sound between two pauses";
