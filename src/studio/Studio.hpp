@@ -3,7 +3,6 @@
 // published fields (each assignment emits fieldChanged) and call its operations. Main thread only.
 #pragma once
 
-#include "audio/LoudnessMeter.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
 #include "base/SerialQueue.hpp"
@@ -29,6 +28,7 @@
 
 namespace tw {
 
+class LoudnessMeter;
 class Player;
 class ExportSession;
 class ProjectLock;
@@ -42,6 +42,9 @@ struct LoudnessReading {
     double integrated = 0;
     bool operator==(const LoudnessReading&) const = default;
 };
+// A level in LUFS or dB as the studio shows it: to a tenth, with a decimal comma and a real minus
+// sign ("−16,0"); "—" for silence.
+std::string levelFigure(double value);
 
 // The copied clips, the length of the copied range and the folder their paths belong to.
 struct AudioClipboard {

@@ -14,7 +14,6 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
 
 namespace tw {
@@ -31,13 +30,8 @@ std::string levelsText(const std::optional<Levels>& levels)
 {
     if (!levels || !std::isfinite(levels->loudness) || !std::isfinite(levels->truePeak))
         return {};
-    const auto figure = [](double value) {
-        const long tenths = std::lround(value * 10);
-        const long magnitude = std::labs(tenths);
-        return std::string(tenths < 0 ? "−" : "") + std::to_string(magnitude / 10) + "," +
-               std::to_string(magnitude % 10);
-    };
-    return " · " + figure(levels->loudness) + " LUFS · pico " + figure(levels->truePeak) + " dBTP";
+    return " · " + levelFigure(levels->loudness) + " LUFS · pico " + levelFigure(levels->truePeak) +
+           " dBTP";
 }
 
 } // namespace

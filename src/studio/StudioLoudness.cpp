@@ -6,6 +6,8 @@
 #include "studio/Studio.hpp"
 
 #include <cmath>
+#include <cstdlib>
+#include <string>
 #include <vector>
 
 namespace tw {
@@ -19,6 +21,16 @@ double tenths(double lufs)
 }
 
 } // namespace
+
+std::string levelFigure(double value)
+{
+    if (!std::isfinite(value))
+        return "—";
+    const long tenths = std::lround(value * 10);
+    const long magnitude = std::labs(tenths);
+    return std::string(tenths < 0 ? "−" : "") + std::to_string(magnitude / 10) + "," +
+           std::to_string(magnitude % 10);
+}
 
 LoudnessTarget Studio::loudnessTarget() const
 {

@@ -267,6 +267,27 @@ TEST(StudioTransport, volumeAndTreatmentChangesKeepTheRunningVoiceTapWhichTakesT
     EXPECT_TRUE(p.f.studio.playing());
 }
 
+TEST(StudioTransport, theLoudnessMeterMeasuresWhatIsPlayedSincePlaybackStartedAndIdleSaysNothing)
+{
+    PlayableProject p(4.0);
+    // The mono take is heard on both sides: 3 dB over the file as the ffmpeg tool measures it.
+    const double heard =
+        testfiles::ebur128WithFfmpeg(p.folder / "Media" / "voice-1.wav").integrated + 3.01;
+    for (int run = 0; run < 2; ++run) {
+        p.start();
+        EXPECT_FALSE(p.f.studio.loudness()) << "a new playback measures anew";
+        p.f.play(3.5);
+        ASSERT_TRUE(p.f.studio.loudness());
+        EXPECT_NEAR(p.f.studio.loudness()->shortTerm, heard, 0.2);
+        EXPECT_NEAR(p.f.studio.loudness()->integrated, heard, 0.2);
+        p.f.studio.pause();
+        const int readings = p.f.count(StudioField::loudness);
+        p.f.scheduler.advance(1.0);
+        EXPECT_EQ(p.f.count(StudioField::loudness), readings);
+        p.f.studio.seek(0);
+    }
+}
+
 TEST(StudioTransport, aMissingFileLeavesPlaybackStoppedWithItsDescription)
 {
     TempFolder temp;
