@@ -145,6 +145,23 @@ public:
     // The "Cancelar" beside the export progress.
     void cancelExport();
 
+    // ---- Chapters and episode details (StudioChapters.cpp) ----
+    // "Añadir capítulo": a chapter at the play head, unless one is there already. Like the other
+    // chapter edits it is one undo step, saved at once, and never stops playback (chapters are
+    // marked while listening).
+    void addChapter();
+    // Moves a chapter to a time within the programme.
+    void moveChapter(const Uuid& id, double to);
+    void renameChapter(const Uuid& id, const std::string& title);
+    void removeChapter(const Uuid& id);
+    // "Detalles del episodio…": empty texts and a title equal to the project's are stored as
+    // absent. A newCover is checked (JPEG or PNG) and copied into Media as "cover-<UUID>" first;
+    // it replaces details.cover. One undo step, when anything changed.
+    void setEpisodeDetails(EpisodeDetails details,
+                           const std::optional<std::filesystem::path>& newCover = std::nullopt);
+    // The title the export writes: the episode's own, else the project's.
+    std::string episodeTitle() const;
+
     // ---- Input devices (Studio.cpp) ----
     // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
     void refreshDevices();
