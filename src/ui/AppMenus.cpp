@@ -1,6 +1,7 @@
 #include "ui/AppMenus.hpp"
 
 #include "studio/Studio.hpp"
+#include "ui/EpisodeDialog.hpp"
 
 #include <QAction>
 #include <QMenu>
@@ -36,6 +37,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     saveProject_ =
         item(*file_, QStringLiteral("Guardar proyecto"), {QKeySequence(Qt::CTRL | Qt::Key_S)});
     saveCopy_ = item(*file_, QStringLiteral("Guardar una copia…"), {});
+    episodeDetails_ = item(*file_, QStringLiteral("Detalles del episodio…"), {});
     export_ = item(*file_, QStringLiteral("Exportar M4A…"), {QKeySequence(Qt::CTRL | Qt::Key_E)});
     file_->addSeparator();
     quit_ = item(*file_, QStringLiteral("Salir"), {QKeySequence(Qt::CTRL | Qt::Key_Q)});
@@ -65,11 +67,14 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     import_ =
         item(*audio_, QStringLiteral("Importar música…"), {QKeySequence(Qt::CTRL | Qt::Key_I)});
     removeMusic_ = item(*audio_, QStringLiteral("Quitar música"), {});
+    addChapter_ = item(*audio_, QStringLiteral("Añadir capítulo"), {QKeySequence(Qt::Key_M)});
 
     connect(newProject_, &QAction::triggered, this, [this] { studio_.newProject(); });
     connect(openProject_, &QAction::triggered, this, [this] { studio_.open(); });
     connect(saveProject_, &QAction::triggered, this, [this] { studio_.saveProject(); });
     connect(saveCopy_, &QAction::triggered, this, [this] { studio_.saveCopy(); });
+    connect(episodeDetails_, &QAction::triggered, this,
+            [this, &bar] { showEpisodeDialog(studio_, bar.window()); });
     connect(export_, &QAction::triggered, this, [this] { studio_.exportProject(); });
     connect(quit_, &QAction::triggered, this, [quit = std::move(quit)] {
         if (quit)
@@ -88,6 +93,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     connect(delete_, &QAction::triggered, this, [this] { studio_.deleteSelection(); });
     connect(import_, &QAction::triggered, this, [this] { studio_.importMusic(); });
     connect(removeMusic_, &QAction::triggered, this, [this] { studio_.removeMusic(); });
+    connect(addChapter_, &QAction::triggered, this, [this] { studio_.addChapter(); });
 
     connect(&studio_, &Studio::fieldChanged, this, &AppMenus::refresh);
     refresh();
@@ -137,6 +143,8 @@ void AppMenus::refresh()
     delete_->setEnabled(selection && !recording);
     import_->setEnabled(commands);
     removeMusic_->setEnabled(commands && studio_.project->musicFile.has_value());
+    episodeDetails_->setEnabled(commands);
+    addChapter_->setEnabled(commands);
 }
 
 } // namespace tw

@@ -1,8 +1,8 @@
-// The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
-// redo, copy, paste at the play head, delete and close the gap) and "Audio" (play, record, split,
-// trim, delete, import and remove the music). Each item is one call on the Studio; its enabling is
-// evaluated again on every change the Studio publishes, and a disabled item ignores its shortcut
-// as well. Main thread.
+// The window's menu commands: "Archivo" (new, open, save, save a copy, episode details, export),
+// "Edición" (undo, redo, copy, paste at the play head, delete and close the gap) and "Audio" (play,
+// record, split, trim, delete, import and remove the music, add a chapter). Each item is one call
+// on the Studio; its enabling is evaluated again on every change the Studio publishes, and a
+// disabled item ignores its shortcut as well. Main thread.
 #pragma once
 
 #include <QObject>
@@ -32,6 +32,7 @@ public:
     QAction& openProject() const { return *openProject_; }
     QAction& saveProject() const { return *saveProject_; }
     QAction& saveCopy() const { return *saveCopy_; }
+    QAction& episodeDetails() const { return *episodeDetails_; }
     QAction& exportProject() const { return *export_; }
     QAction& quit() const { return *quit_; }
     QAction& undo() const { return *undo_; }
@@ -46,6 +47,7 @@ public:
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
     QAction& removeMusic() const { return *removeMusic_; }
+    QAction& addChapter() const { return *addChapter_; }
 
     // What the two keys that depend on the state do (the items' own handlers).
     void playOrPause();
@@ -62,6 +64,7 @@ private:
     QAction* openProject_;
     QAction* saveProject_;
     QAction* saveCopy_;
+    QAction* episodeDetails_;
     QAction* export_;
     QAction* quit_;
     QAction* undo_;
@@ -76,6 +79,7 @@ private:
     QAction* delete_;
     QAction* import_;
     QAction* removeMusic_;
+    QAction* addChapter_;
 };
 
 } // namespace tw
