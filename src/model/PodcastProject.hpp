@@ -5,6 +5,7 @@
 
 #include "model/Chapter.hpp"
 #include "model/EpisodeDetails.hpp"
+#include "model/LoudnessTarget.hpp"
 #include "model/Segment.hpp"
 #include "model/VoiceTreatment.hpp"
 
@@ -61,7 +62,8 @@ struct PodcastProject {
     std::optional<double> fadeInEnd;
     std::optional<double> fadeOutStart;
     std::optional<double> fadeOutEnd;
-    std::vector<Chapter> chapters; // kept in time order by the edits below
+    std::optional<LoudnessTarget> loudnessTarget; // absent: the podcast norm
+    std::vector<Chapter> chapters;                // kept in time order by the edits below
     std::optional<EpisodeDetails> episode;
 
     bool operator==(const PodcastProject&) const = default;

@@ -4,6 +4,7 @@
 #include "ui/ControlRow.hpp"
 #include "ui/EqualizerPanel.hpp"
 #include "ui/LCDCounter.hpp"
+#include "ui/LoudnessMeterView.hpp"
 #include "ui/MessageAlert.hpp"
 #include "ui/SpectrumView.hpp"
 #include "ui/StatusLine.hpp"
@@ -95,7 +96,13 @@ QWidget* ContentView::instrumentArea(const Clock& clock)
     middle->addWidget(counter_, 0, Qt::AlignHCenter);
     meters_ = new StudioVUMeters(studio_, area);
     meters_->setFixedHeight(84);
-    middle->addWidget(meters_);
+    loudness_ = new LoudnessMeterView(studio_, area);
+    loudness_->setFixedSize(loudness_->sizeHint());
+    auto* levels = new QHBoxLayout;
+    levels->setSpacing(6);
+    levels->addWidget(meters_);
+    levels->addWidget(loudness_);
+    middle->addLayout(levels);
     transport_ = new TransportBar(studio_, area);
     middle->addWidget(transport_, 0, Qt::AlignHCenter);
     row->addLayout(middle);

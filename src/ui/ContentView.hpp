@@ -12,6 +12,7 @@ namespace tw {
 class Clock;
 class ControlRow;
 class LCDCounter;
+class LoudnessMeterView;
 class MessageAlert;
 class StatusLine;
 class Studio;
@@ -34,6 +35,7 @@ public:
     TapeDeck& deck() const { return *deck_; }
     LCDCounter& counter() const { return *counter_; }
     StudioVUMeters& meters() const { return *meters_; }
+    LoudnessMeterView& loudness() const { return *loudness_; }
     QWidget& spectrumPanel() const { return *spectrum_; }
     QWidget& equalizerPanel() const { return *equalizer_; }
     TransportBar& transport() const { return *transport_; }
@@ -50,6 +52,7 @@ private:
     TapeDeck* deck_ = nullptr;
     LCDCounter* counter_ = nullptr;
     StudioVUMeters* meters_ = nullptr;
+    LoudnessMeterView* loudness_ = nullptr;
     QWidget* spectrum_ = nullptr;
     QWidget* equalizer_ = nullptr;
     TransportBar* transport_ = nullptr;

@@ -62,6 +62,7 @@ PodcastProject fullProject()
     p.fadeInEnd = 4;
     p.fadeOutStart = 50;
     p.fadeOutEnd = 60;
+    p.loudnessTarget = LoudnessTarget::broadcast;
     p.chapters = {{Uuid::random(), 0, "Intro"}, {Uuid::random(), 95.5, "Entrevista \"larga\""}};
     p.episode = EpisodeDetails{"Episodio 1", "Ana", "El programa", "Media/cover-1.png"};
     return p;
@@ -127,11 +128,11 @@ TEST(ProjectJson, keysFollowDeclarationOrderAndAbsentOptionalsAreLeftOut)
     EXPECT_EQ(
         keysOf(json),
         (std::vector<std::string>{
-            "version",     "voiceFile",    "musicFile",        "segments",     "recordingPending",
-            "voiceVolume", "musicVolume",  "fadeIn",           "fadeOut",      "treatment",
-            "playhead",    "timelineZoom", "pendingVoiceFile", "pendingStart", "musicSourceStart",
-            "musicLength", "musicOffset",  "fadeInStart",      "fadeInEnd",    "fadeOutStart",
-            "fadeOutEnd",  "chapters",     "episode"}));
+            "version",     "voiceFile",      "musicFile",        "segments",     "recordingPending",
+            "voiceVolume", "musicVolume",    "fadeIn",           "fadeOut",      "treatment",
+            "playhead",    "timelineZoom",   "pendingVoiceFile", "pendingStart", "musicSourceStart",
+            "musicLength", "musicOffset",    "fadeInStart",      "fadeInEnd",    "fadeOutStart",
+            "fadeOutEnd",  "loudnessTarget", "chapters",         "episode"}));
     EXPECT_EQ(keysOf(json["chapters"][1]), (std::vector<std::string>{"id", "time", "title"}));
     EXPECT_EQ(keysOf(json["episode"]),
               (std::vector<std::string>{"title", "author", "show", "cover"}));
@@ -468,6 +469,26 @@ TEST(ProjectJson, unknownPresetMakesTheWholeDocumentUnreadable)
         p.treatment->preset = preset;
         EXPECT_EQ(roundTrip(p), p);
     }
+}
+
+TEST(ProjectJson, theLoudnessTargetIsOptionalAndAnUnknownOneIsRefused)
+{
+    for (const auto& [target, text] : {std::pair{LoudnessTarget::podcast, "podcast"},
+                                       std::pair{LoudnessTarget::broadcast, "ebuR128"},
+                                       std::pair{LoudnessTarget::none, "none"}}) {
+        PodcastProject p;
+        p.loudnessTarget = target;
+        EXPECT_EQ(roundTrip(p), p);
+        EXPECT_NE(encode(p).value().find(std::string("\"loudnessTarget\":\"") + text + "\""),
+                  std::string::npos);
+    }
+    // A document from before the choice existed reads as it is: no target, the podcast norm.
+    EXPECT_EQ(decode(newProjectText).value().loudnessTarget, std::nullopt);
+    EXPECT_EQ(decode(withMember(R"("loudnessTarget":null)")).value().loudnessTarget, std::nullopt);
+    for (std::string value : {R"("Podcast")", R"("")", "16"})
+        EXPECT_NE(decodeProblem(withMember(R"("loudnessTarget":)" + value)).find("loudnessTarget"),
+                  std::string::npos)
+            << value;
 }
 
 TEST(ProjectJson, numbersThatAreNotFiniteOrDoNotFitAreRefused)
