@@ -22,6 +22,8 @@ struct ExportChapter {
 struct CoverArt {
     enum class Kind { jpeg, png };
     Kind kind = Kind::jpeg;
+    int width = 0; // pixels, as the image's header says
+    int height = 0;
     std::string bytes; // the image file as it is
 
     bool operator==(const CoverArt&) const = default;
@@ -39,7 +41,7 @@ struct ExportMetadata {
 inline constexpr std::size_t maxCoverBytes = 16u * 1024u * 1024u;
 
 // Reads an image for use as cover art: a JPEG or PNG (recognised by its first bytes, whatever the
-// name says) of at most maxCoverBytes. Any thread.
+// name says) whose header gives its size, of at most maxCoverBytes. Any thread.
 Result<CoverArt> readCoverArt(const std::filesystem::path& path);
 
 } // namespace tw

@@ -3,6 +3,7 @@
 // published fields (each assignment emits fieldChanged) and call its operations. Main thread only.
 #pragma once
 
+#include "audio/ExportMetadata.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
 #include "base/SerialQueue.hpp"
@@ -31,6 +32,7 @@ namespace tw {
 class LoudnessMeter;
 class Player;
 class ExportSession;
+enum class ExportFormat;
 class ProjectLock;
 struct BuiltMix;
 struct Levels;
@@ -337,7 +339,8 @@ private:
         std::filesystem::path destination;
         std::filesystem::path temporary;
         TimeRange range;
-        std::string title;
+        ExportMetadata metadata; // its chapters are added once the range is final
+        ExportFormat format;
         LoudnessTarget target;
         std::optional<Error> musicLeftOut; // said beside the completion
     };

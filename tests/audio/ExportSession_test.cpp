@@ -3,6 +3,7 @@
 #include "GraphSignals.hpp"
 #include "audio/AudioFileReader.hpp"
 #include "audio/CafWriter.hpp"
+#include "audio/ExportMetadata.hpp"
 #include "audio/LoudnessMeter.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/AudioFiles.hpp"
@@ -125,9 +126,10 @@ Programme makeProgramme(const ScratchFolder& folder, bool music, float voiceLeve
     return p;
 }
 
-std::unique_ptr<ExportSession> makeSession(const Programme& p)
+std::unique_ptr<ExportSession> makeSession(const Programme& p,
+                                           ExportFormat format = ExportFormat::m4a)
 {
-    auto session = ExportSession::create(p.composition, p.mix);
+    auto session = ExportSession::create(p.composition, p.mix, format);
     if (!session)
         throw std::runtime_error(session.error().description);
     return std::move(session).value();
@@ -256,6 +258,19 @@ std::map<std::string, std::int64_t> topLevelBoxes(const std::filesystem::path& f
     return boxes;
 }
 
+// A mono file is the left (equal to the right) channel of the render, to the sample.
+void expectMonoRender(const Programme& p, MediaTime start, MediaTime duration,
+                      const std::vector<float>& decoded, double minimumSnr)
+{
+    OfflineRenderOptions options;
+    options.runTaps = false;
+    auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
+    ASSERT_TRUE(rendered);
+    const auto reference = channelOf(rendered.value(), 2, 0);
+    EXPECT_EQ(bestLag(reference, decoded, rate, 1200), 0);
+    EXPECT_GT(signalToDifference(reference, decoded), minimumSnr);
+}
+
 class ExportSessionTest : public ::testing::Test {
 protected:
     ScratchFolder folder;
@@ -309,7 +324,7 @@ TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileAtTheRangeLengthWithTitleAndIn
     const MediaTime start = seconds(0.96), duration = seconds(3.7345);
     session->setOutputPath(folder / "voice.m4a");
     session->setTimeRange(start, duration);
-    session->setTitle("Episodio 7: «Cañas»");
+    session->setMetadata({"Episodio 7: «Cañas»", {}, {}, {}, {}});
     exportAndWait(*session);
     ASSERT_EQ(session->status(), ExportSession::Status::completed)
         << session->error().value_or(Error{}).description;
@@ -330,14 +345,7 @@ TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileAtTheRangeLengthWithTitleAndIn
     EXPECT_EQ(probeValue(folder / "voice.m4a", "format_tags=title", "TAG:title"),
               "Episodio 7: «Cañas»");
 
-    // The mono file is the left (equal to the right) channel of the render.
-    OfflineRenderOptions options;
-    options.runTaps = false;
-    auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
-    ASSERT_TRUE(rendered);
-    const auto reference = channelOf(rendered.value(), 2, 0);
-    EXPECT_EQ(bestLag(reference, file.samples, rate, 1200), 0);
-    EXPECT_GT(signalToDifference(reference, file.samples), 25.0);
+    expectMonoRender(p, start, duration, file.samples, 25.0);
 
     const auto boxes = topLevelBoxes(folder / "voice.m4a");
     ASSERT_TRUE(boxes.count("moov") && boxes.count("mdat"));
@@ -499,6 +507,82 @@ TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnd
         EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
         EXPECT_LE(session->levels()->truePeak, ExportSession::peakLimitDb);
     }
+}
+
+TEST_F(ExportSessionTest, bothFormatsCarryTheTagsCoverAndChaptersAtTheLoudnessTarget)
+{
+    for (const char* image : {"cover.png", "cover.jpg"})
+        testfiles::run("ffmpeg -nostdin -y -v error -f lavfi -i color=red:s=32x32 -frames:v 1 " +
+                       testfiles::quoted(folder / image));
+    const Programme p = makeProgramme(folder, true, 1.0f, true);
+    const struct {
+        ExportFormat format;
+        const char* file;
+        const char* cover;
+        const char* streams; // the chapter track of the M4A reads as data
+        double bitRate;
+        const char* box; // where the container keeps the chapters
+    } cases[] = {
+        {ExportFormat::m4a, "show.m4a", "cover.png", "aac,0\nbin_data,0\npng,1\n", 160000, "chpl"},
+        {ExportFormat::mp3, "show.mp3", "cover.jpg", "mp3,0\nmjpeg,1\n", 128000, "CTOC"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        const CoverArt cover = readCoverArt(folder / c.cover).value();
+        auto session = makeSession(p, c.format);
+        session->setOutputPath(folder / c.file);
+        session->setTimeRange(seconds(0.96), seconds(4));
+        session->setLoudnessTarget(-16.0);
+        session->setMetadata({"Episodio 7: «Cañas»",
+                              "Ana",
+                              "Charlas",
+                              cover,
+                              {{0, 1.5, "Intro"}, {1.5, 4, "Entrevista"}}});
+        exportAndWait(*session);
+        ASSERT_EQ(session->status(), ExportSession::Status::completed)
+            << session->error().value_or(Error{}).description;
+
+        const auto probed = testfiles::probeExport(folder / c.file);
+        EXPECT_EQ(probed.chapters, "0.000000,1.500000,Intro\n1.500000,4.000000,Entrevista\n");
+        EXPECT_EQ(probed.tags,
+                  "TAG:title=Episodio 7: «Cañas»\nTAG:artist=Ana\nTAG:album=Charlas\n");
+        EXPECT_EQ(probed.streams, c.streams);
+        const std::string picture = testfiles::commandOutput("ffmpeg -nostdin -v error -i " +
+                                                             testfiles::quoted(folder / c.file) +
+                                                             " -map 0:v -c copy -f image2pipe -");
+        EXPECT_TRUE(picture == cover.bytes) << "the cover as it was given";
+        const std::vector<std::uint8_t> bytes = testfiles::readBytes(folder / c.file);
+        EXPECT_NE(std::search(bytes.begin(), bytes.end(), c.box, c.box + 4), bytes.end());
+        EXPECT_NEAR(std::stod(probeValue(folder / c.file, "stream=bit_rate", "bit_rate")),
+                    c.bitRate, c.bitRate / 10);
+
+        const Decoded file = decode(folder / c.file);
+        EXPECT_EQ(file.channels, 2);
+        EXPECT_NEAR(static_cast<double>(file.frames()), 4.0 * rate, 1024);
+        const auto tool = testfiles::ebur128WithFfmpeg(folder / c.file);
+        EXPECT_NEAR(tool.integrated, -16.0, ExportSession::loudnessTolerance);
+        EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
+    }
+}
+
+TEST_F(ExportSessionTest, anMp3IsTheMixSampleAlignedInID3v24)
+{
+    const Programme p = makeProgramme(folder, false);
+    auto session = makeSession(p, ExportFormat::mp3);
+    const MediaTime start = seconds(0.96), duration = seconds(3.7345);
+    session->setOutputPath(folder / "voice.mp3");
+    session->setTimeRange(start, duration);
+    exportAndWait(*session);
+    ASSERT_EQ(session->status(), ExportSession::Status::completed)
+        << session->error().value_or(Error{}).description;
+    EXPECT_EQ(testfiles::readBytes(folder / "voice.mp3")[3], 4) << "ID3v2.4";
+    EXPECT_NEAR(std::stod(probeValue(folder / "voice.mp3", "stream=bit_rate", "bit_rate")), 64000,
+                100);
+    const Decoded file = decode(folder / "voice.mp3");
+    EXPECT_EQ(file.channels, 1);
+    EXPECT_EQ(file.rate, rate);
+    EXPECT_NEAR(static_cast<double>(file.frames()), static_cast<double>(duration.frameAt(rate)), 1);
+    expectMonoRender(p, start, duration, file.samples, 20.0);
 }
 
 } // namespace tw

@@ -77,8 +77,9 @@ TEST(StudioChapters, episodeDetailsStoreWhatDiffersAndCopyACheckedCover)
 {
     ChapterProject p;
     Studio& studio = p.studio;
-    testing::writeFile(p.temp / "art.png", "\x89PNG\r\n\x1A\n-image-");
-    testing::writeFile(p.temp / "notes.txt", "no image");
+    testfiles::run("ffmpeg -nostdin -y -v error -f lavfi -i color=red:s=16x16 -frames:v 1 " +
+                   testfiles::quoted(p.temp / "art.png"));
+    testing::writeFile(p.temp / "notes.txt", "\xFF\xD8\xFF but no frame");
     // The project's own title and empty texts are not stored; an unchanged set is no step.
     studio.setEpisodeDetails({"Show", "Ana", "", std::nullopt});
     studio.setEpisodeDetails({"Show", "Ana", "", std::nullopt});
