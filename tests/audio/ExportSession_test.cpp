@@ -512,8 +512,7 @@ TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnd
 TEST_F(ExportSessionTest, bothFormatsCarryTheTagsCoverAndChaptersAtTheLoudnessTarget)
 {
     for (const char* image : {"cover.png", "cover.jpg"})
-        testfiles::run("ffmpeg -nostdin -y -v error -f lavfi -i color=red:s=32x32 -frames:v 1 " +
-                       testfiles::quoted(folder / image));
+        testfiles::makeImage(folder / image);
     const Programme p = makeProgramme(folder, true, 1.0f, true);
     const struct {
         ExportFormat format;

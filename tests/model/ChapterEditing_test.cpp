@@ -3,24 +3,22 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
 namespace tw {
 
 namespace {
 
-// The chapters as "title@time", in stored order.
-std::vector<std::string> markers(const PodcastProject& p)
+// The chapters as (time, title), in stored order.
+std::vector<std::pair<double, std::string>> markers(const PodcastProject& p)
 {
-    std::vector<std::string> list;
-    for (const Chapter& c : p.chapters) {
-        char time[32];
-        std::snprintf(time, sizeof time, "%g", c.time);
-        list.push_back(c.title + "@" + time);
-    }
+    std::vector<std::pair<double, std::string>> list;
+    for (const Chapter& c : p.chapters)
+        list.emplace_back(c.time, c.title);
     return list;
 }
 
-using Markers = std::vector<std::string>;
+using Markers = std::vector<std::pair<double, std::string>>;
 
 } // namespace
 
@@ -31,11 +29,11 @@ TEST(ChapterEditing, addedChaptersAreNumberedWithoutRepeatsAndKeptInTimeOrder)
     p.addChapter(30, a);
     p.addChapter(10, b);
     p.addChapter(-4, c);
-    EXPECT_EQ(markers(p), (Markers{"Capítulo 3@0", "Capítulo 2@10", "Capítulo 1@30"}));
+    EXPECT_EQ(markers(p), (Markers{{0, "Capítulo 3"}, {10, "Capítulo 2"}, {30, "Capítulo 1"}}));
     p.removeChapter(b);
     // Two chapters: "Capítulo 3" is taken, so the next is 4.
     p.addChapter(20, Uuid::random());
-    EXPECT_EQ(markers(p), (Markers{"Capítulo 3@0", "Capítulo 4@20", "Capítulo 1@30"}));
+    EXPECT_EQ(markers(p), (Markers{{0, "Capítulo 3"}, {20, "Capítulo 4"}, {30, "Capítulo 1"}}));
     p.addChapter(INFINITY, Uuid::random());
     p.addChapter(NAN, Uuid::random());
     EXPECT_EQ(p.chapters.size(), 3u);
@@ -50,16 +48,19 @@ TEST(ChapterEditing, movesRenamesAndRemovalsTouchOnlyTheirChapter)
         std::function<void(PodcastProject&)> edit;
         Markers expected;
     } cases[] = {
-        {[&](PodcastProject& d) { d.moveChapter(a, 25); }, {"B@10", "C@20", "A@25"}},
-        {[&](PodcastProject& d) { d.moveChapter(c, 10); }, {"A@0", "B@10", "C@10"}},
-        {[&](PodcastProject& d) { d.moveChapter(b, -3); }, {"A@0", "B@0", "C@20"}},
-        {[&](PodcastProject& d) { d.moveChapter(b, NAN); }, {"A@0", "B@10", "C@20"}},
-        {[&](PodcastProject& d) { d.moveChapter(Uuid::random(), 5); }, {"A@0", "B@10", "C@20"}},
+        {[&](PodcastProject& d) { d.moveChapter(a, 25); }, {{10, "B"}, {20, "C"}, {25, "A"}}},
+        {[&](PodcastProject& d) { d.moveChapter(c, 10); }, {{0, "A"}, {10, "B"}, {10, "C"}}},
+        {[&](PodcastProject& d) { d.moveChapter(b, -3); }, {{0, "A"}, {0, "B"}, {20, "C"}}},
         {[&](PodcastProject& d) { d.renameChapter(b, "Entrevista"); },
-         {"A@0", "Entrevista@10", "C@20"}},
-        {[&](PodcastProject& d) { d.renameChapter(b, ""); }, {"A@0", "B@10", "C@20"}},
-        {[&](PodcastProject& d) { d.removeChapter(a); }, {"B@10", "C@20"}},
-        {[&](PodcastProject& d) { d.removeChapter(Uuid::random()); }, {"A@0", "B@10", "C@20"}},
+         {{0, "A"}, {10, "Entrevista"}, {20, "C"}}},
+        {[&](PodcastProject& d) { d.removeChapter(a); }, {{10, "B"}, {20, "C"}}},
+        {[&](PodcastProject& d) {
+             d.moveChapter(b, NAN);
+             d.moveChapter(Uuid::random(), 5);
+             d.renameChapter(b, "");
+             d.removeChapter(Uuid::random());
+         },
+         {{0, "A"}, {10, "B"}, {20, "C"}}},
     };
     for (const auto& test : cases) {
         PodcastProject edited = p;

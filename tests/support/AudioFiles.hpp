@@ -131,6 +131,12 @@ inline std::string commandOutput(const std::string& command)
     return out;
 }
 
+// A small one-colour image made by ffmpeg; the extension picks PNG or JPEG.
+inline void makeImage(const std::filesystem::path& file)
+{
+    run("ffmpeg -nostdin -y -v error -f lavfi -i color=red:s=32x32 -frames:v 1 " + quoted(file));
+}
+
 // What an exported file says about itself, as ffprobe reads it: its chapters ("start,end,title"
 // lines, seconds), its tags ("TAG:title=…" lines) and its streams ("codec,attached picture"
 // lines).
