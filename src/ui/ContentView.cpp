@@ -93,16 +93,20 @@ QWidget* ContentView::instrumentArea(const Clock& clock)
     middle->setSpacing(6);
     counter_ = new LCDCounter(area);
     counter_->setFixedSize(180, 62);
-    middle->addWidget(counter_, 0, Qt::AlignHCenter);
-    meters_ = new StudioVUMeters(studio_, area);
-    meters_->setFixedHeight(84);
     loudness_ = new LoudnessMeterView(studio_, area);
     loudness_->setFixedSize(loudness_->sizeHint());
-    auto* levels = new QHBoxLayout;
-    levels->setSpacing(6);
-    levels->addWidget(meters_);
-    levels->addWidget(loudness_);
-    middle->addLayout(levels);
+    // The loudness readout shares the counter's row: beside the VU meters it would widen the
+    // window past a laptop's screen.
+    auto* readouts = new QHBoxLayout;
+    readouts->setSpacing(8);
+    readouts->addStretch(1);
+    readouts->addWidget(counter_);
+    readouts->addWidget(loudness_);
+    readouts->addStretch(1);
+    middle->addLayout(readouts);
+    meters_ = new StudioVUMeters(studio_, area);
+    meters_->setFixedHeight(84);
+    middle->addWidget(meters_);
     transport_ = new TransportBar(studio_, area);
     middle->addWidget(transport_, 0, Qt::AlignHCenter);
     row->addLayout(middle);

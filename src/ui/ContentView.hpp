@@ -1,6 +1,6 @@
-// The one screen of the program, top to bottom: the instruments (deck, counter, VU meters,
-// spectrum and equaliser panels, transport keys), the voice studio panel, the timeline with its
-// headers and ruler, the control row and the status line; plus the alert for the Studio's
+// The one screen of the program, top to bottom: the instruments (deck, counter and loudness, VU
+// meters, spectrum and equaliser panels, transport keys), the voice studio panel, the timeline with
+// its headers and ruler, the control row and the status line; plus the alert for the Studio's
 // message. Each part reads the shared Studio and repaints only when a field it shows changed.
 // Every part but the timeline keeps its height; the timeline's lanes take the rest.
 #pragma once

@@ -22,18 +22,6 @@ std::optional<double> targetOf(const Studio& studio)
 
 } // namespace
 
-QString loudnessText(std::optional<double> lufs)
-{
-    if (!lufs || !std::isfinite(*lufs))
-        return QStringLiteral("—");
-    const long tenths = std::lround(*lufs * 10);
-    const long magnitude = std::labs(tenths);
-    return QStringLiteral("%1%2,%3")
-        .arg(tenths < 0 ? QStringLiteral("−") : QString())
-        .arg(magnitude / 10)
-        .arg(magnitude % 10);
-}
-
 LoudnessMeterView::LoudnessMeterView(Studio& studio, QWidget* parent)
     : QWidget(parent)
     , studio_(studio)
@@ -59,13 +47,13 @@ void LoudnessMeterView::fieldChanged(StudioField field)
 QString LoudnessMeterView::shortTermText() const
 {
     const auto& reading = studio_.loudness();
-    return loudnessText(reading ? std::optional(reading->shortTerm) : std::nullopt);
+    return QString::fromStdString(levelFigure(reading ? reading->shortTerm : -INFINITY));
 }
 
 QString LoudnessMeterView::integratedText() const
 {
     const auto& reading = studio_.loudness();
-    return loudnessText(reading ? std::optional(reading->integrated) : std::nullopt);
+    return QString::fromStdString(levelFigure(reading ? reading->integrated : -INFINITY));
 }
 
 void LoudnessMeterView::paintEvent(QPaintEvent*)
@@ -79,24 +67,25 @@ void LoudnessMeterView::paintEvent(QPaintEvent*)
     painter.drawRoundedRect(panel, 6, 6);
 
     QFont small = font();
-    small.setPointSizeF(7);
+    small.setPixelSize(8);
     QFont figures = font();
-    figures.setPointSizeF(11);
+    figures.setPixelSize(14);
     figures.setBold(true);
-    const qreal inner = panel.width() - 12;
+    // Each figure on its own line, its label to the left, right-aligned like the counter's digits.
+    const QRectF line(7, 0, panel.width() - 14, 18);
     const auto row = [&](qreal top, const QString& label, const QString& value) {
         painter.setFont(small);
         painter.setPen(QColor(150, 150, 158));
-        painter.drawText(QRectF(6, top, inner, 11), Qt::AlignLeft | Qt::AlignVCenter, label);
+        painter.drawText(line.translated(0, top), Qt::AlignLeft | Qt::AlignVCenter, label);
         painter.setFont(figures);
         painter.setPen(QColor(235, 235, 240));
-        painter.drawText(QRectF(6, top + 10, inner, 16), Qt::AlignLeft | Qt::AlignVCenter, value);
+        painter.drawText(line.translated(0, top), Qt::AlignRight | Qt::AlignVCenter, value);
     };
     row(4, QStringLiteral("CORTO PLAZO"), shortTermText());
-    row(32, QStringLiteral("INTEGRADA"), integratedText());
+    row(22, QStringLiteral("INTEGRADA"), integratedText());
 
     // The short-term level as a bar, with the export target marked on it.
-    const QRectF track(6, panel.bottom() - 12, inner, 6);
+    const QRectF track(line.left(), panel.bottom() - 13, line.width(), 6);
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(40, 40, 46));
     painter.drawRoundedRect(track, 2, 2);

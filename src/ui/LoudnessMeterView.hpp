@@ -1,7 +1,7 @@
-// The loudness meter beside the VU meters: the short-term loudness (last 3 s) of what is playing
-// and the integrated loudness since playback started, in LUFS, with a bar of the short-term
-// level against the project's export target. It redraws only when a shown figure changes (the
-// Studio publishes them a tenth at a time), so an idle studio draws nothing new.
+// The loudness meter beside the counter, over the VU meters: the short-term loudness (last 3 s) of
+// what is playing and the integrated loudness since playback started, in LUFS, with a bar of the
+// short-term level against the project's export target. It redraws only when a shown figure changes
+// (the Studio publishes them a tenth at a time), so an idle studio draws nothing new.
 #pragma once
 
 #include <QString>
@@ -25,7 +25,7 @@ public:
     QString integratedText() const;
     int paints() const { return paints_; }
 
-    QSize sizeHint() const override { return {92, 84}; }
+    QSize sizeHint() const override { return {128, 62}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -37,9 +37,5 @@ private:
     std::optional<double> target_; // the LUFS the export aims at, shown on the bar
     int paints_ = 0;
 };
-
-// A loudness in LUFS as the meter shows it: a tenth, decimal comma, a real minus sign; "—" for
-// silence.
-QString loudnessText(std::optional<double> lufs);
 
 } // namespace tw

@@ -171,12 +171,20 @@ std::pair<double, double> messageFigures(const std::string& message)
 TEST(StudioExport, theProjectsLoudnessChoiceSetsTheFileAndTheMessageGivesItsFigures)
 {
     ExportFixture x;
-    // A mono programme: the podcast norm is -19 LUFS for it; unnormalised it is its take.
+    // A mono programme: the podcast norm is -19 LUFS for it; unnormalised it is its take. The
+    // last is treated ("Mejorar voz" and "Nivelar audio"), which drives the take far louder.
     const double take = testfiles::ebur128WithFfmpeg(x.folder / "Media" / "voice-1.wav").integrated;
-    for (const auto& [target, lufs] :
-         {std::pair{LoudnessTarget::podcast, -19.0}, std::pair{LoudnessTarget::broadcast, -23.0},
-          std::pair{LoudnessTarget::none, take}}) {
+    for (const auto& [target, lufs, treated] : {std::tuple{LoudnessTarget::podcast, -19.0, false},
+                                                std::tuple{LoudnessTarget::broadcast, -23.0, false},
+                                                std::tuple{LoudnessTarget::none, take, false},
+                                                std::tuple{LoudnessTarget::podcast, -19.0, true}}) {
         x.f.studio.setLoudnessTarget(target);
+        if (treated)
+            x.f.studio.project.mutate([](PodcastProject& document) {
+                document.treatment.emplace();
+                document.treatment->enhance = true;
+                document.treatment->level = true;
+            });
         const std::filesystem::path destination = x.temp / "Show.m4a";
         ASSERT_TRUE(x.exportTo(destination));
         const auto [loudness, peak] = messageFigures(x.f.studio.message().value_or(""));

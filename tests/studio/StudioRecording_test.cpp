@@ -432,7 +432,7 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     ASSERT_TRUE(f.waitIdle());
     ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
     EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, 4800 / rate);
-    f.studio.message = std::nullopt; // the user closes the alert
+    f.studio.message = std::nullopt; // the user dismisses the alert
 
     // A running input that goes away ends the take, which is kept.
     f.studio.record();
