@@ -66,14 +66,15 @@ void writeTakes(const fs::path& dir, double minutes)
         if (!writer)
             fail(writer.error().description);
         const double pitch = 110 + 20 * take;
+        double phase = 0; // of the voiced tone, advanced by its frequency of the moment
         for (int second = 0; second < takeSeconds; ++second) {
             for (int i = 0; i < rate; ++i) {
                 const double t = second + static_cast<double>(i) / rate;
                 const double syllables = std::max(0.0, std::sin(2 * std::numbers::pi * 3.3 * t));
                 const double f = pitch * (1 + 0.1 * std::sin(2 * std::numbers::pi * 0.7 * t));
+                phase = std::fmod(phase + 2 * std::numbers::pi * f / rate, 2 * std::numbers::pi);
                 block[static_cast<std::size_t>(i)] = static_cast<float>(
-                    0.5 * syllables *
-                    (0.6 * std::sin(2 * std::numbers::pi * f * t) + 0.15 * unit(random)));
+                    0.5 * syllables * (0.6 * std::sin(phase) + 0.15 * unit(random)));
             }
             if (!writer.value()->writeInterleaved(block.data(), rate))
                 fail("cannot write " + takeFile(dir, take).string());
