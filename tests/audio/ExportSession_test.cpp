@@ -394,21 +394,21 @@ TEST_F(ExportSessionTest, progressRisesToOneAndCancellingLeavesNoFile)
         std::any_of(seen.begin(), seen.end(), [](float v) { return v > 0.2f && v < 0.8f; }));
     EXPECT_NEAR(static_cast<double>(decode(folder / "complete.m4a").frames()), 60.0 * rate, 1024);
 
-    // Cancelled half way: the partial file is removed.
-    auto halfway = makeSession(p);
-    halfway->setOutputPath(folder / "halfway.m4a");
+    // Cancelled half way (an MP3 this time): the partial file is removed.
+    auto halfway = makeSession(p, ExportFormat::mp3);
+    halfway->setOutputPath(folder / "halfway.mp3");
     std::atomic<bool> halfwayFinished{false};
     halfway->exportAsynchronously([&] { halfwayFinished = true; });
     while (halfway->progress() < 0.3f && !halfwayFinished)
         std::this_thread::yield();
-    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.m4a")) << "being written";
+    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.mp3")) << "being written";
     halfway->cancelExport();
     while (!halfwayFinished)
         std::this_thread::yield();
     EXPECT_EQ(halfway->status(), ExportSession::Status::cancelled);
     EXPECT_FALSE(halfway->error());
     EXPECT_LT(halfway->progress(), 1.0f);
-    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.m4a"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.mp3"));
 
     // Cancelled before it starts: it never writes.
     auto early = makeSession(p);
@@ -559,7 +559,8 @@ TEST_F(ExportSessionTest, bothFormatsCarryTheTagsCoverAndChaptersAtTheLoudnessTa
         EXPECT_EQ(file.channels, 2);
         EXPECT_NEAR(static_cast<double>(file.frames()), 4.0 * rate, 1024);
         const auto tool = testfiles::ebur128WithFfmpeg(folder / c.file);
-        EXPECT_NEAR(tool.integrated, -16.0, ExportSession::loudnessTolerance);
+        // Well inside the tolerance, so that another meter also finds it there.
+        EXPECT_NEAR(tool.integrated, -16.0, ExportSession::loudnessTolerance - 0.1);
         EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
     }
 }
