@@ -378,19 +378,15 @@ TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
         return json.dump();
     };
     const std::pair<const char*, const char*> cases[] = {
-        {"version", R"("1")"},     {"version", "1.5"},
-        {"version", "true"},       {"version", "null"},
-        {"segments", "{}"},        {"segments", "null"},
-        {"segments", "[1]"},       {"segments", R"(["x"])"},
-        {"recordingPending", "0"}, {"recordingPending", "null"},
-        {"voiceVolume", R"("1")"}, {"musicVolume", "[0.35]"},
-        {"fadeIn", "null"},        {"fadeOut", "false"},
-        {"voiceFile", "3"},        {"musicFile", "{}"},
-        {"treatment", "[]"},       {"treatment", "true"},
-        {"playhead", R"("3")"},    {"pendingVoiceFile", "[]"},
-        {"musicOffset", "true"},   {"fadeOutEnd", "{}"},
-        {"chapters", "{}"},        {"chapters", "[1]"},
-        {"episode", "[]"},         {"episode", R"({"show":3})"},
+        {"version", R"("1")"},        {"version", "1.5"},         {"version", "true"},
+        {"version", "null"},          {"segments", "{}"},         {"segments", "null"},
+        {"segments", "[1]"},          {"segments", R"(["x"])"},   {"recordingPending", "0"},
+        {"recordingPending", "null"}, {"voiceVolume", R"("1")"},  {"musicVolume", "[0.35]"},
+        {"fadeIn", "null"},           {"fadeOut", "false"},       {"voiceFile", "3"},
+        {"musicFile", "{}"},          {"treatment", "[]"},        {"treatment", "true"},
+        {"playhead", R"("3")"},       {"pendingVoiceFile", "[]"}, {"musicOffset", "true"},
+        {"fadeOutEnd", "{}"},         {"chapters", "[1]"},        {"episode", "[]"},
+        {"episode", R"({"show":3})"},
     };
     for (const auto& [key, value] : cases) {
         std::string problem = decodeProblem(replaced(key, value));
