@@ -1,14 +1,14 @@
-// M4A export of a long programme, for the comparison with the ffmpeg tool encoding the same mix
-// from a WAV file. The programme is built from files in a data folder: voice takes (take-NN.caf,
-// written here as the recorder would) cut into clips with pauses between them, and music.wav (any
-// file FFmpeg decodes) under the whole programme with a fade in and a fade out.
+// M4A and MP3 export of a long programme, for the comparison with the ffmpeg tool encoding the same
+// mix from a WAV file. The programme is built from files in a data folder: voice takes
+// (take-NN.caf, written here as the recorder would) cut into clips with pauses between them, and
+// music.wav (any file FFmpeg decodes) under the whole programme with a fade in and a fade out.
 //
 //   bench_export takes DIR MINUTES   write the takes for a programme of MINUTES minutes
 //   bench_export premix DIR OUT.wav  render the programme's mix to a float WAV (ffmpeg's input)
 //   bench_export treat DIR OUT       the takes of DIR as "Mejorar voz" and "Nivelar audio" make
 //                                    them, into OUT (the treated copies an export plays)
 //   bench_export export DIR OUT.m4a [LUFS]  export the programme (what the comparisons time),
-//                                    normalised to LUFS when given
+//                                    normalised to LUFS when given; OUT.mp3 for MP3
 //   bench_export                     export a 3-minute programme made in a temporary folder and
 //                                    print the real-time factor (as `make bench` runs it)
 #include "audio/CafWriter.hpp"
@@ -214,12 +214,13 @@ double exportProgramme(const fs::path& dir, const fs::path& out,
                        std::optional<double> target = std::nullopt)
 {
     const Programme p = buildProgramme(dir);
-    auto created = ExportSession::create(p.composition, p.mix);
+    auto created = ExportSession::create(
+        p.composition, p.mix, out.extension() == ".mp3" ? ExportFormat::mp3 : ExportFormat::m4a);
     if (!created)
         fail(created.error().description);
     ExportSession& session = *created.value();
     session.setOutputPath(out);
-    session.setTitle("Export bench");
+    session.setMetadata({"Export bench", {}, {}, {}, {}});
     session.setLoudnessTarget(target);
     std::mutex mutex;
     std::condition_variable finished;
@@ -256,11 +257,13 @@ int main(int argc, char** argv)
         const fs::path dir = fs::temp_directory_path() / "tapewright-export-bench";
         fs::remove_all(dir);
         writeTakes(dir, 3);
-        const auto start = std::chrono::steady_clock::now();
-        const double seconds = exportProgramme(dir, dir / "out.m4a");
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-        std::printf("export %.0f s mono voice: %.3f s, %.0f x real time\n", seconds, took.count(),
-                    seconds / took.count());
+        for (const char* name : {"out.m4a", "out.mp3"}) {
+            const auto start = std::chrono::steady_clock::now();
+            const double seconds = exportProgramme(dir, dir / name);
+            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+            std::printf("export %.0f s mono voice to %s: %.3f s, %.0f x real time\n", seconds, name,
+                        took.count(), seconds / took.count());
+        }
         fs::remove_all(dir);
     } else {
         std::fprintf(stderr,

@@ -230,7 +230,9 @@ Result<std::optional<Levels>> ExportSession::encodeNormalised(double target)
         levels = encoded.value();
         const double over = levels->truePeak - peakLimitDb;
         const double off = target - levels->loudness;
-        if (over <= 0 && std::fabs(off) <= loudnessTolerance)
+        // Accepted only well inside the tolerance: a listener's meter may read a little
+        // differently, and a file at the very edge of it is then outside.
+        if (over <= 0 && std::fabs(off) <= loudnessTolerance - correctionMarginDb)
             break;
         // The encoder still went over the ceiling, or the limiter took the loudness off the
         // target: lower the ceiling by as much, adjust the gain by the difference, and again.

@@ -81,10 +81,46 @@ public:
             out_.key("loudnessTarget");
             (void)out_.string(loudnessTargetText(*p.loudnessTarget));
         }
+        if (!p.chapters.empty()) {
+            out_.key("chapters");
+            out_.beginArray();
+            for (std::size_t i = 0; i < p.chapters.size(); ++i) {
+                scope_ = "chapters[" + std::to_string(i) + "].";
+                write(p.chapters[i]);
+            }
+            scope_.clear();
+            out_.endArray();
+        }
+        if (p.episode) {
+            out_.key("episode");
+            scope_ = "episode.";
+            write(*p.episode);
+            scope_.clear();
+        }
         out_.endObject();
     }
 
 private:
+    void write(const Chapter& c)
+    {
+        out_.beginObject();
+        out_.key("id");
+        out_.uuid(c.id);
+        number("time", c.time);
+        optionalText("title", c.title);
+        out_.endObject();
+    }
+
+    void write(const EpisodeDetails& e)
+    {
+        out_.beginObject();
+        optionalText("title", e.title);
+        optionalText("author", e.author);
+        optionalText("show", e.show);
+        optionalText("cover", e.cover);
+        out_.endObject();
+    }
+
     void write(const Segment& s)
     {
         out_.beginObject();
@@ -151,6 +187,8 @@ private:
 
     std::string path(std::string_view key) const
     {
+        if (!scope_.empty())
+            return scope_ + std::string(key);
         if (segmentIndex_)
             return "segments[" + std::to_string(*segmentIndex_) + "]." + std::string(key);
         if (inTreatment_)
@@ -161,6 +199,7 @@ private:
     json::Writer out_;
     std::optional<std::size_t> segmentIndex_;
     bool inTreatment_ = false;
+    std::string scope_; // "chapters[2]." or "episode." while inside one
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -223,6 +262,10 @@ public:
                 p.fadeOutEnd = optionalNumber<double>("fadeOutEnd");
             } else if (key == "loudnessTarget") {
                 p.loudnessTarget = optionalLoudnessTarget("loudnessTarget");
+            } else if (key == "chapters") {
+                p.chapters = chapters();
+            } else if (key == "episode") {
+                p.episode = optionalEpisode();
             } else {
                 in_.skipValue(); // a newer writer's key
             }
@@ -298,6 +341,64 @@ private:
         }
         required.check({"id", "start", "duration"}, *this);
         return s;
+    }
+
+    // Absent or null: no chapters. Read in stored order, like the segments.
+    std::vector<Chapter> chapters()
+    {
+        std::vector<Chapter> list;
+        if (takeNull())
+            return list;
+        expect(json::ValueKind::array, "chapters", "una lista");
+        in_.beginArray();
+        while (in_.nextElement()) {
+            scope_ = "chapters[" + std::to_string(list.size()) + "].";
+            if (in_.peekKind() != json::ValueKind::object)
+                throw FormatFailure("El elemento \"" + scope_.substr(0, scope_.size() - 1) +
+                                    "\" debe ser un objeto.");
+            Chapter& c = list.emplace_back();
+            Required required;
+            std::string_view key;
+            in_.beginObject();
+            while (in_.nextKey(key)) {
+                if (key == "id")
+                    c.id = uuid(required.see(0, "id"));
+                else if (key == "time")
+                    c.time = number<double>(required.see(1, "time"));
+                else if (key == "title")
+                    c.title = text(required.see(2, "title"));
+                else
+                    in_.skipValue();
+            }
+            required.check({"id", "time", "title"}, *this);
+        }
+        scope_.clear();
+        return list;
+    }
+
+    std::optional<EpisodeDetails> optionalEpisode()
+    {
+        if (takeNull())
+            return std::nullopt;
+        expect(json::ValueKind::object, "episode", "un objeto");
+        scope_ = "episode.";
+        EpisodeDetails e;
+        std::string_view key;
+        in_.beginObject();
+        while (in_.nextKey(key)) {
+            if (key == "title")
+                e.title = optionalText("title");
+            else if (key == "author")
+                e.author = optionalText("author");
+            else if (key == "show")
+                e.show = optionalText("show");
+            else if (key == "cover")
+                e.cover = optionalText("cover");
+            else
+                in_.skipValue();
+        }
+        scope_.clear();
+        return e;
     }
 
     std::optional<VoiceTreatment> optionalTreatment()
@@ -458,6 +559,8 @@ private:
 
     std::string path(std::string_view key) const
     {
+        if (!scope_.empty())
+            return scope_ + std::string(key);
         if (segmentIndex_)
             return "segments[" + std::to_string(*segmentIndex_) + "]." + std::string(key);
         if (inTreatment_)
@@ -468,6 +571,7 @@ private:
     json::Reader in_;
     std::optional<std::size_t> segmentIndex_;
     bool inTreatment_ = false;
+    std::string scope_; // "chapters[2]." or "episode." while inside one
 };
 
 } // namespace
@@ -539,6 +643,13 @@ public:
     {
         (*this)(path, std::optional<T>(value), limit);
     }
+    // Within the limit and not below zero.
+    void atLeastZero(const std::string& path, double value, double limit)
+    {
+        (*this)(path, value, limit);
+        if (value < 0)
+            (*this)(path, value, 0);
+    }
 
     std::optional<Error> found;
 };
@@ -568,6 +679,9 @@ std::optional<Error> numberOutOfLimits(const PodcastProject& p)
         check(at + "timelineStart", s.timelineStart, maximumTime);
         check(at + "gain", s.gain, maximumVolume);
     }
+    for (std::size_t i = 0; i < p.chapters.size(); ++i)
+        check.atLeastZero("chapters[" + std::to_string(i) + "].time", p.chapters[i].time,
+                          maximumTime);
     if (const auto& t = p.treatment) {
         check("treatment.bass", t->bass, maximumDecibels);
         check("treatment.mid", t->mid, maximumDecibels);
@@ -590,8 +704,15 @@ Result<void> validateForOpen(const PodcastProject& project)
             return invalidPath;
     if (project.musicFile && !isInsideProject(*project.musicFile))
         return invalidPath;
+    if (const auto& episode = project.episode;
+        episode && episode->cover && !isInsideProject(*episode->cover))
+        return Error{ErrorDomain::project, 3, "Ruta de imagen inválida."};
     if (std::optional<Error> outOfLimits = numberOutOfLimits(project))
         return *outOfLimits;
+    for (std::size_t i = 0; i < project.chapters.size(); ++i)
+        if (project.chapters[i].title.empty())
+            return formatError("La clave \"chapters[" + std::to_string(i) +
+                               "].title\" no puede estar vacía.");
     return {};
 }
 

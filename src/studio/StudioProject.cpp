@@ -169,6 +169,8 @@ bool Studio::ensureProject()
         created.musicVolume = before.musicVolume;
         created.fadeIn = before.fadeIn;
         created.fadeOut = before.fadeOut;
+        created.chapters = before.chapters;
+        created.episode = before.episode;
     });
     save();
     return true;

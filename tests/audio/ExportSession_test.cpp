@@ -3,6 +3,7 @@
 #include "GraphSignals.hpp"
 #include "audio/AudioFileReader.hpp"
 #include "audio/CafWriter.hpp"
+#include "audio/ExportMetadata.hpp"
 #include "audio/LoudnessMeter.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/AudioFiles.hpp"
@@ -125,9 +126,10 @@ Programme makeProgramme(const ScratchFolder& folder, bool music, float voiceLeve
     return p;
 }
 
-std::unique_ptr<ExportSession> makeSession(const Programme& p)
+std::unique_ptr<ExportSession> makeSession(const Programme& p,
+                                           ExportFormat format = ExportFormat::m4a)
 {
-    auto session = ExportSession::create(p.composition, p.mix);
+    auto session = ExportSession::create(p.composition, p.mix, format);
     if (!session)
         throw std::runtime_error(session.error().description);
     return std::move(session).value();
@@ -300,45 +302,52 @@ TEST_F(ExportSessionTest, exportedAudioIsTheMixAlignedSampleExactly)
     EXPECT_NEAR(static_cast<double>(onset), 0.04 * rate, 0.001 * rate);
 }
 
-TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileAtTheRangeLengthWithTitleAndIndexFirst)
+TEST_F(ExportSessionTest, monoSourcesGiveAMonoFileOfEitherFormatAtTheRangeLengthWithTitle)
 {
     const Programme p = makeProgramme(folder, false);
     EXPECT_TRUE(p.composition.allSourcesMono());
-    auto session = makeSession(p);
-    EXPECT_EQ(session->channels(), 1);
     const MediaTime start = seconds(0.96), duration = seconds(3.7345);
-    session->setOutputPath(folder / "voice.m4a");
-    session->setTimeRange(start, duration);
-    session->setTitle("Episodio 7: «Cañas»");
-    exportAndWait(*session);
-    ASSERT_EQ(session->status(), ExportSession::Status::completed)
-        << session->error().value_or(Error{}).description;
-    EXPECT_FALSE(session->error());
-    EXPECT_EQ(session->progress(), 1.0f);
+    // The MP3 decodes to the range exactly: its header says what the encoder added.
+    const struct {
+        ExportFormat format;
+        const char* file;
+        double bitRate, frameSlack, minimumSnr;
+    } cases[] = {{ExportFormat::m4a, "voice.m4a", 96000, 1024, 25},
+                 {ExportFormat::mp3, "voice.mp3", 64000, 1, 20}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        auto session = makeSession(p, c.format);
+        EXPECT_EQ(session->channels(), 1);
+        session->setOutputPath(folder / c.file);
+        session->setTimeRange(start, duration);
+        session->setMetadata({"Episodio 7: «Cañas»", {}, {}, {}, {}});
+        exportAndWait(*session);
+        ASSERT_EQ(session->status(), ExportSession::Status::completed)
+            << session->error().value_or(Error{}).description;
+        EXPECT_FALSE(session->error());
+        EXPECT_EQ(session->progress(), 1.0f);
 
-    const Decoded file = decode(folder / "voice.m4a");
-    EXPECT_EQ(file.channels, 1);
-    const std::int64_t rangeFrames = duration.frameAt(rate);
-    EXPECT_NEAR(static_cast<double>(file.frames()), static_cast<double>(rangeFrames), 1024);
-    const double probed =
-        std::stod(probeValue(folder / "voice.m4a", "stream=duration", "duration"));
-    EXPECT_NEAR(probed, duration.seconds(), 1.0 / rate);
-    EXPECT_EQ(probeValue(folder / "voice.m4a", "stream=channels", "channels"), "1");
-    const double bitRate =
-        std::stod(probeValue(folder / "voice.m4a", "stream=bit_rate", "bit_rate"));
-    EXPECT_NEAR(bitRate, 96000, 9600);
-    EXPECT_EQ(probeValue(folder / "voice.m4a", "format_tags=title", "TAG:title"),
-              "Episodio 7: «Cañas»");
-
-    // The mono file is the left (equal to the right) channel of the render.
-    OfflineRenderOptions options;
-    options.runTaps = false;
-    auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
-    ASSERT_TRUE(rendered);
-    const auto reference = channelOf(rendered.value(), 2, 0);
-    EXPECT_EQ(bestLag(reference, file.samples, rate, 1200), 0);
-    EXPECT_GT(signalToDifference(reference, file.samples), 25.0);
-
+        const Decoded file = decode(folder / c.file);
+        EXPECT_EQ(file.channels, 1);
+        EXPECT_EQ(file.rate, rate);
+        EXPECT_NEAR(static_cast<double>(file.frames()), static_cast<double>(duration.frameAt(rate)),
+                    c.frameSlack);
+        EXPECT_NEAR(std::stod(probeValue(folder / c.file, "stream=bit_rate", "bit_rate")),
+                    c.bitRate, c.bitRate / 10);
+        EXPECT_EQ(probeValue(folder / c.file, "format_tags=title", "TAG:title"),
+                  "Episodio 7: «Cañas»");
+        // The mono file is the left (equal to the right) channel of the render.
+        OfflineRenderOptions options;
+        options.runTaps = false;
+        auto rendered = renderOfflineToBuffer(p.composition, p.mix, start, duration, options);
+        ASSERT_TRUE(rendered);
+        const auto reference = channelOf(rendered.value(), 2, 0);
+        EXPECT_EQ(bestLag(reference, file.samples, rate, 1200), 0);
+        EXPECT_GT(signalToDifference(reference, file.samples), c.minimumSnr);
+    }
+    EXPECT_NEAR(std::stod(probeValue(folder / "voice.m4a", "stream=duration", "duration")),
+                duration.seconds(), 1.0 / rate);
+    EXPECT_EQ(testfiles::readBytes(folder / "voice.mp3")[3], 4) << "ID3v2.4";
     const auto boxes = topLevelBoxes(folder / "voice.m4a");
     ASSERT_TRUE(boxes.count("moov") && boxes.count("mdat"));
     EXPECT_LT(boxes.at("moov"), boxes.at("mdat")) << "the index comes first for streaming";
@@ -386,21 +395,21 @@ TEST_F(ExportSessionTest, progressRisesToOneAndCancellingLeavesNoFile)
         std::any_of(seen.begin(), seen.end(), [](float v) { return v > 0.2f && v < 0.8f; }));
     EXPECT_NEAR(static_cast<double>(decode(folder / "complete.m4a").frames()), 60.0 * rate, 1024);
 
-    // Cancelled half way: the partial file is removed.
-    auto halfway = makeSession(p);
-    halfway->setOutputPath(folder / "halfway.m4a");
+    // Cancelled half way (an MP3 this time): the partial file is removed.
+    auto halfway = makeSession(p, ExportFormat::mp3);
+    halfway->setOutputPath(folder / "halfway.mp3");
     std::atomic<bool> halfwayFinished{false};
     halfway->exportAsynchronously([&] { halfwayFinished = true; });
     while (halfway->progress() < 0.3f && !halfwayFinished)
         std::this_thread::yield();
-    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.m4a")) << "being written";
+    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.mp3")) << "being written";
     halfway->cancelExport();
     while (!halfwayFinished)
         std::this_thread::yield();
     EXPECT_EQ(halfway->status(), ExportSession::Status::cancelled);
     EXPECT_FALSE(halfway->error());
     EXPECT_LT(halfway->progress(), 1.0f);
-    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.m4a"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.mp3"));
 
     // Cancelled before it starts: it never writes.
     auto early = makeSession(p);
@@ -498,6 +507,62 @@ TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnd
         EXPECT_NEAR(tool.integrated, *c.target, ExportSession::loudnessTolerance);
         EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
         EXPECT_LE(session->levels()->truePeak, ExportSession::peakLimitDb);
+    }
+}
+
+TEST_F(ExportSessionTest, bothFormatsCarryTheTagsCoverAndChaptersAtTheLoudnessTarget)
+{
+    for (const char* image : {"cover.png", "cover.jpg"})
+        testfiles::makeImage(folder / image);
+    const Programme p = makeProgramme(folder, true, 1.0f, true);
+    const struct {
+        ExportFormat format;
+        const char* file;
+        const char* cover;
+        const char* streams; // the chapter track of the M4A reads as data
+        double bitRate;
+        const char* box; // where the container keeps the chapters
+    } cases[] = {
+        {ExportFormat::m4a, "show.m4a", "cover.png", "aac,0\nbin_data,0\npng,1\n", 160000, "chpl"},
+        {ExportFormat::mp3, "show.mp3", "cover.jpg", "mp3,0\nmjpeg,1\n", 128000, "CTOC"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        const CoverArt cover = readCoverArt(folder / c.cover).value();
+        auto session = makeSession(p, c.format);
+        session->setOutputPath(folder / c.file);
+        session->setTimeRange(seconds(0.96), seconds(4));
+        session->setLoudnessTarget(-16.0);
+        session->setMetadata({"Episodio 7: «Cañas»",
+                              "Ana",
+                              "Charlas",
+                              cover,
+                              {{0, 1.5, "Intro"}, {1.5, 4, "Entrevista"}}});
+        exportAndWait(*session);
+        ASSERT_EQ(session->status(), ExportSession::Status::completed)
+            << session->error().value_or(Error{}).description;
+
+        const auto probed = testfiles::probeExport(folder / c.file);
+        EXPECT_EQ(probed.chapters, "0.000000,1.500000,Intro\n1.500000,4.000000,Entrevista\n");
+        EXPECT_EQ(probed.tags,
+                  "TAG:title=Episodio 7: «Cañas»\nTAG:artist=Ana\nTAG:album=Charlas\n");
+        EXPECT_EQ(probed.streams, c.streams);
+        const std::string picture = testfiles::commandOutput("ffmpeg -nostdin -v error -i " +
+                                                             testfiles::quoted(folder / c.file) +
+                                                             " -map 0:v -c copy -f image2pipe -");
+        EXPECT_TRUE(picture == cover.bytes) << "the cover as it was given";
+        const std::vector<std::uint8_t> bytes = testfiles::readBytes(folder / c.file);
+        EXPECT_NE(std::search(bytes.begin(), bytes.end(), c.box, c.box + 4), bytes.end());
+        EXPECT_NEAR(std::stod(probeValue(folder / c.file, "stream=bit_rate", "bit_rate")),
+                    c.bitRate, c.bitRate / 10);
+
+        const Decoded file = decode(folder / c.file);
+        EXPECT_EQ(file.channels, 2);
+        EXPECT_NEAR(static_cast<double>(file.frames()), 4.0 * rate, 1024);
+        const auto tool = testfiles::ebur128WithFfmpeg(folder / c.file);
+        // Well inside the tolerance, so that another meter also finds it there.
+        EXPECT_NEAR(tool.integrated, -16.0, ExportSession::loudnessTolerance - 0.1);
+        EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
     }
 }
 

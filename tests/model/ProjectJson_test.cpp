@@ -63,6 +63,8 @@ PodcastProject fullProject()
     p.fadeOutStart = 50;
     p.fadeOutEnd = 60;
     p.loudnessTarget = LoudnessTarget::broadcast;
+    p.chapters = {{Uuid::random(), 0, "Intro"}, {Uuid::random(), 95.5, "Entrevista \"larga\""}};
+    p.episode = EpisodeDetails{"Episodio 1", "Ana", "El programa", "Media/cover-1.png"};
     return p;
 }
 
@@ -126,11 +128,14 @@ TEST(ProjectJson, keysFollowDeclarationOrderAndAbsentOptionalsAreLeftOut)
     EXPECT_EQ(
         keysOf(json),
         (std::vector<std::string>{
-            "version",     "voiceFile",     "musicFile",        "segments",     "recordingPending",
-            "voiceVolume", "musicVolume",   "fadeIn",           "fadeOut",      "treatment",
-            "playhead",    "timelineZoom",  "pendingVoiceFile", "pendingStart", "musicSourceStart",
-            "musicLength", "musicOffset",   "fadeInStart",      "fadeInEnd",    "fadeOutStart",
-            "fadeOutEnd",  "loudnessTarget"}));
+            "version",     "voiceFile",      "musicFile",        "segments",     "recordingPending",
+            "voiceVolume", "musicVolume",    "fadeIn",           "fadeOut",      "treatment",
+            "playhead",    "timelineZoom",   "pendingVoiceFile", "pendingStart", "musicSourceStart",
+            "musicLength", "musicOffset",    "fadeInStart",      "fadeInEnd",    "fadeOutStart",
+            "fadeOutEnd",  "loudnessTarget", "chapters",         "episode"}));
+    EXPECT_EQ(keysOf(json["chapters"][1]), (std::vector<std::string>{"id", "time", "title"}));
+    EXPECT_EQ(keysOf(json["episode"]),
+              (std::vector<std::string>{"title", "author", "show", "cover"}));
     EXPECT_EQ(
         keysOf(json["segments"][0]),
         (std::vector<std::string>{"id", "start", "duration", "file", "timelineStart", "gain"}));
@@ -309,7 +314,7 @@ TEST(ProjectJson, nullOptionalsReadAsAbsentAndUnknownKeysAreIgnored)
     EXPECT_EQ(p.value().segments[0].timelineStart, std::nullopt);
 
     p = decode(withMember(R"("voiceFile":null,"treatment":null,"playhead":null,"future":true,)"
-                          R"("fadeOutEnd":null,"extra":[[],{}])"));
+                          R"("fadeOutEnd":null,"chapters":null,"episode":null,"extra":[[],{}])"));
     ASSERT_TRUE(p.ok()) << p.error().description;
     EXPECT_EQ(p.value(), PodcastProject{});
 
@@ -355,6 +360,14 @@ TEST(ProjectJson, missingRequiredKeysAreRefusedNamingTheKey)
         std::string problem = decodeProblem(withMember(R"("treatment":)" + json.dump()));
         EXPECT_NE(problem.find("treatment." + key), std::string::npos) << problem;
     }
+    std::string chapter = std::string(R"({"id":")") + idA + R"(","time":3,"title":"Uno"})";
+    for (std::string key : {"id", "time", "title"}) {
+        auto json = nlohmann::ordered_json::parse(chapter);
+        json.erase(key);
+        std::string problem =
+            decodeProblem(withMember(R"("chapters":[)" + chapter + "," + json.dump() + "]"));
+        EXPECT_NE(problem.find("chapters[1]." + key), std::string::npos) << problem;
+    }
 }
 
 TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
@@ -372,7 +385,8 @@ TEST(ProjectJson, valuesOfTheWrongTypeAreRefused)
         {"fadeIn", "null"},           {"fadeOut", "false"},       {"voiceFile", "3"},
         {"musicFile", "{}"},          {"treatment", "[]"},        {"treatment", "true"},
         {"playhead", R"("3")"},       {"pendingVoiceFile", "[]"}, {"musicOffset", "true"},
-        {"fadeOutEnd", "{}"},
+        {"fadeOutEnd", "{}"},         {"chapters", "[1]"},        {"episode", "[]"},
+        {"episode", R"({"show":3})"},
     };
     for (const auto& [key, value] : cases) {
         std::string problem = decodeProblem(replaced(key, value));
@@ -647,6 +661,35 @@ TEST(ProjectJson, timesBeyondADayAndVolumesBeyondSixteenAreRefusedOnOpenNamingTh
     }
 }
 
+TEST(ProjectJson, chaptersBelowZeroOrWithoutTitleAndCoversOutsideTheFolderAreRefusedOnOpen)
+{
+    const struct {
+        double time;
+        std::string title;
+        std::optional<std::string> cover;
+        std::string problem; // empty: opens
+    } cases[] = {
+        {0, "Intro", "Media/cover-A.jpg", ""},
+        {86400, "Final", std::nullopt, ""},
+        {-1, "Antes", std::nullopt, R"(El número de "chapters[1].time" está fuera de rango (-1).)"},
+        {86401, "Tarde", std::nullopt,
+         R"(El número de "chapters[1].time" está fuera de rango (86401).)"},
+        {NAN, "Nada", std::nullopt,
+         R"(El número de "chapters[1].time" está fuera de rango (nan).)"},
+        {5, "", std::nullopt, R"(La clave "chapters[1].title" no puede estar vacía.)"},
+        {5, "Uno", "../cover.jpg", "Ruta de imagen inválida."},
+        {5, "Uno", "/tmp/cover.png", "Ruta de imagen inválida."},
+    };
+    for (const auto& c : cases) {
+        PodcastProject p = fullProject();
+        p.chapters[1].time = c.time;
+        p.chapters[1].title = c.title;
+        p.episode->cover = c.cover;
+        Result<void> check = validateForOpen(p);
+        EXPECT_EQ(check.ok() ? "" : check.error().description, c.problem) << c.time << c.title;
+    }
+}
+
 TEST(ProjectJson, takenLocationError)
 {
     EXPECT_EQ(projectLocationTakenError(),
@@ -753,6 +796,12 @@ PodcastProject randomDocument(std::mt19937& random)
           &p.musicOffset, &p.fadeInStart, &p.fadeInEnd, &p.fadeOutStart, &p.fadeOutEnd})
         *field = maybe<double>(random, d);
     p.pendingVoiceFile = maybe<std::string>(random, s);
+    for (int i = static_cast<int>(random() % 4); i > 0; --i)
+        p.chapters.push_back({Uuid::random(), d(), s()});
+    p.episode = maybe<EpisodeDetails>(random, [&] {
+        return EpisodeDetails{maybe<std::string>(random, s), maybe<std::string>(random, s),
+                              maybe<std::string>(random, s), maybe<std::string>(random, s)};
+    });
     return p;
 }
 

@@ -123,6 +123,36 @@ TEST(StudioExport, theAudibleMixIsWrittenFromAMarginBeforeTheFirstSoundAndReplac
     EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
 }
 
+TEST(StudioExport, theEpisodeAndItsChaptersFromTheRangeStartReachAFileOfTheChosenFormat)
+{
+    ExportFixture x; // exports [1.96, 5]
+    Studio& studio = x.f.studio;
+    testfiles::makeImage(x.temp / "cover.jpg");
+    for (double at : {0.5, 1.0, 3.0, 5.0}) {
+        studio.seek(at);
+        studio.addChapter();
+    }
+    studio.renameChapter(studio.project->chapters[2].id, "Tema");
+    studio.setEpisodeDetails({"Episodio 1", "Ana", "Charlas", std::nullopt}, x.temp / "cover.jpg");
+    for (const auto& [name, audio] : {std::pair{"Show.MP3", "mp3,0\n"}, {"Show.m4a", "aac,0\n"}}) {
+        studio.message = std::nullopt;
+        ASSERT_TRUE(x.exportTo(x.temp / name));
+        ASSERT_EQ(studio.message()->rfind("Exportación completada: ", 0), 0u) << *studio.message();
+        const auto probed = testfiles::probeExport(x.temp / name);
+        // The last chapter before the range moves to its start; the one at its end is left out.
+        EXPECT_EQ(probed.chapters, "0.000000,1.040000,Capítulo 2\n1.040000,3.040000,Tema\n");
+        EXPECT_EQ(probed.tags, "TAG:title=Episodio 1\nTAG:artist=Ana\nTAG:album=Charlas\n");
+        EXPECT_EQ(probed.streams.rfind(audio, 0), 0u) << probed.streams;
+        EXPECT_NE(probed.streams.find("mjpeg,1\n"), std::string::npos) << probed.streams;
+    }
+    // A cover gone from the project is said rather than left out.
+    std::filesystem::remove(x.folder / *studio.project->episode->cover);
+    studio.message = std::nullopt;
+    ASSERT_TRUE(x.exportTo(x.temp / "Again.mp3"));
+    EXPECT_EQ(studio.message()->rfind("No se pudo exportar: ", 0), 0u) << *studio.message();
+    EXPECT_FALSE(std::filesystem::exists(x.temp / "Again.mp3"));
+}
+
 // The two figures of a completion message ("… · −16,0 LUFS · pico −1,2 dBTP"), as numbers.
 std::pair<double, double> messageFigures(const std::string& message)
 {

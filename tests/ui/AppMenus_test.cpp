@@ -5,6 +5,7 @@
 #include "ui/UiApplication.hpp"
 
 #include <QAction>
+#include <QDialog>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenu>
@@ -86,16 +87,17 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
             list << (action->isSeparator() ? QStringLiteral("—") : action->text());
         return list;
     };
-    EXPECT_EQ(texts(menus->fileMenu()),
-              (QStringList{"Nuevo proyecto…", "Abrir proyecto…", "Guardar proyecto",
-                           "Guardar una copia…", "Exportar M4A…", "—", "Salir"}));
+    EXPECT_EQ(
+        texts(menus->fileMenu()),
+        (QStringList{"Nuevo proyecto…", "Abrir proyecto…", "Guardar proyecto", "Guardar una copia…",
+                     "Detalles del episodio…", "Exportar M4A…", "—", "Salir"}));
     EXPECT_EQ(texts(menus->editMenu()),
               (QStringList{"Deshacer", "Rehacer", "—", "Copiar", "Pegar en el cabezal",
                            "Eliminar y cerrar hueco"}));
     EXPECT_EQ(texts(menus->audioMenu()),
               (QStringList{"Reproducir / Pausar", "Grabar / Detener", "Dividir clip en el cabezal",
                            "Recortar a la selección", "Eliminar selección", "Importar música…",
-                           "Quitar música", "—", "Podcast (−16 LUFS)",
+                           "Quitar música", "Añadir capítulo", "—", "Podcast (−16 LUFS)",
                            "Emisión EBU R128 (−23 LUFS)", "Sin normalizar"}));
 
     EXPECT_EQ(menus->newProject().shortcut(), QKeySequence("Ctrl+N"));
@@ -113,6 +115,7 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     EXPECT_EQ(menus->copy().shortcut(), QKeySequence("Ctrl+C"));
     EXPECT_EQ(menus->paste().shortcut(), QKeySequence("Ctrl+V"));
     EXPECT_EQ(menus->deleteClosingGap().shortcut(), QKeySequence("Shift+Del"));
+    EXPECT_EQ(menus->addChapter().shortcut(), QKeySequence(Qt::Key_M));
 }
 
 TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
@@ -148,7 +151,8 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     for (QAction* action :
          {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
           &menus->redo(), &menus->playPause(), &menus->recordStop(), &menus->split(),
-          &menus->importMusic(), &menus->removeMusic(), &menus->deleteClosingGap()})
+          &menus->importMusic(), &menus->removeMusic(), &menus->deleteClosingGap(),
+          &menus->addChapter(), &menus->episodeDetails()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->saveProject().isEnabled());
     EXPECT_TRUE(menus->trim().isEnabled());
@@ -165,7 +169,8 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     for (QAction* action :
          {&menus->newProject(), &menus->openProject(), &menus->exportProject(), &menus->undo(),
           &menus->split(), &menus->trim(), &menus->deleteSelection(), &menus->importMusic(),
-          &menus->removeMusic(), &menus->deleteClosingGap()})
+          &menus->removeMusic(), &menus->deleteClosingGap(), &menus->addChapter(),
+          &menus->episodeDetails()})
         EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
     EXPECT_TRUE(menus->playPause().isEnabled());
     EXPECT_TRUE(menus->recordStop().isEnabled());
@@ -285,6 +290,14 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
     EXPECT_NEAR(f.studio.project->voiceDuration(), 0.15, 1e-6);
     EXPECT_NEAR(clipSeconds(), 0.15, 1e-6);
     EXPECT_EQ(f.studio.undoStack->size(), 7u);
+
+    // M marks a chapter at the play head; the details item opens its dialog over the window.
+    f.studio.seek(0.1);
+    press(Qt::Key_M);
+    ASSERT_EQ(f.studio.project->chapters.size(), 1u);
+    EXPECT_EQ(f.studio.project->chapters[0].time, 0.1);
+    menus->episodeDetails().trigger();
+    EXPECT_NE(window.findChild<QDialog*>(), nullptr);
 }
 
 TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProjectAsAnUndoStep)
