@@ -71,8 +71,8 @@ struct ExportFixture {
     TempFolder temp;
     std::filesystem::path folder = temp / "Show.podcastproject";
     std::filesystem::path scratch = temp / "tmp";
+    StudioFixture f; // its own temporary folder made before the scratch is the system's
     ScopedTemporaryFolder scopedScratch{scratch};
-    StudioFixture f;
 
     explicit ExportFixture(double tone = 3.0)
     {

@@ -3,9 +3,9 @@
 // space key, the voice treatment switched on in its panel, and an M4A export with its shortcut.
 #include "audio/AudioFileReader.hpp"
 #include "support/AudioFiles.hpp"
-#include "ui/AppFixture.hpp"
 #include "ui/MainWindow.hpp"
 #include "ui/WelcomeView.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAbstractButton>
 #include <QCheckBox>

@@ -11,13 +11,12 @@ namespace tw {
 namespace {
 
 using testing::clipAt;
-using testing::WindowStudio;
 
 } // namespace
 
 TEST(MainToolbar, fiveButtonsInTwoGroupsCallTheirOperations)
 {
-    WindowStudio f;
+    testing::WindowStudio f;
     MainToolbar bar{f.studio};
     QStringList texts;
     for (QAction* action : bar.actions())
@@ -29,22 +28,22 @@ TEST(MainToolbar, fiveButtonsInTwoGroupsCallTheirOperations)
         EXPECT_TRUE(action->isSeparator() || !action->icon().isNull());
 
     bar.newAction().trigger();
-    EXPECT_EQ(f.fixture.host.newProjectRequests, 1);
+    EXPECT_EQ(f.host.newProjectRequests, 1);
     bar.openAction().trigger();
-    EXPECT_EQ(f.fixture.host.openRequests, 1);
+    EXPECT_EQ(f.host.openRequests, 1);
     bar.importAction().trigger();
-    EXPECT_EQ(f.fixture.host.audioFileRequests, 1);
+    EXPECT_EQ(f.host.audioFileRequests, 1);
 
     // Saving writes the open project.
     bar.saveAction().trigger();
-    f.fixture.settle();
+    f.settle();
     EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
     EXPECT_TRUE(f.studio.lastSaved());
 }
 
 TEST(MainToolbar, exportNeedsSomethingToExport)
 {
-    WindowStudio f;
+    testing::WindowStudio f;
     MainToolbar bar{f.studio};
     EXPECT_FALSE(bar.exportAction().isEnabled());
     f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 3)}; });

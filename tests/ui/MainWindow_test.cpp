@@ -81,7 +81,7 @@ protected:
 
 // The window at a laptop's 1366 × 700, active, over a programme of two clips and a music bed.
 struct ProgrammeWindow : testing::WindowStudio {
-    MainWindow window{studio, fixture.scheduler};
+    MainWindow window{studio, scheduler};
     ProgrammeWindow()
     {
         studio.showWelcome = false;
@@ -313,7 +313,7 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
 {
     testing::WindowStudio f;
     f.studio.showWelcome = false;
-    MainWindow window(f.studio, f.fixture.scheduler);
+    MainWindow window(f.studio, f.scheduler);
     window.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     window.resize(1366, 700);
@@ -340,9 +340,9 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     f.openProgramme();
     f.studio.seek(3.0);
     f.studio.togglePlayback();
-    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_TRUE(f.waitIdle());
     ASSERT_TRUE(f.studio.playing()) << f.studio.message().value_or("");
-    f.fixture.play(1.5);
+    f.play(1.5);
     QCoreApplication::processEvents();
     const QImage playing = testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
     EXPECT_GT(f.studio.vuLevels()[0], 0.0f) << "the voice meter hears the clip";
@@ -408,9 +408,9 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     f.studio.zoom = 300.0;
     f.studio.seek(1.0);
     f.studio.togglePlayback();
-    ASSERT_TRUE(f.fixture.waitIdle());
+    ASSERT_TRUE(f.waitIdle());
     ASSERT_TRUE(f.studio.playing());
-    f.fixture.play(4.5);
+    f.play(4.5);
     EXPECT_GT(bar.value(), 0);
     EXPECT_TRUE(f.playheadShown()) << f.studio.position();
     f.studio.pause();
@@ -418,9 +418,9 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     // A project opened again shows its play head where it was left.
     f.studio.seek(28.0);
     f.studio.save();
-    f.fixture.settle();
+    f.settle();
     bar.setValue(0);
-    ASSERT_TRUE(f.fixture.openAndWait(f.folder));
+    ASSERT_TRUE(f.openAndWait(f.folder));
     QCoreApplication::processEvents();
     EXPECT_DOUBLE_EQ(f.studio.position(), 28.0);
     EXPECT_TRUE(f.playheadShown());
@@ -429,7 +429,7 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
 TEST(MainWindowStates, smallTextStandsOutFourAndAHalfTimesFromItsBackground)
 {
     ProgrammeWindow f;
-    f.fixture.settings.setValue("lastProject", f.folder.string());
+    f.settings.setValue("lastProject", f.folder.string());
     f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
     QCoreApplication::processEvents();
     // Every small label of window, and the texts painted in boxes (in widget's coordinates).

@@ -1,8 +1,8 @@
 #include "ui/TapewrightApp.hpp"
 
-#include "ui/AppFixture.hpp"
 #include "ui/AppMenus.hpp"
 #include "ui/MainWindow.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAction>
 #include <QFileDialog>
@@ -28,7 +28,7 @@ void quitApplication()
 TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
 {
     AppFixture f;
-    const auto folder = f.newProject("Programa.podcastproject");
+    const auto folder = f.newProject();
     f.studio.record();
     f.scheduler.advance(3.0);
     ASSERT_TRUE(f.studio.recording());
@@ -65,7 +65,7 @@ TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
 TEST(TapewrightApp, quittingSavesThePlayHeadMovedJustBefore)
 {
     AppFixture f;
-    const auto folder = f.newProject("Programa.podcastproject");
+    const auto folder = f.newProject();
     f.studio.zoom = 120.0;
     f.studio.position = 42.0; // its debounced save never came
     quitApplication();
@@ -77,7 +77,7 @@ TEST(TapewrightApp, quittingSavesThePlayHeadMovedJustBefore)
 TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
 {
     AppFixture f;
-    const auto folder = f.newProject("Programa.podcastproject");
+    const auto folder = f.newProject();
     f.studio.showWelcome = false;
     f.app.window().show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&f.app.window()));
@@ -97,7 +97,7 @@ TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
 TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
 {
     AppFixture f;
-    const auto first = f.newProject("Primero.podcastproject");
+    const auto first = f.newProject();
     const auto second = f.savedProject("Segundo.podcastproject");
     const auto third = f.savedProject("Tercero.podcastproject");
 
@@ -121,7 +121,7 @@ TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
 TEST(TapewrightApp, aRequestDuringAFileDialogWaitsUntilTheDialogCloses)
 {
     AppFixture f;
-    const auto first = f.newProject("Primero.podcastproject");
+    const auto first = f.newProject();
     const auto second = f.savedProject("Segundo.podcastproject");
 
     // A later launch's request arrives while a dialog of the Studio runs its own event loop.

@@ -16,9 +16,8 @@ namespace {
 
 using testing::clipAt;
 using testing::sendMouse;
-using testing::WindowStudio;
 
-struct Timeline : WindowStudio {
+struct Timeline : testing::WindowStudio {
     using WindowStudio::WindowStudio;
     TimelineView view{studio};
     Timeline(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips))
@@ -85,7 +84,7 @@ TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
 
     // Scrolling away during the take: the next poll brings the head back into view.
     f.bar().setValue(0);
-    f.fixture.scheduler.advance(0.1);
+    f.scheduler.advance(0.1);
     EXPECT_EQ(f.bar().value(), f.view.recordHead().x() + 1 - visible);
     ASSERT_TRUE(f.finishTake());
 
@@ -123,16 +122,16 @@ TEST(TimelineRuler, dragOnTheRulerSeeksUnlessATakeOrALongOperationRuns)
     Timeline f({clipAt(0, 60)});
     TimelineRuler& ruler = f.view.ruler();
     EXPECT_EQ(ruler.height(), 30);
-    sendMouse(ruler, QEvent::MouseButtonPress, 300);
+    sendMouse(ruler, QEvent::MouseButtonPress, {300, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 10.0);
-    sendMouse(ruler, QEvent::MouseMove, 450);
+    sendMouse(ruler, QEvent::MouseMove, {450, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 15.0);
-    sendMouse(ruler, QEvent::MouseButtonRelease, 450);
+    sendMouse(ruler, QEvent::MouseButtonRelease, {450, 10});
 
     f.studio.busy = true;
-    sendMouse(ruler, QEvent::MouseButtonPress, 600);
+    sendMouse(ruler, QEvent::MouseButtonPress, {600, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 15.0);
-    sendMouse(ruler, QEvent::MouseButtonRelease, 600);
+    sendMouse(ruler, QEvent::MouseButtonRelease, {600, 10});
     f.studio.busy = false;
 
     // What is drawn: labels in the visible part (a label at 10 s, x = 300 + 20).

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QPaintEngine>
+#include <QPaintEvent>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <vector>
 
 namespace tw::testing {
 
@@ -45,6 +47,22 @@ inline QImage renderAlone(QWidget& widget)
     widget.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
     return image;
 }
+
+// Keeps the paint events a widget receives (installed on the application, every widget's): the
+// painted widgets' class names and the regions.
+class PaintRecorder final : public QObject {
+public:
+    QStringList widgets;
+    std::vector<QRegion> regions;
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            widgets << QString::fromLatin1(watched->metaObject()->className());
+            regions.push_back(static_cast<QPaintEvent*>(event)->region());
+        }
+        return false;
+    }
+};
 
 // Mean brightness (0…255) of the pixels inside area, for comparing renders.
 inline double meanBrightness(const QImage& image, QRect area)

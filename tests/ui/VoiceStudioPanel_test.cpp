@@ -14,9 +14,8 @@ namespace {
 
 using testing::clipAt;
 using testing::readProject;
-using testing::WindowStudio;
 
-struct Panel : WindowStudio {
+struct Panel : testing::WindowStudio {
     Panel() : WindowStudio({clipAt(0, 5)}) {}
     VoiceStudioPanel panel{studio};
 };
@@ -60,7 +59,7 @@ TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
     ASSERT_TRUE(f.studio.project->treatment);
     EXPECT_TRUE(f.studio.project->treatment->enhance);
     EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.fixture.settle();
+    f.settle();
     ASSERT_TRUE(readProject(f.folder).treatment);
     EXPECT_TRUE(readProject(f.folder).treatment->enhance);
 
@@ -80,7 +79,7 @@ TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
     EXPECT_EQ(f.panel.levelButton().text(), "Nivelar audio");
     EXPECT_EQ(f.studio.undoStack->size(), 5u);
 
-    f.fixture.settle();
+    f.settle();
     const PodcastProject saved = readProject(f.folder);
     ASSERT_TRUE(saved.treatment);
     EXPECT_EQ(saved.treatment->preset, Preset::femaleRadio);
