@@ -254,9 +254,9 @@ TEST(StudioEditing, aMusicTrimIsOneStepLimitedByTheFileAndTheTimelineOrigin)
     f.studio.musicDuration = 60.0;
 
     f.studio.previewMusicTrim(true, -10);
-    EXPECT_EQ(f.studio.project->musicSourceStart, 5.0);
-    EXPECT_EQ(f.studio.project->musicOffset, 0.0);
-    EXPECT_EQ(f.studio.project->musicLength, 23.0);
+    EXPECT_EQ(std::tuple(f.studio.project->musicSourceStart, f.studio.project->musicOffset,
+                         f.studio.project->musicLength),
+              std::tuple(5.0, 0.0, 23.0));
     f.studio.previewMusicTrim(true, 30);
     EXPECT_NEAR(*f.studio.project->musicLength, 0.02, 1e-9);
     f.studio.previewMusicTrim(true, 2);
@@ -288,10 +288,7 @@ TEST(StudioEditing, automaticFadesFitTheFragmentAndKeepTheSelection)
     for (auto [length, in, out] : {std::tuple{6.0, 3.0, 3.0}, std::tuple{60.0, 5.0, 50.0}}) {
         f.studio.musicDuration = length;
         f.studio.autoFades();
-        EXPECT_EQ(f.studio.project->fadeInStart, 0.0);
-        EXPECT_EQ(f.studio.project->fadeInEnd, in);
-        EXPECT_EQ(f.studio.project->fadeOutStart, out);
-        EXPECT_EQ(f.studio.project->fadeOutEnd, length);
+        EXPECT_EQ(testing::fadePoints(f.studio.project()), (testing::Points{0.0, in, out, length}));
     }
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
     EXPECT_EQ(f.studio.undoStack->size(), 2u);

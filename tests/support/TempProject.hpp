@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace tw::testing {
 
@@ -78,6 +79,13 @@ inline void makeTone(const std::filesystem::path& file, double seconds, double f
     if (std::system(command.c_str()) != 0)
         throw std::runtime_error("sox failed: " + command);
 }
+
+// The fade points of document: in start and end, out start and end (absent ones empty).
+inline std::vector<std::optional<double>> fadePoints(const PodcastProject& document)
+{
+    return {document.fadeInStart, document.fadeInEnd, document.fadeOutStart, document.fadeOutEnd};
+}
+using Points = std::vector<std::optional<double>>;
 
 // Whether document holds no pending take: the mark and its fields are all cleared.
 inline bool noPendingTake(const PodcastProject& document)

@@ -16,6 +16,9 @@ namespace tw {
 
 namespace {
 
+using testing::fadePoints;
+using testing::Points;
+
 enum Row { sourceStart, length, offset, inStart, inEnd, outStart, outEnd };
 
 // A project with a 20 s music file, opened so that the Studio knows the music's length, with
@@ -128,10 +131,7 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
     EXPECT_EQ(editor.field(offset).text(), "86400");
     EXPECT_EQ(studio.undoStack().size(), steps + 1);
     // The fades are written back as present values.
-    EXPECT_EQ(studio.project().fadeInStart, 0.0);
-    EXPECT_EQ(studio.project().fadeInEnd, 5.0);
-    EXPECT_EQ(studio.project().fadeOutStart, 10.0);
-    EXPECT_EQ(studio.project().fadeOutEnd, 20.0);
+    EXPECT_EQ(fadePoints(studio.project()), (Points{0.0, 5.0, 10.0, 20.0}));
 
     enter(editor, sourceStart, "-5");
     EXPECT_EQ(studio.project().musicSourceStart, 0.0);
@@ -145,17 +145,13 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
 
     // A fade-in end later than the fade-out start pushes the fade-out along.
     enter(editor, inEnd, "15");
-    EXPECT_EQ(studio.project().fadeInEnd, 15.0);
-    EXPECT_EQ(studio.project().fadeOutStart, 15.0);
-    EXPECT_EQ(studio.project().fadeOutEnd, 20.0);
+    EXPECT_EQ(fadePoints(studio.project()), (Points{0.0, 15.0, 15.0, 20.0}));
     EXPECT_EQ(editor.field(outStart).text(), "15");
 
     // Shortening the fragment brings every fade point inside it.
     enter(editor, length, "8");
     EXPECT_EQ(studio.project().musicLength, 8.0);
-    EXPECT_EQ(studio.project().fadeInEnd, 8.0);
-    EXPECT_EQ(studio.project().fadeOutStart, 8.0);
-    EXPECT_EQ(studio.project().fadeOutEnd, 8.0);
+    EXPECT_EQ(fadePoints(studio.project()), (Points{0.0, 8.0, 8.0, 8.0}));
 
     // Focusing a field and leaving it untouched records nothing.
     const std::size_t before = studio.undoStack().size();

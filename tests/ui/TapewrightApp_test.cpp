@@ -29,13 +29,8 @@ TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
 {
     AppFixture f;
     const auto folder = f.newProject();
-    f.studio.record();
-    f.scheduler.advance(3.0);
-    ASSERT_TRUE(f.studio.recording());
-    ASSERT_TRUE(f.waitUntil([&] {
-        f.scheduler.advance(0.1);
-        return f.studio.liveDuration >= 0.5;
-    }));
+    ASSERT_TRUE(f.startTake());
+    ASSERT_TRUE(f.recordUntil(0.5));
     EXPECT_TRUE(readProject(folder).recordingPending);
 
     std::vector<StudioField> order;
@@ -62,26 +57,15 @@ TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
     EXPECT_DOUBLE_EQ(*onDisk.playhead, f.studio.position());
 }
 
-TEST(TapewrightApp, quittingSavesThePlayHeadMovedJustBefore)
-{
-    AppFixture f;
-    const auto folder = f.newProject();
-    f.studio.zoom = 120.0;
-    f.studio.position = 42.0; // its debounced save never came
-    quitApplication();
-    const PodcastProject onDisk = readProject(folder);
-    EXPECT_EQ(onDisk.playhead, 42.0);
-    EXPECT_EQ(onDisk.timelineZoom, 120.0);
-}
-
-TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
+TEST(TapewrightApp, salirClosesTheWindowAndQuittingSavesThePlayHeadAndZoomMovedJustBefore)
 {
     AppFixture f;
     const auto folder = f.newProject();
     f.studio.showWelcome = false;
     f.app.window().show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&f.app.window()));
-    f.studio.position = 7.5;
+    f.studio.zoom = 120.0;
+    f.studio.position = 7.5; // their debounced save never came
     QTimer::singleShot(0, [&f] { f.app.window().menus().quit().trigger(); });
     // A quit that never comes fails the test instead of hanging it.
     QTimer giveUp;
@@ -92,6 +76,7 @@ TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
     giveUp.stop();
     EXPECT_FALSE(f.app.window().isVisible());
     EXPECT_EQ(readProject(folder).playhead, 7.5);
+    EXPECT_EQ(readProject(folder).timelineZoom, 120.0);
 }
 
 TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
