@@ -41,8 +41,6 @@ TEST(StudioProject, creationStartsWithTheWelcomeScreenTheDevicesAndARunningClock
     EXPECT_EQ(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
     EXPECT_EQ(f.studio.devices(),
               (std::vector<InputDevice>{{11, "Micrófono USB"}, {22, "Auriculares con micrófono"}}));
-    EXPECT_EQ(f.studio.projectWriter.label(), "Tapewright.project-writer");
-    EXPECT_EQ(f.studio.recordingFinalizer.label(), "Tapewright.recording-finalizer");
     EXPECT_EQ(f.studio.previousReelTick, f.scheduler.now());
 
     // The clock fires every 0.1 s of virtual time.

@@ -5,6 +5,7 @@
 #include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/ControlRow.hpp"
+#include "ui/InputLevelBar.hpp"
 #include "ui/LCDCounter.hpp"
 #include "ui/LaneMenu.hpp"
 #include "ui/MainToolbar.hpp"
@@ -17,6 +18,7 @@
 #include "ui/TimelineRuler.hpp"
 #include "ui/TimelineView.hpp"
 #include "ui/TransportBar.hpp"
+#include "ui/TransportButtonStyle.hpp"
 #include "ui/UiApplication.hpp"
 #include "ui/VoiceStudioPanel.hpp"
 #include "ui/WaveTrack.hpp"
@@ -320,35 +322,43 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     QCoreApplication::processEvents();
     const QImage empty = testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
 
-    // On a laptop's 1366 × 700 every region is whole; the spare height is the voice lane's, so
-    // the control row follows the timeline without a gap.
+    // On a laptop's 1366 × 700 every region is whole, top to bottom: instruments, voice panel,
+    // timeline, control row, status line. The spare height is the voice lane's, so the control
+    // row follows the timeline without a gap.
     ContentView& view = window.content();
+    const auto area = [&](QWidget& region) {
+        return QRect(region.mapTo(&window, QPoint()), region.size());
+    };
     for (QWidget* region : std::initializer_list<QWidget*>{
              &view.deck(), &view.counter(), &view.meters(), &view.spectrumPanel(),
              &view.equalizerPanel(), &view.transport(), &view.voicePanel(), &view.timeline(),
              &view.controls(), &view.status()})
-        EXPECT_TRUE(view.rect().contains(QRect(region->mapTo(&view, QPoint()), region->size())) &&
-                    region->isVisible())
+        EXPECT_TRUE(area(view).contains(area(*region)) && region->isVisible())
             << region->metaObject()->className();
+    EXPECT_LT(area(view.deck()).bottom(), area(view.voicePanel()).top());
+    EXPECT_LT(area(view.transport()).bottom(), area(view.voicePanel()).top());
+    EXPECT_LT(area(view.voicePanel()).bottom(), area(view.timeline()).top());
+    EXPECT_LT(area(view.controls()).bottom(), area(view.status()).top());
     EXPECT_EQ(view.deck().size(), QSize(350, 190));
     EXPECT_EQ(view.counter().size(), QSize(180, 62));
     EXPECT_LE(view.controls().y() - view.timeline().geometry().bottom(), 2);
     EXPECT_EQ(view.timeline().voiceLane().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice) +
                                                         700 - window.minimumSizeHint().height());
 
-    // A programme playing: the reels turn, the counter and the meters follow the mix.
+    // A programme playing: the lanes show its clips, the counter and the meters follow the mix.
     f.openProgramme();
     f.studio.seek(3.0);
-    f.studio.togglePlayback();
-    ASSERT_TRUE(f.waitIdle());
-    ASSERT_TRUE(f.studio.playing()) << f.studio.message().value_or("");
+    ASSERT_TRUE(f.startPlayback()) << f.studio.message().value_or("");
     f.play(1.5);
     QCoreApplication::processEvents();
     const QImage playing = testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
     EXPECT_GT(f.studio.vuLevels()[0], 0.0f) << "the voice meter hears the clip";
-    EXPECT_EQ(playing.size(), empty.size());
+    EXPECT_EQ(view.counter().value(), "00:00:04");
+    const QRect voice = area(view.timeline().voiceLane());
+    const QRect clips(voice.left() + 10, voice.top() + 30, 300, voice.height() - 40);
+    EXPECT_GT(testing::meanBrightness(playing, clips), testing::meanBrightness(empty, clips) + 5);
 
-    // A take after the programme.
+    // A take after the programme: the growing take, the lit record key, the level bar.
     f.studio.pause();
     f.studio.seek(21.0);
     ASSERT_TRUE(f.startTake());
@@ -357,6 +367,11 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     const QImage recording =
         testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
     EXPECT_EQ(recording.size(), window.size());
+    EXPECT_EQ(view.controls().levelBar().opacity(), 1.0);
+    EXPECT_TRUE(view.transport().button("record.circle.fill").active());
+    const QRect take(voice.left() + int(21.5 * f.studio.zoom()), voice.top() + 30, 20,
+                     voice.height() - 40);
+    EXPECT_GT(testing::meanBrightness(recording, take), testing::meanBrightness(playing, take) + 5);
     ASSERT_TRUE(f.finishTake());
 }
 

@@ -78,33 +78,28 @@ TEST(TapeDeck, schedulesNoRepaintWhileStoppedAndAnimatesWhileTheReelsTurn)
     EXPECT_TRUE(f.deck.animating());
 }
 
-TEST(TapeDeck, reelsCarryOnFromTheLastTickAtMostTwoTenthsOfASecond)
+TEST(TapeDeck, reelsCarryOnFromTheLastTickWithTheTransportsSpeed)
 {
     DeckFixture f;
     f.studio.project = oneHourTake();
     f.studio.reelAngle = 100;
     f.studio.rightReelAngle = -40;
+    f.studio.previousReelTick = f.scheduler.now() - 0.05;
     const auto speeds = ReelPhysics::angularSpeeds(0, 3600);
-
-    // Standing still: the stored angles, however long since the tick.
-    f.studio.previousReelTick = f.scheduler.now() - 0.05;
-    EXPECT_EQ(f.deck.reelAngles(), std::make_pair(100.0, -40.0));
-
-    f.studio.playing = true;
-    auto [left, right] = f.deck.reelAngles();
-    EXPECT_NEAR(left, 100 - 0.05 * speeds.supply, 1e-6);
-    EXPECT_NEAR(right, -40 - 0.05 * speeds.takeup, 1e-6);
-
-    // A stalled frame long after the last tick.
+    // Standing still, playing, rewinding: the stored angles carried on by 0, 1 and −8 times the
+    // tape's speed since the tick.
+    for (auto [playing, shuttle, factor] :
+         {std::tuple{false, 0, 0.0}, {true, 0, 1.0}, {true, -1, -8.0}}) {
+        f.studio.playing = playing;
+        f.studio.shuttleDirection = shuttle;
+        const auto [left, right] = f.deck.reelAngles();
+        EXPECT_NEAR(left, 100 - factor * 0.05 * speeds.supply, 1e-6) << factor;
+        EXPECT_NEAR(right, -40 - factor * 0.05 * speeds.takeup, 1e-6) << factor;
+    }
+    // A stalled frame long after the last tick carries them on two tenths of a second at most.
+    f.studio.shuttleDirection = 0;
     f.studio.previousReelTick = f.scheduler.now() - 3.0;
-    std::tie(left, right) = f.deck.reelAngles();
-    EXPECT_NEAR(left, 100 - 0.2 * speeds.supply, 1e-6);
-
-    f.studio.shuttleDirection = -1;
-    f.studio.previousReelTick = f.scheduler.now() - 0.05;
-    std::tie(left, right) = f.deck.reelAngles();
-    EXPECT_NEAR(left, 100 + 8 * 0.05 * speeds.supply, 1e-6);
-    EXPECT_NEAR(right, -40 + 8 * 0.05 * speeds.takeup, 1e-6);
+    EXPECT_NEAR(f.deck.reelAngles().first, 100 - 0.2 * speeds.supply, 1e-6);
 }
 
 TEST(TapeDeck, whileTheReelsTurnRepaintsLeaveTheStatusWindowAlone)

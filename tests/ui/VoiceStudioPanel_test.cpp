@@ -22,28 +22,17 @@ struct Panel : testing::WindowStudio {
 
 } // namespace
 
-TEST(VoiceStudioPanel, showsTheDefaultTreatmentWhenTheProjectHasNone)
+TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
 {
     Panel f;
-    EXPECT_FALSE(f.panel.enhanceSwitch().isChecked());
-    EXPECT_FALSE(f.panel.noiseSwitch().isChecked());
-    EXPECT_EQ(f.panel.stylePicker().currentText(), "Podcast masculino");
-    EXPECT_EQ(f.panel.stylePicker().width(), 180);
+    // Without a treatment the controls show the neutral one; the styles in the presets' order.
+    EXPECT_FALSE(f.panel.enhanceSwitch().isChecked() || f.panel.noiseSwitch().isChecked());
     QStringList styles;
     for (int i = 0; i < f.panel.stylePicker().count(); ++i)
         styles << f.panel.stylePicker().itemText(i);
     EXPECT_EQ(styles, (QStringList{"Podcast masculino", "Radio masculina", "Podcast femenino",
                                    "Radio femenina"}));
-    EXPECT_EQ(f.panel.levelButton().text(), "Nivelar audio");
-    EXPECT_EQ(f.panel.noiseSwitch().toolTip(),
-              "Reduce el ruido suave en las pausas. No elimina sonidos superpuestos a la voz.");
-    EXPECT_EQ(f.panel.levelButton().toolTip(),
-              "Nivelación automática de la voz. Se escucha al instante y conserva el original.");
-}
-
-TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
-{
-    Panel f;
+    EXPECT_EQ(f.panel.stylePicker().currentIndex(), 0);
     // During a take nothing here can change: the take is one undo step of its own.
     const QList<QWidget*> controls = {&f.panel.enhanceSwitch(), &f.panel.stylePicker(),
                                       &f.panel.noiseSwitch(), &f.panel.levelButton()};
