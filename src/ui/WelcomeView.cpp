@@ -3,6 +3,7 @@
 #include "studio/Studio.hpp"
 #include "ui/Icons.hpp"
 #include "ui/PanelPalette.hpp"
+#include "ui/Shading.hpp"
 
 #include <QGuiApplication>
 #include <QLabel>
@@ -23,12 +24,9 @@ QPixmap paintedApplicationIcon(int size, qreal scale)
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF plate(2, 2, size - 4, size - 4);
-    QLinearGradient metal(plate.topLeft(), plate.bottomLeft());
-    metal.setColorAt(0, QColor(70, 72, 80));
-    metal.setColorAt(1, QColor(30, 31, 36));
-    painter.setPen(QPen(QColor(255, 255, 255, 50), 1));
-    painter.setBrush(metal);
-    painter.drawRoundedRect(plate, size * 0.22, size * 0.22);
+    shadedRoundedRect(painter, plate, size * 0.22,
+                      {{0, QColor(70, 72, 80)}, {1, QColor(30, 31, 36)}},
+                      QPen(QColor(255, 255, 255, 50), 1));
     const double radius = size * 0.17;
     for (double x : {size * 0.31, size * 0.69}) {
         const QPointF centre(x, size * 0.42);
