@@ -195,6 +195,7 @@ TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFile)
 
     // Nor does one whose pending mark cannot be written, though Media can be: it never starts.
     f.writerFactory = {};
+    f.settle(); // no save in flight lands where the document was
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
     const int inputs = f.inputsMade;

@@ -13,6 +13,7 @@
 #include "studio/Studio.hpp"
 #include "support/FakeStudioHost.hpp"
 #include "support/TempProject.hpp"
+#include "support/TestApplication.hpp"
 
 #include <QCoreApplication>
 
@@ -24,18 +25,6 @@
 #include <thread>
 
 namespace tw::testing {
-
-// The Qt application the hand-offs to the main thread need; made once per test program, on the
-// thread that runs the tests (interface tests make their QApplication first).
-inline QCoreApplication& coreApplication()
-{
-    static int argc = 1;
-    static char name[] = "tapewright-tests";
-    static char* argv[] = {name, nullptr};
-    if (!QCoreApplication::instance())
-        new QCoreApplication(argc, argv);
-    return *QCoreApplication::instance();
-}
 
 class FakeDeviceCatalog final : public DeviceCatalog {
 public:
@@ -184,6 +173,14 @@ template <class Owner> struct StudioSteps {
         s().project = document;
     }
     std::vector<Segment> clips() { return s().project->resolvedSegments(); }
+    // Opens a project of one 440 Hz tone clip of the given length at 0 (Media/voice-1.wav).
+    bool openTone(double seconds)
+    {
+        makeTone(o().folder / "Media" / "voice-1.wav", seconds, 440);
+        PodcastProject document;
+        document.segments = {placedClip(0, seconds, "Media/voice-1.wav")};
+        return open(document);
+    }
     // A new project in folder through the new-project dialog.
     std::filesystem::path newProject()
     {

@@ -196,10 +196,7 @@ TEST(ControlRow, editButtonsChangeTheDocumentAsOneUndoStepEach)
 TEST(ControlRow, listenPlaysTheSelectionFromItsStartToItsEndAfterPausingPlayback)
 {
     Row f;
-    testing::makeTone(f.folder / "Media" / "voice-1.wav", 6.0, 440);
-    PodcastProject document;
-    document.segments = {clipAt(0, 6.0, "Media/voice-1.wav")};
-    ASSERT_TRUE(f.open(document));
+    ASSERT_TRUE(f.openTone(6.0));
 
     // Playback running elsewhere in the programme.
     f.studio.position = 4.0;

@@ -87,10 +87,7 @@ TEST(StatusLine, rightSideShowsTitleAndSaveTimeThenPreparingThenExportProgress)
 TEST(StatusLine, cancelStopsTheRunningExportAndTheTitleComesBack)
 {
     Line f;
-    testing::makeTone(f.folder / "Media" / "voice-1.wav", 120.0, 440);
-    PodcastProject document;
-    document.segments = {clipAt(0, 120.0, "Media/voice-1.wav")};
-    ASSERT_TRUE(f.open(document));
+    ASSERT_TRUE(f.openTone(120.0));
     f.host.exportAnswers.push_back(f.temp / "Programa.m4a");
     f.studio.exportProject();
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.activeExport || !f.studio.busy(); }));

@@ -2,6 +2,8 @@
 // and a place to leave rendered instruments for a person to look at.
 #pragma once
 
+#include "support/TestApplication.hpp"
+
 #include <QApplication>
 #include <QDir>
 #include <QPaintEngine>
@@ -19,14 +21,7 @@ namespace tw::testing {
 
 inline QApplication& uiApplication()
 {
-    static int argc = 1;
-    static char name[] = "tapewright-ui-tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication* application = [] {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        return new QApplication(argc, argv);
-    }();
-    return *application;
+    return testApplication<QApplication>();
 }
 
 // Grabs widget into screenshots/<name>.png under the build folder and returns the image.
