@@ -116,10 +116,14 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
         EXPECT_EQ(f.studio.recording(), !c.take);
         if (c.take) {
             EXPECT_EQ(f.studio.project->pendingVoiceFile, document.pendingVoiceFile);
+            f.studio.checkpoint(); // an edit while the take waits: its history holds the mark
+            f.studio.changed();
             makeTone(f.folder / "Media" / "voice-B.wav", 1.5); // readable at last
             f.studio.record();
             ASSERT_TRUE(f.waitIdle());
             EXPECT_EQ(f.studio.project->resolvedSegments().size(), 3u);
+            f.studio.undo(); // back before the take, which never comes back as pending
+            EXPECT_FALSE(f.studio.project->recordingPending);
         }
         f.studio.stop();
         ASSERT_TRUE(f.waitIdle());

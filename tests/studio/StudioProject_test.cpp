@@ -34,13 +34,15 @@ TEST(StudioProject, creationStartsWithTheWelcomeScreenTheDevicesAndARunningClock
 {
     StudioFixture f;
     EXPECT_TRUE(f.studio.showWelcome());
-    EXPECT_FALSE(f.studio.folder());
-    EXPECT_EQ(f.studio.project(), PodcastProject{});
-    EXPECT_EQ(f.studio.zoom(), 30);
-    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
-    EXPECT_EQ(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
     EXPECT_EQ(f.studio.devices(),
               (std::vector<InputDevice>{{11, "Micrófono USB"}, {22, "Auriculares con micrófono"}}));
+    // Listed again only on request; the selection stays.
+    f.studio.selectedDevice = 22u;
+    f.catalog.list.erase(f.catalog.list.begin() + 1); // unplugged
+    EXPECT_EQ(f.studio.devices->size(), 2u);
+    f.studio.refreshDevices();
+    EXPECT_EQ(f.studio.devices(), (std::vector<InputDevice>{{11, "Micrófono USB"}}));
+    EXPECT_EQ(f.studio.selectedDevice(), 22u);
     EXPECT_EQ(f.studio.previousReelTick, f.scheduler.now());
 
     // The clock fires every 0.1 s of virtual time.
@@ -59,17 +61,6 @@ TEST(StudioProject, creationStartsWithTheWelcomeScreenTheDevicesAndARunningClock
             f.studio.folder = std::filesystem::path(folder);
         EXPECT_EQ(f.studio.title(), title);
     }
-}
-
-TEST(StudioProject, devicesAreListedAgainOnlyOnRequestAndTheSelectionStays)
-{
-    StudioFixture f;
-    f.studio.selectedDevice = 22u;
-    f.catalog.list.erase(f.catalog.list.begin() + 1); // unplugged
-    EXPECT_EQ(f.studio.devices->size(), 2u);
-    f.studio.refreshDevices();
-    EXPECT_EQ(f.studio.devices(), (std::vector<InputDevice>{{11, "Micrófono USB"}}));
-    EXPECT_EQ(f.studio.selectedDevice(), 22u);
 }
 
 TEST(StudioProject, everyAssignmentOfAPublishedFieldNotifiesAlsoWhenTheValueIsEqual)
@@ -362,33 +353,21 @@ TEST(StudioProject, settingsChangedBeforeTheFirstFolderAreCarriedOverButANewProj
     EXPECT_EQ(f.studio.treatment(), VoiceTreatment{});
 }
 
-TEST(StudioProject, saveProjectWithoutAFolderCreatesOneAndSaveAloneWritesNothing)
+TEST(StudioProject, saveProjectMakesAFolderAndTheLastSavedOneIsRecentWhileItHoldsADocument)
 {
-    TempFolder temp;
     StudioFixture f;
-    f.studio.save();
+    f.studio.save(); // without a folder: nothing
     f.settle();
-    EXPECT_FALSE(f.settings.value("lastProject"));
-    EXPECT_FALSE(f.studio.lastSaved());
-
-    f.host.newProjectAnswers = {temp / "show.podcastproject"};
+    EXPECT_FALSE(f.settings.value("lastProject") || f.studio.lastSaved() ||
+                 f.studio.recentProjectURL());
+    f.host.newProjectAnswers = {f.folder};
     f.studio.saveProject();
     f.settle();
-    EXPECT_EQ(f.studio.folder(), temp / "show.podcastproject");
-    EXPECT_TRUE(std::filesystem::exists(temp / "show.podcastproject" / "project.json"));
-    EXPECT_EQ(f.settings.value("lastProject"), (temp / "show.podcastproject").string());
-}
-
-TEST(StudioProject, recentProjectIsTheLastSavedFolderWhileItStillHoldsADocument)
-{
-    TempFolder temp;
-    writeProject(temp / "kept", documentWith(0.4f));
-    StudioFixture f;
-    EXPECT_FALSE(f.studio.recentProjectURL());
-    ASSERT_TRUE(f.openAndWait(temp / "kept"));
-    f.settle();
-    EXPECT_EQ(f.studio.recentProjectURL(), temp / "kept");
-    std::filesystem::remove(temp / "kept" / "project.json");
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
+    EXPECT_EQ(f.settings.value("lastProject"), f.folder.string());
+    EXPECT_EQ(f.studio.recentProjectURL(), f.folder);
+    std::filesystem::remove(f.folder / "project.json");
     EXPECT_FALSE(f.studio.recentProjectURL());
 }
 
@@ -522,21 +501,16 @@ TEST(StudioProject, aSaveFinishingAfterTheUserSwitchedProjectsLeavesLastSavedAlo
 
 TEST(StudioProject, aSaveHandedBackAfterTheStudioIsGoneDoesNothing)
 {
-    TempFolder temp;
-    std::filesystem::create_directories(temp / "a");
     testing::coreApplication();
-    ManualScheduler scheduler;
-    testing::FakeStudioHost host;
-    MemorySettingsStore settings;
-    testing::FakeDeviceCatalog catalog;
-    auto studio = std::make_unique<Studio>(
-        StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()});
-    studio->folder = temp / "a";
+    testing::StudioFakes fakes;
+    std::filesystem::create_directories(fakes.folder);
+    auto studio = std::make_unique<Studio>(fakes.environment());
+    studio->folder = fakes.folder;
     studio->position = 7.0;
     studio->save();
     studio.reset(); // the writer finishes its job; the hand-back is still queued
     QCoreApplication::processEvents();
-    EXPECT_EQ(readProject(temp / "a").playhead, 7.0);
+    EXPECT_EQ(readProject(fakes.folder).playhead, 7.0);
 }
 
 } // namespace

@@ -46,7 +46,6 @@ TEST(ControlRow, inputPickerListsTheDefaultThenTheDevicesAndFollowsTheSelection)
 {
     Row f;
     QComboBox& picker = f.row.inputPicker();
-    EXPECT_EQ(picker.width(), 180);
     EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Micrófono USB",
                                            "Auriculares con micrófono"}));
     EXPECT_EQ(picker.currentIndex(), 0);
@@ -63,7 +62,6 @@ TEST(ControlRow, inputPickerListsTheDefaultThenTheDevicesAndFollowsTheSelection)
     // The refresh button lists the inputs again; the chosen one stays chosen.
     f.catalog.list.insert(f.catalog.list.begin(), {33, "line", "Entrada de línea"});
     EXPECT_EQ(f.inputNames().size(), 3);
-    EXPECT_EQ(f.row.refreshButton().toolTip(), "Actualizar entradas");
     f.row.refreshButton().click();
     EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Entrada de línea",
                                            "Micrófono USB", "Auriculares con micrófono"}));
@@ -93,7 +91,6 @@ TEST(ControlRow, levelBarShowsOnlyWhileRecordingAndTurnsRedAtNinetyNineHundredth
 {
     Row f;
     InputLevelBar& bar = f.row.levelBar();
-    EXPECT_EQ(bar.toolTip(), "Nivel de entrada");
     f.studio.meter = 0.5f;
     EXPECT_EQ(bar.opacity(), 0.0);
     f.studio.recording = true;
@@ -175,7 +172,6 @@ TEST(ControlRow, editButtonsFollowSelectionTakeBusyAndTheClipUnderThePlayHead)
     ASSERT_TRUE(f.finishTake());
     f.studio.selection = TimeRange{2, 4};
     EXPECT_TRUE(f.editButtons()[0]);
-    EXPECT_EQ(f.row.trimButton().toolTip(), "Conservar solo la selección de voz");
 }
 
 TEST(ControlRow, editButtonsChangeTheDocumentAsOneUndoStepEach)

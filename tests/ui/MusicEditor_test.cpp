@@ -91,19 +91,13 @@ TEST(MusicEditor, rowsShowTheFallbacksWhileTheFieldsAreAbsent)
 {
     Music f;
     MusicEditor editor(f.studio);
-    const char* labels[] = {"Inicio en el archivo",   "Duración del fragmento",
-                            "Posición en el podcast", "Fade in · comienza",
-                            "Fade in · termina",      "Fade out · comienza",
-                            "Fade out · termina"};
     // 20 s of music with the older lengths 5 and 10: fade-in 0…5, fade-out 10…20.
     const char* shown[] = {"0", "20", "0", "0", "5", "10", "20"};
     const double maxima[] = {20, 20, 86400, 20, 20, 20, 20};
     for (int row = 0; row < MusicEditor::rowCount; ++row) {
-        EXPECT_EQ(editor.field(row).accessibleName(), QString::fromUtf8(labels[row]));
-        EXPECT_EQ(editor.field(row).text(), shown[row]) << labels[row];
-        EXPECT_DOUBLE_EQ(editor.maximum(row), maxima[row]) << labels[row];
+        EXPECT_EQ(editor.field(row).text(), shown[row]) << row;
+        EXPECT_DOUBLE_EQ(editor.maximum(row), maxima[row]) << row;
     }
-    EXPECT_EQ(editor.doneButton().text(), "Listo");
 
     // A placed fragment: 6 s into the file leaves at most 14 s of it.
     f.studio.project.mutate([](PodcastProject& project) {
@@ -113,7 +107,7 @@ TEST(MusicEditor, rowsShowTheFallbacksWhileTheFieldsAreAbsent)
     });
     const char* placed[] = {"6", "8", "2.5", "0", "4", "4", "8"};
     for (int row = 0; row < MusicEditor::rowCount; ++row)
-        EXPECT_EQ(editor.field(row).text(), placed[row]) << labels[row];
+        EXPECT_EQ(editor.field(row).text(), placed[row]) << row;
     EXPECT_DOUBLE_EQ(editor.maximum(length), 14.0);
     EXPECT_DOUBLE_EQ(editor.maximum(outEnd), 8.0);
 }

@@ -76,7 +76,6 @@ TEST(StatusLine, rightSideShowsTitleAndSaveTimeThenPreparingThenExportProgress)
         EXPECT_EQ(f.line.exportPercentage().text(), shown);
     }
     EXPECT_EQ(f.line.exportBar().value(), f.line.exportBar().maximum());
-    EXPECT_EQ(f.line.cancelButton().text(), "Cancelar");
     f.studio.exportProgress = std::nullopt;
     EXPECT_FALSE(f.line.showsExport() || f.line.exportBar().isVisible());
     EXPECT_EQ(f.line.statusText().text(), "Preparando audio…");

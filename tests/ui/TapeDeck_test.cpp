@@ -31,7 +31,6 @@ struct DeckFixture : testing::UiFirst, testing::StudioFixture {
 TEST(TapeDeck, statusAndLevelFollowTheStudio)
 {
     DeckFixture f;
-    EXPECT_EQ(f.deck.size(), QSize(350, 190));
     EXPECT_EQ(f.deck.accessibleName(), "Grabadora de bobinas: STOP");
     f.studio.recording = true;
     EXPECT_EQ(f.deck.lamp(), DeckLamp::red);
