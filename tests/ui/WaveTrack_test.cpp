@@ -357,6 +357,27 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     EXPECT_EQ(testing::readProject(f.folder).fadeInStart, 5.0);
 }
 
+TEST(WaveTrack, aFadeDraggedWhilePlayingIsHeardAtOnceAndSavedWhenReleased)
+{
+    Lanes f(musicOnly, 900);
+    f.studio.position = 30.0; // the play head handle away from the presses
+    ASSERT_TRUE(f.startPlayback()) << f.studio.message().value_or("");
+    // The music's volume 2.5 s into its fade-in, as the player has it.
+    const auto heard = [&] {
+        return f.studio.player->currentAudioMix().parameters(2)->volume.volumeAt(
+            MediaTime::fromSeconds(4.5));
+    };
+    const float before = heard();
+    QTest::mousePress(f.musicLane.get(), Qt::LeftButton, {}, {70, 16});
+    QTest::mouseMove(f.musicLane.get(), {90, 16});
+    QTest::mouseMove(f.musicLane.get(), {200, 16});
+    EXPECT_LT(heard(), before * 0.5) << "the fade-in, now 18 s long, is heard while dragging";
+    QTest::mouseRelease(f.musicLane.get(), Qt::LeftButton, {}, {200, 16});
+    EXPECT_TRUE(f.studio.playing());
+    f.settle();
+    EXPECT_EQ(testing::readProject(f.folder).fadeInEnd, 18.0);
+}
+
 TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsLane)
 {
     Lanes f(voiceAndMusic);
