@@ -77,6 +77,10 @@ public:
         optionalNumber("fadeInEnd", p.fadeInEnd);
         optionalNumber("fadeOutStart", p.fadeOutStart);
         optionalNumber("fadeOutEnd", p.fadeOutEnd);
+        if (p.loudnessTarget) {
+            out_.key("loudnessTarget");
+            (void)out_.string(loudnessTargetText(*p.loudnessTarget));
+        }
         out_.endObject();
     }
 
@@ -217,6 +221,8 @@ public:
                 p.fadeOutStart = optionalNumber<double>("fadeOutStart");
             } else if (key == "fadeOutEnd") {
                 p.fadeOutEnd = optionalNumber<double>("fadeOutEnd");
+            } else if (key == "loudnessTarget") {
+                p.loudnessTarget = optionalLoudnessTarget("loudnessTarget");
             } else {
                 in_.skipValue(); // a newer writer's key
             }
@@ -424,6 +430,19 @@ private:
         if (!id)
             throw FormatFailure("La clave \"" + path(key) + "\" no es un UUID válido.");
         return *id;
+    }
+
+    std::optional<LoudnessTarget> optionalLoudnessTarget(std::string_view key)
+    {
+        if (takeNull())
+            return std::nullopt;
+        expect(json::ValueKind::string, key, "un texto");
+        std::string_view value = in_.readString();
+        std::optional<LoudnessTarget> target = loudnessTargetFromText(value);
+        if (!target)
+            throw FormatFailure("La clave \"" + path(key) + "\" tiene un valor desconocido: \"" +
+                                std::string(value.substr(0, 60)) + "\".");
+        return target;
     }
 
     Preset preset(std::string_view key)

@@ -62,6 +62,7 @@ PodcastProject fullProject()
     p.fadeInEnd = 4;
     p.fadeOutStart = 50;
     p.fadeOutEnd = 60;
+    p.loudnessTarget = LoudnessTarget::broadcast;
     return p;
 }
 
@@ -122,14 +123,14 @@ TEST(ProjectJson, keysFollowDeclarationOrderAndAbsentOptionalsAreLeftOut)
     Result<std::string> text = encode(fullProject());
     ASSERT_TRUE(text.ok());
     auto json = nlohmann::ordered_json::parse(text.value());
-    EXPECT_EQ(keysOf(json),
-              (std::vector<std::string>{"version",          "voiceFile",        "musicFile",
-                                        "segments",         "recordingPending", "voiceVolume",
-                                        "musicVolume",      "fadeIn",           "fadeOut",
-                                        "treatment",        "playhead",         "timelineZoom",
-                                        "pendingVoiceFile", "pendingStart",     "musicSourceStart",
-                                        "musicLength",      "musicOffset",      "fadeInStart",
-                                        "fadeInEnd",        "fadeOutStart",     "fadeOutEnd"}));
+    EXPECT_EQ(
+        keysOf(json),
+        (std::vector<std::string>{
+            "version",     "voiceFile",     "musicFile",        "segments",     "recordingPending",
+            "voiceVolume", "musicVolume",   "fadeIn",           "fadeOut",      "treatment",
+            "playhead",    "timelineZoom",  "pendingVoiceFile", "pendingStart", "musicSourceStart",
+            "musicLength", "musicOffset",   "fadeInStart",      "fadeInEnd",    "fadeOutStart",
+            "fadeOutEnd",  "loudnessTarget"}));
     EXPECT_EQ(
         keysOf(json["segments"][0]),
         (std::vector<std::string>{"id", "start", "duration", "file", "timelineStart", "gain"}));
@@ -450,6 +451,26 @@ TEST(ProjectJson, unknownPresetMakesTheWholeDocumentUnreadable)
         p.treatment->preset = preset;
         EXPECT_EQ(roundTrip(p), p);
     }
+}
+
+TEST(ProjectJson, theLoudnessTargetIsOptionalAndAnUnknownOneIsRefused)
+{
+    for (const auto& [target, text] : {std::pair{LoudnessTarget::podcast, "podcast"},
+                                       std::pair{LoudnessTarget::broadcast, "ebuR128"},
+                                       std::pair{LoudnessTarget::none, "none"}}) {
+        PodcastProject p;
+        p.loudnessTarget = target;
+        EXPECT_EQ(roundTrip(p), p);
+        EXPECT_NE(encode(p).value().find(std::string("\"loudnessTarget\":\"") + text + "\""),
+                  std::string::npos);
+    }
+    // A document from before the choice existed reads as it is: no target, the podcast norm.
+    EXPECT_EQ(decode(newProjectText).value().loudnessTarget, std::nullopt);
+    EXPECT_EQ(decode(withMember(R"("loudnessTarget":null)")).value().loudnessTarget, std::nullopt);
+    for (std::string value : {R"("Podcast")", R"("")", "16"})
+        EXPECT_NE(decodeProblem(withMember(R"("loudnessTarget":)" + value)).find("loudnessTarget"),
+                  std::string::npos)
+            << value;
 }
 
 TEST(ProjectJson, numbersThatAreNotFiniteOrDoNotFitAreRefused)

@@ -195,7 +195,7 @@ TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFile)
 
     // Nor does one whose pending mark cannot be written, though Media can be: it never starts.
     f.writerFactory = {};
-    f.settle(); // no save in flight lands where the document was
+    f.settle(); // a save still in flight would put project.json back
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
     const int inputs = f.inputsMade;
@@ -278,6 +278,7 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     ASSERT_TRUE(f.startTake());
     const std::string name = *f.studio.project->pendingVoiceFile;
     // The document cannot be saved either: that consequence comes after the cause.
+    f.settle();
     std::filesystem::rename(folder / "project.json", f.temp / "aside.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
 
@@ -330,9 +331,9 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     ASSERT_TRUE(f.waitIdle());
     ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
     EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, 4800 / rate);
+    f.studio.message = std::nullopt; // the user dismisses the alert
 
     // A running input that goes away ends the take, which is kept.
-    f.studio.message = std::nullopt;
     ASSERT_TRUE(f.startTake());
     const double start = *f.studio.project->pendingStart;
     f.lastInput->waitForFrames(4800);
