@@ -6,6 +6,7 @@
 
 #include "audio/DeviceCatalog.hpp"
 #include "audio/Player.hpp"
+#include "audio/PulseDeviceCatalog.hpp"
 #include "audio/SimulatedAudioInput.hpp"
 #include "audio/SimulatedAudioOutput.hpp"
 #include "base/ManualScheduler.hpp"
@@ -72,6 +73,36 @@ bool runWithWallClock(ManualScheduler& scheduler, double seconds, Condition cond
 {
     return runEventsUntil(condition, seconds, &scheduler);
 }
+
+// A Studio on the sound server, its inputs, output and device list, with virtual time, scripted
+// dialogs and settings in memory, for the device tests. Its waits run the clock with the wall
+// clock for half a minute at most: a hang fails, a slow machine does not.
+struct SoundServerStudio {
+    QCoreApplication& application = coreApplication();
+    ManualScheduler scheduler{freshVirtualTime()};
+    FakeStudioHost host;
+    MemorySettingsStore settings;
+    PulseDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{
+        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
+
+    ~SoundServerStudio()
+    {
+        runUntil([this] { return !studio.busy(); });
+        studio.flushSaves();
+        QCoreApplication::processEvents();
+    }
+    template <class Condition> bool runUntil(Condition condition)
+    {
+        return runWithWallClock(scheduler, 30, condition);
+    }
+    bool startPlayback()
+    {
+        studio.togglePlayback();
+        runUntil([this] { return !studio.busy(); });
+        return studio.playing();
+    }
+};
 
 // The fakes and the steps a test takes with a Studio, whoever owns that Studio.
 struct StudioFakes {
@@ -261,6 +292,13 @@ struct StudioFixture : StudioFakes, StudioSteps<StudioFixture> {
     {
         auto found = notifications.find(field);
         return found == notifications.end() ? 0 : found->second;
+    }
+    // How many saves have landed once seconds more of virtual time went by.
+    int savesAfter(double seconds)
+    {
+        scheduler.advance(seconds);
+        settle();
+        return count(StudioField::lastSaved);
     }
 };
 
