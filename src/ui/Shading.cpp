@@ -33,6 +33,16 @@ void drawScrew(QPainter& painter, QPointF centre, double radius)
     painter.drawLine(centre - slot, centre + slot);
 }
 
+QRectF drawWell(QPainter& painter, const QRectF& area, double radius)
+{
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF well = area.adjusted(0.5, 0.5, -0.5, -0.5);
+    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
+    painter.setBrush(QColor(18, 18, 21));
+    painter.drawRoundedRect(well, radius, radius);
+    return well;
+}
+
 QFont engravedFont(QFont base, int pixelSize, double spacing)
 {
     base.setPixelSize(pixelSize);

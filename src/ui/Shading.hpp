@@ -22,6 +22,8 @@ void litDisc(QPainter& painter, QPointF centre, double radius, QPointF highlight
              std::initializer_list<QGradientStop> stops, const QPen& outline);
 // A slotted screw head of the given radius.
 void drawScrew(QPainter& painter, QPointF centre, double radius);
+// The dark recessed well of the small readouts, with its faint rim, filling area; its inner box.
+QRectF drawWell(QPainter& painter, const QRectF& area, double radius);
 // base made bold at pixelSize with letters spacing points apart.
 QFont engravedFont(QFont base, int pixelSize, double spacing = 0);
 

@@ -1,5 +1,6 @@
 #include "ui/WelcomeView.hpp"
 
+#include "studio/ProjectTitle.hpp"
 #include "studio/Studio.hpp"
 #include "ui/Icons.hpp"
 #include "ui/PanelPalette.hpp"
@@ -140,15 +141,6 @@ WelcomeView::WelcomeView(Studio& studio, QWidget* parent)
     refresh();
 }
 
-QString WelcomeView::projectName(const std::filesystem::path& folder)
-{
-    std::filesystem::path name = folder.filename();
-    // A folder given with a trailing separator still has its name before it.
-    if (name.empty())
-        name = folder.parent_path().filename();
-    return QString::fromStdString(name.stem().string());
-}
-
 QString WelcomeView::recentName() const
 {
     return recentName_->text();
@@ -159,7 +151,8 @@ void WelcomeView::refresh()
     const std::optional<std::filesystem::path> recent = studio_.recentProjectURL();
     // A long name gives way in its middle, inside the button's margins.
     recentName_->setText(recent ? recentName_->fontMetrics().elidedText(
-                                      projectName(*recent), Qt::ElideMiddle, buttonWidth - 16)
+                                      QString::fromStdString(projectTitle(*recent)),
+                                      Qt::ElideMiddle, buttonWidth - 16)
                                 : QString());
     continue_->setVisible(recent.has_value());
 }
