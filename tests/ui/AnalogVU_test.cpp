@@ -1,8 +1,6 @@
 #include "ui/AnalogVU.hpp"
 #include "ui/UiApplication.hpp"
 
-#include <QHBoxLayout>
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -53,25 +51,6 @@ TEST(AnalogVU, needleIsDrawnWhereTheLevelPutsIt)
     const QImage pinned = meter.grab().toImage();
     EXPECT_LT(testing::meanBrightness(rest, leftHalf), testing::meanBrightness(pinned, leftHalf));
     EXPECT_LT(testing::meanBrightness(pinned, rightHalf), testing::meanBrightness(rest, rightHalf));
-}
-
-TEST(AnalogVU, rendersAPairAtMinusThirtyZeroAndPlusThreeVU)
-{
-    testing::uiApplication();
-    for (auto [vu, name] :
-         {std::pair{-30.0, "vu-minus30"}, std::pair{0.0, "vu-0"}, std::pair{3.0, "vu-plus3"}}) {
-        QWidget row;
-        row.setStyleSheet("background: #1c1d21;");
-        auto* layout = new QHBoxLayout(&row);
-        auto* voice = new AnalogVU(QStringLiteral("VOZ"));
-        auto* music = new AnalogVU(QStringLiteral("MÚSICA"));
-        layout->addWidget(voice);
-        layout->addWidget(music);
-        voice->setLevel(static_cast<float>(atVU(vu)));
-        music->setLevel(static_cast<float>(atVU(vu - 6)));
-        row.resize(340, 110);
-        testing::saveScreenshot(row, QString::fromLatin1(name));
-    }
 }
 
 } // namespace tw

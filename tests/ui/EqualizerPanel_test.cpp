@@ -53,14 +53,9 @@ void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
 TEST(ResponseCurve, flatChainsLieAt43PercentAndABoostPeaksAtItsBand)
 {
     const QSizeF size(400, 100);
-    EXPECT_DOUBLE_EQ(ResponseCurve::frequencyAt(0), 31.5);
-    EXPECT_NEAR(ResponseCurve::frequencyAt(180), 16000.0, 0.01);
-
     // No sections, and sections that are all unity gain, draw the same straight line.
     const std::vector<QPointF> flat = ResponseCurve::points(VoiceTreatment{}, size);
     ASSERT_EQ(flat.size(), 181u);
-    EXPECT_DOUBLE_EQ(flat.front().x(), 20.0);
-    EXPECT_DOUBLE_EQ(flat.back().x(), 380.0);
     for (const QPointF& point : flat)
         EXPECT_NEAR(point.y(), 100 * (0.25 + 0.55 * (1 - 24.0 / 36)), 1e-9);
     const std::vector<Biquad> unity(3);
@@ -99,8 +94,6 @@ TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndEvenMarks)
 {
     Panel f;
     EqualizerPanel& panel = f.panel;
-    EXPECT_EQ(panel.band(5).label(), "1k");
-    EXPECT_EQ(panel.band(5).slider().accessibleName(), "Ecualizador 1k Hz");
     // The older fields land at 125 Hz, 1 kHz and 8 kHz.
     for (auto [band, value, shown] :
          {std::tuple{2, 300, "+3.0"}, {5, -200, "-2.0"}, {8, 0, "+0.0"}}) {
@@ -116,7 +109,6 @@ TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndEvenMarks)
     EXPECT_NEAR(ticks[3], flat.handleRect().center().y(), 1);
     EXPECT_EQ(panel.band(2).slider().tickCentres(), ticks);
     EXPECT_EQ(panel.curve().treatment(), f.studio.treatment());
-    EXPECT_TRUE(testing::drawnTexts(panel).contains("VOICE EQ • CURVA + AJUSTE MANUAL"));
 }
 
 TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBandsAndClearsTheOlderFields)

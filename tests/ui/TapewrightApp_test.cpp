@@ -145,20 +145,6 @@ TEST(TapewrightApp, theDocumentOrARelativePathOpensItsFolder)
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == other && !f.studio.busy(); }));
 }
 
-TEST(TapewrightApp, theWindowAndSheetCarryTheApplicationIcon)
-{
-    AppFixture f;
-    const QIcon icon = TapewrightApp::applicationIcon();
-    ASSERT_FALSE(icon.isNull());
-    const QImage image = icon.pixmap(82, 82).toImage().convertToFormat(QImage::Format_ARGB32);
-    ASSERT_EQ(image.width(), 82);
-    // Drawn, not empty: the plate covers the middle, the corners stay clear.
-    EXPECT_GT(qAlpha(image.pixel(41, 41)), 200);
-    EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0);
-    EXPECT_FALSE(QGuiApplication::windowIcon().isNull());
-    EXPECT_EQ(f.app.window().windowTitle(), QStringLiteral("Bobinet 2"));
-}
-
 TEST(TapewrightApp, theDesktopServicesMakeAWorkingStudioAndWindow)
 {
     testing::uiApplication();

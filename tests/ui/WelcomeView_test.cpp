@@ -32,15 +32,6 @@ struct Sheet : testing::UiFirst, testing::StudioFixture {
     }
 };
 
-TEST(WelcomeView, projectNamesDropTheFolderExtension)
-{
-    for (auto [path, name] : {std::pair{"/home/ana/Mi podcast.podcastproject", "Mi podcast"},
-                              {"/home/ana/Entrevista.podcastproject/", "Entrevista"},
-                              {"/home/ana/Sin extension", "Sin extension"},
-                              {"/home/ana/v1.2.podcastproject", "v1.2"}})
-        EXPECT_EQ(WelcomeView::projectName(path), name);
-}
-
 TEST(WelcomeView, offersTheRecentProjectOnlyWhileItHoldsADocumentAndContinuesIt)
 {
     Sheet f;
