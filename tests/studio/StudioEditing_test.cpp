@@ -118,6 +118,8 @@ TEST(StudioEditing, splitActsOnlyWhenThePlayHeadIsInsideAClipBeyondTheMargin)
     EXPECT_EQ(f.clips()[1].timelineStart, 4);
     EXPECT_EQ(f.studio.undoStack->size(), 1u);
     EXPECT_EQ(f.studio.position(), 4);
+    f.settle();
+    EXPECT_EQ(testing::readProject(f.folder).segments.size(), 3u) << "the edit is saved";
 }
 
 TEST(StudioEditing, selectionCommandsRecordAStepAndDropTheSelectionEvenWhenItIsEmpty)
