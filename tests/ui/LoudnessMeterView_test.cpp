@@ -22,7 +22,12 @@ TEST(LoudnessMeterView, showsTheReadingToATenthAndRepaintsOnlyWhenItChanges)
     QApplication::processEvents();
     const int settled = view.paints();
     ASSERT_GE(settled, 1);
-    // Idle ticks and other fields draw nothing: the whole view's idle test says so.
+
+    fixture.studio.position = 3.0;
+    fixture.studio.vuLevels = std::vector<float>{0.2f, 0.1f};
+    fixture.scheduler.advance(0.5);
+    QApplication::processEvents();
+    EXPECT_EQ(view.paints(), settled) << "other fields and idle ticks draw nothing";
 
     fixture.studio.loudness = LoudnessReading{-16.04, -23.45};
     QApplication::processEvents();

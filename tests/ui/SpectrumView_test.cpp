@@ -62,7 +62,13 @@ TEST(SpectrumView, repaintsWhenTheBarsChangeAndOnlyThen)
     QApplication::processEvents();
     const int settled = view.paintCount();
     ASSERT_GE(settled, 1);
-    // Idle ticks and other fields draw nothing: the whole view's idle test says so.
+
+    // Other fields of the Studio, and idle clock ticks, leave the view alone.
+    fixture.studio.position = 3.0;
+    fixture.studio.vuLevels = std::vector<float>{0.2f, 0.1f};
+    fixture.scheduler.advance(0.5);
+    QApplication::processEvents();
+    EXPECT_EQ(view.paintCount(), settled);
 
     fixture.studio.spectrumBars = ramp();
     QApplication::processEvents();
