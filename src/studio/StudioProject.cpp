@@ -4,6 +4,7 @@
 #include "model/ProjectJson.hpp"
 #include "studio/MainThread.hpp"
 #include "studio/ProjectLock.hpp"
+#include "studio/ProjectTitle.hpp"
 #include "studio/ProjectWriter.hpp"
 #include "studio/StaleTemporaries.hpp"
 #include "studio/Studio.hpp"
@@ -275,12 +276,7 @@ void Studio::flushSaves()
 
 std::string Studio::title() const
 {
-    if (!folder())
-        return "Nuevo podcast";
-    std::filesystem::path path = *folder();
-    if (!path.has_filename())
-        path = path.parent_path(); // a trailing separator
-    return path.stem().string();
+    return folder() ? projectTitle(*folder()) : "Nuevo podcast";
 }
 
 std::optional<std::filesystem::path> Studio::recentProjectURL() const

@@ -72,8 +72,8 @@ struct ExportFixture {
     TempFolder temp;
     std::filesystem::path folder = temp / "Show.podcastproject";
     std::filesystem::path scratch = temp / "tmp";
+    StudioFixture f; // its own temporary folder made before the scratch is the system's
     ScopedTemporaryFolder scopedScratch{scratch};
-    StudioFixture f;
 
     explicit ExportFixture(double tone = 3.0)
     {
@@ -197,24 +197,6 @@ TEST(StudioExport, theProjectsLoudnessChoiceSetsTheFileAndTheMessageGivesItsFigu
     EXPECT_EQ(countFiles(x.scratch, ""), 0) << "no temporary render or excerpt is left";
 }
 
-TEST(StudioExport, nothingAudibleGivesItsMessageAndNoFile)
-{
-    ExportFixture x;
-    x.f.studio.project.mutate([](PodcastProject& document) { document.segments[0].gain = 0; });
-    const std::filesystem::path destination = x.temp / "Muted.m4a";
-    x.f.host.exportAnswers.push_back(destination);
-    x.f.studio.exportProject();
-    EXPECT_FALSE(x.f.studio.busy());
-    EXPECT_EQ(x.f.studio.message(),
-              "No hay audio audible para exportar. Comprueba los clips y volúmenes.");
-    EXPECT_FALSE(std::filesystem::exists(destination));
-
-    // A cancelled save panel does nothing at all.
-    x.f.studio.message = std::nullopt;
-    x.f.studio.exportProject();
-    EXPECT_FALSE(x.f.studio.message());
-}
-
 TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeavesNothing)
 {
     ExportFixture x(120.0);
@@ -276,6 +258,19 @@ TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
         << *x.f.studio.message();
     EXPECT_FALSE(std::filesystem::exists(destination));
     EXPECT_EQ(countFiles(x.scratch, ""), 0);
+
+    // Nothing audible: its message at once and no file; a cancelled save panel does nothing.
+    x.f.studio.message = std::nullopt;
+    x.f.studio.project.mutate([](PodcastProject& document) { document.segments[0].gain = 0; });
+    x.f.host.exportAnswers = {x.temp / "Muted.m4a", std::nullopt};
+    x.f.studio.exportProject();
+    EXPECT_FALSE(x.f.studio.busy());
+    EXPECT_EQ(x.f.studio.message(),
+              "No hay audio audible para exportar. Comprueba los clips y volúmenes.");
+    EXPECT_FALSE(std::filesystem::exists(x.temp / "Muted.m4a"));
+    x.f.studio.message = std::nullopt;
+    x.f.studio.exportProject();
+    EXPECT_FALSE(x.f.studio.message());
 }
 
 TEST(StudioExport, musicThatCannotBeReadIsLeftOutOfPlaybackAndExportAndTheVoiceStays)
