@@ -5,6 +5,9 @@ FUZZ_BUILD    ?= build-fuzz
 RELEASE_BUILD ?= build-release
 JOBS          ?= $(shell nproc)
 CMAKE_ARGS    ?=
+# Paths inside the checkout reach the compiler cache relative to it, so a fresh clone anywhere
+# reuses what another checkout compiled.
+export CCACHE_BASEDIR ?= $(CURDIR)
 # The project's own builds treat warnings as errors and build the tests; a plain CMake configure
 # (a packager's) does neither unless asked.
 OWN_BUILD      = -DTAPEWRIGHT_WERROR=ON -DBUILD_TESTING=ON
