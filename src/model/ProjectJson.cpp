@@ -4,12 +4,15 @@
 #include "model/JsonReader.hpp"
 #include "model/JsonWriter.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <stdexcept>
 #include <type_traits>
+#include <variant>
 
 namespace tw {
 
@@ -33,130 +36,218 @@ public:
 };
 
 // ---------------------------------------------------------------------------------------------
+// The keys
+
+// A programme is never a day long: a time beyond that is damage, and the arithmetic done with
+// it later (1e308 plus anything) stops being finite.
+constexpr double maximumTime = 24 * 60 * 60;
+// A volume or clip gain of 16 is already +24 dB; equaliser gains in dB are held to the same.
+constexpr double maximumVolume = 16;
+const double maximumDecibels = 20 * std::log10(maximumVolume);
+
+enum class Need { optional, required };
+// The largest magnitude a number of the key may have for the document to open.
+enum class Bound { none, time, volume, decibels };
+
+double limitOf(Bound bound)
+{
+    switch (bound) {
+    case Bound::time:
+        return maximumTime;
+    case Bound::volume:
+        return maximumVolume;
+    case Bound::decibels:
+        return maximumDecibels;
+    case Bound::none:
+        break;
+    }
+    return std::numeric_limits<double>::infinity();
+}
+
+// Every type a key holds. A key of a new type adds the type here and its read, write and (for a
+// number or an object) limit check below.
+template <class Owner>
+using Member =
+    std::variant<int Owner::*, bool Owner::*, float Owner::*, double Owner::*, Uuid Owner::*,
+                 Preset Owner::*, SharedText Owner::*, std::optional<std::string> Owner::*,
+                 std::optional<bool> Owner::*, std::optional<float> Owner::*,
+                 std::optional<double> Owner::*, std::optional<std::vector<double>> Owner::*,
+                 std::vector<Segment> Owner::*, std::optional<VoiceTreatment> Owner::*>;
+
+// One key of an object: read, written and checked as its member's type says. An optional member
+// is left out when absent and reads null as absent.
+template <class Owner> struct Key {
+    std::string_view name;
+    Member<Owner> member;
+    Need need = Need::optional;
+    Bound bound = Bound::none;
+};
+
+constexpr Need required = Need::required;
+constexpr Need optional = Need::optional;
+
+// In the order they are written.
+constexpr Key<PodcastProject> projectKeys[] = {
+    {"version", &PodcastProject::version, required},
+    {"voiceFile", &PodcastProject::voiceFile},
+    {"musicFile", &PodcastProject::musicFile},
+    {"segments", &PodcastProject::segments, required},
+    {"recordingPending", &PodcastProject::recordingPending, required},
+    {"voiceVolume", &PodcastProject::voiceVolume, required, Bound::volume},
+    {"musicVolume", &PodcastProject::musicVolume, required, Bound::volume},
+    {"fadeIn", &PodcastProject::fadeIn, required, Bound::time},
+    {"fadeOut", &PodcastProject::fadeOut, required, Bound::time},
+    {"treatment", &PodcastProject::treatment},
+    {"playhead", &PodcastProject::playhead, optional, Bound::time},
+    {"timelineZoom", &PodcastProject::timelineZoom}, // clamped when opened, never refused
+    {"pendingVoiceFile", &PodcastProject::pendingVoiceFile},
+    {"pendingStart", &PodcastProject::pendingStart, optional, Bound::time},
+    {"musicSourceStart", &PodcastProject::musicSourceStart, optional, Bound::time},
+    {"musicLength", &PodcastProject::musicLength, optional, Bound::time},
+    {"musicOffset", &PodcastProject::musicOffset, optional, Bound::time},
+    {"fadeInStart", &PodcastProject::fadeInStart, optional, Bound::time},
+    {"fadeInEnd", &PodcastProject::fadeInEnd, optional, Bound::time},
+    {"fadeOutStart", &PodcastProject::fadeOutStart, optional, Bound::time},
+    {"fadeOutEnd", &PodcastProject::fadeOutEnd, optional, Bound::time},
+};
+
+constexpr Key<Segment> segmentKeys[] = {
+    {"id", &Segment::id, required},
+    {"start", &Segment::start, required, Bound::time},
+    {"duration", &Segment::duration, required, Bound::time},
+    {"file", &Segment::file},
+    {"timelineStart", &Segment::timelineStart, optional, Bound::time},
+    {"gain", &Segment::gain, optional, Bound::volume},
+};
+
+constexpr Key<VoiceTreatment> treatmentKeys[] = {
+    {"enhance", &VoiceTreatment::enhance, required},
+    {"reduceNoise", &VoiceTreatment::reduceNoise, required},
+    {"level", &VoiceTreatment::level},
+    {"bass", &VoiceTreatment::bass, optional, Bound::decibels},
+    {"mid", &VoiceTreatment::mid, optional, Bound::decibels},
+    {"treble", &VoiceTreatment::treble, optional, Bound::decibels},
+    {"eqBands", &VoiceTreatment::eqBands, optional, Bound::decibels},
+    {"preset", &VoiceTreatment::preset, required},
+};
+
+// Which keys were seen is kept in one 64-bit word.
+static_assert(std::size(projectKeys) <= 64);
+
+std::span<const Key<PodcastProject>> keysOf(const PodcastProject&)
+{
+    return projectKeys;
+}
+std::span<const Key<Segment>> keysOf(const Segment&)
+{
+    return segmentKeys;
+}
+std::span<const Key<VoiceTreatment>> keysOf(const VoiceTreatment&)
+{
+    return treatmentKeys;
+}
+
+// Which object a key belongs to, for the messages: "fadeIn", "segments[2].id",
+// "treatment.preset". Built only when a message needs it.
+struct Place {
+    std::string_view parent; // empty at the top level
+    std::optional<std::size_t> index;
+
+    std::string path(std::string_view key) const
+    {
+        if (parent.empty())
+            return std::string(key);
+        std::string text(parent);
+        if (index)
+            text += "[" + std::to_string(*index) + "]";
+        return text.append(".").append(key);
+    }
+};
+
+// Runs inside(), with `place` standing for an object nested in the current one.
+template <class Inside> void nested(Place& place, Place inner, Inside&& inside)
+{
+    const Place outer = place;
+    place = inner;
+    inside();
+    place = outer;
+}
+
+// ---------------------------------------------------------------------------------------------
 // Writing
 
 class ProjectEncoder {
 public:
     explicit ProjectEncoder(std::string& out) : out_(out) {}
 
-    void write(const PodcastProject& p)
+    template <class Owner> void object(const Owner& owner)
     {
         out_.beginObject();
-        out_.key("version");
-        out_.integer(p.version);
-        optionalText("voiceFile", p.voiceFile);
-        optionalText("musicFile", p.musicFile);
-        out_.key("segments");
-        out_.beginArray();
-        for (std::size_t i = 0; i < p.segments.size(); ++i) {
-            segmentIndex_ = i;
-            write(p.segments[i]);
-        }
-        segmentIndex_.reset();
-        out_.endArray();
-        out_.key("recordingPending");
-        out_.boolean(p.recordingPending);
-        number("voiceVolume", p.voiceVolume);
-        number("musicVolume", p.musicVolume);
-        number("fadeIn", p.fadeIn);
-        number("fadeOut", p.fadeOut);
-        if (p.treatment) {
-            inTreatment_ = true;
-            out_.key("treatment");
-            write(*p.treatment);
-            inTreatment_ = false;
-        }
-        optionalNumber("playhead", p.playhead);
-        optionalNumber("timelineZoom", p.timelineZoom);
-        optionalText("pendingVoiceFile", p.pendingVoiceFile);
-        optionalNumber("pendingStart", p.pendingStart);
-        optionalNumber("musicSourceStart", p.musicSourceStart);
-        optionalNumber("musicLength", p.musicLength);
-        optionalNumber("musicOffset", p.musicOffset);
-        optionalNumber("fadeInStart", p.fadeInStart);
-        optionalNumber("fadeInEnd", p.fadeInEnd);
-        optionalNumber("fadeOutStart", p.fadeOutStart);
-        optionalNumber("fadeOutEnd", p.fadeOutEnd);
+        for (const Key<Owner>& key : keysOf(owner))
+            std::visit([&](auto member) { writeKey(owner.*member, key.name); }, key.member);
         out_.endObject();
     }
 
 private:
-    void write(const Segment& s)
-    {
-        out_.beginObject();
-        out_.key("id");
-        out_.uuid(s.id);
-        number("start", s.start);
-        number("duration", s.duration);
-        optionalText("file", s.file);
-        optionalNumber("timelineStart", s.timelineStart);
-        optionalNumber("gain", s.gain);
-        out_.endObject();
-    }
-
-    void write(const VoiceTreatment& t)
-    {
-        out_.beginObject();
-        out_.key("enhance");
-        out_.boolean(t.enhance);
-        out_.key("reduceNoise");
-        out_.boolean(t.reduceNoise);
-        if (t.level) {
-            out_.key("level");
-            out_.boolean(*t.level);
-        }
-        optionalNumber("bass", t.bass);
-        optionalNumber("mid", t.mid);
-        optionalNumber("treble", t.treble);
-        if (t.eqBands) {
-            out_.key("eqBands");
-            out_.beginArray();
-            for (double gain : *t.eqBands)
-                if (!out_.number(gain))
-                    throw FormatFailure("No se puede guardar un número no finito en \"" +
-                                        path("eqBands") + "\".");
-            out_.endArray();
-        }
-        out_.key("preset");
-        (void)out_.string(presetText(t.preset));
-        out_.endObject();
-    }
-
-    template <class T> void number(std::string_view key, T value)
+    template <class T> void writeKey(const T& value, std::string_view key)
     {
         out_.key(key);
+        write(value, key);
+    }
+    template <class T> void writeKey(const std::optional<T>& value, std::string_view key)
+    {
+        if (value)
+            writeKey(*value, key);
+    }
+    void writeKey(const SharedText& value, std::string_view key)
+    {
+        if (value)
+            writeKey(*value, key);
+    }
+
+    void write(int value, std::string_view) { out_.integer(value); }
+    void write(bool value, std::string_view) { out_.boolean(value); }
+    void write(const Uuid& value, std::string_view) { out_.uuid(value); }
+    void write(Preset value, std::string_view) { (void)out_.string(presetText(value)); }
+
+    template <class T>
+    requires std::is_floating_point_v<T>
+    void write(T value, std::string_view key)
+    {
         if (!out_.number(value))
-            throw FormatFailure("No se puede guardar un número no finito en \"" + path(key) +
+            throw FormatFailure("No se puede guardar un número no finito en \"" + place_.path(key) +
                                 "\".");
     }
 
-    template <class T> void optionalNumber(std::string_view key, const std::optional<T>& value)
+    void write(const std::string& value, std::string_view key)
     {
-        if (value)
-            number(key, *value);
+        if (!out_.string(value))
+            throw FormatFailure("El texto de \"" + place_.path(key) + "\" no es UTF-8 válido.");
     }
 
-    void optionalText(std::string_view key, const std::optional<std::string>& value)
+    void write(const std::vector<double>& values, std::string_view key)
     {
-        if (!value)
-            return;
-        out_.key(key);
-        if (!out_.string(*value))
-            throw FormatFailure("El texto de \"" + path(key) + "\" no es UTF-8 válido.");
+        out_.beginArray();
+        for (double value : values)
+            write(value, key);
+        out_.endArray();
     }
 
-    std::string path(std::string_view key) const
+    void write(const std::vector<Segment>& items, std::string_view key)
     {
-        if (segmentIndex_)
-            return "segments[" + std::to_string(*segmentIndex_) + "]." + std::string(key);
-        if (inTreatment_)
-            return "treatment." + std::string(key);
-        return std::string(key);
+        out_.beginArray();
+        for (std::size_t i = 0; i < items.size(); ++i)
+            nested(place_, {key, i}, [&] { object(items[i]); });
+        out_.endArray();
+    }
+
+    void write(const VoiceTreatment& value, std::string_view key)
+    {
+        nested(place_, {key, std::nullopt}, [&] { object(value); });
     }
 
     json::Writer out_;
-    std::optional<std::size_t> segmentIndex_;
-    bool inTreatment_ = false;
+    Place place_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -171,166 +262,34 @@ public:
         if (in_.peekKind() != json::ValueKind::object)
             throw FormatFailure("El proyecto no es un objeto JSON.");
         PodcastProject p;
-        Required required;
-        std::string_view key;
-        in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "version") {
-                p.version = version(required.see(0, "version"));
-            } else if (key == "voiceFile") {
-                p.voiceFile = optionalText("voiceFile");
-            } else if (key == "musicFile") {
-                p.musicFile = optionalText("musicFile");
-            } else if (key == "segments") {
-                p.segments = segments(required.see(1, "segments"));
-            } else if (key == "recordingPending") {
-                p.recordingPending = boolean(required.see(2, "recordingPending"));
-            } else if (key == "voiceVolume") {
-                p.voiceVolume = number<float>(required.see(3, "voiceVolume"));
-            } else if (key == "musicVolume") {
-                p.musicVolume = number<float>(required.see(4, "musicVolume"));
-            } else if (key == "fadeIn") {
-                p.fadeIn = number<double>(required.see(5, "fadeIn"));
-            } else if (key == "fadeOut") {
-                p.fadeOut = number<double>(required.see(6, "fadeOut"));
-            } else if (key == "treatment") {
-                p.treatment = optionalTreatment();
-            } else if (key == "playhead") {
-                p.playhead = optionalNumber<double>("playhead");
-            } else if (key == "timelineZoom") {
-                p.timelineZoom = optionalNumber<double>("timelineZoom");
-            } else if (key == "pendingVoiceFile") {
-                p.pendingVoiceFile = optionalText("pendingVoiceFile");
-            } else if (key == "pendingStart") {
-                p.pendingStart = optionalNumber<double>("pendingStart");
-            } else if (key == "musicSourceStart") {
-                p.musicSourceStart = optionalNumber<double>("musicSourceStart");
-            } else if (key == "musicLength") {
-                p.musicLength = optionalNumber<double>("musicLength");
-            } else if (key == "musicOffset") {
-                p.musicOffset = optionalNumber<double>("musicOffset");
-            } else if (key == "fadeInStart") {
-                p.fadeInStart = optionalNumber<double>("fadeInStart");
-            } else if (key == "fadeInEnd") {
-                p.fadeInEnd = optionalNumber<double>("fadeInEnd");
-            } else if (key == "fadeOutStart") {
-                p.fadeOutStart = optionalNumber<double>("fadeOutStart");
-            } else if (key == "fadeOutEnd") {
-                p.fadeOutEnd = optionalNumber<double>("fadeOutEnd");
-            } else {
-                in_.skipValue(); // a newer writer's key
-            }
-        }
+        object(p);
         in_.finish();
-        required.check({"version", "segments", "recordingPending", "voiceVolume", "musicVolume",
-                        "fadeIn", "fadeOut"},
-                       *this);
         return p;
     }
 
 private:
-    // Which required keys of the current object were seen.
-    struct Required {
-        std::uint32_t seen = 0;
-        std::string_view see(int bit, std::string_view key)
-        {
-            seen |= 1u << bit;
-            return key;
-        }
-        void check(std::initializer_list<std::string_view> keys, const ProjectDecoder& decoder)
-        {
-            int bit = 0;
-            for (std::string_view key : keys) {
-                if (!(seen & (1u << bit)))
-                    throw FormatFailure("Falta la clave obligatoria \"" + decoder.path(key) +
-                                        "\".");
-                ++bit;
-            }
-        }
-    };
-
-    std::vector<Segment> segments(std::string_view key)
+    // Unknown keys (a newer writer's) are skipped; of a key given twice the last value counts.
+    template <class Owner> void object(Owner& owner)
     {
-        expect(json::ValueKind::array, key, "una lista");
-        std::vector<Segment> list;
-        in_.beginArray();
-        while (in_.nextElement()) {
-            segmentIndex_ = list.size();
-            list.push_back(segment());
-        }
-        segmentIndex_.reset();
-        return list;
-    }
-
-    Segment segment()
-    {
-        if (in_.peekKind() != json::ValueKind::object)
-            throw FormatFailure("El elemento \"segments[" + std::to_string(*segmentIndex_) +
-                                "]\" debe ser un objeto.");
-        // Copying a blank clip skips drawing a random identifier that the stored one replaces.
-        static const Segment blank;
-        Segment s = blank;
-        Required required;
-        std::string_view key;
+        const std::span<const Key<Owner>> keys = keysOf(owner);
+        std::uint64_t seen = 0;
+        std::string_view name;
         in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "id") {
-                s.id = uuid(required.see(0, "id"));
-            } else if (key == "start") {
-                s.start = number<double>(required.see(1, "start"));
-            } else if (key == "duration") {
-                s.duration = number<double>(required.see(2, "duration"));
-            } else if (key == "file") {
-                s.file = optionalText("file");
-            } else if (key == "timelineStart") {
-                s.timelineStart = optionalNumber<double>("timelineStart");
-            } else if (key == "gain") {
-                s.gain = optionalNumber<float>("gain");
-            } else {
+        while (in_.nextKey(name)) {
+            auto key = std::find_if(keys.begin(), keys.end(),
+                                    [name](const Key<Owner>& k) { return k.name == name; });
+            if (key == keys.end()) {
                 in_.skipValue();
+                continue;
             }
+            seen |= std::uint64_t{1} << (key - keys.begin());
+            std::visit([&](auto member) { read(owner.*member, key->name); }, key->member);
         }
-        required.check({"id", "start", "duration"}, *this);
-        return s;
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            if (keys[i].need == Need::required && !(seen & (std::uint64_t{1} << i)))
+                throw FormatFailure("Falta la clave obligatoria \"" + place_.path(keys[i].name) +
+                                    "\".");
     }
-
-    std::optional<VoiceTreatment> optionalTreatment()
-    {
-        if (takeNull())
-            return std::nullopt;
-        expect(json::ValueKind::object, "treatment", "un objeto");
-        inTreatment_ = true;
-        VoiceTreatment t;
-        Required required;
-        std::string_view key;
-        in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "enhance") {
-                t.enhance = boolean(required.see(0, "enhance"));
-            } else if (key == "reduceNoise") {
-                t.reduceNoise = boolean(required.see(1, "reduceNoise"));
-            } else if (key == "level") {
-                t.level = takeNull() ? std::nullopt : std::optional<bool>(boolean("level"));
-            } else if (key == "bass") {
-                t.bass = optionalNumber<double>("bass");
-            } else if (key == "mid") {
-                t.mid = optionalNumber<double>("mid");
-            } else if (key == "treble") {
-                t.treble = optionalNumber<double>("treble");
-            } else if (key == "eqBands") {
-                t.eqBands = optionalNumberList("eqBands");
-            } else if (key == "preset") {
-                t.preset = preset(required.see(2, "preset"));
-            } else {
-                in_.skipValue();
-            }
-        }
-        required.check({"enhance", "reduceNoise", "preset"}, *this);
-        inTreatment_ = false;
-        return t;
-    }
-
-    // Values --------------------------------------------------------------------------------
 
     bool takeNull()
     {
@@ -343,112 +302,185 @@ private:
     void expect(json::ValueKind kind, std::string_view key, std::string_view kindName)
     {
         if (in_.peekKind() != kind)
-            throw FormatFailure("La clave \"" + path(key) + "\" debe ser " + std::string(kindName) +
-                                ".");
+            throw FormatFailure("La clave \"" + place_.path(key) + "\" debe ser " +
+                                std::string(kindName) + ".");
+    }
+
+    template <class T> void read(std::optional<T>& value, std::string_view key)
+    {
+        if (takeNull()) {
+            value.reset();
+            return;
+        }
+        T present{};
+        read(present, key);
+        value = std::move(present);
+    }
+
+    void read(SharedText& value, std::string_view key)
+    {
+        std::optional<std::string> text;
+        read(text, key);
+        value = text ? SharedText(std::move(*text)) : SharedText();
     }
 
     // Any whole number names a version. One too large for this reader is none it can open (0),
     // so that opening refuses it as an unsupported version rather than as a damaged file.
-    int version(std::string_view key)
+    void read(int& version, std::string_view key)
     {
         expect(json::ValueKind::number, key, "un número entero");
         const std::string_view text = in_.readNumber();
-        if (const std::optional<long long> value = json::integerValue(text))
-            return *value < std::numeric_limits<int>::min() ||
-                           *value > std::numeric_limits<int>::max()
-                       ? 0
-                       : static_cast<int>(*value);
+        if (const std::optional<long long> value = json::integerValue(text)) {
+            version =
+                *value < std::numeric_limits<int>::min() || *value > std::numeric_limits<int>::max()
+                    ? 0
+                    : static_cast<int>(*value);
+            return;
+        }
         if (const std::optional<double> value = json::doubleValue(text);
-            value && std::isfinite(*value) && *value == std::trunc(*value))
-            return 0;
-        throw FormatFailure("La clave \"" + path(key) + "\" debe ser un número entero.");
+            value && std::isfinite(*value) && *value == std::trunc(*value)) {
+            version = 0;
+            return;
+        }
+        throw FormatFailure("La clave \"" + place_.path(key) + "\" debe ser un número entero.");
     }
 
-    template <class T> T number(std::string_view key)
+    template <class T>
+    requires std::is_floating_point_v<T>
+    void read(T& value, std::string_view key)
     {
         expect(json::ValueKind::number, key, "un número");
         std::string_view text = in_.readNumber();
-        std::optional<T> value;
+        std::optional<T> parsed;
         if constexpr (std::is_same_v<T, float>)
-            value = json::floatValue(text);
+            parsed = json::floatValue(text);
         else
-            value = json::doubleValue(text);
-        if (!value)
-            throw FormatFailure(numberOutOfRange(path(key), text).description);
-        return *value;
+            parsed = json::doubleValue(text);
+        if (!parsed)
+            throw FormatFailure(numberOutOfRange(place_.path(key), text).description);
+        value = *parsed;
     }
 
-    template <class T> std::optional<T> optionalNumber(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        return number<T>(key);
-    }
-
-    std::optional<std::vector<double>> optionalNumberList(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        expect(json::ValueKind::array, key, "una lista de números");
-        std::vector<double> list;
-        in_.beginArray();
-        while (in_.nextElement())
-            list.push_back(number<double>(key));
-        return list;
-    }
-
-    bool boolean(std::string_view key)
+    void read(bool& value, std::string_view key)
     {
         expect(json::ValueKind::boolean, key, "true o false");
-        return in_.readBoolean();
+        value = in_.readBoolean();
     }
 
-    std::string text(std::string_view key)
+    void read(std::string& value, std::string_view key)
     {
         expect(json::ValueKind::string, key, "un texto");
-        return std::string(in_.readString());
+        value = in_.readString();
     }
 
-    std::optional<std::string> optionalText(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        return text(key);
-    }
-
-    Uuid uuid(std::string_view key)
+    void read(Uuid& value, std::string_view key)
     {
         expect(json::ValueKind::string, key, "un texto");
-        std::string_view value = in_.readString();
-        std::optional<Uuid> id = Uuid::parse(value);
+        std::optional<Uuid> id = Uuid::parse(in_.readString());
         if (!id)
-            throw FormatFailure("La clave \"" + path(key) + "\" no es un UUID válido.");
-        return *id;
+            throw FormatFailure("La clave \"" + place_.path(key) + "\" no es un UUID válido.");
+        value = *id;
     }
 
-    Preset preset(std::string_view key)
+    void read(Preset& value, std::string_view key)
     {
         expect(json::ValueKind::string, key, "un texto");
-        std::string_view value = in_.readString();
-        std::optional<Preset> preset = presetFromText(value);
+        std::string_view text = in_.readString();
+        std::optional<Preset> preset = presetFromText(text);
         if (!preset)
-            throw FormatFailure("La clave \"" + path(key) + "\" tiene un valor desconocido: \"" +
-                                std::string(value.substr(0, 60)) + "\".");
-        return *preset;
+            throw FormatFailure("La clave \"" + place_.path(key) +
+                                "\" tiene un valor desconocido: \"" +
+                                std::string(text.substr(0, 60)) + "\".");
+        value = *preset;
     }
 
-    std::string path(std::string_view key) const
+    void read(std::vector<double>& values, std::string_view key)
     {
-        if (segmentIndex_)
-            return "segments[" + std::to_string(*segmentIndex_) + "]." + std::string(key);
-        if (inTreatment_)
-            return "treatment." + std::string(key);
-        return std::string(key);
+        expect(json::ValueKind::array, key, "una lista de números");
+        in_.beginArray();
+        while (in_.nextElement())
+            read(values.emplace_back(), key);
+    }
+
+    void read(std::vector<Segment>& items, std::string_view key)
+    {
+        expect(json::ValueKind::array, key, "una lista");
+        // Copying a blank clip skips drawing a random identifier that the stored one replaces.
+        static const Segment blank;
+        in_.beginArray();
+        while (in_.nextElement()) {
+            const Place item{key, items.size()};
+            if (in_.peekKind() != json::ValueKind::object)
+                throw FormatFailure("El elemento \"" + std::string(key) + "[" +
+                                    std::to_string(*item.index) + "]\" debe ser un objeto.");
+            Segment& segment = items.emplace_back(blank);
+            nested(place_, item, [&] { object(segment); });
+        }
+    }
+
+    void read(VoiceTreatment& value, std::string_view key)
+    {
+        expect(json::ValueKind::object, key, "un objeto");
+        nested(place_, {key, std::nullopt}, [&] { object(value); });
     }
 
     json::Reader in_;
-    std::optional<std::size_t> segmentIndex_;
-    bool inTreatment_ = false;
+    Place place_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Checking before opening
+
+// Finds the first number of the document outside its key's bound, as the error that names it.
+class LimitCheck {
+public:
+    template <class Owner> void object(const Owner& owner)
+    {
+        for (const Key<Owner>& key : keysOf(owner))
+            std::visit([&](auto member) { check(owner.*member, key.name, limitOf(key.bound)); },
+                       key.member);
+    }
+
+    std::optional<Error> found;
+
+private:
+    template <class T> void check(const T&, std::string_view, double) {} // no number inside
+
+    template <class T>
+    requires std::is_floating_point_v<T>
+    void check(const T& value, std::string_view key, double limit)
+    {
+        if (found || std::abs(value) <= limit)
+            return;
+        char text[32];
+        const auto written = std::to_chars(text, text + sizeof text, value); // float as float
+        found = numberOutOfRange(place_.path(key), std::string_view(text, written.ptr - text));
+    }
+
+    template <class T> void check(const std::optional<T>& value, std::string_view key, double limit)
+    {
+        if (value)
+            check(*value, key, limit);
+    }
+
+    void check(const std::vector<double>& values, std::string_view key, double limit)
+    {
+        for (double value : values)
+            check(value, key, limit);
+    }
+
+    void check(const std::vector<Segment>& items, std::string_view key, double)
+    {
+        for (std::size_t i = 0; i < items.size(); ++i)
+            nested(place_, {key, i}, [&] { object(items[i]); });
+    }
+
+    void check(const VoiceTreatment& value, std::string_view key, double)
+    {
+        nested(place_, {key, std::nullopt}, [&] { object(value); });
+    }
+
+    Place place_;
 };
 
 } // namespace
@@ -458,7 +490,7 @@ Result<std::string> encode(const PodcastProject& project)
     std::string text;
     text.reserve(256 + project.segments.size() * 200);
     try {
-        ProjectEncoder(text).write(project);
+        ProjectEncoder(text).object(project);
     } catch (const FormatFailure& failure) {
         return formatError(failure.what());
     }
@@ -497,68 +529,6 @@ bool isInsideProject(std::string_view path)
     return true;
 }
 
-// A programme is never a day long: a time beyond that is damage, and the arithmetic done with
-// it later (1e308 plus anything) stops being finite.
-constexpr double maximumTime = 24 * 60 * 60;
-// A volume or clip gain of 16 is already +24 dB; equaliser gains in dB are held to the same.
-constexpr double maximumVolume = 16;
-const double maximumDecibels = 20 * std::log10(maximumVolume);
-
-// Finds the first number of the document outside its limits, as the error that names it.
-class LimitCheck {
-public:
-    template <class T>
-    void operator()(const std::string& path, const std::optional<T>& value, double limit)
-    {
-        if (found || !value || std::abs(*value) <= limit)
-            return;
-        char text[32];
-        const auto written = std::to_chars(text, text + sizeof text, *value); // float as float
-        found = numberOutOfRange(path, std::string_view(text, written.ptr - text));
-    }
-    template <class T> void operator()(const std::string& path, T value, double limit)
-    {
-        (*this)(path, std::optional<T>(value), limit);
-    }
-
-    std::optional<Error> found;
-};
-
-std::optional<Error> numberOutOfLimits(const PodcastProject& p)
-{
-    LimitCheck check;
-    check("voiceVolume", p.voiceVolume, maximumVolume);
-    check("musicVolume", p.musicVolume, maximumVolume);
-    for (const auto& [key, time] : {std::pair{"fadeIn", std::optional(p.fadeIn)},
-                                    {"fadeOut", p.fadeOut},
-                                    {"playhead", p.playhead},
-                                    {"pendingStart", p.pendingStart},
-                                    {"musicSourceStart", p.musicSourceStart},
-                                    {"musicLength", p.musicLength},
-                                    {"musicOffset", p.musicOffset},
-                                    {"fadeInStart", p.fadeInStart},
-                                    {"fadeInEnd", p.fadeInEnd},
-                                    {"fadeOutStart", p.fadeOutStart},
-                                    {"fadeOutEnd", p.fadeOutEnd}})
-        check(key, time, maximumTime);
-    for (std::size_t i = 0; i < p.segments.size(); ++i) {
-        const Segment& s = p.segments[i];
-        const std::string at = "segments[" + std::to_string(i) + "].";
-        check(at + "start", s.start, maximumTime);
-        check(at + "duration", s.duration, maximumTime);
-        check(at + "timelineStart", s.timelineStart, maximumTime);
-        check(at + "gain", s.gain, maximumVolume);
-    }
-    if (const auto& t = p.treatment) {
-        check("treatment.bass", t->bass, maximumDecibels);
-        check("treatment.mid", t->mid, maximumDecibels);
-        check("treatment.treble", t->treble, maximumDecibels);
-        for (double gain : t->eqBands.value_or(std::vector<double>{}))
-            check("treatment.eqBands", gain, maximumDecibels);
-    }
-    return check.found;
-}
-
 } // namespace
 
 Result<void> validateForOpen(const PodcastProject& project)
@@ -571,8 +541,10 @@ Result<void> validateForOpen(const PodcastProject& project)
             return invalidPath;
     if (project.musicFile && !isInsideProject(*project.musicFile))
         return invalidPath;
-    if (std::optional<Error> outOfLimits = numberOutOfLimits(project))
-        return *outOfLimits;
+    LimitCheck limits;
+    limits.object(project);
+    if (limits.found)
+        return *limits.found;
     return {};
 }
 
