@@ -45,27 +45,34 @@ constexpr double maximumTime = 24 * 60 * 60;
 constexpr double maximumVolume = 16;
 const double maximumDecibels = 20 * std::log10(maximumVolume);
 
+// A required key must be present. An optional one may be absent or null; when its value is a
+// list, an empty one is left out and null reads as empty.
 enum class Need { optional, required };
-// The largest magnitude a number of the key may have for the document to open.
+// What the numbers of a key must lie within for the document to open.
 enum class Bound { none, time, volume, decibels };
 
-double limitOf(Bound bound)
+struct Range {
+    double low;
+    double high;
+};
+
+Range rangeOf(Bound bound)
 {
     switch (bound) {
     case Bound::time:
-        return maximumTime;
+        return {-maximumTime, maximumTime};
     case Bound::volume:
-        return maximumVolume;
+        return {-maximumVolume, maximumVolume};
     case Bound::decibels:
-        return maximumDecibels;
+        return {-maximumDecibels, maximumDecibels};
     case Bound::none:
         break;
     }
-    return std::numeric_limits<double>::infinity();
+    return {-std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
 }
 
-// Every type a key holds. A key of a new type adds the type here and its read, write and (for a
-// number or an object) limit check below.
+// Every type a key holds. A key of a new type adds the type here and, unless it is an object with
+// a table of its own or a list of such objects, its read and write below.
 template <class Owner>
 using Member =
     std::variant<int Owner::*, bool Owner::*, float Owner::*, double Owner::*, Uuid Owner::*,
@@ -147,6 +154,13 @@ std::span<const Key<VoiceTreatment>> keysOf(const VoiceTreatment&)
     return treatmentKeys;
 }
 
+// An object of the document: one whose keys have a table.
+template <class T>
+concept Described = requires(const T& object)
+{
+    keysOf(object);
+};
+
 // Which object a key belongs to, for the messages: "fadeIn", "segments[2].id",
 // "treatment.preset". Built only when a message needs it.
 struct Place {
@@ -184,25 +198,38 @@ public:
     {
         out_.beginObject();
         for (const Key<Owner>& key : keysOf(owner))
-            std::visit([&](auto member) { writeKey(owner.*member, key.name); }, key.member);
+            std::visit([&](auto member) { writeKey(owner.*member, key.name, key.need); },
+                       key.member);
         out_.endObject();
     }
 
 private:
-    template <class T> void writeKey(const T& value, std::string_view key)
+    // A key is left out when its optional value is absent or its optional list empty.
+    template <class T> void writeKey(const T& value, std::string_view key, Need)
     {
         out_.key(key);
         write(value, key);
     }
-    template <class T> void writeKey(const std::optional<T>& value, std::string_view key)
+    template <class T> void writeKey(const std::optional<T>& value, std::string_view key, Need)
     {
-        if (value)
-            writeKey(*value, key);
+        if (value) {
+            out_.key(key);
+            write(*value, key);
+        }
     }
-    void writeKey(const SharedText& value, std::string_view key)
+    void writeKey(const SharedText& value, std::string_view key, Need)
     {
-        if (value)
-            writeKey(*value, key);
+        if (value) {
+            out_.key(key);
+            write(*value, key);
+        }
+    }
+    template <class T> void writeKey(const std::vector<T>& values, std::string_view key, Need need)
+    {
+        if (need == Need::required || !values.empty()) {
+            out_.key(key);
+            write(values, key);
+        }
     }
 
     void write(int value, std::string_view) { out_.integer(value); }
@@ -233,7 +260,7 @@ private:
         out_.endArray();
     }
 
-    void write(const std::vector<Segment>& items, std::string_view key)
+    template <Described Item> void write(const std::vector<Item>& items, std::string_view key)
     {
         out_.beginArray();
         for (std::size_t i = 0; i < items.size(); ++i)
@@ -241,7 +268,7 @@ private:
         out_.endArray();
     }
 
-    void write(const VoiceTreatment& value, std::string_view key)
+    template <Described Object> void write(const Object& value, std::string_view key)
     {
         nested(place_, {key, std::nullopt}, [&] { object(value); });
     }
@@ -283,7 +310,8 @@ private:
                 continue;
             }
             seen |= std::uint64_t{1} << (key - keys.begin());
-            std::visit([&](auto member) { read(owner.*member, key->name); }, key->member);
+            std::visit([&](auto member) { readKey(owner.*member, key->name, key->need); },
+                       key->member);
         }
         for (std::size_t i = 0; i < keys.size(); ++i)
             if (keys[i].need == Need::required && !(seen & (std::uint64_t{1} << i)))
@@ -304,6 +332,14 @@ private:
         if (in_.peekKind() != kind)
             throw FormatFailure("La clave \"" + place_.path(key) + "\" debe ser " +
                                 std::string(kindName) + ".");
+    }
+
+    template <class T> void readKey(T& value, std::string_view key, Need) { read(value, key); }
+    template <class T> void readKey(std::vector<T>& values, std::string_view key, Need need)
+    {
+        values.clear(); // of a key given twice the last value counts
+        if (need == Need::required || !takeNull())
+            read(values, key);
     }
 
     template <class T> void read(std::optional<T>& value, std::string_view key)
@@ -402,23 +438,23 @@ private:
             read(values.emplace_back(), key);
     }
 
-    void read(std::vector<Segment>& items, std::string_view key)
+    template <Described Item> void read(std::vector<Item>& items, std::string_view key)
     {
         expect(json::ValueKind::array, key, "una lista");
-        // Copying a blank clip skips drawing a random identifier that the stored one replaces.
-        static const Segment blank;
+        // Copying a blank item skips drawing a random identifier that the stored one replaces.
+        static const Item blank{};
         in_.beginArray();
         while (in_.nextElement()) {
-            const Place item{key, items.size()};
+            const Place place{key, items.size()};
             if (in_.peekKind() != json::ValueKind::object)
                 throw FormatFailure("El elemento \"" + std::string(key) + "[" +
-                                    std::to_string(*item.index) + "]\" debe ser un objeto.");
-            Segment& segment = items.emplace_back(blank);
-            nested(place_, item, [&] { object(segment); });
+                                    std::to_string(*place.index) + "]\" debe ser un objeto.");
+            Item& item = items.emplace_back(blank);
+            nested(place_, place, [&] { object(item); });
         }
     }
 
-    void read(VoiceTreatment& value, std::string_view key)
+    template <Described Object> void read(Object& value, std::string_view key)
     {
         expect(json::ValueKind::object, key, "un objeto");
         nested(place_, {key, std::nullopt}, [&] { object(value); });
@@ -437,45 +473,46 @@ public:
     template <class Owner> void object(const Owner& owner)
     {
         for (const Key<Owner>& key : keysOf(owner))
-            std::visit([&](auto member) { check(owner.*member, key.name, limitOf(key.bound)); },
+            std::visit([&](auto member) { check(owner.*member, key.name, rangeOf(key.bound)); },
                        key.member);
     }
 
     std::optional<Error> found;
 
 private:
-    template <class T> void check(const T&, std::string_view, double) {} // no number inside
+    template <class T> void check(const T&, std::string_view, Range) {} // no number inside
 
     template <class T>
     requires std::is_floating_point_v<T>
-    void check(const T& value, std::string_view key, double limit)
+    void check(const T& value, std::string_view key, Range range)
     {
-        if (found || std::abs(value) <= limit)
+        if (found || (range.low <= value && value <= range.high))
             return;
         char text[32];
         const auto written = std::to_chars(text, text + sizeof text, value); // float as float
         found = numberOutOfRange(place_.path(key), std::string_view(text, written.ptr - text));
     }
 
-    template <class T> void check(const std::optional<T>& value, std::string_view key, double limit)
+    template <class T> void check(const std::optional<T>& value, std::string_view key, Range range)
     {
         if (value)
-            check(*value, key, limit);
+            check(*value, key, range);
     }
 
-    void check(const std::vector<double>& values, std::string_view key, double limit)
+    void check(const std::vector<double>& values, std::string_view key, Range range)
     {
         for (double value : values)
-            check(value, key, limit);
+            check(value, key, range);
     }
 
-    void check(const std::vector<Segment>& items, std::string_view key, double)
+    template <Described Item>
+    void check(const std::vector<Item>& items, std::string_view key, Range)
     {
         for (std::size_t i = 0; i < items.size(); ++i)
             nested(place_, {key, i}, [&] { object(items[i]); });
     }
 
-    void check(const VoiceTreatment& value, std::string_view key, double)
+    template <Described Object> void check(const Object& value, std::string_view key, Range)
     {
         nested(place_, {key, std::nullopt}, [&] { object(value); });
     }

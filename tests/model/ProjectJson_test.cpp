@@ -68,9 +68,8 @@ PodcastProject fullProject()
     return p;
 }
 
-std::string withMember(const std::string& member)
+std::string withMember(const std::string& member, std::string text = newProjectText)
 {
-    std::string text = newProjectText;
     text.insert(text.size() - 1, "," + member);
     return text;
 }
@@ -83,10 +82,10 @@ std::string withSegment(const std::string& segment)
     return text;
 }
 
-// The new project's text with one top-level value replaced.
-std::string replaced(const std::string& key, const std::string& value)
+// The text with one top-level value replaced.
+std::string replaced(const std::string& key, const std::string& value,
+                     std::string text = newProjectText)
 {
-    std::string text = newProjectText;
     std::size_t at = text.find("\"" + key + "\":") + key.size() + 3;
     return text.replace(at, text.find_first_of(",}", at) - at, value);
 }
@@ -228,7 +227,10 @@ TEST(ProjectJson, readingAcceptsWhatAnyJsonWriterMayProduce)
         {withMember(R"("treatment":{"enhance":true,"reduceNoise":false,"level":null,)"
                     R"("eqBands":null,"bass":null,"preset":"Radio masculina","more":1})"),
          withMember(R"("treatment":)" + treatmentText)},
-        {withMember(R"("fadeIn":7,"segments":[])"), replaced("fadeIn", "7")},
+        // Of a key given twice the last value counts.
+        {withMember(R"("fadeIn":7,"segments":[)" + segmentText + "]"),
+         replaced("fadeIn", "7", withSegment(segmentText))},
+        {withMember(R"("segments":[])", withSegment(segmentText)), newProjectText},
         {replaced("version", "1.0"), newProjectText},
         {replaced("fadeIn", "1e-400"), replaced("fadeIn", "0")}, // too small reads as zero
     };
