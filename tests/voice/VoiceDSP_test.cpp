@@ -1,5 +1,6 @@
 #include "voice/VoiceDSP.hpp"
 
+#include "support/Treatments.hpp"
 #include "voice/ToneResponse.hpp"
 #include "voice/TreatmentValues.hpp"
 
@@ -15,17 +16,6 @@ namespace {
 
 constexpr std::array<Preset, 4> allPresets = {Preset::podcast, Preset::radio, Preset::femalePodcast,
                                               Preset::femaleRadio};
-
-VoiceTreatment heaviest(Preset preset = Preset::radio)
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{4, -3, 2.5, -1, 1.5, -2, 3, -4, 5, -6};
-    treatment.preset = preset;
-    return treatment;
-}
 
 // Speech-like test material: noise and tones under an envelope that moves between silence,
 // quiet passages, normal speech and overloads, so every detector branch is crossed.
@@ -127,8 +117,8 @@ TEST(VoiceDSP, channelsShareOnlyTheDetectors)
             auto changed = input;
             for (std::size_t i = 1; i < changed.size(); i += channels)
                 changed[i] *= -0.5f;
-            const auto before = processed(heaviest(), input, channels, rate, planar);
-            const auto after = processed(heaviest(), changed, channels, rate, planar);
+            const auto before = processed(test::fullTreatment(), input, channels, rate, planar);
+            const auto after = processed(test::fullTreatment(), changed, channels, rate, planar);
             bool othersSame = true, changedDiffers = false;
             for (std::size_t i = 0; i < before.size(); ++i) {
                 if (i % channels == 1)
@@ -139,7 +129,7 @@ TEST(VoiceDSP, channelsShareOnlyTheDetectors)
             EXPECT_TRUE(othersSame) << channels << " channels, planar " << planar;
             EXPECT_TRUE(changedDiffers);
             if (!planar) {
-                EXPECT_EQ(before, processed(heaviest(), input, channels, rate, true));
+                EXPECT_EQ(before, processed(test::fullTreatment(), input, channels, rate, true));
             }
         }
     }
@@ -155,7 +145,7 @@ TEST(VoiceDSP, anySplitIntoCallsGivesTheSameSamplesAsOneCall)
                 SCOPED_TRACE(testing::Message() << rate << " Hz, " << channels << " ch, "
                                                 << (planar ? "planar" : "interleaved"));
                 VoiceTreatment treatment =
-                    heaviest(rate > 45000 ? Preset::podcast : Preset::femaleRadio);
+                    test::fullTreatment(rate > 45000 ? Preset::podcast : Preset::femaleRadio);
                 auto input = speechLike(int(rate), channels, rate, ++seed);
                 auto whole = processed(treatment, input, channels, rate, planar);
 
@@ -354,7 +344,7 @@ TEST(VoiceDSP, disabledUnsupportedOrUnpreparedProcessingLeavesSamplesBitIdentica
         for (bool planar : {false, true})
             EXPECT_EQ(processed(treatment, input, 2, 48000.0, planar), input);
 
-    VoiceDSP unsupported(heaviest()), unprepared(heaviest());
+    VoiceDSP unsupported(test::fullTreatment()), unprepared(test::fullTreatment());
     unsupported.prepare(48000.0, 2);
     unsupported.setSupported(false);
     auto samples = input;
@@ -371,7 +361,7 @@ TEST(VoiceDSP, disabledUnsupportedOrUnpreparedProcessingLeavesSamplesBitIdentica
 TEST(VoiceDSP, prepareStartsAfresh)
 {
     auto input = speechLike(30000, 2, 48000.0, 21);
-    VoiceDSP reused(heaviest(Preset::femaleRadio));
+    VoiceDSP reused(test::fullTreatment(Preset::femaleRadio));
     reused.prepare(44100.0, 1);
     auto first = input;
     AudioBufferList list = AudioBufferList::interleaved(first.data(), 1);
@@ -380,7 +370,7 @@ TEST(VoiceDSP, prepareStartsAfresh)
     auto again = input;
     list = AudioBufferList::interleaved(again.data(), 2);
     reused.process(list, 30000);
-    EXPECT_EQ(again, processed(heaviest(Preset::femaleRadio), input, 2, 48000.0));
+    EXPECT_EQ(again, processed(test::fullTreatment(Preset::femaleRadio), input, 2, 48000.0));
 }
 
 double sectionGainDb(Biquad section, double frequency, double rate, double seconds = 4.0)

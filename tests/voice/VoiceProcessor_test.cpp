@@ -2,6 +2,7 @@
 
 #include "audio/AudioFileReader.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/Treatments.hpp"
 #include "voice/VoiceDSP.hpp"
 
 #include <gtest/gtest.h>
@@ -23,17 +24,6 @@ VoiceTreatment enhanced()
 {
     VoiceTreatment treatment;
     treatment.enhance = true;
-    return treatment;
-}
-
-VoiceTreatment heaviest()
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::radio;
     return treatment;
 }
 
@@ -123,16 +113,18 @@ TEST(VoiceProcessor, preparedRenderIsTheTreatedSourceAndASecondPrepareReusesIt)
     fs::create_directories(project / "Media");
     makeVoice(project / "Media/voice-1.wav", 44100, 2, 2.5);
 
-    auto prepared = VoiceProcessor::prepare("Media/voice-1.wav", project.path(), heaviest());
+    auto prepared =
+        VoiceProcessor::prepare("Media/voice-1.wav", project.path(), test::fullTreatment());
     ASSERT_TRUE(prepared.ok()) << prepared.error().description;
-    EXPECT_EQ(prepared.value(), ".Render/" + VoiceProcessor::cacheName("voice-1.wav", heaviest()));
+    EXPECT_EQ(prepared.value(),
+              ".Render/" + VoiceProcessor::cacheName("voice-1.wav", test::fullTreatment()));
     const fs::path rendered = project.path() / prepared.value();
     ASSERT_TRUE(fs::is_regular_file(rendered));
     EXPECT_EQ(filesIn(project / ".Render"), std::vector<fs::path>{rendered}) << "no temporary left";
 
     // The render is the source through the treatment, float at the source's rate and layout.
     std::vector<float> source = testfiles::decodeWithFfmpeg(project / "Media/voice-1.wav");
-    VoiceDSP dsp(heaviest());
+    VoiceDSP dsp(test::fullTreatment());
     dsp.prepare(44100, 2);
     AudioBufferList list = AudioBufferList::interleaved(source.data(), 2);
     dsp.process(list, static_cast<int>(source.size() / 2));
@@ -146,8 +138,9 @@ TEST(VoiceProcessor, preparedRenderIsTheTreatedSourceAndASecondPrepareReusesIt)
     struct stat before {
     }, after{};
     ASSERT_EQ(::stat(rendered.c_str(), &before), 0);
-    EXPECT_EQ(VoiceProcessor::prepare("Media/voice-1.wav", project.path(), heaviest()).value(),
-              prepared.value());
+    EXPECT_EQ(
+        VoiceProcessor::prepare("Media/voice-1.wav", project.path(), test::fullTreatment()).value(),
+        prepared.value());
     ASSERT_EQ(::stat(rendered.c_str(), &after), 0);
     EXPECT_EQ(std::tie(after.st_ino, after.st_mtim.tv_sec, after.st_mtim.tv_nsec),
               std::tie(before.st_ino, before.st_mtim.tv_sec, before.st_mtim.tv_nsec));
@@ -243,12 +236,14 @@ TEST(VoiceProcessor, renderKilledMidwayLeavesNoCacheFileAndTheNextPrepareRenders
     testfiles::TempDir project;
     fs::create_directories(project / "Media");
     makeVoice(project / "Media/voice-long.wav", 48000, 2, 90.0);
-    const std::string cache = ".Render/" + VoiceProcessor::cacheName("voice-long.wav", heaviest());
+    const std::string cache =
+        ".Render/" + VoiceProcessor::cacheName("voice-long.wav", test::fullTreatment());
 
     pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        auto result = VoiceProcessor::prepare("Media/voice-long.wav", project.path(), heaviest());
+        auto result =
+            VoiceProcessor::prepare("Media/voice-long.wav", project.path(), test::fullTreatment());
         ::_exit(result.ok() ? 0 : 1);
     }
     ASSERT_TRUE(waitForTemporaryRender(project / ".Render", 1 << 20, child));
@@ -258,7 +253,8 @@ TEST(VoiceProcessor, renderKilledMidwayLeavesNoCacheFileAndTheNextPrepareRenders
     ASSERT_TRUE(WIFSIGNALED(status));
 
     EXPECT_FALSE(fs::exists(project.path() / cache));
-    auto prepared = VoiceProcessor::prepare("Media/voice-long.wav", project.path(), heaviest());
+    auto prepared =
+        VoiceProcessor::prepare("Media/voice-long.wav", project.path(), test::fullTreatment());
     ASSERT_TRUE(prepared.ok()) << prepared.error().description;
     EXPECT_EQ(prepared.value(), cache);
     auto reader = AudioFileReader::openWithFfmpeg(project.path() / cache);
@@ -271,11 +267,13 @@ TEST(VoiceProcessor, sourceCutShortWhileRenderingFailsAndLeavesNoCacheFile)
     testfiles::TempDir project;
     fs::create_directories(project / "Media");
     makeVoice(project / "Media/voice-cut.wav", 48000, 2, 60.0);
-    const std::string cache = ".Render/" + VoiceProcessor::cacheName("voice-cut.wav", heaviest());
+    const std::string cache =
+        ".Render/" + VoiceProcessor::cacheName("voice-cut.wav", test::fullTreatment());
 
     Result<std::string> result = Error{};
     std::thread render([&] {
-        result = VoiceProcessor::prepare("Media/voice-cut.wav", project.path(), heaviest());
+        result =
+            VoiceProcessor::prepare("Media/voice-cut.wav", project.path(), test::fullTreatment());
     });
     waitForTemporaryRender(project / ".Render", 1 << 20);
     // Keep only the first second of the source (removing the file would not stop a reader that
