@@ -4,6 +4,7 @@
 
 #include "audio/AudioFileReader.hpp"
 #include "audio/CafWriter.hpp"
+#include "support/Signals.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -15,16 +16,9 @@
 
 namespace tw::mixtest {
 
-// Noise that differs in each channel and from seed to seed, so a misplaced range shows.
-inline std::vector<float> noise(int channels, std::int64_t frames, unsigned seed)
-{
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
-    std::vector<float> samples(static_cast<std::size_t>(frames * channels));
-    for (float& s : samples)
-        s = uniform(random);
-    return samples;
-}
+using signals::noise;
+using signals::peak;
+using signals::sampleAt;
 
 inline void writeCaf(const std::filesystem::path& file, const std::vector<float>& interleaved,
                      double rate, int channels)
@@ -55,20 +49,6 @@ inline std::vector<float> readAll(const std::filesystem::path& file)
     }
     samples.resize(done);
     return samples;
-}
-
-inline float sampleAt(const std::vector<float>& stereo, std::int64_t frame, int channel)
-{
-    return stereo[static_cast<std::size_t>(frame * 2 + channel)];
-}
-
-// The largest absolute sample of frames [from, to) of interleaved stereo.
-inline float peak(const std::vector<float>& stereo, std::int64_t from, std::int64_t to)
-{
-    float p = 0;
-    for (std::int64_t i = from * 2; i < to * 2; ++i)
-        p = std::max(p, std::fabs(stereo[static_cast<std::size_t>(i)]));
-    return p;
 }
 
 inline std::int64_t frameOf(double seconds)
