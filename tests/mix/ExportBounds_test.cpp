@@ -1,5 +1,7 @@
 #include "mix/ExportBounds.hpp"
 
+#include "model/TestClips.hpp"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -48,108 +50,100 @@ void music(PodcastProject& p, double offset, std::optional<double> fadeInEnd = s
     p.fadeInEnd = fadeInEnd;
 }
 
+const Segment a04 = clip("Media/voice-A.caf", 0, 4, 0);
+const std::vector<Segment> twoClips = {clip("Media/voice-A.caf", 2, 3, 1),
+                                       clip("Media/voice-A.caf", 0, 1, 6)};
+const std::vector<Segment> loudThenQuiet = {clip("Media/loud.caf", 0, 2, 0),
+                                            clip("Media/quiet.caf", 0, 3, 4, 1.5f)};
+
 // What the export keeps: the audible part with a margin of 0.04 s each side, never before the
 // first audible clip or music, never after the programme.
 TEST(ExportBoundsTest, theRangeIsTheAudiblePartWithAMarginWithinTheProgramme)
 {
+    using Set = std::function<void(PodcastProject&)>;
     const struct {
         const char* what;
-        std::function<void(PodcastProject&)> set;
+        std::vector<Segment> clips;
         Voices voices;
-        Peaks music;
-        double musicDuration;
-        Range expected;
+        Set set;
+        Peaks music = {};
+        double musicDuration = 0;
+        Range expected = {};
     } cases[] = {
-        {"the only clip muted",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 0, 4, 0, 0.0f)}; },
+        {"the only clip muted", {clip("Media/voice-A.caf", 0, 4, 0, 0.0f)}, fourSeconds, {}},
+        {"the same clip heard",
+         {clip("Media/voice-A.caf", 0, 4, 0, 1.0f)},
          fourSeconds,
          {},
-         0,
-         {}},
-        {"the same clip heard",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 0, 4, 0, 1.0f)}; },
-         fourSeconds,
          {},
          0,
          TimeRange{0, 4}},
-        {"the voice volume at 0",
-         [](PodcastProject& p) {
-             p.segments = {clip("Media/voice-A.caf", 0, 4, 0)};
-             p.voiceVolume = 0;
-         },
-         fourSeconds,
-         {},
-         0,
-         {}},
-        {"no peaks for the clip's file",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-B.caf", 0, 4, 0)}; },
-         fourSeconds,
-         {},
-         0,
-         {}},
-        {"a clip cut from beyond its peaks",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 5, 2, 0)}; },
-         fourSeconds,
-         {},
-         0,
-         {}},
+        {"the voice volume at 0", {a04}, fourSeconds, [](PodcastProject& p) { p.voiceVolume = 0; }},
+        {"no peaks for the clip's file", {clip("Media/voice-B.caf", 0, 4, 0)}, fourSeconds, {}},
+        {"a clip cut from beyond its peaks", {clip("Media/voice-A.caf", 5, 2, 0)}, fourSeconds, {}},
         {"leading silence cut to a margin",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 1, 6, 5)}; },
+         {clip("Media/voice-A.caf", 1, 6, 5)},
          lateSound,
+         {},
          {},
          0,
          TimeRange{7 - 0.04, 11}},
         {"the margin stops at the clip's start",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 0, 4, 5)}; },
+         {clip("Media/voice-A.caf", 0, 4, 5)},
          {{"Media/voice-A.caf", peaks({{0.02, 0.0f}, {4, 0.5f}})}},
+         {},
          {},
          0,
          TimeRange{5, 9}},
         {"sound only in the partial fiftieth at the clip's end",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 0, 1.01, 0)}; },
+         {clip("Media/voice-A.caf", 0, 1.01, 0)},
          {{"Media/voice-A.caf", peaks({{1, 0.0f}, {0.02, 0.5f}})}},
+         {},
          {},
          0,
          TimeRange{0.96, 1.01}},
         {"trailing silence cut to a margin",
-         [](PodcastProject& p) { p.segments = {clip("Media/voice-A.caf", 0, 6, 1)}; },
+         {clip("Media/voice-A.caf", 0, 6, 1)},
          {{"Media/voice-A.caf", peaks({{3, 0.5f}, {3, 0.0f}})}},
+         {},
          {},
          0,
          TimeRange{1, 4.04}},
         {"1.5 x 5e-7 is still below the audible level",
-         [](PodcastProject& p) {
-             p.segments = {clip("Media/loud.caf", 0, 2, 0), clip("Media/quiet.caf", 0, 3, 4, 1.5f)};
-         },
+         loudThenQuiet,
          loudAndQuiet,
+         {},
          {},
          0,
          TimeRange{0, 2.04}},
         {"a gain of 3 lifts it above",
-         [](PodcastProject& p) {
-             p.segments = {clip("Media/loud.caf", 0, 2, 0), clip("Media/quiet.caf", 0, 3, 4, 3.0f)};
-         },
+         loudThenQuiet,
          loudAndQuiet,
+         [](PodcastProject& p) { p.segments[1].gain = 3.0f; },
          {},
          0,
          TimeRange{0, 7}},
         {"the voice volume counts in the product",
+         loudThenQuiet,
+         loudAndQuiet,
          [](PodcastProject& p) {
-             p.segments = {clip("Media/loud.caf", 0, 2, 0), clip("Media/quiet.caf", 0, 3, 4, 3.0f)};
+             p.segments[1].gain = 3.0f;
              p.voiceVolume = 0.25f;
          },
-         loudAndQuiet,
          {},
          0,
          TimeRange{0, 2.04}},
         {"a fade-in from the music's start begins the export at its offset; the default fade-out "
          "ends with the music",
-         [](PodcastProject& p) {
-             music(p, 3, 5);
-             p.segments = {clip("Media/voice-A.caf", 0, 4, 10)};
-         },
-         fourSeconds, peaks({{20, 0.5f}}), 20, TimeRange{3, 23}},
+         {clip("Media/voice-A.caf", 0, 4, 10)},
+         fourSeconds,
+         [](PodcastProject& p) { music(p, 3, 5); },
+         peaks({{20, 0.5f}}),
+         20,
+         TimeRange{3, 23}},
         {"music silenced by its fades",
+         {},
+         {},
          [](PodcastProject& p) {
              music(p, 2);
              p.musicLength = 10;
@@ -158,68 +152,59 @@ TEST(ExportBoundsTest, theRangeIsTheAudiblePartWithAMarginWithinTheProgramme)
              p.fadeOutStart = 4;
              p.fadeOutEnd = 6;
          },
-         {},
          peaks({{12, 0.5f}}),
          12,
          TimeRange{2 + 1 - 0.04, 2 + 6 + 0.04}},
         {"the voice at 0: the music's audible part alone (source 2.5-6 s plays at 3.5-7 s)",
+         {clip("Media/voice-A.caf", 0, 10, 0)},
+         tenSeconds,
          [](PodcastProject& p) {
              p.voiceVolume = 0;
-             p.segments = {clip("Media/voice-A.caf", 0, 10, 0)};
              music(p, 2, 0);
              p.musicSourceStart = 1;
              p.musicLength = 8;
              p.fadeOut = 0;
          },
-         tenSeconds, peaks({{2.5, 0.0f}, {3.5, 0.4f}, {4, 0.0f}}), 10, TimeRange{3.46, 7.04}},
+         peaks({{2.5, 0.0f}, {3.5, 0.4f}, {4, 0.0f}}),
+         10,
+         TimeRange{3.46, 7.04}},
         {"and the music at 0 too",
+         {clip("Media/voice-A.caf", 0, 10, 0)},
+         tenSeconds,
          [](PodcastProject& p) {
              p.voiceVolume = p.musicVolume = 0;
-             p.segments = {clip("Media/voice-A.caf", 0, 10, 0)};
              music(p, 2, 0);
          },
-         tenSeconds,
          peaks({{10, 0.4f}}),
-         10,
-         {}},
-        {"the end is the programme's end",
+         10},
+        {"the end is the programme's end", twoClips, tenSeconds, {}, {}, 0, TimeRange{1, 7}},
+        {"music running past the voice ends the programme", twoClips, tenSeconds,
          [](PodcastProject& p) {
-             p.segments = {clip("Media/voice-A.caf", 2, 3, 1), clip("Media/voice-A.caf", 0, 1, 6)};
-         },
-         tenSeconds,
-         {},
-         0,
-         TimeRange{1, 7}},
-        {"music running past the voice ends the programme",
-         [](PodcastProject& p) {
-             p.segments = {clip("Media/voice-A.caf", 2, 3, 1), clip("Media/voice-A.caf", 0, 1, 6)};
              music(p, 4, 0);
              p.fadeOut = 1;
          },
-         tenSeconds, peaks({{5, 0.5f}}), 5, TimeRange{1, 9}},
+         peaks({{5, 0.5f}}), 5, TimeRange{1, 9}},
         {"without a music file its peaks are not heard",
-         [](PodcastProject& p) {
-             p.segments = {clip("Media/voice-A.caf", 2, 3, 1), clip("Media/voice-A.caf", 0, 1, 6)};
-             p.fadeIn = 0;
-         },
-         tenSeconds, peaks({{5, 0.5f}}), 5, TimeRange{1, 7}},
-        {"nothing at all", [](PodcastProject&) {}, tenSeconds, peaks({{5, 0.5f}}), 5, {}},
+         twoClips,
+         tenSeconds,
+         {},
+         peaks({{5, 0.5f}}),
+         5,
+         TimeRange{1, 7}},
+        {"nothing at all", {}, tenSeconds, {}, peaks({{5, 0.5f}}), 5},
         {"clips of the older layout follow each other from 0",
-         [](PodcastProject& p) {
-             p.voiceFile = "Media/voice-A.caf";
-             Segment first, second;
-             first.duration = second.duration = 2;
-             second.start = 4;
-             p.segments = {first, second};
-         },
+         {test::legacyClip(2), test::legacyClip(2, 4)},
          {{"Media/voice-A.caf", peaks({{1, 0.5f}, {9, 0.0f}})}},
+         [](PodcastProject& p) { p.voiceFile = "Media/voice-A.caf"; },
          {},
          0,
          TimeRange{0, 1.04}},
     };
     for (const auto& c : cases) {
         PodcastProject project;
-        c.set(project);
+        project.segments = c.clips;
+        if (c.set)
+            c.set(project);
         const Range range = ExportBounds::audible(project, c.voices, c.music, c.musicDuration);
         ASSERT_EQ(range.has_value(), c.expected.has_value()) << c.what;
         if (range) {
