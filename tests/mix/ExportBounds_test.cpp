@@ -22,16 +22,11 @@ Peaks peaks(std::initializer_list<std::pair<double, float>> spans)
     return list;
 }
 
+// A clip of file placed at `at`, from `start` into the file.
 Segment clip(const std::string& file, double start, double duration, double at,
              std::optional<float> gain = std::nullopt)
 {
-    Segment s;
-    s.file = file;
-    s.start = start;
-    s.duration = duration;
-    s.timelineStart = at;
-    s.gain = gain;
-    return s;
+    return test::clip(at, duration, start, file, gain);
 }
 
 const Voices fourSeconds{{"Media/voice-A.caf", peaks({{4, 0.5f}})}};

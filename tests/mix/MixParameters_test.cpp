@@ -1,5 +1,6 @@
 #include "mix/MixParameters.hpp"
 
+#include "model/TestClips.hpp"
 #include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
@@ -19,12 +20,7 @@ void expectVolumes(const InputParameters& parameters, const Volumes& expected)
 Segment clip(std::optional<std::string> file, double duration, double at,
              std::optional<float> gain = std::nullopt)
 {
-    Segment s;
-    s.file = std::move(file);
-    s.duration = duration;
-    s.timelineStart = at;
-    s.gain = gain;
-    return s;
+    return test::clip(at, duration, 0, std::move(file), gain);
 }
 
 const LiveVoiceTap* liveTap(const InputParameters& parameters)

@@ -14,13 +14,15 @@ namespace tw::test {
 
 // A resolved clip [at, at + duration) of `file`, `start` seconds into it.
 inline Segment clip(double at, double duration, double start = 0,
-                    std::optional<std::string> file = "Media/voice-A.caf")
+                    std::optional<std::string> file = "Media/voice-A.caf",
+                    std::optional<float> gain = std::nullopt)
 {
     Segment s;
     s.start = start;
     s.duration = duration;
     s.file = std::move(file);
     s.timelineStart = at;
+    s.gain = gain;
     return s;
 }
 
