@@ -131,7 +131,28 @@ TEST(Waveform, chunkedReadsGiveTheWholeFileEnvelopeInEveryCommonFormat)
     }
 }
 
-TEST(Waveform, projectPeaksKeepEveryVoiceSourceAndTheMusicOrFailNamingTheFile)
+TEST(Waveform, cafWriterTakesAndFfmpegEncodedCopiesGiveIdenticalEnvelopes)
+{
+    TempDir dir;
+    const std::vector<float> samples = noise(2 * 50000, 99);
+    writeCaf(dir / "take.caf", samples, 44100, 2);
+    testfiles::encodeSamples(dir / "copy.wav", samples, 44100, 2, "-c:a pcm_f32le");
+    testfiles::encodeSamples(dir / "copy.flac", samples, 44100, 2, "-c:a flac -sample_fmt s32");
+    auto take = waveform(dir / "take.caf");
+    auto copy = waveform(dir / "copy.wav");
+    ASSERT_TRUE(take.ok() && copy.ok());
+    EXPECT_EQ(take.value(), copy.value());
+    EXPECT_EQ(take.value().peaks, envelopeOf(samples, 2, 44100));
+    EXPECT_EQ(take.value().peaks,
+              envelopeOf(testfiles::decodeWithFfmpeg(dir / "take.caf"), 2, 44100));
+    auto flac = waveform(dir / "copy.flac"); // 24-bit: close, not identical
+    ASSERT_TRUE(flac.ok());
+    ASSERT_EQ(flac.value().peaks.size(), take.value().peaks.size());
+    for (std::size_t i = 0; i < flac.value().peaks.size(); ++i)
+        EXPECT_NEAR(flac.value().peaks[i], take.value().peaks[i], 1e-6);
+}
+
+TEST(Waveform, projectPeaksKeepEveryVoiceSourceAndTheMusicOrFailWithTheFirstError)
 {
     TempDir dir;
     std::filesystem::create_directories(dir / "Media");
@@ -143,33 +164,35 @@ TEST(Waveform, projectPeaksKeepEveryVoiceSourceAndTheMusicOrFailNamingTheFile)
         dir.path(), {"Media/voice-A.caf", "Media/voice-B.caf", "Media/voice-A.caf"},
         dir / "Media/music.mp3");
     ASSERT_TRUE(peaks.ok()) << peaks.error().description;
-    EXPECT_EQ(peaks.value().voices.size(), 2u);
-    EXPECT_EQ(peaks.value().voices.at("Media/voice-A.caf"),
-              (Waveform{std::vector<float>(50, 0.5f), 1.0}));
+    ASSERT_EQ(peaks.value().voices.size(), 2u);
+    EXPECT_EQ(peaks.value().voices.at("Media/voice-A.caf").peaks, std::vector<float>(50, 0.5f));
+    EXPECT_DOUBLE_EQ(peaks.value().voices.at("Media/voice-A.caf").duration, 1.0);
     EXPECT_EQ(peaks.value().voices.at("Media/voice-B.caf").peaks, std::vector<float>(5, 0.25f));
     EXPECT_EQ(peaks.value().music, waveform(dir / "Media/music.mp3").value());
     EXPECT_GT(peaks.value().music.duration, 0.99);
-    EXPECT_EQ(computeProjectPeaks(dir.path(), {"Media/voice-B.caf"}, std::nullopt).value().music,
-              Waveform{});
+    EXPECT_FALSE(peaks.value().music.peaks.empty());
 
+    auto noMusic = computeProjectPeaks(dir.path(), {"Media/voice-B.caf"}, std::nullopt);
+    ASSERT_TRUE(noMusic.ok());
+    EXPECT_TRUE(noMusic.value().music.peaks.empty());
+    EXPECT_EQ(noMusic.value().music.duration, 0.0);
+
+    // Broken files fail the batch as a whole with a readable error naming the file.
     testfiles::writeBytes(dir / "Media/broken.caf", {'c', 'a', 'f', 'f', 0, 1});
     testfiles::writeBytes(dir / "Media/zero.wav", {});
     testfiles::writeBytes(dir / "notes.mp3", {'h', 'e', 'l', 'l', 'o', '\n'});
-    const std::pair<std::vector<std::string>, std::optional<std::filesystem::path>> broken[] = {
-        {{"Media/voice-A.caf", "Media/broken.caf", "Media/missing.caf"}, std::nullopt},
-        {{"Media/zero.wav"}, std::nullopt},
-        {{"Media/voice-A.caf"}, dir / "notes.mp3"},
-    };
-    for (const auto& [voices, music] : broken) {
-        auto failed = computeProjectPeaks(dir.path(), voices, music);
-        ASSERT_FALSE(failed.ok());
-        EXPECT_EQ(failed.error().domain, "Audio");
-        const std::string name = music               ? "notes.mp3"
-                                 : voices.size() > 1 ? "broken.caf"
-                                                     : "zero.wav";
-        EXPECT_NE(failed.error().description.find(name), std::string::npos)
-            << failed.error().description;
-    }
+    auto broken = computeProjectPeaks(
+        dir.path(), {"Media/voice-A.caf", "Media/broken.caf", "Media/missing.caf"}, std::nullopt);
+    ASSERT_FALSE(broken.ok());
+    EXPECT_EQ(broken.error().domain, "Audio");
+    EXPECT_NE(broken.error().description.find("broken.caf"), std::string::npos)
+        << broken.error().description;
+    auto zero = computeProjectPeaks(dir.path(), {"Media/zero.wav"}, std::nullopt);
+    ASSERT_FALSE(zero.ok());
+    EXPECT_NE(zero.error().description.find("zero.wav"), std::string::npos);
+    auto badMusic = computeProjectPeaks(dir.path(), {"Media/voice-A.caf"}, dir / "notes.mp3");
+    ASSERT_FALSE(badMusic.ok());
+    EXPECT_NE(badMusic.error().description.find("notes.mp3"), std::string::npos);
 }
 
 } // namespace
