@@ -418,17 +418,22 @@ private:
         value = *id;
     }
 
-    void read(Preset& value, std::string_view key)
+    // A choice stored as its text; a text that names none is refused.
+    template <class Choice>
+    void readChoice(Choice& value, std::string_view key,
+                    std::optional<Choice> (*fromText)(std::string_view))
     {
         expect(json::ValueKind::string, key, "un texto");
         std::string_view text = in_.readString();
-        std::optional<Preset> preset = presetFromText(text);
-        if (!preset)
+        std::optional<Choice> choice = fromText(text);
+        if (!choice)
             throw FormatFailure("La clave \"" + place_.path(key) +
                                 "\" tiene un valor desconocido: \"" +
                                 std::string(text.substr(0, 60)) + "\".");
-        value = *preset;
+        value = *choice;
     }
+
+    void read(Preset& value, std::string_view key) { readChoice(value, key, presetFromText); }
 
     void read(std::vector<double>& values, std::string_view key)
     {
