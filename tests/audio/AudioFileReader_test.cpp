@@ -168,6 +168,28 @@ TEST(AudioFileReader, seekLandsOnTheExactFrameInWavFlacMp3AndAac)
     }
 }
 
+// A file cut short after its header was written (a copy that stopped, a full disk) still says
+// its old length until the end is reached; from then on it says what was really there.
+TEST(AudioFileReader, aFileShorterThanItsHeaderSaysEndsWhereItsAudioEnds)
+{
+    TempDir dir;
+    std::mt19937 random(1);
+    for (const auto& [name, codec] :
+         {std::pair{"cut.wav", "-c:a pcm_s16le"}, std::pair{"cut.caf", "-c:a pcm_s16be"},
+          std::pair{"cut.aiff", "-c:a pcm_s16be"}}) {
+        const auto file = dir / name;
+        testfiles::makeTone(file, 48000, 1, 1.0, codec);
+        auto bytes = testfiles::readBytes(file);
+        bytes.resize(bytes.size() - 2 * 12000); // the last quarter second
+        testfiles::writeBytes(file, bytes);
+        auto opened = AudioFileReader::open(file);
+        ASSERT_TRUE(opened.ok()) << opened.error().description;
+        const auto announced = opened.value()->length();
+        EXPECT_EQ(readToEnd(*opened.value(), random).size(), 36000u) << name;
+        EXPECT_EQ(opened.value()->length(), 36000) << name << ", announced " << announced;
+    }
+}
+
 TEST(AudioFileReader, floatFilesTakeTheFastRouteWithTheSameSamplesAsFfmpeg)
 {
     TempDir dir;
