@@ -1,6 +1,6 @@
 #include "audio/SimulatedAudioInput.hpp"
 
-#include "audio/Denormals.hpp"
+#include "support/CapturedAudio.hpp"
 
 #include <gtest/gtest.h>
 
@@ -11,27 +11,6 @@ using namespace tw;
 using namespace std::chrono_literals;
 
 namespace {
-
-struct Collected {
-    std::mutex mutex;
-    std::vector<float> samples;
-    std::vector<int> bufferSizes;
-    std::thread::id thread;
-    bool denormalsOff = false;
-
-    AudioInput::CaptureCallback callback()
-    {
-        return [this](const AudioBufferList& list, int frames) {
-            std::lock_guard lock(mutex);
-            thread = std::this_thread::get_id();
-            denormalsOff = ScopedDenormalsOff::active();
-            bufferSizes.push_back(frames);
-            const AudioBuffer& buffer = list.buffers[0];
-            samples.insert(samples.end(), buffer.data,
-                           buffer.data + static_cast<std::ptrdiff_t>(frames) * buffer.channels);
-        };
-    }
-};
 
 SimulatedAudioInput::Options stereo(int pieceFrames, bool randomPieces = false)
 {
@@ -56,7 +35,8 @@ TEST(SimulatedAudioInput, gathersRandomPiecesIntoBlocksOfTheAskedSizeOnItsOwnThr
 {
     auto signal = ramp(2 * 10000);
     SimulatedAudioInput input(stereo(240, true), signal);
-    Collected collected;
+    test::Capture collected;
+    collected.channels = 2;
     input.setCaptureCallback(collected.callback());
 
     auto format = input.open(0, 4096);
@@ -67,7 +47,7 @@ TEST(SimulatedAudioInput, gathersRandomPiecesIntoBlocksOfTheAskedSizeOnItsOwnThr
     input.stop();
 
     std::lock_guard lock(collected.mutex);
-    EXPECT_EQ(collected.bufferSizes, (std::vector<int>{4096, 4096, 1808}));
+    EXPECT_EQ(collected.sizes, (std::vector<int>{4096, 4096, 1808}));
     EXPECT_EQ(collected.samples, signal);
     EXPECT_NE(collected.thread, std::this_thread::get_id());
     EXPECT_TRUE(collected.denormalsOff);
@@ -96,7 +76,8 @@ TEST(SimulatedAudioInput, pauseHandsOverThePartialBlockAndAFailedResumeKeepsItPa
 {
     const auto signal = ramp(2 * 1000);
     SimulatedAudioInput input(stereo(100), signal);
-    Collected collected;
+    test::Capture collected;
+    collected.channels = 2;
     auto collect = collected.callback();
     std::atomic<bool> pausedFromCallback{false};
     // Pausing from the capture thread at the first block makes the pause point exact: half of
@@ -125,7 +106,7 @@ TEST(SimulatedAudioInput, pauseHandsOverThePartialBlockAndAFailedResumeKeepsItPa
     EXPECT_EQ(input.waitForFrames(1000), 1000);
     input.stop();
     std::lock_guard lock(collected.mutex);
-    EXPECT_EQ(collected.bufferSizes, (std::vector<int>{250, 50, 250, 250, 200}));
+    EXPECT_EQ(collected.sizes, (std::vector<int>{250, 50, 250, 250, 200}));
     EXPECT_EQ(collected.samples, signal);
 }
 
