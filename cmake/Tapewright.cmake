@@ -32,12 +32,22 @@ function(tw_test folder unit)
   cmake_parse_arguments(ARG "SERIAL" "" "LIBS;LABELS;SOURCES" ${ARGN})
   set(program ${folder}_tests)
   if(NOT TARGET ${program})
-    add_executable(${program} ${CMAKE_SOURCE_DIR}/tests/support/TestMain.cpp)
+    set(main ${CMAKE_SOURCE_DIR}/tests/support/TestMain.cpp)
+    add_executable(${program} ${main})
     target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
     target_link_libraries(${program} PRIVATE GTest::gtest GTest::gmock)
-    target_compile_definitions(${program} PRIVATE TW_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
-                                                  TW_BINARY_DIR="${CMAKE_BINARY_DIR}")
+    # Only the main knows the checkout's folders (support/BuildFolders.hpp): a path in every
+    # object's flags would make each checkout compile all tests anew instead of taking them from
+    # the compiler cache.
+    set_source_files_properties(${main} PROPERTIES COMPILE_DEFINITIONS
+      "TW_SOURCE_DIR=\"${CMAKE_SOURCE_DIR}\";TW_BINARY_DIR=\"${CMAKE_BINARY_DIR}\"")
     tw_defaults(${program})
+  endif()
+  if("Qt6::Test" IN_LIST ARG_LIBS)
+    # Qt Test's own path flags serve QFINDTESTDATA, which no test uses.
+    get_target_property(definitions Qt6::Test INTERFACE_COMPILE_DEFINITIONS)
+    list(FILTER definitions EXCLUDE REGEX "^QT_TESTCASE_")
+    set_target_properties(Qt6::Test PROPERTIES INTERFACE_COMPILE_DEFINITIONS "${definitions}")
   endif()
   target_sources(${program} PRIVATE ${CMAKE_SOURCE_DIR}/tests/${folder}/${unit}_test.cpp
                                     ${ARG_SOURCES})

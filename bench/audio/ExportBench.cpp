@@ -5,7 +5,8 @@
 //
 //   bench_export takes DIR MINUTES   write the takes for a programme of MINUTES minutes
 //   bench_export premix DIR OUT.wav  render the programme's mix to a float WAV (ffmpeg's input)
-//   bench_export export DIR OUT.m4a  export the programme (what the comparison times)
+//   bench_export export DIR OUT.m4a [LUFS]  export the programme (what the comparisons time),
+//                                    normalised to LUFS when given
 //   bench_export                     export a 3-minute programme made in a temporary folder and
 //                                    print the real-time factor (as `make bench` runs it)
 #include "audio/CafWriter.hpp"
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <mutex>
 #include <numbers>
+#include <optional>
 #include <random>
 #include <string>
 #include <string_view>
@@ -191,7 +193,8 @@ void premix(const fs::path& dir, const fs::path& out)
 }
 
 // Exports the whole programme; returns its length in seconds.
-double exportProgramme(const fs::path& dir, const fs::path& out)
+double exportProgramme(const fs::path& dir, const fs::path& out,
+                       std::optional<double> target = std::nullopt)
 {
     const Programme p = buildProgramme(dir);
     auto created = ExportSession::create(p.composition, p.mix);
@@ -200,6 +203,7 @@ double exportProgramme(const fs::path& dir, const fs::path& out)
     ExportSession& session = *created.value();
     session.setOutputPath(out);
     session.setTitle("Export bench");
+    session.setLoudnessTarget(target);
     std::mutex mutex;
     std::condition_variable finished;
     bool done = false;
@@ -226,8 +230,9 @@ int main(int argc, char** argv)
         writeTakes(argv[2], std::stod(argv[3]));
     } else if (mode == "premix" && argc == 4) {
         premix(argv[2], argv[3]);
-    } else if (mode == "export" && argc == 4) {
-        exportProgramme(argv[2], argv[3]);
+    } else if (mode == "export" && (argc == 4 || argc == 5)) {
+        exportProgramme(argv[2], argv[3],
+                        argc == 5 ? std::optional<double>(std::stod(argv[4])) : std::nullopt);
     } else if (argc == 1) {
         const fs::path dir = fs::temp_directory_path() / "tapewright-export-bench";
         fs::remove_all(dir);
@@ -240,7 +245,8 @@ int main(int argc, char** argv)
         fs::remove_all(dir);
     } else {
         std::fprintf(stderr,
-                     "usage: %s [takes DIR MINUTES | premix DIR OUT.wav | export DIR OUT.m4a]\n",
+                     "usage: %s [takes DIR MINUTES | premix DIR OUT.wav | export DIR OUT.m4a "
+                     "[LUFS]]\n",
                      argv[0]);
         return 2;
     }

@@ -4,7 +4,8 @@
 # WAV by our own offline render, with the same encoder and bitrate (AAC-LC, 160 kb/s stereo).
 # Inputs are made once under $BUILD/bench-data/export-1h. The two sides run alternately, RUNS
 # times each from a warm page cache; the best time of each is compared, as the machine may be
-# busy with other work.
+# busy with other work. The loudness-normalised export of the same programme (render to a
+# temporary file while measuring, then gain, limiter and encoder) is timed against ours too.
 set -euo pipefail
 
 BUILD=${BUILD:-build}
@@ -44,12 +45,19 @@ PY
 }
 
 runs=${RUNS:-2}
-ours=() theirs=()
+ours=() theirs=() normalised=()
 for ((i = 0; i < runs; i++)); do
   ours+=("$(elapsed "$tool" export "$data" "$out/tapewright.m4a")")
   theirs+=("$(elapsed ffmpeg -nostdin -v error -y -i "$data/mix.wav" -c:a aac -b:a 160k "$out/ffmpeg.m4a")")
+  normalised+=("$(elapsed "$tool" export "$data" "$out/normalised.m4a" -16)")
 done
 python3 -c 'import sys
-n = len(sys.argv) // 2
-t = min(map(float, sys.argv[1:1 + n])); f = min(map(float, sys.argv[1 + n:]))
-print("export 1h: tapewright %.3f s, ffmpeg %.3f s, ratio %.2f" % (t, f, t / f))' "${ours[@]}" "${theirs[@]}"
+n = len(sys.argv) // 3
+t, f, m = (min(map(float, sys.argv[1 + k * n:1 + (k + 1) * n])) for k in range(3))
+print("export 1h: tapewright %.3f s, ffmpeg %.3f s, ratio %.2f" % (t, f, t / f))
+print("export 1h at -16 LUFS: normalised %.3f s, plain %.3f s, ratio %.2f" % (m, t, m / t))' \
+  "${ours[@]}" "${theirs[@]}" "${normalised[@]}"
+for f in tapewright normalised; do
+  ffmpeg -nostdin -nostats -i "$out/$f.m4a" -af ebur128=peak=true -f null - 2>&1 |
+    awk -v f="$f" '/I:/ { i = $2 } /Peak:/ { p = $2 } END { print "export 1h " f ": " i " LUFS, true peak " p " dBTP" }'
+done

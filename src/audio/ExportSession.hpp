@@ -1,11 +1,15 @@
 // Writes a range of a composition, heard through its audio mix, into an M4A file (AAC-LC in an
-// MPEG-4 audio container): the same render graph as playback, offline and without taps, rendered
-// and encoded on threads of the session's own while the main thread polls progress() and may
-// cancel.
+// MPEG-4 audio container): the same render graph as playback, offline and without taps, through
+// the same master stage, rendered and encoded on threads of the session's own while the main
+// thread polls progress() and may cancel. With a loudness target the mix is first rendered to a
+// temporary file while its loudness is measured, then given the one gain that brings it to the
+// target, limited and encoded; the encoded result is measured and, should the encoder have pushed
+// its true peak over the ceiling or its loudness off the target, encoded again corrected.
 #pragma once
 
 #include "audio/AudioMix.hpp"
 #include "audio/Composition.hpp"
+#include "audio/EncodedLevels.hpp"
 #include "audio/MediaTime.hpp"
 #include "base/Result.hpp"
 
@@ -28,6 +32,9 @@ inline constexpr int failed = 2;    // the export ended failed without a more pr
 
 // The "Export" error of a code above, with its Spanish description.
 Error exportError(int code);
+
+class BlockSink;
+class LoudnessMeter;
 
 class ExportSession {
 public:
@@ -53,6 +60,9 @@ public:
     void setOutputPath(std::filesystem::path path) { outputPath_ = std::move(path); }
     void setTimeRange(MediaTime start, MediaTime duration);
     void setTitle(std::string title) { title_ = std::move(title); }
+    // The integrated loudness the file must have, in LUFS (within 0.5 LU), with a true peak of
+    // at most -1 dBTP once decoded; absent, the mix as it is, through the master stage.
+    void setLoudnessTarget(std::optional<double> lufs) { target_ = lufs; }
     const std::filesystem::path& outputPath() const { return outputPath_; }
     // The channels the file will have: 1 when every source is mono, else 2.
     int channels() const { return channels_; }
@@ -69,26 +79,55 @@ public:
     Status status() const { return status_.load(std::memory_order_acquire); }
     // The failure of a failed export (always present then), else nothing.
     std::optional<Error> error() const;
+    // A completed export's file as decoded: its integrated loudness and true peak.
+    std::optional<Levels> levels() const;
+
+    // The most a decoded export's true peak may be, in dBTP.
+    static constexpr double peakLimitDb = -1.0;
+    // How far a normalised export's loudness may be from its target, in LU.
+    static constexpr double loudnessTolerance = 0.5;
 
 private:
+    // The encoding reaches this much of the progress; the rest is the encoder's flush and the
+    // move of the index to the front of the file.
+    static constexpr float encodeShare = 0.99f;
+    // A normalised export's first render (faster than encoding) takes this much of it.
+    static constexpr float firstPassShare = 0.3f;
+
     ExportSession(Composition composition, AudioMix mix);
     // The export thread's whole job.
     void run(const std::function<void()>& completion);
     void finish(Status status, std::optional<Error> error);
+    // Producers of the export's audio (in its channels) for encode(), on a helper thread.
+    using Producer = std::function<Result<void>(BlockSink&)>;
+    // Encodes the `frames` frames `produce` makes into `path` and measures them (from frame
+    // `measuredFrom` on; with `source`, also what went into the encoder); progress moves from
+    // `from` to `to`. Absent when cancelled.
+    Result<std::optional<Levels>> encode(const Producer& produce, const std::filesystem::path& path,
+                                         std::int64_t frames, float from, float to,
+                                         std::int64_t measuredFrom = 0,
+                                         LoudnessMeter* source = nullptr);
+    // The whole range at the target loudness (ExportNormalisation.cpp).
+    Result<std::optional<Levels>> encodeNormalised(double target);
+    Result<void> renderMix(BlockSink& sink, std::optional<double> ceilingDb) const;
 
     const Composition composition_;
     const AudioMix mix_;
     const int channels_;
     std::filesystem::path outputPath_;
     std::string title_;
+    std::optional<double> target_;
     MediaTime start_;
     MediaTime duration_;
+    MediaTime end_; // the range as the composition can play it
+    bool createdFile_ = false;
 
     std::atomic<Status> status_{Status::waiting};
     std::atomic<float> progress_{0};
     std::atomic<bool> cancelled_{false};
     mutable std::mutex errorMutex_;
     std::optional<Error> error_;
+    std::optional<Levels> levels_;
     std::thread thread_;
 };
 

@@ -51,18 +51,31 @@ Result<void> renderOffline(const Composition& composition, const AudioMix& mix, 
         renderers[i]->seek(first);
     }
 
+    std::optional<TruePeakLimiter> limiter;
+    if (options.ceilingDb)
+        limiter.emplace(rate, graphChannels, *options.ceilingDb);
+    // The master stage holds its output back: render that much further, and drop as much at the
+    // start, so the result lines up with the range frame for frame.
+    const std::int64_t lag = limiter ? limiter->latency() : 0;
     std::vector<float> audio(graphBlockFrames * graphChannels);
     std::vector<float> out(graphBlockFrames * graphChannels);
     std::vector<float> gains(graphBlockFrames);
-    for (std::int64_t at = first; at < end;) {
-        const int frames = static_cast<int>(std::min<std::int64_t>(graphBlockFrames, end - at));
+    for (std::int64_t at = first; at < end + lag;) {
+        const int frames =
+            static_cast<int>(std::min<std::int64_t>(graphBlockFrames, end + lag - at));
         std::fill(out.begin(), out.begin() + frames * graphChannels, 0.0f);
         for (std::size_t i = 0; i < tracks.size(); ++i) {
             if (auto rendered = renderers[i]->render(audio.data(), frames); !rendered)
                 return rendered.error();
             mixTrackBlock(tracks[i], states[i], audio.data(), out.data(), gains.data(), frames, at);
         }
-        if (!sink(out.data(), frames))
+        if (limiter)
+            limiter->process(out.data(), frames);
+        // This block's output is the range's frames [at - lag, at - lag + frames).
+        const std::int64_t from = std::max(at - lag, first);
+        const std::int64_t to = std::min(at - lag + frames, end);
+        if (to > from &&
+            !sink(out.data() + (from - (at - lag)) * graphChannels, static_cast<int>(to - from)))
             return {};
         at += frames;
     }

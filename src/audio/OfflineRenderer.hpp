@@ -6,9 +6,11 @@
 #include "audio/AudioMix.hpp"
 #include "audio/Composition.hpp"
 #include "audio/MediaTime.hpp"
+#include "audio/TruePeakLimiter.hpp"
 #include "base/Result.hpp"
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace tw {
@@ -18,6 +20,9 @@ struct OfflineRenderOptions {
     // Run the mix's taps. They are prepared for this render and unprepared after it, so they
     // must not be attached to a running player at the same time.
     bool runTaps = true;
+    // The master stage after the tracks are summed (the true-peak limiter at this ceiling, in
+    // dBTP), as playback hears it; absent, the plain sum.
+    std::optional<double> ceilingDb = TruePeakLimiter::defaultCeilingDb;
 };
 
 // Receives each rendered block (interleaved stereo); returning false stops the render early.

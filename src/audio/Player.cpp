@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <thread>
 
 namespace tw {
 
@@ -15,6 +16,10 @@ constexpr double volumeGlideSeconds = 0.010;
 constexpr double seekPollSeconds = 0.002;
 // A seek completes once every track has this much decoded ahead (at 48 kHz, 170 ms).
 constexpr std::int64_t readyFramesAt48k = 8192;
+// How long a pause waits, beyond the output's latency, before pausing the output.
+constexpr double drainMarginSeconds = 0.05;
+// How long a pause waits at most for a render call under way (yields; far more than one call).
+constexpr int maxPauseSpins = 100000;
 
 } // namespace
 
@@ -27,6 +32,9 @@ Player::Player(Scheduler& scheduler, Options options)
     , options_(std::move(options))
     , trackAudio_(static_cast<std::size_t>(graphBlockFrames) * graphChannels)
     , gains_(static_cast<std::size_t>(graphBlockFrames))
+    , limiter_(options_.sampleRate, graphChannels)
+    , played_(graphChannels, options_.sampleRate)
+    , primeBuffer_(static_cast<std::size_t>(limiter_.latency()) * graphChannels)
     , readAhead_(ReadAhead::Options{readyFramesAt48k * options_.sampleRate / 48000,
                                     [this](std::uint64_t generation) { onRunReady(generation); },
                                     [this] { freeRetired(); }, options_.readAheadGate})
@@ -78,6 +86,8 @@ Player::~Player()
         observer->cancel();
     if (seekPoll_)
         seekPoll_->cancel();
+    if (drainTask_)
+        drainTask_->cancel();
     for (const PreparedTap& prepared : preparedTaps_)
         if (auto tap = prepared.tap.lock())
             tap->unprepare();
@@ -178,19 +188,44 @@ void Player::play()
 {
     if (playing_.load(std::memory_order_relaxed))
         return;
-    heardFloor_ = std::max(heardFloor_, playedFrame() - latencyFrames());
+    // Nothing from here on is heard before what the output already holds.
+    heardFloor_ = std::max(heardFloor_, playedFrame());
+    if (drainTask_) {
+        drainTask_->cancel();
+        drainTask_.reset();
+    }
     playing_.store(true);
-    if (output_)
-        if (auto started = output_->start(); !started)
-            outputError_ = started.error();
+    if (!output_)
+        return;
+    // A drained output holds nothing but the silence rendered after the pause.
+    if (outputDrained_)
+        (void)output_->flush();
+    outputDrained_ = false;
+    if (auto started = output_->start(); !started)
+        outputError_ = started.error();
 }
 
 void Player::pause()
 {
-    playing_.store(false);
-    // What was rendered but not heard stays in the output and plays on the next start.
-    if (output_)
+    if (!playing_.exchange(false))
+        return;
+    // A render call under way finishes with the frames it took; after it, the render stays
+    // silent and the stop frame is final.
+    const std::uint64_t seen = renderCalls_.load();
+    for (int spins = 0; inUse_.load() && renderCalls_.load() == seen && spins < maxPauseSpins;
+         ++spins)
+        std::this_thread::yield();
+    // The output keeps playing what it holds, so the sound stops at exactly the frame where the
+    // next play() resumes: stopping it at once would leave the output to take back what it had
+    // already sent on its way, and some of that would be heard twice. Once it has played out,
+    // the output is paused.
+    if (!output_)
+        return;
+    drainTask_ = scheduler_.after(output_->latency() + drainMarginSeconds, [this] {
+        drainTask_.reset();
+        outputDrained_ = true;
         (void)output_->pause();
+    });
 }
 
 std::optional<Error> Player::takeError()
@@ -217,9 +252,11 @@ std::int64_t Player::playedFrame() const
 
 MediaTime Player::currentTime() const
 {
-    // The output holds what was rendered and not heard yet, playing or paused; a seek drops it
-    // and puts the floor at its frame.
-    const std::int64_t heard = std::max(heardFloor_, playedFrame() - latencyFrames());
+    // Playing, the output holds what was rendered and not heard yet; paused, it plays that out
+    // and stops at the last frame rendered. A seek drops it and puts the floor at its frame.
+    const std::int64_t played = playedFrame();
+    const std::int64_t heard = std::max(
+        heardFloor_, playing_.load(std::memory_order_relaxed) ? played - latencyFrames() : played);
     return MediaTime{static_cast<std::int64_t>(
         std::llround(static_cast<double>(heard) * MediaTime::timescale / options_.sampleRate))};
 }
@@ -230,9 +267,14 @@ void Player::seek(MediaTime time, std::function<void(bool finished)> completion)
         auto overtaken = std::move(pendingSeek_->completion);
         scheduler_.after(0, [overtaken] { overtaken(false); });
     }
+    // The render goes silent first and stays so while what the output still holds of the old
+    // position is dropped: none of the old audio can follow the drop, and none of the new can be
+    // caught by it. The drop comes before anything else, so the old audio stops at once.
+    holding_.store(true);
     if (output_)
-        (void)output_->flush(); // the old position's audio must not be heard after the seek
+        (void)output_->flush();
     startRun(std::max<std::int64_t>(0, time.frameAt(options_.sampleRate)), state_->mix);
+    holding_.store(false);
     pendingSeek_ = PendingSeek{generation_, std::move(completion)};
     // With a hand-off, onRunReady() brings the completion to the main thread; it cannot
     // arrive before this returns.
@@ -285,6 +327,11 @@ void Player::waitForReadAhead()
     readAhead_.waitUntilFull(*state_->run);
 }
 
+int Player::takePlayed(float* interleaved, int maxFrames)
+{
+    return static_cast<int>(played_.read(interleaved, maxFrames));
+}
+
 const Player::RenderState* Player::acquireState()
 {
     // A hazard pointer: once inUse_ names the state and it is still the published one, the
@@ -315,6 +362,10 @@ void Player::adoptState(const RenderState& state)
             trackStates_[i].cursor = VolumeCursor(&curve);
         }
     }
+    if (!sameRun) {
+        limiter_.reset();
+        primeLeft_ = limiter_.latency();
+    }
     renderGeneration_ = state.run->generation;
     renderMixSerial_ = state.mixSerial;
 }
@@ -331,14 +382,20 @@ void Player::render(float* interleaved, int frames)
     if (state->run->generation != renderGeneration_ || state->mixSerial != renderMixSerial_)
         adoptState(*state);
     PlaybackRun& run = *state->run;
-    if (!playing_.load(std::memory_order_relaxed) || frames <= 0) {
+    // In order with acquireState(): pause() relies on seeing either this call in inUse_ or
+    // its own flag here.
+    if (!playing_.load() || frames <= 0) {
+        releaseState();
+        return;
+    }
+    if (holding_.load()) {
         releaseState();
         return;
     }
     // Until a run is ready this is the wait of a seek, not a fault.
     const bool ready = run.ready.load(std::memory_order_acquire);
     for (const auto& ring : run.rings) {
-        if (ring->readable() < frames) {
+        if (ring->readable() < frames + primeLeft_) {
             // Not decoded in time: silence now, and the same audio next time, so nothing is
             // skipped.
             if (ready)
@@ -347,20 +404,35 @@ void Player::render(float* interleaved, int frames)
             return;
         }
     }
-    const std::int64_t consumed = run.consumed.load(std::memory_order_relaxed);
-    const std::int64_t first = run.startFrame + consumed;
     const MixSnapshot& mix = *state->mix;
-    for (int done = 0; done < frames;) {
-        const int count = std::min(graphBlockFrames, frames - done);
-        float* out = interleaved + static_cast<std::ptrdiff_t>(done) * graphChannels;
+    const auto mixInto = [&](float* out, int count, std::int64_t firstFrame) {
         for (std::size_t i = 0; i < run.rings.size(); ++i) {
             run.rings[i]->read(trackAudio_.data(), count);
             mixTrackBlock(mix.tracks[i], trackStates_[i], trackAudio_.data(), out, gains_.data(),
-                          count, first + done);
+                          count, firstFrame);
         }
+    };
+    // The master stage holds its output back by its latency: at the start of a run it is fed
+    // that much first, so what comes out is the run's first frame.
+    const int ahead = limiter_.latency();
+    if (primeLeft_ > 0) {
+        std::fill(primeBuffer_.begin(), primeBuffer_.end(), 0.0f);
+        mixInto(primeBuffer_.data(), primeLeft_, run.startFrame);
+        limiter_.process(primeBuffer_.data(), primeLeft_);
+        primeLeft_ = 0;
+    }
+    const std::int64_t consumed = run.consumed.load(std::memory_order_relaxed);
+    const std::int64_t first = run.startFrame + ahead + consumed;
+    for (int done = 0; done < frames;) {
+        const int count = std::min(graphBlockFrames, frames - done);
+        mixInto(interleaved + static_cast<std::ptrdiff_t>(done) * graphChannels, count,
+                first + done);
         done += count;
     }
+    limiter_.process(interleaved, frames);
+    played_.write(interleaved, frames);
     run.consumed.store(consumed + frames, std::memory_order_release);
+    renderCalls_.fetch_add(1);
     releaseState();
 }
 

@@ -3,9 +3,10 @@
 //
 // Threads: every operation is for the main thread, except render(), which the audio output
 // calls on its render thread. A read-ahead thread owned by the player decodes and resamples the
-// sources into lock-free rings; render() only copies from them, runs the taps and applies the
-// volumes, and never locks, allocates, logs or waits. Parameters reach it as immutable snapshots
-// through an atomic pointer; replaced snapshots are freed on the read-ahead thread.
+// sources into lock-free rings; render() only copies from them, runs the taps, applies the
+// volumes and the master stage (a true-peak limiter at -1 dBTP), and never locks, allocates,
+// logs or waits. Parameters reach it as immutable snapshots through an atomic pointer; replaced
+// snapshots are freed on the read-ahead thread.
 #pragma once
 
 #include "audio/AudioMix.hpp"
@@ -14,6 +15,8 @@
 #include "audio/MediaTime.hpp"
 #include "audio/RenderGraph.hpp"
 #include "audio/RenderGraphReadAhead.hpp"
+#include "audio/SpscRing.hpp"
+#include "audio/TruePeakLimiter.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
 
@@ -56,8 +59,8 @@ public:
     Player(Scheduler& scheduler, Options options);
     // A player that plays through `output`: it installs its render function, opens the output
     // in float32 stereo at options.sampleRate (the player then runs at the rate the output
-    // grants), starts it on play(), pauses it on pause(), flushes it on seek() and closes it when
-    // the player goes. Fails with the output's error.
+    // grants), starts it on play(), pauses it once it has played out after pause(), flushes it
+    // on seek() and closes it when the player goes. Fails with the output's error.
     static Result<std::unique_ptr<Player>> open(AudioOutput& output, Scheduler& scheduler,
                                                 Options options = {});
     ~Player();
@@ -76,10 +79,14 @@ public:
     void setAudioMix(const AudioMix& mix);
 
     void play();
+    // Stops rendering at once; the output plays out what it holds (the audio up to the stop
+    // frame, about its latency) and is then paused, so play() resumes at exactly the next frame.
+    // Waits, at most for the length of one render call, for a call under way to finish.
     void pause();
     // 1 while playing, 0 while paused.
     float rate() const { return playing_.load(std::memory_order_relaxed) ? 1.0f : 0.0f; }
-    // The time of the sound being heard now.
+    // The time of the sound being heard now; paused, the frame where the sound stops (what the
+    // output holds still plays up to it).
     MediaTime currentTime() const;
     // Moves to the frame of `time` exactly. completion(true) runs on the main thread once the
     // audio there is ready to play; a seek overtaken by a newer one completes with false.
@@ -105,6 +112,10 @@ public:
     // Blocks until the audio at the latest seek is ready (or the item's start). Not on the
     // render thread. For tests and benchmarks that drive render() themselves.
     void waitForReadAhead();
+    // Any one thread but the render thread (the loudness meter's): up to maxFrames interleaved
+    // stereo frames of what render() has played since the last call, oldest first. A reader
+    // that falls more than a second behind misses what did not fit.
+    int takePlayed(float* interleaved, int maxFrames);
 
     // Render thread: writes frames interleaved stereo frames of the mix (silence while paused).
     void render(float* interleaved, int frames);
@@ -156,14 +167,18 @@ private:
     std::vector<PreparedTap> preparedTaps_;
     std::optional<PendingSeek> pendingSeek_;
     TaskHandle seekPoll_;
+    TaskHandle drainTask_;       // pauses the output once it has played out, after a pause
+    bool outputDrained_ = false; // the output was paused after playing out
     std::vector<TaskHandle> observers_;
     std::int64_t heardFloor_ = 0; // nothing before this frame is heard yet (play start, seek)
 
     // Shared between threads.
     std::atomic<bool> playing_{false};
+    std::atomic<bool> holding_{false}; // a seek is dropping what the output holds: stay silent
     std::atomic<std::int64_t> underruns_{0};
     std::atomic<RenderState*> published_{nullptr};
     std::atomic<const RenderState*> inUse_{nullptr}; // what render() is reading now
+    std::atomic<std::uint64_t> renderCalls_{0};      // render calls that produced audio
     std::mutex retiredMutex_;                        // main and read-ahead; never render()
     std::vector<std::shared_ptr<RenderState>> retired_;
 
@@ -173,6 +188,10 @@ private:
     std::array<TrackMixState, maxTracks> trackStates_{};
     std::vector<float> trackAudio_;
     std::vector<float> gains_;
+    TruePeakLimiter limiter_; // the master stage
+    SpscRing played_;         // what render() played, for the loudness meter
+    std::vector<float> primeBuffer_;
+    int primeLeft_ = 0; // frames to feed the master stage before a run's first frame comes out
 
     ReadAhead readAhead_; // last: its thread stops first when the player goes
 };

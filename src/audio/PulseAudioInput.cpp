@@ -12,6 +12,8 @@ namespace tw {
 
 namespace {
 
+constexpr pa_usec_t fragmentMicroseconds = 20000;
+
 struct SourceQuery {
     PulseContext* pulse;
     std::string defaultName;
@@ -66,11 +68,6 @@ void PulseAudioInput::setCaptureCallback(CaptureCallback callback)
     capture_ = std::move(callback);
 }
 
-void PulseAudioInput::setConfigurationChangeHandler(ConfigurationChangeHandler handler)
-{
-    stream_.setConfigurationChangeHandler(std::move(handler));
-}
-
 StreamFormat PulseAudioInput::format() const
 {
     std::lock_guard lock(control_);
@@ -123,7 +120,10 @@ Result<StreamFormat> PulseAudioInput::open(std::uint32_t sourceId, int blockFram
     setup.connect = [&](pa_stream* stream) {
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<std::uint32_t>(-1);
-        attributes.fragsize = static_cast<std::uint32_t>(std::max(blockFrames, 1) * frameBytes_);
+        // Short fragments: what the server holds unsent when the stream closes is lost, so a
+        // stop may cut at most this much from the end of a take. The blocks are gathered here.
+        attributes.fragsize =
+            static_cast<std::uint32_t>(pa_usec_to_bytes(fragmentMicroseconds, &setup.sampleSpec));
         // Not moved to another source when this one goes: an unplugged microphone ends the take
         // rather than silently continuing from a different one.
         auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_DONT_MOVE |

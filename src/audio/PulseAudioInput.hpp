@@ -17,7 +17,10 @@ public:
     ~PulseAudioInput() override;
 
     void setCaptureCallback(CaptureCallback callback) override;
-    void setConfigurationChangeHandler(ConfigurationChangeHandler handler) override;
+    void setConfigurationChangeHandler(ConfigurationChangeHandler handler) override
+    {
+        stream_.setConfigurationChangeHandler(std::move(handler));
+    }
     Result<StreamFormat> open(std::uint32_t sourceId, int blockFrames) override;
     Result<void> start() override;
     Result<void> setPaused(bool paused) override;

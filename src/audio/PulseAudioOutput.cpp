@@ -27,11 +27,6 @@ void PulseAudioOutput::setRenderCallback(RenderCallback callback)
     }
 }
 
-void PulseAudioOutput::setConfigurationChangeHandler(ConfigurationChangeHandler handler)
-{
-    stream_.setConfigurationChangeHandler(std::move(handler));
-}
-
 StreamFormat PulseAudioOutput::format() const
 {
     std::lock_guard lock(control_);

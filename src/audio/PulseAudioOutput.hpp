@@ -18,7 +18,10 @@ public:
     ~PulseAudioOutput() override;
 
     void setRenderCallback(RenderCallback callback) override;
-    void setConfigurationChangeHandler(ConfigurationChangeHandler handler) override;
+    void setConfigurationChangeHandler(ConfigurationChangeHandler handler) override
+    {
+        stream_.setConfigurationChangeHandler(std::move(handler));
+    }
     Result<StreamFormat> open(StreamFormat format) override;
     Result<void> start() override;
     Result<void> pause() override;

@@ -105,6 +105,10 @@ PulseStream::finish(const std::function<pa_operation*(pa_stream_success_cb_t, vo
         return pulseError(PA_ERR_BADSTATE);
     OperationOutcome outcome{pulse_.get()};
     if (!pulse_->finish(start(&onStreamOperation, &outcome)) || !outcome.succeeded) {
+        // The stream died while the operation waited (killed with its device, or the server
+        // left): that is the reason, whatever status the operation ended with.
+        if (!ready())
+            return pulseError(PA_ERR_BADSTATE);
         const int status = pulse_->lastError();
         return pulseError(status == PA_OK ? PA_ERR_TIMEOUT : status);
     }

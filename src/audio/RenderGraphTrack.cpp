@@ -4,16 +4,39 @@
 
 namespace tw {
 
+namespace {
+
+// Whether `next` plays on from where `previous` ends, in place and in its file: the two halves of
+// a split clip. Their source starts were rounded on their own, so a tick either way still counts.
+bool continues(const TrackSegment& previous, const TrackSegment& next)
+{
+    const std::int64_t drift =
+        (next.sourceStart - (previous.sourceStart + previous.duration)).ticks;
+    return next.source->file == previous.source->file && next.targetStart == previous.targetEnd() &&
+           drift >= -1 && drift <= 1;
+}
+
+} // namespace
+
 TrackPlan TrackPlan::make(const CompositionTrack& track, int outputRate)
 {
     TrackPlan plan;
     plan.trackID = track.trackID();
+    const TrackSegment* previous = nullptr; // the last range placed as a piece
     for (const TrackSegment& segment : track.segments()) {
         const std::int64_t start = segment.targetStart.frameAt(outputRate);
         const std::int64_t end = segment.targetEnd().frameAt(outputRate);
         plan.end = std::max(plan.end, end);
         if (!segment.source || end <= start)
             continue; // silence is what no piece covers
+        if (previous && continues(*previous, segment) && plan.pieces.back().end == start) {
+            // One piece for both: the stream (and its resampler) runs on through the join, so
+            // no sample is dropped, repeated or shifted there whatever the rates.
+            plan.pieces.back().end = end;
+            previous = &segment;
+            continue;
+        }
+        previous = &segment;
         const AudioAsset& asset = *segment.source;
         auto known = std::find_if(plan.sources.begin(), plan.sources.end(),
                                   [&](const SourceFile& s) { return s.path == asset.file; });

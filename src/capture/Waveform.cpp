@@ -82,10 +82,10 @@ Result<ProjectPeaks> computeProjectPeaks(const std::filesystem::path& folder,
         peaks.voices[name] = std::move(envelope).value();
     }
     if (musicFile) {
-        auto envelope = waveform(*musicFile);
-        if (!envelope)
-            return envelope.error();
-        peaks.music = std::move(envelope).value();
+        if (auto envelope = waveform(*musicFile))
+            peaks.music = std::move(envelope).value();
+        else
+            peaks.musicError = envelope.error();
     }
     return peaks;
 }

@@ -54,14 +54,18 @@ Result<void> addVoice(const PodcastProject& project, const std::filesystem::path
         }
         if (!cached->second)
             continue;
-        const MediaTime at = MediaTime::fromSeconds(clip.timelineStart.value_or(0));
+        // Both ends come from absolute timeline times, never from a rounded length, so clips
+        // that touch on the timeline touch here too: no tick of silence between them.
+        const double t0 = clip.timelineStart.value_or(0);
+        const MediaTime at = MediaTime::fromSeconds(t0);
+        const MediaTime length = MediaTime::fromSeconds(t0 + clip.duration) - at;
         const MediaTime end = track->end();
         if (at > end)
             track->insertEmptyTimeRange(end, at - end);
         // Clips are sorted without overlaps; one that starts before the end is inserted at its
         // own place all the same, and the material after it moves later.
-        auto inserted = track->insertTimeRange(*cached->second, MediaTime::fromSeconds(clip.start),
-                                               MediaTime::fromSeconds(clip.duration), at);
+        auto inserted =
+            track->insertTimeRange(*cached->second, MediaTime::fromSeconds(clip.start), length, at);
         if (!inserted)
             return inserted.error();
     }

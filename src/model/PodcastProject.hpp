@@ -3,6 +3,7 @@
 // below are pure functions of it (they rewrite segments and never touch audio).
 #pragma once
 
+#include "model/LoudnessTarget.hpp"
 #include "model/Segment.hpp"
 #include "model/VoiceTreatment.hpp"
 
@@ -59,6 +60,7 @@ struct PodcastProject {
     std::optional<double> fadeInEnd;
     std::optional<double> fadeOutStart;
     std::optional<double> fadeOutEnd;
+    std::optional<LoudnessTarget> loudnessTarget; // absent: the podcast norm
 
     bool operator==(const PodcastProject&) const = default;
 

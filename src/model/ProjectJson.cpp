@@ -79,7 +79,8 @@ using Member =
                  Preset Owner::*, SharedText Owner::*, std::optional<std::string> Owner::*,
                  std::optional<bool> Owner::*, std::optional<float> Owner::*,
                  std::optional<double> Owner::*, std::optional<std::vector<double>> Owner::*,
-                 std::vector<Segment> Owner::*, std::optional<VoiceTreatment> Owner::*>;
+                 std::vector<Segment> Owner::*, std::optional<VoiceTreatment> Owner::*,
+                 std::optional<LoudnessTarget> Owner::*>;
 
 // One key of an object: read, written and checked as its member's type says. An optional member
 // is left out when absent and reads null as absent.
@@ -116,6 +117,7 @@ constexpr Key<PodcastProject> projectKeys[] = {
     {"fadeInEnd", &PodcastProject::fadeInEnd, optional, Bound::time},
     {"fadeOutStart", &PodcastProject::fadeOutStart, optional, Bound::time},
     {"fadeOutEnd", &PodcastProject::fadeOutEnd, optional, Bound::time},
+    {"loudnessTarget", &PodcastProject::loudnessTarget}, // absent: the podcast norm
 };
 
 constexpr Key<Segment> segmentKeys[] = {
@@ -236,6 +238,10 @@ private:
     void write(bool value, std::string_view) { out_.boolean(value); }
     void write(const Uuid& value, std::string_view) { out_.uuid(value); }
     void write(Preset value, std::string_view) { (void)out_.string(presetText(value)); }
+    void write(LoudnessTarget value, std::string_view)
+    {
+        (void)out_.string(loudnessTargetText(value));
+    }
 
     template <class T>
     requires std::is_floating_point_v<T>
@@ -434,6 +440,10 @@ private:
     }
 
     void read(Preset& value, std::string_view key) { readChoice(value, key, presetFromText); }
+    void read(LoudnessTarget& value, std::string_view key)
+    {
+        readChoice(value, key, loudnessTargetFromText);
+    }
 
     void read(std::vector<double>& values, std::string_view key)
     {

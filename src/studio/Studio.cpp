@@ -2,6 +2,7 @@
 // several concerns share.
 #include "studio/Studio.hpp"
 
+#include "audio/LoudnessMeter.hpp"
 #include "base/SettingsStore.hpp"
 #include "capture/SpectrumMonitor.hpp"
 #include "studio/MainThread.hpp"

@@ -28,10 +28,23 @@
 
 namespace tw {
 
+class LoudnessMeter;
 class Player;
 class ExportSession;
 class ProjectLock;
 struct BuiltMix;
+struct Levels;
+
+// What the loudness meter shows, in LUFS (minus infinity while silent): the short-term loudness
+// of the last 3 seconds played and the integrated loudness since playback started.
+struct LoudnessReading {
+    double shortTerm = 0;
+    double integrated = 0;
+    bool operator==(const LoudnessReading&) const = default;
+};
+// A level in LUFS or dB as the studio shows it: to a tenth, with a decimal comma and a real minus
+// sign ("−16,0"); "—" for silence.
+std::string levelFigure(double value);
 
 // The copied clips, the length of the copied range and the folder their paths belong to.
 struct AudioClipboard {
@@ -123,7 +136,7 @@ public:
     // Shows a shuttle movement (-1 rewinds, +1 winds) on the deck for 650 ms.
     void animateShuttle(int direction);
     // Gives the running player the project's current volumes, fades and treatment without a gap,
-    // keeping the voice tap when the treatment did not change; then saves.
+    // keeping the voice tap (a new treatment is crossfaded in from the running one); then saves.
     void updateMix();
     void removePlaybackObserver();
     // The transport bar's jumps: to the start, 5 s back, 5 s forward, to the end.
@@ -144,6 +157,12 @@ public:
     void exportProject();
     // The "Cancelar" beside the export progress.
     void cancelExport();
+
+    // ---- Export loudness and the loudness meter (StudioLoudness.cpp) ----
+    // The loudness the project's exports aim at (the podcast norm when it never chose).
+    LoudnessTarget loudnessTarget() const;
+    // The Audio menu's choice: an undo step, then the project is saved.
+    void setLoudnessTarget(LoudnessTarget target);
 
     // ---- Input devices (Studio.cpp) ----
     // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
@@ -236,6 +255,11 @@ public:
     std::int64_t playbackGeneration = 0;
     VoiceTreatment appliedTreatment;
 
+    // ---- Fields of the loudness meter ----
+    Published<std::optional<LoudnessReading>> loudness{this, StudioField::loudness};
+    // Measures what the player plays, off the render thread; made when playback starts.
+    std::unique_ptr<LoudnessMeter> loudnessMeter;
+
     // ---- Fields of the export ----
     Published<std::optional<float>> exportProgress{this, StudioField::exportProgress};
     // The running export and its progress poll.
@@ -298,6 +322,7 @@ private:
         std::filesystem::path temporary;
         TimeRange range;
         std::string title;
+        LoudnessTarget target;
         std::optional<Error> musicLeftOut; // said beside the completion
     };
     void startExport(Result<BuiltMix> built, const ExportJob& job);
@@ -307,6 +332,10 @@ private:
     void startPlayer(Result<BuiltMix> built, std::int64_t generation);
     void startClock(std::int64_t generation);
     void followPlayer(double time);
+    // Loudness meter steps (StudioLoudness.cpp), main thread: a fresh measurement for a new
+    // playback, and what the player has played since the last step.
+    void startLoudness();
+    void measurePlayed();
 
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;

@@ -13,6 +13,9 @@
 #include <QPointer>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <cmath>
+#include <string>
+
 namespace tw {
 
 namespace {
@@ -20,6 +23,16 @@ namespace {
 constexpr double progressPollInterval = 0.2;
 const char* const nothingAudible =
     "No hay audio audible para exportar. Comprueba los clips y volúmenes.";
+
+// " · −16,0 LUFS · pico −1,2 dBTP": the measured figures of the file, a tenth each, with a
+// decimal comma; nothing when they could not be measured.
+std::string levelsText(const std::optional<Levels>& levels)
+{
+    if (!levels || !std::isfinite(levels->loudness) || !std::isfinite(levels->truePeak))
+        return {};
+    return " · " + levelFigure(levels->loudness) + " LUFS · pico " + levelFigure(levels->truePeak) +
+           " dBTP";
+}
 
 } // namespace
 
@@ -42,7 +55,8 @@ void Studio::exportProject()
     pause();
 
     removeStaleExportTemporaries();
-    ExportJob job{*destination, exportTemporaryPath(), *range, title(), std::nullopt};
+    ExportJob job{*destination, exportTemporaryPath(), *range,
+                  title(),      loudnessTarget(),      std::nullopt};
     (void)QtConcurrent::run(
         [project = project(), projectFolder = *folder(), job, studio = QPointer<Studio>(this)] {
             auto built =
@@ -79,6 +93,7 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
     const MediaTime start = MediaTime::fromSeconds(running.range.lower);
     activeExport->setTimeRange(start, MediaTime::fromSeconds(running.range.upper) - start);
     activeExport->setTitle(job.title);
+    activeExport->setLoudnessTarget(targetLoudness(job.target, activeExport->channels()));
     exportProgress = 0.0f;
     const QPointer<Studio> studio(this);
     exportPoll = scheduler_.every(progressPollInterval, [studio] {
@@ -110,6 +125,7 @@ void Studio::exportEnded(const ExportJob& job)
             return;
         }
         message = "Exportación completada: " + job.destination.filename().string() +
+                  levelsText(activeExport->levels()) +
                   (job.musicLeftOut ? ". " + MixBuilder::musicLeftOutText(*job.musicLeftOut)
                                     : std::string());
         finishExport(job, std::nullopt);

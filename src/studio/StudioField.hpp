@@ -53,6 +53,8 @@ enum class StudioField {
     shuttleDirection,
     // Export.
     exportProgress,
+    // Loudness meter.
+    loudness,
 };
 
 // Receives one call per assignment of a published field. Main thread.

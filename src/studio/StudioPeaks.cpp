@@ -93,6 +93,8 @@ void Studio::applyPeaks(const LoadedPeaks& loaded, bool recover, bool notifyReco
         voicePeaks = std::move(legacyVoice);
         musicPeaks = peaks.music.peaks;
         musicDuration = peaks.music.duration;
+        if (peaks.musicError)
+            message = "No se pudo leer el audio: " + peaks.musicError->description;
     } else {
         // The caches stay as they were, for a later attempt.
         message = "No se pudo leer el audio: " + loaded.sources.error().description;

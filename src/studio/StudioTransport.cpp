@@ -22,6 +22,7 @@ constexpr double observerInterval = 0.05;
 constexpr double earlyStopMargin = 0.03;
 constexpr double shuttleJump = 5;
 constexpr double shuttleHold = 0.65;
+constexpr double retireDelay = 0.5;
 
 // A player together with the output it plays through; the player goes first.
 struct PlaybackChain {
@@ -82,6 +83,10 @@ void Studio::startPlayer(Result<BuiltMix> built, std::int64_t generation)
     if (built.value().musicLeftOut)
         message = MixBuilder::musicLeftOutText(*built.value().musicLeftOut);
     chain->player = std::move(opened.value());
+    // A paused player may still be playing out the last of what it rendered (up to where the
+    // new one starts): it goes once that has been heard.
+    if (player)
+        scheduler_.after(retireDelay, [retired = std::move(player)] {});
     player = std::shared_ptr<Player>(chain, chain->player.get());
     appliedTreatment = treatment();
     // Playing from the end starts over; the automatic stop leaves the head just short of it.
@@ -113,6 +118,7 @@ void Studio::startClock(std::int64_t generation)
         });
     pauseEngaged = false;
     playing = true;
+    startLoudness();
     player->play();
 }
 
@@ -121,6 +127,7 @@ void Studio::followPlayer(double time)
     if (!std::isfinite(time))
         return;
     position = std::clamp(time, 0.0, std::max(duration(), 0.0));
+    measurePlayed();
     const double end = previewEnd.value_or(duration());
     if (end - earlyStopMargin <= position())
         pause();
@@ -164,9 +171,11 @@ void Studio::seek(double time)
     if (playing() && time >= duration())
         pause();
     const double limit = std::max({120.0, duration() + 60, position() + 30});
-    position = std::isnan(time) ? 0.0 : std::max(std::min(time, limit), 0.0);
+    const double to = std::isnan(time) ? 0.0 : std::max(std::min(time, limit), 0.0);
+    // The player first: the old sound stops before anything redraws.
     if (player)
-        player->seek(MediaTime::fromSeconds(position()));
+        player->seek(MediaTime::fromSeconds(to));
+    position = to;
     scheduleSave();
 }
 
@@ -238,13 +247,17 @@ void Studio::updateMix()
     AudioMix mix;
     for (const CompositionTrack& track : composition->tracks()) {
         if (track.trackID() == MixBuilder::voiceTrackID) {
-            // The same treatment keeps the running tap, so its filters and dynamics carry on.
-            const bool freshTap = !voiceTap || !same;
+            // The running tap stays, so its filters and dynamics carry on; a new treatment is
+            // handed to it and crossfaded in.
+            const auto liveTap = std::dynamic_pointer_cast<LiveVoiceTap>(voiceTap);
             Result<InputParameters> voice =
-                voiceMixParameters(track.trackID(), project(), freshTap);
+                voiceMixParameters(track.trackID(), project(), !liveTap);
             if (voice) {
-                if (!freshTap)
+                if (liveTap) {
+                    if (!same)
+                        liveTap->setTreatment(current);
                     voice.value().tap = voiceTap;
+                }
                 mix.inputParameters.push_back(std::move(voice.value()));
             } else {
                 message = voice.error().description;

@@ -3,6 +3,7 @@
 #include "studio/Studio.hpp"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QMenu>
 #include <QMenuBar>
 
@@ -65,6 +66,19 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     import_ =
         item(*audio_, QStringLiteral("Importar música…"), {QKeySequence(Qt::CTRL | Qt::Key_I)});
     removeMusic_ = item(*audio_, QStringLiteral("Quitar música"), {});
+    audio_->addSeparator();
+    auto* loudness = new QActionGroup(this);
+    podcastLoudness_ = audio_->addAction(QStringLiteral("Podcast (−16 LUFS)"));
+    broadcastLoudness_ = audio_->addAction(QStringLiteral("Emisión EBU R128 (−23 LUFS)"));
+    noLoudness_ = audio_->addAction(QStringLiteral("Sin normalizar"));
+    for (const LoudnessTarget target :
+         {LoudnessTarget::podcast, LoudnessTarget::broadcast, LoudnessTarget::none}) {
+        QAction* action = &this->loudness(target);
+        action->setCheckable(true);
+        loudness->addAction(action);
+        connect(action, &QAction::triggered, this,
+                [this, target] { studio_.setLoudnessTarget(target); });
+    }
 
     connect(newProject_, &QAction::triggered, this, [this] { studio_.newProject(); });
     connect(openProject_, &QAction::triggered, this, [this] { studio_.open(); });
@@ -91,6 +105,19 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
 
     connect(&studio_, &Studio::fieldChanged, this, &AppMenus::refresh);
     refresh();
+}
+
+QAction& AppMenus::loudness(LoudnessTarget target) const
+{
+    switch (target) {
+    case LoudnessTarget::broadcast:
+        return *broadcastLoudness_;
+    case LoudnessTarget::none:
+        return *noLoudness_;
+    case LoudnessTarget::podcast:
+        break;
+    }
+    return *podcastLoudness_;
 }
 
 void AppMenus::playOrPause()
@@ -137,6 +164,12 @@ void AppMenus::refresh()
     delete_->setEnabled(selection && !recording);
     import_->setEnabled(commands);
     removeMusic_->setEnabled(commands && studio_.project->musicFile.has_value());
+    for (const LoudnessTarget target :
+         {LoudnessTarget::podcast, LoudnessTarget::broadcast, LoudnessTarget::none}) {
+        QAction& action = loudness(target);
+        action.setEnabled(commands);
+        action.setChecked(studio_.loudnessTarget() == target);
+    }
 }
 
 } // namespace tw

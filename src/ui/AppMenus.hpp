@@ -1,9 +1,12 @@
 // The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
 // redo, copy, paste at the play head, delete and close the gap) and "Audio" (play, record, split,
-// trim, delete, import and remove the music). Each item is one call on the Studio; its enabling is
-// evaluated again on every change the Studio publishes, and a disabled item ignores its shortcut
-// as well. Main thread.
+// trim, delete, import and remove the music, and the checkable group of the export loudness:
+// podcast, EBU R128 or none). Each item is one call on the Studio; its enabling is evaluated again
+// on every change the Studio publishes, and a disabled item ignores its shortcut as well. Main
+// thread.
 #pragma once
+
+#include "model/LoudnessTarget.hpp"
 
 #include <QObject>
 
@@ -46,6 +49,8 @@ public:
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
     QAction& removeMusic() const { return *removeMusic_; }
+    // The export loudness group, in menu order: podcast, EBU R128, none.
+    QAction& loudness(LoudnessTarget target) const;
 
     // What the two keys that depend on the state do (the items' own handlers).
     void playOrPause();
@@ -76,6 +81,9 @@ private:
     QAction* delete_;
     QAction* import_;
     QAction* removeMusic_;
+    QAction* podcastLoudness_;
+    QAction* broadcastLoudness_;
+    QAction* noLoudness_;
 };
 
 } // namespace tw

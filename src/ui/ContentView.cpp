@@ -4,6 +4,7 @@
 #include "ui/ControlRow.hpp"
 #include "ui/EqualizerPanel.hpp"
 #include "ui/LCDCounter.hpp"
+#include "ui/LoudnessMeterView.hpp"
 #include "ui/MessageAlert.hpp"
 #include "ui/SpectrumView.hpp"
 #include "ui/StatusLine.hpp"
@@ -92,7 +93,17 @@ QWidget* ContentView::instrumentArea(const Clock& clock)
     middle->setSpacing(6);
     counter_ = new LCDCounter(area);
     counter_->setFixedSize(180, 62);
-    middle->addWidget(counter_, 0, Qt::AlignHCenter);
+    loudness_ = new LoudnessMeterView(studio_, area);
+    loudness_->setFixedSize(loudness_->sizeHint());
+    // The loudness readout shares the counter's row: beside the VU meters it would widen the
+    // window past a laptop's screen.
+    auto* readouts = new QHBoxLayout;
+    readouts->setSpacing(8);
+    readouts->addStretch(1);
+    readouts->addWidget(counter_);
+    readouts->addWidget(loudness_);
+    readouts->addStretch(1);
+    middle->addLayout(readouts);
     meters_ = new StudioVUMeters(studio_, area);
     meters_->setFixedHeight(84);
     middle->addWidget(meters_);

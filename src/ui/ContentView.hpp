@@ -1,6 +1,6 @@
-// The one screen of the program, top to bottom: the instruments (deck, counter, VU meters,
-// spectrum and equaliser panels, transport keys), the voice studio panel, the timeline with its
-// headers and ruler, the control row and the status line; plus the alert for the Studio's
+// The one screen of the program, top to bottom: the instruments (deck, counter and loudness, VU
+// meters, spectrum and equaliser panels, transport keys), the voice studio panel, the timeline with
+// its headers and ruler, the control row and the status line; plus the alert for the Studio's
 // message. Each part reads the shared Studio and repaints only when a field it shows changed.
 // Every part but the timeline keeps its height; the timeline's lanes take the rest.
 #pragma once
@@ -12,6 +12,7 @@ namespace tw {
 class Clock;
 class ControlRow;
 class LCDCounter;
+class LoudnessMeterView;
 class MessageAlert;
 class StatusLine;
 class Studio;
@@ -34,6 +35,7 @@ public:
     TapeDeck& deck() const { return *deck_; }
     LCDCounter& counter() const { return *counter_; }
     StudioVUMeters& meters() const { return *meters_; }
+    LoudnessMeterView& loudness() const { return *loudness_; }
     QWidget& spectrumPanel() const { return *spectrum_; }
     QWidget& equalizerPanel() const { return *equalizer_; }
     TransportBar& transport() const { return *transport_; }
@@ -50,6 +52,7 @@ private:
     TapeDeck* deck_ = nullptr;
     LCDCounter* counter_ = nullptr;
     StudioVUMeters* meters_ = nullptr;
+    LoudnessMeterView* loudness_ = nullptr;
     QWidget* spectrum_ = nullptr;
     QWidget* equalizer_ = nullptr;
     TransportBar* transport_ = nullptr;

@@ -68,43 +68,57 @@ VoiceDSP::VoiceDSP(VoiceTreatment treatment)
     , reduceNoise_(treatment_.reduceNoise)
     , level_(treatment_.level == true)
     , radio_(isRadio(treatment_.preset))
-    , softClip_(enabled(treatment_))
+    , softClip_(tw::enabled(treatment_))
 {
 }
 
-std::vector<Biquad> VoiceDSP::eqFilters(const VoiceTreatment& treatment, double rate)
+std::vector<VoiceDSP::Section> VoiceDSP::eqSections(const VoiceTreatment& treatment, double rate)
 {
-    std::vector<Biquad> chain;
+    std::vector<Section> chain;
     bool female = isFemale(treatment.preset);
     bool radio = isRadio(treatment.preset);
     if (treatment.enhance) {
         double warmth = female ? (radio ? 2.0 : 1.0) : (radio ? 3.5 : 1.5);
-        chain.push_back(Biquad::highPass(female ? 85.0 : 70.0, 1.414, rate));
-        chain.push_back(Biquad::peaking(female ? 200.0 : 130.0, 1.4, warmth, rate));
-        chain.push_back(Biquad::peaking(female ? 400.0 : 320.0, 1.8, -2.0, rate));
-        chain.push_back(Biquad::peaking(female ? 4000.0 : 3200.0, 1.6, radio ? 3.0 : 2.0, rate));
+        chain.push_back({0, Biquad::highPass(female ? 85.0 : 70.0, 1.414, rate)});
+        chain.push_back({1, Biquad::peaking(female ? 200.0 : 130.0, 1.4, warmth, rate)});
+        chain.push_back({2, Biquad::peaking(female ? 400.0 : 320.0, 1.8, -2.0, rate)});
+        chain.push_back(
+            {3, Biquad::peaking(female ? 4000.0 : 3200.0, 1.6, radio ? 3.0 : 2.0, rate)});
     }
-    auto addBand = [&](double frequency, double gainDb) {
+    auto addBand = [&](int slot, double frequency, double gainDb) {
         if (gainDb != 0.0)
-            chain.push_back(Biquad::peaking(frequency, 1.5, gainDb, rate));
+            chain.push_back({slot, Biquad::peaking(frequency, 1.5, gainDb, rate)});
     };
     if (treatment.eqBands) {
         // Any eqBands list selects the ten-band frequencies, even one whose length makes
         // bandGains fall back on the three older fields.
         auto gains = bandGains(treatment);
         for (std::size_t i = 0; i < gains.size(); ++i)
-            addBand(bandFrequencies[i], gains[i]);
+            addBand(4 + static_cast<int>(i), bandFrequencies[i], gains[i]);
     } else {
-        addBand(110.0, treatment.bass.value_or(0.0));
-        addBand(1200.0, treatment.mid.value_or(0.0));
-        addBand(8000.0, treatment.treble.value_or(0.0));
+        addBand(14, 110.0, treatment.bass.value_or(0.0));
+        addBand(15, 1200.0, treatment.mid.value_or(0.0));
+        addBand(16, 8000.0, treatment.treble.value_or(0.0));
     }
+    return chain;
+}
+
+std::vector<Biquad> VoiceDSP::eqFilters(const VoiceTreatment& treatment, double rate)
+{
+    std::vector<Biquad> chain;
+    for (const Section& section : eqSections(treatment, rate))
+        chain.push_back(section.filter);
     return chain;
 }
 
 void VoiceDSP::prepare(double rate, int channels)
 {
-    std::vector<Biquad> chain = eqFilters(treatment_, rate);
+    std::vector<Biquad> chain;
+    slots_.clear();
+    for (const Section& section : eqSections(treatment_, rate)) {
+        chain.push_back(section.filter);
+        slots_.push_back(section.slot);
+    }
     states_.assign(static_cast<std::size_t>(std::max(channels, 0)), chain);
     spareChain_ = chain;
 
@@ -136,6 +150,29 @@ void VoiceDSP::prepare(double rate, int channels)
     energy_ = 0.0;
     levelGain_ = 1.0;
     spareSamples_.fill(0.0f);
+}
+
+void VoiceDSP::continueFrom(const VoiceDSP& previous)
+{
+    envelope_ = previous.envelope_;
+    gain_ = previous.gain_;
+    gate_ = previous.gate_;
+    energy_ = previous.energy_;
+    levelGain_ = previous.levelGain_;
+    // Both chains list their sections in slot order, so one pass pairs the sections they share.
+    const std::size_t channels = std::min(states_.size(), previous.states_.size());
+    for (std::size_t s = 0, p = 0; s < slots_.size() && p < previous.slots_.size();) {
+        if (slots_[s] != previous.slots_[p]) {
+            (slots_[s] < previous.slots_[p] ? s : p) += 1;
+            continue;
+        }
+        for (std::size_t c = 0; c < channels; ++c) {
+            states_[c][s].z1 = previous.states_[c][p].z1;
+            states_[c][s].z2 = previous.states_[c][p].z2;
+        }
+        ++s;
+        ++p;
+    }
 }
 
 void VoiceDSP::process(AudioBufferList& list, int frames)

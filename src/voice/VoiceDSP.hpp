@@ -25,12 +25,20 @@ public:
     // Allocates the per-channel chains.
     void prepare(double rate, int channels);
 
+    // The processing thread: takes over the running state of a processor prepared for the same
+    // format, so that a new treatment carries on from the sound of the old one: the detectors
+    // (envelope, compressor, gate, leveller) and the state of every filter section both chains
+    // have (the same enhance section or band). Never allocates.
+    void continueFrom(const VoiceDSP& previous);
+
     // The processing thread: processes frames of the list in place. Never allocates or locks; state
     // carries across calls, so any split of a stream gives the same samples as one call. A
     // pass-through while unsupported or without chains.
     void process(AudioBufferList& list, int frames);
 
     const VoiceTreatment& treatment() const { return treatment_; }
+    // Whether the treatment changes the sound at all (process() is worth calling).
+    bool enabled() const { return softClip_; }
     // False when the stream format cannot be processed (the live tap decides).
     bool supported() const { return supported_; }
     void setSupported(bool supported) { supported_ = supported; }
@@ -52,6 +60,14 @@ public:
     static constexpr int blockFrames = 256;
 
 private:
+    // A section of the chain with its place among all the sections a treatment can have: the
+    // four enhance sections, the ten bands, the three older bands.
+    struct Section {
+        int slot;
+        Biquad filter;
+    };
+    static std::vector<Section> eqSections(const VoiceTreatment& treatment, double rate);
+
     void detect(const AudioBufferList& list, int offset, int frames);
     void filterBlock(AudioBufferList& list, int offset, int frames);
 
@@ -63,6 +79,7 @@ private:
     bool softClip_;
 
     std::vector<std::vector<Biquad>> states_;
+    std::vector<int> slots_; // the slot of each section of the chains, ascending
     double envelope_ = 0.0;
     double gain_ = 1.0;
     double gate_ = 1.0;

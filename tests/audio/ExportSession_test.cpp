@@ -3,19 +3,19 @@
 #include "GraphSignals.hpp"
 #include "audio/AudioFileReader.hpp"
 #include "audio/CafWriter.hpp"
+#include "audio/LoudnessMeter.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/ExportAndWait.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <condition_variable>
 #include <cstdio>
 #include <fstream>
 #include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +23,7 @@
 namespace tw {
 
 using namespace graphtest;
+using testing::exportAndWait;
 
 namespace {
 
@@ -40,7 +41,8 @@ void writeCaf(const std::filesystem::path& file, const std::vector<float>& sampl
 
 // A voice-like mono signal: two partials gliding upwards under a slow tremolo, with a little
 // noise. The glide keeps it from repeating, so a correlation finds one best alignment.
-std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed)
+std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed,
+                               bool plosives = false)
 {
     std::vector<float> out = noise(1, frames, seed);
     for (std::int64_t f = 0; f < frames; ++f) {
@@ -50,6 +52,17 @@ std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed)
         out[static_cast<std::size_t>(f)] =
             static_cast<float>(tremolo * (0.35 * std::sin(phase) + 0.15 * std::sin(3 * phase)) +
                                0.02 * out[static_cast<std::size_t>(f)]);
+    }
+    // Plosives: a short burst every 0.4 s, peaks far above the speech's loudness; and a click
+    // (a hard-edged millisecond, as a cut without a fade leaves) every 0.5 s, which the encoder
+    // renders with peaks of its own.
+    for (std::int64_t f = 0; plosives && f < frames; ++f) {
+        if (const std::int64_t in = f % (rate * 2 / 5); in < rate / 100)
+            out[static_cast<std::size_t>(f)] += static_cast<float>(
+                1.2 * std::sin(std::numbers::pi * static_cast<double>(in) / (rate / 100.0)) *
+                std::sin(0.3 * static_cast<double>(f)));
+        if (f % (rate / 2) < rate / 500)
+            out[static_cast<std::size_t>(f)] += 1.5f * std::sin(0.7f * static_cast<float>(f));
     }
     return out;
 }
@@ -76,10 +89,11 @@ struct Programme {
 
 // Two voice clips from two CAF takes (the first at 1 s), and with `music` a stereo bed from
 // 1.5 s that fades in over a second and out over the last one.
-Programme makeProgramme(const ScratchFolder& folder, bool music)
+Programme makeProgramme(const ScratchFolder& folder, bool music, float voiceLevel = 1,
+                        bool plosives = false)
 {
-    writeCaf(folder / "take-a.caf", voiceSignal(rate * 3, 220, 1), 1);
-    writeCaf(folder / "take-b.caf", voiceSignal(rate * 3, 330, 2), 1);
+    writeCaf(folder / "take-a.caf", voiceSignal(rate * 3, 220, 1, plosives), 1);
+    writeCaf(folder / "take-b.caf", voiceSignal(rate * 3, 330, 2, plosives), 1);
     const AudioAsset a = loadAsset(folder / "take-a.caf");
     const AudioAsset b = loadAsset(folder / "take-b.caf");
 
@@ -91,8 +105,8 @@ Programme makeProgramme(const ScratchFolder& folder, bool music)
     EXPECT_TRUE(voice->insertTimeRange(b, seconds(0.2), seconds(2), seconds(2.75)));
     InputParameters voiceParameters{1, {}, nullptr};
     voiceParameters.volume.setVolume(0, {});
-    addClipVolume(voiceParameters.volume, seconds(1), seconds(1.5), 0.9f);
-    addClipVolume(voiceParameters.volume, seconds(2.75), seconds(2), 0.6f);
+    addClipVolume(voiceParameters.volume, seconds(1), seconds(1.5), 0.9f * voiceLevel);
+    addClipVolume(voiceParameters.volume, seconds(2.75), seconds(2), 0.6f * voiceLevel);
     p.mix.inputParameters.push_back(voiceParameters);
 
     if (music) {
@@ -117,21 +131,6 @@ std::unique_ptr<ExportSession> makeSession(const Programme& p)
     if (!session)
         throw std::runtime_error(session.error().description);
     return std::move(session).value();
-}
-
-// Starts the export and waits for its completion handler.
-void exportAndWait(ExportSession& session)
-{
-    std::mutex mutex;
-    std::condition_variable finished;
-    bool done = false;
-    session.exportAsynchronously([&] {
-        std::lock_guard lock(mutex);
-        done = true;
-        finished.notify_one();
-    });
-    std::unique_lock lock(mutex);
-    finished.wait(lock, [&] { return done; });
 }
 
 struct Decoded {
@@ -213,26 +212,13 @@ std::int64_t firstAbove(const std::vector<float>& mono, float threshold)
     return -1;
 }
 
-std::string capture(const std::string& command)
-{
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        throw std::runtime_error("cannot run: " + command);
-    std::string out;
-    char buffer[512];
-    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
-        out.append(buffer, got);
-    if (pclose(pipe) != 0)
-        throw std::runtime_error("failed: " + command);
-    return out;
-}
-
 // One `key=value` line of ffprobe's default output.
 std::string probeValue(const std::filesystem::path& file, const std::string& entries,
                        const std::string& key)
 {
-    const std::string out = capture("ffprobe -v error -show_entries " + entries +
-                                    " -of default=noprint_wrappers=1 " + testfiles::quoted(file));
+    const std::string out =
+        testfiles::commandOutput("ffprobe -v error -show_entries " + entries +
+                                 " -of default=noprint_wrappers=1 " + testfiles::quoted(file));
     const std::string prefix = key + "=";
     for (std::size_t at = 0; at < out.size();) {
         const std::size_t end = out.find('\n', at);
@@ -471,6 +457,48 @@ TEST_F(ExportSessionTest, failuresCarryAReadableErrorAndLeaveNoFile)
         EXPECT_FALSE(std::filesystem::exists(output));
     }
     EXPECT_EQ(testfiles::readBytes(folder / "plain-file"), (std::vector<std::uint8_t>{1, 2, 3}));
+}
+
+TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnderTheCeiling)
+{
+    struct Case {
+        bool music; // stereo with the bed, else mono
+        float voiceLevel;
+        std::optional<double> target;
+    };
+    for (const Case& c :
+         {Case{true, 0.2f, -16.0}, Case{true, 2.5f, -16.0}, Case{false, 1.0f, -19.0},
+          Case{true, 1.0f, -23.0}, Case{true, 2.5f, std::nullopt}}) {
+        SCOPED_TRACE(::testing::Message() << "level " << c.voiceLevel << ", target "
+                                          << c.target.value_or(0) << ", music " << c.music);
+        const Programme p = makeProgramme(folder, c.music, c.voiceLevel, true);
+        auto session = makeSession(p);
+        session->setOutputPath(folder / "loud.m4a");
+        session->setLoudnessTarget(c.target);
+        exportAndWait(*session);
+        ASSERT_EQ(session->status(), ExportSession::Status::completed)
+            << session->error().value_or(Error{}).description;
+        const auto tool = testfiles::ebur128WithFfmpeg(folder / "loud.m4a");
+        ASSERT_TRUE(session->levels());
+        EXPECT_NEAR(session->levels()->loudness, tool.integrated, 0.15);
+        EXPECT_NEAR(session->levels()->truePeak, tool.truePeak, 0.3);
+        EXPECT_LT(tool.truePeak, 0.0) << "never over full scale";
+        if (!c.target) {
+            // The mix as it is: the loudness of its render, no gain.
+            OfflineRenderOptions options;
+            options.runTaps = false;
+            auto rendered =
+                renderOfflineToBuffer(p.composition, p.mix, {}, p.composition.duration(), options);
+            ASSERT_TRUE(rendered);
+            LoudnessMeter mix(2, rate, LoudnessMeter::integrated);
+            mix.add(rendered.value().data(), rendered.value().size() / 2);
+            EXPECT_NEAR(tool.integrated, mix.integratedLoudness(), 0.3);
+            continue;
+        }
+        EXPECT_NEAR(tool.integrated, *c.target, ExportSession::loudnessTolerance);
+        EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
+        EXPECT_LE(session->levels()->truePeak, ExportSession::peakLimitDb);
+    }
 }
 
 } // namespace tw

@@ -1,6 +1,7 @@
 #include "audio/OfflineRenderer.hpp"
 
 #include "GraphSignals.hpp"
+#include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,16 @@ using namespace graphtest;
 
 namespace {
 
+// The graph alone, without the master stage (which has its own test below).
+OfflineRenderOptions graphOnly()
+{
+    OfflineRenderOptions options;
+    options.ceilingDb = std::nullopt;
+    return options;
+}
+
 std::vector<float> render(const Composition& composition, const AudioMix& mix, double from,
-                          double length, OfflineRenderOptions options = {})
+                          double length, OfflineRenderOptions options = graphOnly())
 {
     auto rendered =
         renderOfflineToBuffer(composition, mix, seconds(from), seconds(length), options);
@@ -72,7 +81,7 @@ TEST_F(OfflineRendererTest,
     Composition composition;
     ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.wav"), {},
                                                          seconds(2), seconds(0.3333)));
-    OfflineRenderOptions options;
+    OfflineRenderOptions options = graphOnly();
     options.sampleRate = 44100;
     const auto out = render(composition, AudioMix{}, 0, 2.5, options);
     ASSERT_EQ(out.size(), static_cast<std::size_t>(2.5 * 44100 * 2));
@@ -183,7 +192,7 @@ TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
     EXPECT_EQ(tap->framesProcessed.load(), 48000);
     EXPECT_EQ(tap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
 
-    OfflineRenderOptions noTaps;
+    OfflineRenderOptions noTaps = graphOnly();
     noTaps.runTaps = false;
     const auto plain = render(composition, mix, 0, 1, noTaps);
     EXPECT_EQ(tap->prepares.load(), 1);
@@ -246,6 +255,34 @@ TEST_F(OfflineRendererTest, aSinkThatSaysStopEndsTheRender)
     EXPECT_TRUE(rendered);
     EXPECT_GE(frames, 10000);
     EXPECT_LT(frames, 2 * 48000);
+}
+
+TEST_F(OfflineRendererTest, theMasterStageLimitsTheSumOnlyWhereItGoesOverAndKeepsItInPlace)
+{
+    // Two tones that sum to 2.5 dB over full scale from 1 s to 1.5 s, and to well under the
+    // ceiling elsewhere. The limiter lets go within a second.
+    const std::vector<float> tone = sine(220, 48000, 1, 3 * 48000, 0.45f);
+    std::vector<float> loud = sine(330, 48000, 1, 3 * 48000, 0.2f);
+    for (int f = 48000; f < 72000; ++f)
+        loud[static_cast<std::size_t>(f)] *= 4.2f;
+    writeFloatWav(folder / "tone.wav", tone, 48000, 1);
+    writeFloatWav(folder / "loud.wav", loud, 48000, 1);
+    Composition composition;
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.wav"), {},
+                                                         seconds(3), {}));
+    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(loadAsset(folder / "loud.wav"), {},
+                                                         seconds(3), {}));
+    const auto plain = render(composition, AudioMix{}, 0.5, 2.5);
+    const auto mastered = render(composition, AudioMix{}, 0.5, 2.5, OfflineRenderOptions{});
+    ASSERT_EQ(mastered.size(), plain.size());
+    EXPECT_GT(peak(plain, 24000, 48000), 1.0f);
+    EXPECT_LT(testing::referenceTruePeakDb(mastered, 2), -1.0);
+    // The same samples, in the same places, before the loud part and once the limiter has let
+    // go after it.
+    for (std::size_t i = 0; i < 2 * 23000; ++i)
+        ASSERT_EQ(mastered[i], plain[i]) << "sample " << i;
+    for (std::size_t i = 2 * 48000 * 2; i < plain.size(); ++i)
+        ASSERT_EQ(mastered[i], plain[i]) << "sample " << i;
 }
 
 } // namespace tw

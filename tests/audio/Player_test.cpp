@@ -214,8 +214,10 @@ TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTh
     seekAndWait(player, scheduler, 0.5);
     player.play();
     (void)pull(player, 9600);
+    // Taps run ahead of what is heard by the master stage's look-ahead.
+    const std::int64_t ahead = TruePeakLimiter(48000, 2).latency();
     const std::int64_t before = voiceTap->framesProcessed.load();
-    EXPECT_EQ(before, 9600);
+    EXPECT_EQ(before, 9600 + ahead);
 
     // The transport rebuilds the mix with new volumes and the same voice tap, read back from the
     // player; the music gets a new tap.
@@ -231,7 +233,7 @@ TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTh
     EXPECT_EQ(voiceTap->prepares.load(), 1) << "never prepared twice";
     EXPECT_EQ(voiceTap->framesProcessed.load(), before + 9600) << "and kept processing";
     EXPECT_EQ(newMusicTap->framesProcessed.load(), 9600);
-    EXPECT_EQ(musicTap->framesProcessed.load(), 9600) << "the old music tap is out";
+    EXPECT_EQ(musicTap->framesProcessed.load(), 9600 + ahead) << "the old music tap is out";
     EXPECT_EQ(player.currentAudioMix().inputParameters[0].tap, voiceTap);
 
     // A tap dropped and attached again is still prepared: it carries on too.
@@ -239,7 +241,7 @@ TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTh
     player.setAudioMix(rebuilt);
     (void)pull(player, 4800);
     EXPECT_EQ(musicTap->prepares.load(), 1);
-    EXPECT_EQ(musicTap->framesProcessed.load(), 9600 + 4800);
+    EXPECT_EQ(musicTap->framesProcessed.load(), 9600 + ahead + 4800);
 }
 
 TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
@@ -268,10 +270,11 @@ TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
     for (std::int64_t f = 1; f < 20000; ++f)
         largestStep =
             std::max(largestStep, std::fabs(sampleAt(first, f, 0) - sampleAt(first, f - 1, 0)));
-    // 0.5 × (0.8 − 0.4) spread over a 10 ms glide (480 frames).
+    // 0.5 × (0.8 − 0.4) spread over a 10 ms glide (480 frames), heard after the master stage's
+    // look-ahead.
     EXPECT_LE(largestStep, 0.5f * 0.4f / 480 * 1.01f);
     EXPECT_GT(largestStep, 0.0f);
-    EXPECT_FLOAT_EQ(sampleAt(first, 10000 + 480, 1), 0.2f);
+    EXPECT_FLOAT_EQ(sampleAt(first, 10000 + 480 + TruePeakLimiter(48000, 2).latency(), 1), 0.2f);
     EXPECT_FLOAT_EQ(sampleAt(first, 19999, 1), 0.2f);
 }
 
@@ -430,12 +433,20 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesIt)
         EXPECT_EQ(player.currentTime(), seconds(1.05)) << "what is heard, behind the render";
 
         player.pause();
-        EXPECT_FALSE(output.isRunning());
+        EXPECT_EQ(player.currentTime(), seconds(1.1)) << "where the sound stops";
+        output.clearRendered();
+        EXPECT_EQ(output.advance(4800), 4800) << "the output plays out what it holds";
+        EXPECT_EQ(peak(output.rendered(), 0, 4800), 0.0f);
+        scheduler.advance(0.11);
+        EXPECT_FALSE(output.isRunning()) << "and is paused once it has";
         EXPECT_EQ(output.advance(4800), 0);
-        EXPECT_EQ(player.currentTime(), seconds(1.05));
+        const int drainedFlushes = output.flushCount();
         player.play();
+        EXPECT_EQ(output.flushCount(), drainedFlushes + 1) << "the silence it held is dropped";
         player.waitForReadAhead();
+        output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
+        EXPECT_EQ(output.rendered(), offline(p, 1.1, 0.1)) << "on from the stop frame exactly";
         EXPECT_EQ(player.underruns(), 0);
     }
     EXPECT_FALSE(output.isRunning()) << "closed with the player";

@@ -4,6 +4,8 @@
 // the sink, waited for rather than timed.
 #pragma once
 
+#include "support/BuildFolders.hpp"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -218,7 +220,8 @@ class PrivateServer {
 public:
     PrivateServer()
     {
-        startOutput_ = output(std::string(TW_SOURCE_DIR) + "/scripts/virtual-audio start 2>&1");
+        startOutput_ =
+            output(std::string(testing::sourceFolder) + "/scripts/virtual-audio start 2>&1");
         folder_ = value("TAPEWRIGHT_AUDIO_DIR");
         address_ = value("PULSE_SERVER");
     }
@@ -232,7 +235,7 @@ public:
     void stop()
     {
         if (!folder_.empty())
-            run("TAPEWRIGHT_AUDIO_DIR='" + folder_ + "' '" + TW_SOURCE_DIR +
+            run("TAPEWRIGHT_AUDIO_DIR='" + folder_ + "' '" + testing::sourceFolder +
                 "/scripts/virtual-audio' stop");
         folder_.clear();
     }

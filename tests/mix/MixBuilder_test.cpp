@@ -1,8 +1,11 @@
 #include "mix/MixBuilder.hpp"
 
 #include "MixAudio.hpp"
+#include "audio/ExportSession.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/ExportAndWait.hpp"
+#include "support/SoundChecks.hpp"
 #include "voice/LiveVoiceTap.hpp"
 #include "voice/VoiceProcessor.hpp"
 
@@ -90,9 +93,10 @@ protected:
     std::vector<std::string> prepares;
 };
 
-std::vector<float> render(const BuiltMix& built, double seconds)
+std::vector<float> render(const BuiltMix& built, double seconds, int rate = 48000)
 {
-    auto out = renderOfflineToBuffer(built.composition, built.audioMix, {}, at(seconds));
+    auto out = renderOfflineToBuffer(built.composition, built.audioMix, {}, at(seconds),
+                                     OfflineRenderOptions{rate, true});
     if (!out)
         throw std::runtime_error(out.error().description);
     return std::move(out).value();
@@ -466,6 +470,41 @@ TEST_F(MixBuilderTest, theRenderedMusicFollowsItsFadesSampleBySample)
     EXPECT_LT(worst, 2e-6f);
     EXPECT_GT(peak(out, frameOf(4.5), frameOf(5.5)), 0.2f) << "full volume between the fades";
     EXPECT_EQ(peak(out, frameOf(7), frameOf(8.5)), 0.0f) << "silent after the fade-out";
+}
+
+TEST_F(MixBuilderTest, touchingClipsOfOneTakeJoinWithoutADroppedOrRepeatedSampleAtAnyRate)
+{
+    // A tone recorded from an odd time and split between samples, as the split command leaves
+    // it: played at the export rate, at a common device rate, and exported, every join is as
+    // smooth as the tone itself.
+    for (const int sourceRate : {44100, 48000, 22050}) {
+        SCOPED_TRACE(sourceRate);
+        writeCaf(folder / "Media/tone.caf",
+                 testing::sineTone(440, sourceRate, static_cast<std::size_t>(4 * sourceRate)),
+                 sourceRate, 1);
+        PodcastProject project;
+        project.segments = {clip("Media/tone.caf", 0.1, 3.0, 1.2345678901)};
+        for (const double cut : {1.5000104, 2.1234567891, 2.7777777777, 3.3000052})
+            project.split(cut);
+        ASSERT_EQ(project.segments.size(), 5u);
+        const BuiltMix built = build(project, false);
+        for (const int rate : {48000, 44100}) {
+            const std::vector<float> out = render(built, 4.3, rate);
+            const auto first = static_cast<std::size_t>(std::llround(1.2345678901 * rate));
+            const auto last = static_cast<std::size_t>(std::llround(4.2345678901 * rate));
+            EXPECT_LE(testing::largestStep(out, 2 * first + 2, 2 * last, 2),
+                      testing::toneStep(0.5, 440, rate) * 1.02)
+                << "rendered at " << rate;
+        }
+        auto session = ExportSession::create(built.composition, built.audioMix);
+        ASSERT_TRUE(session);
+        session.value()->setOutputPath(folder / "joins.m4a");
+        testing::exportAndWait(*session.value());
+        ASSERT_EQ(session.value()->status(), ExportSession::Status::completed);
+        const std::vector<float> decoded = testfiles::decodeWithFfmpeg(folder / "joins.m4a");
+        EXPECT_LE(testing::largestStep(decoded, frameOf(1.25), frameOf(4.22)),
+                  testing::toneStep(0.5, 440, 48000) * 1.1);
+    }
 }
 
 } // namespace tw

@@ -65,6 +65,7 @@ PodcastProject fullProject()
     p.fadeInEnd = 4;
     p.fadeOutStart = 50;
     p.fadeOutEnd = 60;
+    p.loudnessTarget = LoudnessTarget::broadcast;
     return p;
 }
 
@@ -122,14 +123,14 @@ TEST(ProjectJson, writesCompactlyInDeclarationOrderLeavingAbsentOptionalsOut)
     EXPECT_EQ(encoded(PodcastProject{}), newProjectText);
     const std::string text = encoded(fullProject());
     auto json = nlohmann::ordered_json::parse(text);
-    EXPECT_EQ(keysOf(json),
-              (std::vector<std::string>{"version",          "voiceFile",        "musicFile",
-                                        "segments",         "recordingPending", "voiceVolume",
-                                        "musicVolume",      "fadeIn",           "fadeOut",
-                                        "treatment",        "playhead",         "timelineZoom",
-                                        "pendingVoiceFile", "pendingStart",     "musicSourceStart",
-                                        "musicLength",      "musicOffset",      "fadeInStart",
-                                        "fadeInEnd",        "fadeOutStart",     "fadeOutEnd"}));
+    EXPECT_EQ(
+        keysOf(json),
+        (std::vector<std::string>{
+            "version",     "voiceFile",     "musicFile",        "segments",     "recordingPending",
+            "voiceVolume", "musicVolume",   "fadeIn",           "fadeOut",      "treatment",
+            "playhead",    "timelineZoom",  "pendingVoiceFile", "pendingStart", "musicSourceStart",
+            "musicLength", "musicOffset",   "fadeInStart",      "fadeInEnd",    "fadeOutStart",
+            "fadeOutEnd",  "loudnessTarget"}));
     EXPECT_EQ(
         keysOf(json["segments"][0]),
         (std::vector<std::string>{"id", "start", "duration", "file", "timelineStart", "gain"}));
@@ -203,6 +204,14 @@ TEST(ProjectJson, whatIsWrittenReadsBackAsTheSameDocument)
         p.treatment->preset = preset;
         EXPECT_EQ(decode(encoded(p)).value(), p);
     }
+    for (const auto& [target, text] : {std::pair{LoudnessTarget::podcast, "podcast"},
+                                       std::pair{LoudnessTarget::broadcast, "ebuR128"},
+                                       std::pair{LoudnessTarget::none, "none"}}) {
+        PodcastProject p;
+        p.loudnessTarget = target;
+        EXPECT_EQ(encoded(p), withMember(std::string(R"("loudnessTarget":")") + text + '"'));
+        EXPECT_EQ(decode(encoded(p)).value(), p);
+    }
 }
 
 // Each text on the left reads as the one on the right: what other writers may do.
@@ -232,6 +241,8 @@ TEST(ProjectJson, readingAcceptsWhatAnyJsonWriterMayProduce)
          replaced("fadeIn", "7", withSegment(segmentText))},
         {withMember(R"("segments":[])", withSegment(segmentText)), newProjectText},
         {replaced("version", "1.0"), newProjectText},
+        // A document from before the loudness choice existed: no target, the podcast norm.
+        {withMember(R"("loudnessTarget":null)"), newProjectText},
         {replaced("fadeIn", "1e-400"), replaced("fadeIn", "0")}, // too small reads as zero
     };
     for (const auto& [given, meant] : cases) {
@@ -298,6 +309,9 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         cases.emplace_back(
             withSegment(R"({"id":")" + std::string(id) + R"(","start":0,"duration":1})"),
             "segments[0].id\" no es un UUID");
+    for (const char* target : {R"("Podcast")", R"("")", "16"})
+        cases.emplace_back(withMember(R"("loudnessTarget":)" + std::string(target)),
+                           "loudnessTarget");
     for (const char* preset : {"Podcast", "podcast", "Podcast masculino ", "", "Radio femenino"})
         cases.emplace_back(
             withMember(R"("treatment":{"enhance":false,"reduceNoise":false,"preset":")" +

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <regex>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,7 +110,8 @@ TEST(StudioExport, theAudibleMixIsWrittenFromAMarginBeforeTheFirstSoundAndReplac
 
     ASSERT_TRUE(x.exportTo(destination));
     EXPECT_EQ(x.f.host.lastExportName, "Show.m4a");
-    EXPECT_EQ(x.f.studio.message(), "Exportación completada: Show.m4a");
+    EXPECT_EQ(x.f.studio.message()->rfind("Exportación completada: Show.m4a · ", 0), 0u)
+        << *x.f.studio.message();
     EXPECT_FALSE(x.f.studio.exportProgress());
     EXPECT_FALSE(x.f.studio.activeExport);
     EXPECT_GE(progressUpdates, 2) << "set to 0 at the start and cleared at the end";
@@ -119,6 +121,50 @@ TEST(StudioExport, theAudibleMixIsWrittenFromAMarginBeforeTheFirstSoundAndReplac
     // The range is [1.96, 5]: the tone starts 0.04 s into the file and plays to the end.
     EXPECT_NEAR(decoded.size() / 48000.0, 3.04, 1024.0 / 48000);
     EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
+}
+
+// The two figures of a completion message ("… · −16,0 LUFS · pico −1,2 dBTP"), as numbers.
+std::pair<double, double> messageFigures(const std::string& message)
+{
+    std::smatch match;
+    const std::string text = std::regex_replace(message, std::regex("−"), "-");
+    if (!std::regex_search(text, match,
+                           std::regex(R"( · (-?\d+),(\d) LUFS · pico (-?\d+),(\d) dBTP$)")))
+        return {NAN, NAN};
+    const auto number = [&](int whole, int tenth) {
+        const double magnitude = std::abs(std::stod(match[whole])) + std::stod(match[tenth]) / 10;
+        return match[whole].str()[0] == '-' ? -magnitude : magnitude;
+    };
+    return {number(1, 2), number(3, 4)};
+}
+
+TEST(StudioExport, theProjectsLoudnessChoiceSetsTheFileAndTheMessageGivesItsFigures)
+{
+    ExportFixture x;
+    // A mono programme: the podcast norm is -19 LUFS for it; unnormalised it is its take. The
+    // last is treated ("Mejorar voz" and "Nivelar audio"), which drives the take far louder.
+    const double take = testfiles::ebur128WithFfmpeg(x.folder / "Media" / "voice-1.wav").integrated;
+    for (const auto& [target, lufs, treated] : {std::tuple{LoudnessTarget::podcast, -19.0, false},
+                                                std::tuple{LoudnessTarget::broadcast, -23.0, false},
+                                                std::tuple{LoudnessTarget::none, take, false},
+                                                std::tuple{LoudnessTarget::podcast, -19.0, true}}) {
+        x.f.studio.setLoudnessTarget(target);
+        if (treated)
+            x.f.studio.project.mutate([](PodcastProject& document) {
+                document.treatment.emplace();
+                document.treatment->enhance = true;
+                document.treatment->level = true;
+            });
+        const std::filesystem::path destination = x.temp / "Show.m4a";
+        ASSERT_TRUE(x.exportTo(destination));
+        const auto [loudness, peak] = messageFigures(x.f.studio.message().value_or(""));
+        const auto tool = testfiles::ebur128WithFfmpeg(destination);
+        EXPECT_NEAR(loudness, tool.integrated, 0.15) << *x.f.studio.message();
+        EXPECT_NEAR(peak, tool.truePeak, 0.3) << *x.f.studio.message();
+        EXPECT_NEAR(tool.integrated, lufs, 0.5) << *x.f.studio.message();
+        EXPECT_LE(tool.truePeak, -1.0);
+    }
+    EXPECT_EQ(countFiles(x.scratch, ""), 0) << "no temporary render or excerpt is left";
 }
 
 TEST(StudioExport, nothingAudibleGivesItsMessageAndNoFile)
@@ -223,7 +269,9 @@ TEST(StudioExport, musicThatCannotBeReadIsLeftOutOfPlaybackAndExportAndTheVoiceS
     x.f.studio.message = std::nullopt; // the user closes the alert
 
     ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
-    EXPECT_EQ(x.f.studio.message(), "Exportación completada: Show.m4a. " + leftOut);
+    const std::string done = x.f.studio.message().value_or("");
+    EXPECT_EQ(done.rfind("Exportación completada: Show.m4a · ", 0), 0u) << done;
+    EXPECT_TRUE(done.ends_with(" dBTP. " + leftOut)) << done;
     EXPECT_NEAR(firstSoundAt(decodeWithFfmpeg(x.temp / "Show.m4a")), 0.04, 0.003);
     EXPECT_TRUE(watchdog.dismiss()) << "a thread blocked on the music";
 }

@@ -118,6 +118,7 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
         EXPECT_THAT(f.studio.message().value_or(""), HasSubstr(c.told));
         f.settle();
         EXPECT_EQ(readProject(folder).recordingPending, c.clips == 0);
+        EXPECT_EQ(f.studio.voiceWaveforms->count("Media/voice-A.wav"), 1u); // playable, exportable
         EXPECT_EQ(f.studio.project->resolvedSegments().size(), std::max(c.clips, 1ul));
         if (c.clips > 0)
             continue;

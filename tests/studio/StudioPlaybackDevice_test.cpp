@@ -3,6 +3,7 @@
 // heard without a click. The clock runs in step with the wall clock; the test waits for audio.
 #include "studio/Studio.hpp"
 
+#include "audio/CafWriter.hpp"
 #include "audio/Player.hpp"
 #include "audio/PulseRig.hpp"
 #include "support/StudioFixture.hpp"
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace tw {
 namespace {
@@ -74,6 +76,109 @@ double rms(const std::vector<float>& samples, std::size_t from, std::size_t coun
     for (std::size_t i = from; i < from + count && i < samples.size(); ++i)
         sum += double(samples[i]) * samples[i];
     return std::sqrt(sum / static_cast<double>(count));
+}
+
+// A project of one take of a tone that never comes near zero (0.3 ± 0.1, then from `flip` on
+// its negative), opened in a playing studio: every sample heard is told apart from silence and
+// from the other half, and a sample heard twice or never shows in a count.
+struct CountableShow {
+    TempFolder temp;
+    std::vector<float> take;
+    PlaybackStudio s;
+
+    CountableShow(int frames, int flip) : take(static_cast<std::size_t>(frames))
+    {
+        for (int f = 0; f < frames; ++f)
+            take[static_cast<std::size_t>(f)] = static_cast<float>(
+                (f < flip ? 0.3 : -0.3) + 0.1 * std::sin(2 * std::numbers::pi * 440 * f / 48000.0));
+        const auto folder = temp / "Show.podcastproject";
+        std::filesystem::create_directories(folder / "Media");
+        auto writer = CafWriter::create(folder / "Media" / "voice-1.caf", 48000, 1);
+        EXPECT_TRUE(writer && writer.value()->writeInterleaved(take.data(), frames) &&
+                    writer.value()->close());
+        PodcastProject document;
+        document.segments = {placedClip(0, frames / 48000.0, "Media/voice-1.caf")};
+        testing::writeProject(folder, document);
+        s.studio.openProject(folder);
+        EXPECT_TRUE(s.runUntil([&] { return !s.studio.busy(); }));
+    }
+    // Runs the studio in step with the wall clock for `seconds`.
+    void wait(double seconds)
+    {
+        const double until = s.scheduler.now() + seconds;
+        s.runUntil([&] { return s.scheduler.now() >= until; });
+    }
+};
+
+// Where each run of same-signed sound of the heard take starts and how long it is.
+struct SoundRun {
+    std::size_t at, length;
+    bool positive;
+};
+std::vector<SoundRun> soundRuns(const std::vector<float>& heard)
+{
+    std::vector<SoundRun> runs;
+    for (std::size_t i = 0; i < heard.size(); ++i) {
+        const bool loud = std::fabs(heard[i]) > 0.1f, positive = heard[i] > 0;
+        if (loud && (runs.empty() || runs.back().at + runs.back().length != i ||
+                     runs.back().positive != positive))
+            runs.push_back({i, 0, positive});
+        if (loud)
+            ++runs.back().length;
+    }
+    return runs;
+}
+
+TEST_F(StudioPlaybackDevice, aSeekWhilePlayingCutsTheOldSoundAtOnceAndStartsOnItsExactSample)
+{
+    CountableShow show(4 * 48000, 2 * 48000);
+    PlaybackStudio& s = show.s;
+    const std::vector<float>& take = show.take;
+    double seekedAt = 0;
+    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
+        ASSERT_TRUE(s.startPlayback());
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 0.9; }));
+        seekedAt = s.studio.player->currentTime().seconds();
+        s.studio.seek(3.0);
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 3.6; }));
+        s.studio.pause();
+    });
+    const std::vector<SoundRun> runs = soundRuns(heard);
+    ASSERT_EQ(runs.size(), 2u) << "the old sound, then the new";
+    ASSERT_TRUE(runs[0].positive && !runs[1].positive);
+    // Heard from the first frame on, the old sound goes on past the seek only as long as the
+    // sound server needs to drop what it holds.
+    const double oldUntil = static_cast<double>(runs[0].length) / 48000;
+    EXPECT_LT(oldUntil - seekedAt, 0.010) << "heard to " << oldUntil << " s, seek at " << seekedAt;
+    for (std::size_t i = 0; i < runs[0].length; ++i)
+        ASSERT_NEAR(heard[runs[0].at + i], take[i], 1e-3) << "old sound, frame " << i;
+    for (std::size_t i = 0; i < runs[1].length; ++i)
+        ASSERT_NEAR(heard[runs[1].at + i], take[3 * 48000 + i], 1e-3) << "new sound, frame " << i;
+}
+
+TEST_F(StudioPlaybackDevice, pauseAndPlayAgainNeitherRepeatNorSkipASample)
+{
+    CountableShow show(3 * 48000, 3 * 48000);
+    PlaybackStudio& s = show.s;
+    const std::vector<float>& take = show.take;
+    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
+        for (double pausedAt : {0.7, 1.35}) {
+            ASSERT_TRUE(s.startPlayback());
+            ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= pausedAt; }));
+            s.studio.pause();
+            show.wait(0.4);
+        }
+        ASSERT_TRUE(s.startPlayback());
+        ASSERT_TRUE(s.runUntil([&] { return !s.studio.playing(); }));
+    });
+    const std::vector<SoundRun> runs = soundRuns(heard);
+    ASSERT_EQ(runs.size(), 3u) << "three stretches of sound between two pauses";
+    std::size_t frame = 0;
+    for (const SoundRun& run : runs)
+        for (std::size_t i = 0; i < run.length; ++i, ++frame)
+            ASSERT_NEAR(heard[run.at + i], take[frame], 1e-3) << "take frame " << frame;
+    // Playback stops by itself just before the end.
+    EXPECT_GT(frame, take.size() - 4800);
 }
 
 TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAtTheirLevels)

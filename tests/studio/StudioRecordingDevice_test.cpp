@@ -25,6 +25,9 @@ using testing::TempFolder;
 const char* const interruptedMessage =
     "El micrófono se desconectó o cambió de formato y detuvo la captura. Se ha conservado la "
     "grabación disponible. Selecciona la entrada y vuelve a grabar.";
+const char* const pausedInputGone =
+    "La entrada de audio ya no está disponible: se desconectó o el servidor de sonido se detuvo. "
+    "Detén la grabación para conservar lo grabado.";
 
 // A Studio wired like the application's, except for virtual time, scripted dialogs and settings
 // in memory.
@@ -244,38 +247,53 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTak
     }
 }
 
-TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeStopsItAndKeepsItsAudio)
+TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeOrItsPauseKeepsItsAudio)
 {
-    TempFolder temp;
-    DeviceStudio d;
-    const auto folder = d.startProject(temp);
-    std::optional<MicrophoneRemoval> removal(std::in_place);
+    for (const bool paused : {false, true}) {
+        SCOPED_TRACE(paused ? "paused" : "running");
+        TempFolder temp;
+        DeviceStudio d;
+        const auto folder = d.startProject(temp);
+        std::optional<MicrophoneRemoval> removal(std::in_place);
 
-    d.studio.record();
-    d.scheduler.advance(3.0);
-    ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
-    ASSERT_TRUE(d.tickUntil([&] { return d.studio.liveDuration >= 0.5; }));
+        d.studio.record();
+        d.scheduler.advance(3.0);
+        ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
+        ASSERT_TRUE(d.tickUntil([&] { return d.studio.liveDuration >= 0.5; }));
 
-    ASSERT_TRUE(removal->remove());
-    ASSERT_TRUE(d.tickUntil([&] { return !d.studio.recording(); }));
-    EXPECT_EQ(d.studio.message(), interruptedMessage);
-    ASSERT_TRUE(d.waitIdle());
+        if (paused) {
+            // The microphone goes while the take waits paused: resuming says why it cannot.
+            d.studio.pauseTransport();
+            ASSERT_TRUE(d.studio.recordingPaused());
+            ASSERT_TRUE(removal->remove());
+            d.studio.pauseTransport();
+            EXPECT_EQ(d.studio.message(), pausedInputGone);
+            EXPECT_TRUE(d.studio.recording());
+            EXPECT_TRUE(d.studio.recordingPaused());
+            d.studio.stopRecording();
+        } else {
+            ASSERT_TRUE(removal->remove());
+            ASSERT_TRUE(d.tickUntil([&] { return !d.studio.recording(); }));
+            EXPECT_EQ(d.studio.message(), interruptedMessage);
+        }
+        ASSERT_TRUE(d.waitIdle());
 
-    const auto segments = d.studio.project->resolvedSegments();
-    ASSERT_EQ(segments.size(), 1u);
-    EXPECT_GT(segments[0].duration, 0.0);
-    EXPECT_FALSE(d.studio.project->recordingPending);
-    // What was captured up to the removal is on disk, as long as the clip.
-    ASSERT_TRUE(segments[0].file);
-    auto reader = AudioFileReader::open(folder / *segments[0].file);
-    ASSERT_TRUE(reader) << reader.error().description;
-    EXPECT_NEAR(static_cast<double>(reader.value()->length()) / reader.value()->sampleRate(),
-                segments[0].duration, 1e-6);
+        const auto segments = d.studio.project->resolvedSegments();
+        ASSERT_EQ(segments.size(), 1u);
+        EXPECT_GE(segments[0].duration, 0.5); // what was captured before
+        EXPECT_FALSE(d.studio.project->recordingPending);
+        // What was captured up to the removal is on disk, as long as the clip.
+        ASSERT_TRUE(segments[0].file);
+        auto reader = AudioFileReader::open(folder / *segments[0].file);
+        ASSERT_TRUE(reader) << reader.error().description;
+        EXPECT_NEAR(static_cast<double>(reader.value()->length()) / reader.value()->sampleRate(),
+                    segments[0].duration, 1e-6);
 
-    // The rig has its microphone back, as the default source.
-    removal.reset();
-    EXPECT_FALSE(microphoneModule().empty());
-    EXPECT_EQ(rig::output("pactl get-default-source"), rig::micName);
+        // The rig has its microphone back, as the default source.
+        removal.reset();
+        EXPECT_FALSE(microphoneModule().empty());
+        EXPECT_EQ(rig::output("pactl get-default-source"), rig::micName);
+    }
 }
 
 } // namespace

@@ -273,6 +273,7 @@ TEST(StudioRecording, aRefusedMicrophoneOrAMissingInputLeavesNoPendingTake)
 
     // Nor does one whose pending mark cannot be written, though Media can be: it never starts.
     f.writerFactory = {};
+    f.settle(); // a save still in flight would put project.json back
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
     f.studio.message = std::nullopt;
@@ -375,6 +376,7 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     ASSERT_TRUE(f.studio.recording());
     const std::string name = *f.studio.project->pendingVoiceFile;
     // The document cannot be saved either: that consequence comes after the cause.
+    f.settle();
     std::filesystem::rename(folder / "project.json", temp / "aside.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
 
@@ -432,6 +434,7 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     ASSERT_TRUE(f.waitIdle());
     ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
     EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, 4800 / rate);
+    f.studio.message = std::nullopt; // the user dismisses the alert
 
     // A running input that goes away ends the take, which is kept.
     f.studio.record();

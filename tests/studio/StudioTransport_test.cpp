@@ -3,6 +3,7 @@
 #include "audio/Player.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
+#include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
 
@@ -234,7 +235,7 @@ TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitF
     f.studio.recording = false;
 }
 
-TEST(StudioTransport, aVolumeChangeKeepsTheRunningVoiceTapAndATreatmentChangeReplacesIt)
+TEST(StudioTransport, volumeAndTreatmentChangesKeepTheRunningVoiceTapWhichTakesTheNewTreatment)
 {
     PlayableProject p(4.0);
     p.start();
@@ -260,9 +261,31 @@ TEST(StudioTransport, aVolumeChangeKeepsTheRunningVoiceTapAndATreatmentChangeRep
     treated.reduceNoise = true;
     p.f.studio.project.mutate([&](PodcastProject& document) { document.treatment = treated; });
     p.f.studio.updateMix();
-    EXPECT_NE(voiceTap(), first);
+    EXPECT_EQ(voiceTap(), first) << "its filters and dynamics carry on into the new treatment";
+    EXPECT_EQ(std::dynamic_pointer_cast<LiveVoiceTap>(first)->treatment(), treated);
     EXPECT_EQ(p.f.studio.appliedTreatment, treated);
     EXPECT_TRUE(p.f.studio.playing());
+}
+
+TEST(StudioTransport, theLoudnessMeterMeasuresWhatIsPlayedSincePlaybackStartedAndIdleSaysNothing)
+{
+    PlayableProject p(4.0);
+    // The mono take is heard on both sides: 3 dB over the file as the ffmpeg tool measures it.
+    const double heard =
+        testfiles::ebur128WithFfmpeg(p.folder / "Media" / "voice-1.wav").integrated + 3.01;
+    for (int run = 0; run < 2; ++run) {
+        p.start();
+        EXPECT_FALSE(p.f.studio.loudness()) << "a new playback measures anew";
+        p.f.play(3.5);
+        ASSERT_TRUE(p.f.studio.loudness());
+        EXPECT_NEAR(p.f.studio.loudness()->shortTerm, heard, 0.2);
+        EXPECT_NEAR(p.f.studio.loudness()->integrated, heard, 0.2);
+        p.f.studio.pause();
+        const int readings = p.f.count(StudioField::loudness);
+        p.f.scheduler.advance(1.0);
+        EXPECT_EQ(p.f.count(StudioField::loudness), readings);
+        p.f.studio.seek(0);
+    }
 }
 
 TEST(StudioTransport, aMissingFileLeavesPlaybackStoppedWithItsDescription)

@@ -116,6 +116,46 @@ inline std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file)
     return samples;
 }
 
+// What a shell command prints; throws when it cannot run or fails.
+inline std::string commandOutput(const std::string& command)
+{
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        throw std::runtime_error("cannot run: " + command);
+    std::string out;
+    char buffer[512];
+    while (std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
+        out.append(buffer, got);
+    if (pclose(pipe) != 0)
+        throw std::runtime_error("failed: " + command);
+    return out;
+}
+
+// The integrated loudness (LUFS) and true peak (dBTP) of a file as the ffmpeg tool's ebur128
+// filter measures them (to a tenth).
+struct ToolLevels {
+    double integrated = 0;
+    double truePeak = 0;
+};
+inline ToolLevels ebur128WithFfmpeg(const std::filesystem::path& file)
+{
+    const std::string out = commandOutput("ffmpeg -nostdin -nostats -i " + quoted(file) +
+                                          " -af ebur128=peak=true -f null - 2>&1");
+    // The summary comes last: its "I:" line, then the "Peak:" line under "True peak:".
+    const auto value = [&](const std::string& key, std::size_t from) {
+        const std::size_t at = out.find(key, from);
+        if (at == std::string::npos)
+            throw std::runtime_error("no " + key + " in: " + out);
+        std::istringstream text(out.substr(at + key.size()));
+        text.imbue(std::locale::classic());
+        double number = 0;
+        text >> number;
+        return number;
+    };
+    const std::size_t summary = out.rfind("Summary:");
+    return {value("I:", summary), value("Peak:", out.find("True peak:", summary))};
+}
+
 inline void writeBytes(const std::filesystem::path& file, const std::vector<std::uint8_t>& bytes)
 {
     std::ofstream out(file, std::ios::binary);

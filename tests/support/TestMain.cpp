@@ -1,6 +1,8 @@
 // The main of each folder's test program. `--unit=<Unit>` runs only the tests written in
 // <Unit>_test.cpp (and still honours --gtest_filter), so that ctest runs a folder's units as
 // separate processes with their own labels while the folder links one program.
+#include "support/BuildFolders.hpp"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -51,6 +53,9 @@ UnitPatterns unitPatterns(const std::string& unit)
 }
 
 } // namespace
+
+const char* const tw::testing::sourceFolder = TW_SOURCE_DIR;
+const char* const tw::testing::buildFolder = TW_BINARY_DIR;
 
 int main(int argc, char** argv)
 {

@@ -95,7 +95,8 @@ TEST_F(AppMenusTest, menusHoldTheCommandsInOrderWithTheirKeys)
     EXPECT_EQ(texts(menus->audioMenu()),
               (QStringList{"Reproducir / Pausar", "Grabar / Detener", "Dividir clip en el cabezal",
                            "Recortar a la selección", "Eliminar selección", "Importar música…",
-                           "Quitar música"}));
+                           "Quitar música", "—", "Podcast (−16 LUFS)",
+                           "Emisión EBU R128 (−23 LUFS)", "Sin normalizar"}));
 
     EXPECT_EQ(menus->newProject().shortcut(), QKeySequence("Ctrl+N"));
     EXPECT_EQ(menus->openProject().shortcut(), QKeySequence("Ctrl+O"));
@@ -284,6 +285,34 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
     EXPECT_NEAR(f.studio.project->voiceDuration(), 0.15, 1e-6);
     EXPECT_NEAR(clipSeconds(), 0.15, 1e-6);
     EXPECT_EQ(f.studio.undoStack->size(), 7u);
+}
+
+TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProjectAsAnUndoStep)
+{
+    const auto folder = startProject();
+    const auto checked = [&] {
+        std::vector<bool> states;
+        for (LoudnessTarget target :
+             {LoudnessTarget::podcast, LoudnessTarget::broadcast, LoudnessTarget::none})
+            states.push_back(menus->loudness(target).isChecked());
+        return states;
+    };
+    EXPECT_EQ(checked(), (std::vector<bool>{true, false, false})) << "the podcast norm by default";
+    menus->loudness(LoudnessTarget::broadcast).trigger();
+    EXPECT_EQ(checked(), (std::vector<bool>{false, true, false}));
+    EXPECT_EQ(f.studio.project->loudnessTarget, LoudnessTarget::broadcast);
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    f.studio.flushSaves();
+    EXPECT_EQ(testing::readProject(folder).loudnessTarget, LoudnessTarget::broadcast);
+
+    menus->undo().trigger();
+    EXPECT_EQ(f.studio.project->loudnessTarget, std::nullopt);
+    EXPECT_EQ(checked(), (std::vector<bool>{true, false, false}));
+    menus->loudness(LoudnessTarget::none).trigger();
+    EXPECT_EQ(f.studio.loudnessTarget(), LoudnessTarget::none);
+    f.studio.busy = true;
+    EXPECT_FALSE(menus->loudness(LoudnessTarget::podcast).isEnabled());
+    f.studio.busy = false;
 }
 
 TEST_F(AppMenusTest, aDisabledItemIgnoresItsKey)

@@ -69,7 +69,7 @@ TEST(Icons, symbolsAreRecolouredForTheDarkPanels)
         x += 28;
     }
     painter.end();
-    const QString folder = QStringLiteral(TW_BINARY_DIR) + "/screenshots";
+    const QString folder = QString::fromUtf8(testing::buildFolder) + "/screenshots";
     QDir().mkpath(folder);
     EXPECT_TRUE(sheet.save(folder + "/icons.png"));
 }

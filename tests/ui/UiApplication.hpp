@@ -2,6 +2,8 @@
 // and a place to leave rendered instruments for a person to look at.
 #pragma once
 
+#include "support/BuildFolders.hpp"
+
 #include <QApplication>
 #include <QDir>
 #include <QPaintEngine>
@@ -30,7 +32,7 @@ inline QApplication& uiApplication()
 // Grabs widget into screenshots/<name>.png under the build folder and returns the image.
 inline QImage saveScreenshot(QWidget& widget, const QString& name)
 {
-    const QString folder = QStringLiteral(TW_BINARY_DIR) + QStringLiteral("/screenshots");
+    const QString folder = QString::fromUtf8(buildFolder) + QStringLiteral("/screenshots");
     QDir().mkpath(folder);
     const QImage image = widget.grab().toImage();
     EXPECT_TRUE(image.save(folder + "/" + name + ".png")) << name.toStdString();

@@ -1,6 +1,7 @@
 #include "voice/LiveVoiceTap.hpp"
 
 #include "base/ManualScheduler.hpp"
+#include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
 
@@ -41,7 +42,7 @@ double leftRms(const std::vector<float>& interleaved)
     return std::sqrt(sum / static_cast<double>(interleaved.size() / 2));
 }
 
-struct TapFixture : testing::Test {
+struct TapFixture : ::testing::Test {
     ManualScheduler clock;
     SpectrumMonitor monitor{clock};
 
@@ -135,8 +136,8 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAtTheNewFormat)
     auto tap = make(heaviest(), "voice");
     tap->prepare(512, StreamFormat{44100.0, 1, SampleType::int16, true});
     tap->prepare(1024, StreamFormat{96000.0, 2, SampleType::float32, true});
-    EXPECT_TRUE(tap->state().dsp.supported());
-    EXPECT_EQ(tap->state().dsp.states().size(), 2u);
+    EXPECT_TRUE(tap->state().dsp->supported());
+    EXPECT_EQ(tap->state().dsp->states().size(), 2u);
     EXPECT_EQ(tap->state().analyzer.rate(), 96000.0);
 
     auto warmUp = stereoTone(1024, 0.5, 96000.0);
@@ -155,6 +156,75 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAtTheNewFormat)
     fresh.process(expectedList, 512);
     EXPECT_EQ(samples, expected);
     EXPECT_EQ(tap->state().analyzer.rate(), 48000.0);
+}
+
+// A treatment with one equaliser band (index `band`) at `gain` dB on top of `base`.
+VoiceTreatment withBand(VoiceTreatment base, std::size_t band, double gain)
+{
+    std::vector<double> bands(10, 0.0);
+    bands[band] = gain;
+    base.eqBands = bands;
+    return base;
+}
+
+TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDynamicsRunning)
+{
+    VoiceTreatment off, enhanced, levelled;
+    enhanced.enhance = true;
+    enhanced.reduceNoise = true;
+    levelled.level = true;
+    struct Change {
+        const char* what;
+        double amplitude;
+        VoiceTreatment before;
+        std::vector<VoiceTreatment> after; // one every 5 ms, the last one stays
+    };
+    std::vector<VoiceTreatment> drag;
+    for (double gain = 0.5; gain <= 9; gain += 0.5)
+        drag.push_back(withBand(heaviest(), 4, gain));
+    const std::vector<Change> changes = {
+        {"treatment switched on", 0.5, off, {enhanced}},
+        {"treatment switched off", 0.5, heaviest(), {off}},
+        {"a preset and an equaliser band", 0.3, heaviest(), {withBand(enhanced, 4, 6)}},
+        {"an equaliser drag", 0.3, heaviest(), drag},
+        {"a band far from the tone under the leveller", 0.01, levelled, {withBand(levelled, 9, 6)}},
+    };
+    constexpr int block = 240;
+    for (const Change& change : changes) {
+        SCOPED_TRACE(change.what);
+        auto tap = make(change.before, "voice");
+        tap->prepare(block, StreamFormat{48000.0, 2, SampleType::float32, true});
+        std::vector<float> left;
+        const int changeAt = 48000, end = 96000;
+        for (int at = 0; at < end; at += block) {
+            const auto step = static_cast<std::size_t>((at - changeAt) / block);
+            if (at >= changeAt && step < change.after.size())
+                tap->setTreatment(change.after[step]);
+            auto samples = testing::sineTone(500, 48000, block, change.amplitude, 2);
+            for (int f = 0; f < block; ++f) // the tone runs on across blocks
+                samples[2 * f] = samples[2 * f + 1] = static_cast<float>(
+                    change.amplitude * std::sin(2 * std::numbers::pi * 500 * (at + f) / 48000));
+            AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+            tap->process(list, block);
+            for (int f = 0; f < block; ++f)
+                left.push_back(samples[2 * f]);
+        }
+        EXPECT_EQ(tap->treatment(), change.after.back());
+        // No step larger than the tone's own at its level of the moment.
+        EXPECT_LE(testing::roughness(left, changeAt - 4800, end, 500, 48000), 1.05);
+        // The dynamics carry on: right after a change that leaves the tone alone, the leveller
+        // still holds its gain instead of starting again from 1.
+        const auto level = [&](int from) {
+            double sum = 0;
+            for (int i = from; i < from + 960; ++i)
+                sum +=
+                    double(left[static_cast<std::size_t>(i)]) * left[static_cast<std::size_t>(i)];
+            return std::sqrt(sum / 960);
+        };
+        if (change.amplitude < 0.1) {
+            EXPECT_NEAR(20 * std::log10(level(changeAt + 960) / level(changeAt - 960)), 0, 0.5);
+        }
+    }
 }
 
 } // namespace

@@ -1,0 +1,185 @@
+#include "audio/TruePeakLimiter.hpp"
+
+#include "support/SoundChecks.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <new>
+#include <numbers>
+#include <random>
+#include <vector>
+
+// Counts the allocations of this test program while `counting` is set.
+namespace {
+std::atomic<bool> counting{false};
+std::atomic<int> allocations{0};
+} // namespace
+
+// The replacements pair malloc with free on purpose.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void* operator new(std::size_t size)
+{
+    if (counting)
+        ++allocations;
+    if (void* p = std::malloc(size ? size : 1))
+        return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+
+namespace tw {
+namespace {
+
+// Stereo signals that test a true-peak limiter: peaks between samples well above the samples
+// themselves, high frequencies, dense noise, and short bursts after silence.
+std::vector<float> signal(const std::string& kind, double rate, std::size_t frames, double gain)
+{
+    std::vector<float> out(2 * frames);
+    // Noise without its top octave, as music and speech have little energy near the Nyquist
+    // frequency (where true-peak meters disagree the most).
+    std::mt19937 random(11);
+    std::normal_distribution<float> noise(0, 0.5f);
+    std::vector<float> lowNoise(2 * frames + 64);
+    for (float& x : lowNoise)
+        x = noise(random);
+    for (std::size_t i = 0; i < 2 * frames; ++i) {
+        double sum = 0;
+        for (int k = -15; k <= 15; ++k) {
+            const double t = 0.35 * k;
+            const double sinc =
+                k == 0 ? 1 : std::sin(std::numbers::pi * t) / (std::numbers::pi * t);
+            sum += 0.35 * sinc * (0.54 + 0.46 * std::cos(std::numbers::pi * k / 16)) *
+                   lowNoise[i + 2 * static_cast<std::size_t>(k + 16)];
+        }
+        lowNoise[i] = static_cast<float>(sum);
+    }
+    for (std::size_t f = 0; f < frames; ++f) {
+        const double t = static_cast<double>(f) / rate;
+        double l = 0, r = 0;
+        if (kind == "quarter-rate sine between samples") {
+            l = std::sin(std::numbers::pi / 2 * static_cast<double>(f) + std::numbers::pi / 4);
+            r = -l;
+        } else if (kind == "high tones") {
+            l = std::sin(2 * std::numbers::pi * 15000 * t);
+            r = 0.7 * std::sin(2 * std::numbers::pi * 9000 * t) +
+                0.3 * std::sin(2 * std::numbers::pi * 17000 * t);
+        } else if (kind == "noise") {
+            l = lowNoise[2 * f];
+            r = lowNoise[2 * f + 1];
+        } else { // bursts of a low tone with clicks, every 0.3 s
+            const double in = std::fmod(t, 0.3);
+            l = r =
+                in < 0.05 ? std::sin(2 * std::numbers::pi * 120 * t) + (in < 0.0005 ? 0.8 : 0) : 0;
+        }
+        // In and out over 5 ms, as a programme starts and ends, then as much silence as the
+        // limiter holds back, so its output ends in silence too.
+        const double edge =
+            std::min({1.0, t / 0.005, (static_cast<double>(frames) / rate - 0.01 - t) / 0.005});
+        out[2 * f] = static_cast<float>(gain * std::max(edge, 0.0) * l);
+        out[2 * f + 1] = static_cast<float>(gain * std::max(edge, 0.0) * r);
+    }
+    return out;
+}
+
+// Runs the whole signal through a limiter in blocks of the given sizes (0: random sizes),
+// counting the allocations made meanwhile.
+std::vector<float> limit(TruePeakLimiter& limiter, std::vector<float> samples, int block)
+{
+    std::mt19937 random(3);
+    std::uniform_int_distribution<int> size(1, 1500);
+    const int frames = static_cast<int>(samples.size() / 2);
+    counting = true;
+    for (int done = 0; done < frames;) {
+        const int count = std::min(block > 0 ? block : size(random), frames - done);
+        limiter.process(samples.data() + 2 * done, count);
+        done += count;
+    }
+    counting = false;
+    return samples;
+}
+
+double truePeakDb(const std::vector<float>& stereo)
+{
+    return testing::referenceTruePeakDb(stereo, 2);
+}
+
+TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAtEveryRateAndBlockSize)
+{
+    for (const double rate : {44100.0, 48000.0, 22050.0, 96000.0})
+        for (const char* kind :
+             {"quarter-rate sine between samples", "high tones", "noise", "clicking bursts"}) {
+            SCOPED_TRACE(::testing::Message() << rate << " Hz, " << kind);
+            const auto loud = signal(kind, rate, static_cast<std::size_t>(rate / 2), 2.5);
+            ASSERT_GT(truePeakDb(loud), 6.0);
+            TruePeakLimiter limiter(rate, 2);
+            const auto out = limit(limiter, loud, 0);
+            EXPECT_LE(truePeakDb(out), -1.0);
+            float samplePeak = 0;
+            for (float x : out)
+                samplePeak = std::max(samplePeak, std::fabs(x));
+            EXPECT_LT(samplePeak, 0.8913f);
+            // Limited, not silenced: the loud parts still come close to the ceiling.
+            EXPECT_GT(truePeakDb(out), -1.5);
+            // Blocks of any size give the same samples.
+            for (const int block : {1, 4096}) {
+                TruePeakLimiter again(rate, 2);
+                ASSERT_EQ(limit(again, loud, block), out) << "in blocks of " << block;
+            }
+        }
+}
+
+TEST(TruePeakLimiter, belowTheCeilingTheOutputIsTheInputDelayed)
+{
+    for (const double rate : {44100.0, 48000.0})
+        for (const char* kind : {"high tones", "noise", "clicking bursts"}) {
+            SCOPED_TRACE(::testing::Message() << rate << " Hz, " << kind);
+            // Scaled to a true peak 0.2 dB under the ceiling (the limiter keeps 0.1 dB for
+            // itself).
+            auto quiet = signal(kind, rate, static_cast<std::size_t>(rate / 2), 1.0);
+            const double scale = std::pow(10.0, (-1.2 - truePeakDb(quiet)) / 20);
+            for (float& x : quiet)
+                x = static_cast<float>(x * scale);
+            TruePeakLimiter limiter(rate, 2);
+            const auto out = limit(limiter, quiet, 0);
+            const auto lag = static_cast<std::size_t>(2 * limiter.latency());
+            for (std::size_t i = 0; i < lag; ++i)
+                ASSERT_EQ(out[i], 0.0f);
+            for (std::size_t i = lag; i < out.size(); ++i)
+                ASSERT_EQ(out[i], quiet[i - lag]) << "sample " << i;
+            EXPECT_EQ(limiter.gain(), 1.0);
+        }
+}
+
+TEST(TruePeakLimiter, letsGoAfterAPeakAndNeverAllocatesWhileProcessing)
+{
+    TruePeakLimiter limiter(48000, 2);
+    // A burst far over the ceiling, then a tone under it: a second later the tone passes
+    // untouched again.
+    auto samples = signal("noise", 48000, 4800, 3.0);
+    const auto tone = testing::sineTone(440, 48000, 96000, 0.5, 2);
+    samples.insert(samples.end(), tone.begin(), tone.end());
+    allocations = 0;
+    const auto out = limit(limiter, samples, 0);
+    EXPECT_EQ(allocations.load(), 0);
+    const std::size_t from = out.size() - 2 * 48000;
+    for (std::size_t i = from; i < out.size(); ++i)
+        ASSERT_EQ(out[i], samples[i - 2 * static_cast<std::size_t>(limiter.latency())]);
+    limiter.reset();
+    EXPECT_EQ(limiter.gain(), 1.0);
+    std::vector<float> after(2 * 512, 0.25f);
+    limiter.process(after.data(), 512);
+    EXPECT_EQ(after[0], 0.0f) << "the reset emptied the delay line";
+}
+
+} // namespace
+} // namespace tw
