@@ -51,162 +51,106 @@ const std::vector<Segment> twoClips = {clip("Media/voice-A.caf", 2, 3, 1),
 const std::vector<Segment> loudThenQuiet = {clip("Media/loud.caf", 0, 2, 0),
                                             clip("Media/quiet.caf", 0, 3, 4, 1.5f)};
 
-// What the export keeps: the audible part with a margin of 0.04 s each side, never before the
-// first audible clip or music, never after the programme.
+// What the export keeps, for the project `set` makes from `clips`: the audible part with a margin
+// of 0.04 s each side, never before the first audible clip or music, never after the programme.
+void expectRange(const char* what, Range expected, std::vector<Segment> clips, const Voices& voices,
+                 const std::function<void(PodcastProject&)>& set = {}, const Peaks& music = {},
+                 double musicDuration = 0)
+{
+    PodcastProject project;
+    project.segments = std::move(clips);
+    if (set)
+        set(project);
+    const Range range = ExportBounds::audible(project, voices, music, musicDuration);
+    ASSERT_EQ(range.has_value(), expected.has_value()) << what;
+    if (range) {
+        EXPECT_NEAR(range->lower, expected->lower, 1e-9) << what;
+        EXPECT_NEAR(range->upper, expected->upper, 1e-9) << what;
+    }
+}
+
 TEST(ExportBoundsTest, theRangeIsTheAudiblePartWithAMarginWithinTheProgramme)
 {
-    using Set = std::function<void(PodcastProject&)>;
-    const struct {
-        const char* what;
-        std::vector<Segment> clips;
-        Voices voices;
-        Set set;
-        Peaks music = {};
-        double musicDuration = 0;
-        Range expected = {};
-    } cases[] = {
-        {"the only clip muted", {clip("Media/voice-A.caf", 0, 4, 0, 0.0f)}, fourSeconds, {}},
-        {"the same clip heard",
-         {clip("Media/voice-A.caf", 0, 4, 0, 1.0f)},
-         fourSeconds,
-         {},
-         {},
-         0,
-         TimeRange{0, 4}},
-        {"the voice volume at 0", {a04}, fourSeconds, [](PodcastProject& p) { p.voiceVolume = 0; }},
-        {"no peaks for the clip's file", {clip("Media/voice-B.caf", 0, 4, 0)}, fourSeconds, {}},
-        {"a clip cut from beyond its peaks", {clip("Media/voice-A.caf", 5, 2, 0)}, fourSeconds, {}},
-        {"leading silence cut to a margin",
-         {clip("Media/voice-A.caf", 1, 6, 5)},
-         lateSound,
-         {},
-         {},
-         0,
-         TimeRange{7 - 0.04, 11}},
-        {"the margin stops at the clip's start",
-         {clip("Media/voice-A.caf", 0, 4, 5)},
-         {{"Media/voice-A.caf", peaks({{0.02, 0.0f}, {4, 0.5f}})}},
-         {},
-         {},
-         0,
-         TimeRange{5, 9}},
-        {"sound only in the partial fiftieth at the clip's end",
-         {clip("Media/voice-A.caf", 0, 1.01, 0)},
-         {{"Media/voice-A.caf", peaks({{1, 0.0f}, {0.02, 0.5f}})}},
-         {},
-         {},
-         0,
-         TimeRange{0.96, 1.01}},
-        {"trailing silence cut to a margin",
-         {clip("Media/voice-A.caf", 0, 6, 1)},
-         {{"Media/voice-A.caf", peaks({{3, 0.5f}, {3, 0.0f}})}},
-         {},
-         {},
-         0,
-         TimeRange{1, 4.04}},
-        {"1.5 x 5e-7 is still below the audible level",
-         loudThenQuiet,
-         loudAndQuiet,
-         {},
-         {},
-         0,
-         TimeRange{0, 2.04}},
-        {"a gain of 3 lifts it above",
-         loudThenQuiet,
-         loudAndQuiet,
-         [](PodcastProject& p) { p.segments[1].gain = 3.0f; },
-         {},
-         0,
-         TimeRange{0, 7}},
-        {"the voice volume counts in the product",
-         loudThenQuiet,
-         loudAndQuiet,
-         [](PodcastProject& p) {
-             p.segments[1].gain = 3.0f;
-             p.voiceVolume = 0.25f;
-         },
-         {},
-         0,
-         TimeRange{0, 2.04}},
-        {"a fade-in from the music's start begins the export at its offset; the default fade-out "
-         "ends with the music",
-         {clip("Media/voice-A.caf", 0, 4, 10)},
-         fourSeconds,
-         [](PodcastProject& p) { music(p, 3, 5); },
-         peaks({{20, 0.5f}}),
-         20,
-         TimeRange{3, 23}},
-        {"music silenced by its fades",
-         {},
-         {},
-         [](PodcastProject& p) {
-             music(p, 2);
-             p.musicLength = 10;
-             p.fadeInStart = 1;
-             p.fadeInEnd = 2;
-             p.fadeOutStart = 4;
-             p.fadeOutEnd = 6;
-         },
-         peaks({{12, 0.5f}}),
-         12,
-         TimeRange{2 + 1 - 0.04, 2 + 6 + 0.04}},
-        {"the voice at 0: the music's audible part alone (source 2.5-6 s plays at 3.5-7 s)",
-         {clip("Media/voice-A.caf", 0, 10, 0)},
-         tenSeconds,
-         [](PodcastProject& p) {
-             p.voiceVolume = 0;
-             music(p, 2, 0);
-             p.musicSourceStart = 1;
-             p.musicLength = 8;
-             p.fadeOut = 0;
-         },
-         peaks({{2.5, 0.0f}, {3.5, 0.4f}, {4, 0.0f}}),
-         10,
-         TimeRange{3.46, 7.04}},
-        {"and the music at 0 too",
-         {clip("Media/voice-A.caf", 0, 10, 0)},
-         tenSeconds,
-         [](PodcastProject& p) {
-             p.voiceVolume = p.musicVolume = 0;
-             music(p, 2, 0);
-         },
-         peaks({{10, 0.4f}}),
-         10},
-        {"the end is the programme's end", twoClips, tenSeconds, {}, {}, 0, TimeRange{1, 7}},
-        {"music running past the voice ends the programme", twoClips, tenSeconds,
-         [](PodcastProject& p) {
-             music(p, 4, 0);
-             p.fadeOut = 1;
-         },
-         peaks({{5, 0.5f}}), 5, TimeRange{1, 9}},
-        {"without a music file its peaks are not heard",
-         twoClips,
-         tenSeconds,
-         {},
-         peaks({{5, 0.5f}}),
-         5,
-         TimeRange{1, 7}},
-        {"nothing at all", {}, tenSeconds, {}, peaks({{5, 0.5f}}), 5},
-        {"clips of the older layout follow each other from 0",
-         {test::legacyClip(2), test::legacyClip(2, 4)},
-         {{"Media/voice-A.caf", peaks({{1, 0.5f}, {9, 0.0f}})}},
-         [](PodcastProject& p) { p.voiceFile = "Media/voice-A.caf"; },
-         {},
-         0,
-         TimeRange{0, 1.04}},
-    };
-    for (const auto& c : cases) {
-        PodcastProject project;
-        project.segments = c.clips;
-        if (c.set)
-            c.set(project);
-        const Range range = ExportBounds::audible(project, c.voices, c.music, c.musicDuration);
-        ASSERT_EQ(range.has_value(), c.expected.has_value()) << c.what;
-        if (range) {
-            EXPECT_NEAR(range->lower, c.expected->lower, 1e-9) << c.what;
-            EXPECT_NEAR(range->upper, c.expected->upper, 1e-9) << c.what;
-        }
-    }
+    const Range none;
+    expectRange("the only clip muted", none, {clip("Media/voice-A.caf", 0, 4, 0, 0.0f)},
+                fourSeconds);
+    expectRange("the same clip heard", TimeRange{0, 4}, {clip("Media/voice-A.caf", 0, 4, 0, 1.0f)},
+                fourSeconds);
+    expectRange("the voice volume at 0", none, {a04}, fourSeconds,
+                [](PodcastProject& p) { p.voiceVolume = 0; });
+    expectRange("no peaks for the clip's file", none, {clip("Media/voice-B.caf", 0, 4, 0)},
+                fourSeconds);
+    expectRange("a clip cut from beyond its peaks", none, {clip("Media/voice-A.caf", 5, 2, 0)},
+                fourSeconds);
+    expectRange("leading silence cut to a margin", TimeRange{7 - 0.04, 11},
+                {clip("Media/voice-A.caf", 1, 6, 5)}, lateSound);
+    expectRange("the margin stops at the clip's start", TimeRange{5, 9},
+                {clip("Media/voice-A.caf", 0, 4, 5)},
+                {{"Media/voice-A.caf", peaks({{0.02, 0.0f}, {4, 0.5f}})}});
+    expectRange("sound only in the partial fiftieth at the clip's end", TimeRange{0.96, 1.01},
+                {clip("Media/voice-A.caf", 0, 1.01, 0)},
+                {{"Media/voice-A.caf", peaks({{1, 0.0f}, {0.02, 0.5f}})}});
+    expectRange("trailing silence cut to a margin", TimeRange{1, 4.04},
+                {clip("Media/voice-A.caf", 0, 6, 1)},
+                {{"Media/voice-A.caf", peaks({{3, 0.5f}, {3, 0.0f}})}});
+    expectRange("1.5 x 5e-7 is still below the audible level", TimeRange{0, 2.04}, loudThenQuiet,
+                loudAndQuiet);
+    expectRange("a gain of 3 lifts it above", TimeRange{0, 7}, loudThenQuiet, loudAndQuiet,
+                [](PodcastProject& p) { p.segments[1].gain = 3.0f; });
+    expectRange("the voice volume counts in the product", TimeRange{0, 2.04}, loudThenQuiet,
+                loudAndQuiet, [](PodcastProject& p) {
+                    p.segments[1].gain = 3.0f;
+                    p.voiceVolume = 0.25f;
+                });
+    expectRange(
+        "a fade-in from the music's start begins the export at its offset; the default "
+        "fade-out ends with the music",
+        TimeRange{3, 23}, {clip("Media/voice-A.caf", 0, 4, 10)}, fourSeconds,
+        [](PodcastProject& p) { music(p, 3, 5); }, peaks({{20, 0.5f}}), 20);
+    expectRange(
+        "music silenced by its fades", TimeRange{2 + 1 - 0.04, 2 + 6 + 0.04}, {}, {},
+        [](PodcastProject& p) {
+            music(p, 2);
+            p.musicLength = 10;
+            p.fadeInStart = 1;
+            p.fadeInEnd = 2;
+            p.fadeOutStart = 4;
+            p.fadeOutEnd = 6;
+        },
+        peaks({{12, 0.5f}}), 12);
+    expectRange(
+        "the voice at 0: the music's audible part alone (source 2.5-6 s plays at 3.5-7 s)",
+        TimeRange{3.46, 7.04}, {clip("Media/voice-A.caf", 0, 10, 0)}, tenSeconds,
+        [](PodcastProject& p) {
+            p.voiceVolume = 0;
+            music(p, 2, 0);
+            p.musicSourceStart = 1;
+            p.musicLength = 8;
+            p.fadeOut = 0;
+        },
+        peaks({{2.5, 0.0f}, {3.5, 0.4f}, {4, 0.0f}}), 10);
+    expectRange(
+        "and the music at 0 too", none, {clip("Media/voice-A.caf", 0, 10, 0)}, tenSeconds,
+        [](PodcastProject& p) {
+            p.voiceVolume = p.musicVolume = 0;
+            music(p, 2, 0);
+        },
+        peaks({{10, 0.4f}}), 10);
+    expectRange("the end is the programme's end", TimeRange{1, 7}, twoClips, tenSeconds);
+    expectRange(
+        "music running past the voice ends the programme", TimeRange{1, 9}, twoClips, tenSeconds,
+        [](PodcastProject& p) {
+            music(p, 4, 0);
+            p.fadeOut = 1;
+        },
+        peaks({{5, 0.5f}}), 5);
+    expectRange("without a music file its peaks are not heard", TimeRange{1, 7}, twoClips,
+                tenSeconds, {}, peaks({{5, 0.5f}}), 5);
+    expectRange("nothing at all", none, {}, tenSeconds, {}, peaks({{5, 0.5f}}), 5);
+    expectRange("clips of the older layout follow each other from 0", TimeRange{0, 1.04},
+                {test::legacyClip(2), test::legacyClip(2, 4)},
+                {{"Media/voice-A.caf", peaks({{1, 0.5f}, {9, 0.0f}})}},
+                [](PodcastProject& p) { p.voiceFile = "Media/voice-A.caf"; });
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "MixAudio.hpp"
 #include "audio/ExportSession.hpp"
 #include "audio/OfflineRenderer.hpp"
+#include "model/TestClips.hpp"
 #include "support/AudioFiles.hpp"
 #include "support/ExportAndWait.hpp"
 #include "support/SoundChecks.hpp"
@@ -25,13 +26,19 @@ MediaTime at(double seconds)
 Segment clip(std::optional<std::string> file, double start, double duration, double timelineStart,
              std::optional<float> gain = std::nullopt)
 {
-    Segment s;
-    s.file = std::move(file);
-    s.start = start;
-    s.duration = duration;
-    s.timelineStart = timelineStart;
-    s.gain = gain;
-    return s;
+    return test::clip(timelineStart, duration, start, std::move(file), gain);
+}
+
+// A track's ranges in order: whether each plays a source, where it starts in the source and on
+// the timeline, and how long it lasts.
+using Range = std::tuple<bool, MediaTime, MediaTime, MediaTime>;
+std::vector<Range> ranges(const CompositionTrack* track)
+{
+    std::vector<Range> out;
+    for (const TrackSegment& s : track ? track->segments() : std::vector<TrackSegment>{})
+        out.emplace_back(s.source.has_value(), s.source ? s.sourceStart : MediaTime{},
+                         s.targetStart, s.duration);
+    return out;
 }
 
 VoiceTreatment enhanced()
@@ -192,61 +199,35 @@ TEST_F(MixBuilderTest, exportWithAnEnabledTreatmentRendersEachSourceOnceAndPlace
     EXPECT_EQ(fs::last_write_time(treatedA), written);
 }
 
-TEST_F(MixBuilderTest, aGapBeforeAClipIsAnEmptyRangeOfExactlyTheDifferenceAndTouchingClipsLeaveNone)
-{
-    PodcastProject project;
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0.75),
-                        clip("Media/voice-A.caf", 1, 1, 1.75),
-                        clip("Media/voice-B.caf", 3, 0.5, 4.2345678)};
-    const BuiltMix built = build(project, false);
-    const CompositionTrack* voice = built.composition.track(1);
-    ASSERT_NE(voice, nullptr);
-    const auto& s = voice->segments();
-    ASSERT_EQ(s.size(), 5u);
-    EXPECT_FALSE(s[0].source);
-    EXPECT_EQ(s[0].targetStart, MediaTime{});
-    EXPECT_EQ(s[0].duration, at(0.75));
-    EXPECT_TRUE(s[1].source);
-    EXPECT_EQ(s[1].targetStart, at(0.75));
-    EXPECT_TRUE(s[2].source) << "touching clips leave no empty range";
-    EXPECT_EQ(s[2].targetStart, at(1.75));
-    EXPECT_FALSE(s[3].source);
-    EXPECT_EQ(s[3].targetStart, at(2.75));
-    EXPECT_EQ(s[3].duration, at(4.2345678) - at(2.75));
-    ASSERT_TRUE(s[4].source);
-    EXPECT_EQ(s[4].targetStart, at(4.2345678));
-    EXPECT_EQ(s[4].sourceStart, at(3));
-    EXPECT_EQ(s[4].duration, at(0.5));
-    EXPECT_EQ(voice->end(), at(4.2345678) + at(0.5));
-}
-
-TEST_F(MixBuilderTest, clipsArePlacedWithTheirGainsAndClipsWithoutAFileAreLeftOut)
+// A gap is an empty range of exactly the difference; touching clips leave none; a muted clip is
+// placed and a clip without a file leaves a gap.
+TEST_F(MixBuilderTest, clipsArePlacedAtTheirTimesWithTheirGainsAndEmptyRangesBetween)
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0, 0.5f),
-                        clip("Media/voice-A.caf", 1, 1, 1, 0.0f), clip(std::nullopt, 0, 1, 2),
-                        clip("Media/voice-B.caf", 0, 1, 3)};
+    project.segments = {clip("Media/voice-A.caf", 0, 1, 0.75, 0.5f),
+                        clip("Media/voice-A.caf", 1, 1, 1.75, 0.0f), clip(std::nullopt, 0, 1, 2.75),
+                        clip("Media/voice-B.caf", 0, 1, 3.75),
+                        clip("Media/voice-B.caf", 3, 0.5, 5.2345678)};
     const BuiltMix built = build(project, false);
     const CompositionTrack* voice = built.composition.track(1);
-    ASSERT_NE(voice, nullptr);
-    const auto& s = voice->segments();
-    // The muted clip is placed; the clip without a file leaves a gap before the last clip.
-    ASSERT_EQ(s.size(), 4u);
-    EXPECT_TRUE(s[1].source);
-    EXPECT_EQ(s[1].targetStart, at(1));
-    EXPECT_FALSE(s[2].source);
-    EXPECT_EQ(s[2].targetStart, at(2));
-    EXPECT_EQ(s[3].targetStart, at(3));
+    const MediaTime none{};
+    EXPECT_EQ(ranges(voice), (std::vector<Range>{{false, none, none, at(0.75)},
+                                                 {true, none, at(0.75), at(1)},
+                                                 {true, at(1), at(1.75), at(1)},
+                                                 {false, none, at(2.75), at(1)},
+                                                 {true, none, at(3.75), at(1)},
+                                                 {false, none, at(4.75), at(5.2345678) - at(4.75)},
+                                                 {true, at(3), at(5.2345678), at(0.5)}}));
+    EXPECT_EQ(voice->end(), at(5.2345678) + at(0.5));
 
     ASSERT_EQ(built.audioMix.inputParameters.size(), 1u);
     const InputParameters& p = built.audioMix.inputParameters[0];
     EXPECT_EQ(p.trackID, 1);
-    EXPECT_FLOAT_EQ(p.volume.volumeAt(at(0.5)), 0.4f);
-    for (double t : {1.0, 1.5, 1.9999})
-        EXPECT_EQ(p.volume.volumeAt(at(t)), 0.0f) << t;
-    EXPECT_FLOAT_EQ(p.volume.volumeAt(at(3.5)), 0.8f);
-    EXPECT_EQ(p.volume.volumeAt(at(4)), 0.0f);
+    std::vector<float> heard;
+    for (double t : {1.0, 1.75, 2.7499, 4.5, 4.75})
+        heard.push_back(p.volume.volumeAt(at(t)));
+    EXPECT_EQ(heard, (std::vector<float>{0.4f, 0, 0, 0.8f, 0}));
 }
 
 TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
@@ -263,18 +244,8 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     const BuiltMix built = build(project, false);
     EXPECT_EQ(loads.back(), folder / "Media/music-A.caf");
 
-    const CompositionTrack* track = built.composition.track(2);
-    ASSERT_NE(track, nullptr);
-    ASSERT_EQ(track->segments().size(), 2u);
-    const TrackSegment& gap = track->segments()[0];
-    const TrackSegment& placed = track->segments()[1];
-    EXPECT_FALSE(gap.source);
-    EXPECT_EQ(gap.duration, at(3));
-    ASSERT_TRUE(placed.source);
-    EXPECT_EQ(placed.sourceStart, at(1));
-    EXPECT_EQ(placed.targetStart, at(3));
-    EXPECT_EQ(placed.duration, at(10));
-    EXPECT_EQ(track->end(), at(13));
+    EXPECT_EQ(ranges(built.composition.track(2)),
+              (std::vector<Range>{{false, {}, {}, at(3)}, {true, at(1), at(3), at(10)}}));
     EXPECT_EQ(built.composition.duration(), at(13));
 
     ASSERT_EQ(built.audioMix.inputParameters.size(), 2u);
@@ -283,40 +254,28 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     EXPECT_EQ(m.trackID, 2);
     for (double t : {0.0, 3.0, 12.9})
         EXPECT_FLOAT_EQ(m.volume.volumeAt(at(t)), 0.3f) << t;
+    for (const InputParameters& p : built.audioMix.inputParameters)
+        EXPECT_EQ(p.tap, nullptr) << "taps come only with live playback";
+
+    // Live, the voice is treated and the music only measured, each in a tap of its own, under
+    // the same automation.
+    project.treatment = enhanced();
+    const BuiltMix live = build(project, true);
+    ASSERT_EQ(live.audioMix.inputParameters.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const auto* tap =
+            dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[i].tap.get());
+        ASSERT_NE(tap, nullptr);
+        EXPECT_EQ(tap->source(), i == 0 ? "voice" : "music");
+        EXPECT_EQ(tap->treatment(), i == 0 ? enhanced() : VoiceTreatment{});
+        EXPECT_EQ(live.audioMix.inputParameters[i].volume,
+                  built.audioMix.inputParameters[i].volume);
+    }
 
     // Without a length the music plays to the end of its file, once.
     project.musicLength.reset();
     const BuiltMix whole = build(project, false);
     EXPECT_EQ(whole.composition.track(2)->end(), at(3 + 11));
-}
-
-TEST_F(MixBuilderTest, tapsComeOnlyWithLivePlaybackOneForTheVoiceAndOneForTheMusic)
-{
-    PodcastProject project;
-    project.treatment = enhanced();
-    project.segments = {clip("Media/voice-A.caf", 0, 2, 0)};
-    project.musicFile = "Media/music-A.caf";
-
-    const BuiltMix exported = build(project, false);
-    ASSERT_EQ(exported.audioMix.inputParameters.size(), 2u);
-    for (const InputParameters& p : exported.audioMix.inputParameters)
-        EXPECT_EQ(p.tap, nullptr);
-
-    const BuiltMix live = build(project, true);
-    ASSERT_EQ(live.audioMix.inputParameters.size(), 2u);
-    const auto* voiceTap =
-        dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[0].tap.get());
-    const auto* musicTap =
-        dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[1].tap.get());
-    ASSERT_NE(voiceTap, nullptr);
-    ASSERT_NE(musicTap, nullptr);
-    EXPECT_EQ(voiceTap->source(), "voice");
-    EXPECT_EQ(voiceTap->treatment(), enhanced());
-    EXPECT_EQ(musicTap->source(), "music");
-    EXPECT_EQ(musicTap->treatment(), VoiceTreatment{}) << "the music is only measured";
-    // The automation does not depend on the mode.
-    EXPECT_EQ(live.audioMix.inputParameters[0].volume, exported.audioMix.inputParameters[0].volume);
-    EXPECT_EQ(live.audioMix.inputParameters[1].volume, exported.audioMix.inputParameters[1].volume);
 }
 
 TEST_F(MixBuilderTest, musicWithoutDurationOrAudioGivesNoMusicTrack)
@@ -400,76 +359,6 @@ TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicF
     ASSERT_FALSE(built);
     EXPECT_EQ(built.error().domain, ErrorDomain::audio);
     EXPECT_NE(built.error().description.find("voice-B.caf"), std::string::npos);
-}
-
-TEST_F(MixBuilderTest, theRenderedVoiceStartsOnTheNearestFrameAtVolumeTimesGainWithSilentGaps)
-{
-    PodcastProject project;
-    project.voiceVolume = 0.8f;
-    // 0.5 s from 0.25 s at an odd time with gain 0.5; then a muted clip touching the next one.
-    project.segments = {clip("Media/voice-A.caf", 0.25, 0.5, 1.2345678, 0.5f),
-                        clip("Media/voice-A.caf", 1.5, 0.3, 2.2, 0.0f),
-                        clip("Media/voice-B.caf", 3, 0.5, 2.5)};
-    const BuiltMix built = build(project, false);
-    const std::vector<float> out = render(built, 3.5);
-    ASSERT_EQ(out.size(), static_cast<std::size_t>(3.5 * 48000 * 2));
-
-    const std::int64_t first = frameOf(1.2345678);
-    EXPECT_EQ(peak(out, 0, first), 0.0f);
-    EXPECT_NE(sampleAt(out, first, 0), 0.0f);
-    float worst = 0;
-    for (std::int64_t f = 0; f < 24000; ++f)
-        for (int c = 0; c < 2; ++c)
-            worst = std::max(worst, std::fabs(sampleAt(out, first + f, c) -
-                                              voiceA[static_cast<std::size_t>(12000 + f)] * 0.4f));
-    EXPECT_LT(worst, 1e-6f);
-    // Silent from the end of the first clip through the muted one.
-    EXPECT_EQ(peak(out, first + 24000, frameOf(2.5)), 0.0f);
-    worst = 0;
-    for (std::int64_t f = 0; f < 24000; ++f)
-        worst = std::max(worst, std::fabs(sampleAt(out, frameOf(2.5) + f, 1) -
-                                          voiceB[static_cast<std::size_t>(144000 + f)] * 0.8f));
-    EXPECT_LT(worst, 1e-6f);
-    EXPECT_EQ(peak(out, frameOf(3), frameOf(3.5)), 0.0f);
-}
-
-TEST_F(MixBuilderTest, theRenderedMusicFollowsItsFadesSampleBySample)
-{
-    PodcastProject project;
-    project.musicFile = "Media/music-A.caf";
-    project.musicOffset = 1.5;
-    project.musicSourceStart = 2;
-    project.musicLength = 6;
-    project.musicVolume = 0.6f;
-    project.fadeInStart = 0.5;
-    project.fadeInEnd = 2.5;
-    project.fadeOutStart = 4;
-    project.fadeOutEnd = 5.5;
-    const BuiltMix built = build(project, false);
-    const std::vector<float> out = render(built, 8.5);
-
-    // The fade curve in the fragment's own time, worked out here from the four points.
-    auto fade = [](double t) {
-        const double in = std::clamp((t - 0.5) / 2.0, 0.0, 1.0);
-        const double out = std::clamp((5.5 - t) / 1.5, 0.0, 1.0);
-        return in * out;
-    };
-    float worst = 0;
-    for (std::int64_t f = 0; f < frameOf(8.5); ++f) {
-        const double t = static_cast<double>(f) / 48000 - 1.5;
-        for (int c = 0; c < 2; ++c) {
-            float expected = 0;
-            if (t >= 0 && t < 6) {
-                const auto source =
-                    static_cast<std::size_t>((f - frameOf(1.5) + frameOf(2)) * 2 + c);
-                expected = static_cast<float>(music[source] * 0.6 * fade(t));
-            }
-            worst = std::max(worst, std::fabs(sampleAt(out, f, c) - expected));
-        }
-    }
-    EXPECT_LT(worst, 2e-6f);
-    EXPECT_GT(peak(out, frameOf(4.5), frameOf(5.5)), 0.2f) << "full volume between the fades";
-    EXPECT_EQ(peak(out, frameOf(7), frameOf(8.5)), 0.0f) << "silent after the fade-out";
 }
 
 TEST_F(MixBuilderTest, touchingClipsOfOneTakeJoinWithoutADroppedOrRepeatedSampleAtAnyRate)
