@@ -511,6 +511,8 @@ PodcastProject randomDocument(std::mt19937& random)
           &p.musicOffset, &p.fadeInStart, &p.fadeInEnd, &p.fadeOutStart, &p.fadeOutEnd})
         *field = maybe<double>(random, d);
     p.pendingVoiceFile = maybe<std::string>(random, s);
+    p.loudnessTarget =
+        maybe<LoudnessTarget>(random, [&] { return static_cast<LoudnessTarget>(random() % 3); });
     return p;
 }
 

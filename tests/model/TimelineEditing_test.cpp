@@ -92,37 +92,16 @@ TEST(TimelineEditing, splitCutsEveryClipHoldingTheTimeIntoNewPiecesButNotWithinA
 TEST(TimelineEditing, trimKeepsTheSelectionWithinTheVoiceMovedToZero)
 {
     const std::vector<Segment> clips = {clip(0, 2), clip(5, 2, 3)};
+    auto trim = [](double from, double to) {
+        return [=](PodcastProject& p) { p.trimVoice({from, to}); };
+    };
     check({
-        {{clip(0, 4, 7)},
-         [](PodcastProject& p) {
-             p.trimVoice({1, 2});
-         },
-         "0-1 +@8"},
-        {clips,
-         [](PodcastProject& p) {
-             p.trimVoice({-10, 100});
-         },
-         "0-2 +@0, 5-7 +@3"},
-        {clips,
-         [](PodcastProject& p) {
-             p.trimVoice({1, 6});
-         },
-         "0-1 +@1, 4-5 +@3"},
-        {clips,
-         [](PodcastProject& p) {
-             p.trimVoice({3, 3});
-         },
-         "="},
-        {clips,
-         [](PodcastProject& p) {
-             p.trimVoice({4, 2});
-         },
-         "="},
-        {clips,
-         [](PodcastProject& p) {
-             p.trimVoice({7, 9});
-         },
-         "="},
+        {{clip(0, 4, 7)}, trim(1, 2), "0-1 +@8"},
+        {clips, trim(-10, 100), "0-2 +@0, 5-7 +@3"},
+        {clips, trim(1, 6), "0-1 +@1, 4-5 +@3"},
+        {clips, trim(3, 3), "="},
+        {clips, trim(4, 2), "="},
+        {clips, trim(7, 9), "="},
     });
 }
 
@@ -154,33 +133,20 @@ TEST(TimelineEditing, deleteLeavesASilentGapOrClosesItPullingLaterClipsLeft)
 
 TEST(TimelineEditing, silenceMutesExactlyTheSelectionAndRestoringCutsNothing)
 {
+    auto silence = [](double from, double to, bool on) {
+        return [=](PodcastProject& p) { p.silence({from, to}, on); };
+    };
     check({
-        {{clip(0, 4)},
-         [](PodcastProject& p) {
-             p.silence({1, 2}, true);
-         },
-         "0-1 +@0, 1-2 +@1 g0, 2-4 +@2"},
+        {{clip(0, 4)}, silence(1, 2, true), "0-1 +@0, 1-2 +@1 g0, 2-4 +@2"},
         {{clip(0, 1), muted(clip(1, 1, 1)), clip(2, 2, 2)},
-         [](PodcastProject& p) {
-             p.silence({1, 2}, false);
-         },
+         silence(1, 2, false),
          "0-1 a@0, 1-2 b@1 g1, 2-4 c@2"},
         // A clip ending within a millisecond after the selection stays whole and sounding.
-        {{clip(0, 1), clip(1, 1.0005)},
-         [](PodcastProject& p) {
-             p.silence({0, 2}, true);
-         },
-         "0-1 a@0 g0, 1-2.0005 b@0"},
+        {{clip(0, 1), clip(1, 1.0005)}, silence(0, 2, true), "0-1 a@0 g0, 1-2.0005 b@0"},
         {{clip(0, 4), clip(2, 4)},
-         [](PodcastProject& p) {
-             p.silence({3, 5}, true);
-         },
+         silence(3, 5, true),
          "0-3 +@0, 2-3 +@0, 3-4 +@3 g0, 3-5 +@1 g0, 5-6 +@3"},
-        {{clip(0, 4)},
-         [](PodcastProject& p) {
-             p.silence({nan, nan}, true);
-         },
-         "="},
+        {{clip(0, 4)}, silence(nan, nan, true), "="},
     });
 }
 
