@@ -29,12 +29,16 @@ TEST(SerialQueue, runsJobsInOrderOnOneThreadNeverOverlappingAndSyncAndDestructio
     EXPECT_NE(worker, std::this_thread::get_id());
     EXPECT_FALSE(queue.isCurrent());
 
-    // Jobs from many threads never overlap, and destruction drains the queue.
-    std::atomic<int> inside = 0;
-    std::atomic<int> ran = 0;
-    std::atomic<bool> overlapped = false;
+    // Jobs from many threads never overlap, and destruction drains the queue: they wait behind a
+    // first one until the queue is about to go.
+    std::atomic<int> inside = 0, ran = 0;
+    std::atomic<bool> overlapped = false, leaving = false;
     {
         SerialQueue drained("Tapewright.disk-writer");
+        drained.async([&] {
+            while (!leaving)
+                std::this_thread::yield();
+        });
         std::vector<std::thread> producers;
         for (int t = 0; t < 4; ++t)
             producers.emplace_back([&] {
@@ -48,6 +52,7 @@ TEST(SerialQueue, runsJobsInOrderOnOneThreadNeverOverlappingAndSyncAndDestructio
             });
         for (auto& p : producers)
             p.join();
+        leaving = true;
     }
     EXPECT_EQ(ran.load(), 2000);
     EXPECT_FALSE(overlapped.load());
