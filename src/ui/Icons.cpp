@@ -11,6 +11,21 @@ namespace tw {
 
 namespace {
 
+// Straight segments through the points, closed back to the first when asked.
+QPainterPath polyline(std::initializer_list<QPointF> points, bool closed = false)
+{
+    QPainterPath path;
+    for (const QPointF& point : points) {
+        if (path.elementCount() == 0)
+            path.moveTo(point);
+        else
+            path.lineTo(point);
+    }
+    if (closed)
+        path.closeSubpath();
+    return path;
+}
+
 // Symbol name → theme icon name. Adwaita ships its action icons as symbolic variants only.
 const std::vector<std::pair<QString, QString>>& mapping()
 {
@@ -74,12 +89,7 @@ QPixmap tinted(const QPixmap& source, const QColor& colour)
 
 QPainterPath triangle(QPointF a, QPointF b, QPointF c)
 {
-    QPainterPath path;
-    path.moveTo(a);
-    path.lineTo(b);
-    path.lineTo(c);
-    path.closeSubpath();
-    return path;
+    return polyline({a, b, c}, true);
 }
 
 // A circular arrow of about 300° around centre, its head at the end, turning clockwise.
@@ -216,24 +226,15 @@ void drawSymbol(QPainter& p, const QString& s)
         p.setCompositionMode(QPainter::CompositionMode_Clear);
         p.setPen(tick);
         p.setBrush(Qt::NoBrush);
-        QPainterPath mark;
-        mark.moveTo(7.5, 12.5);
-        mark.lineTo(10.8, 15.6);
-        mark.lineTo(16.5, 8.8);
+        const QPainterPath mark = polyline({{7.5, 12.5}, {10.8, 15.6}, {16.5, 8.8}});
         p.drawPath(mark);
         p.restore();
     } else if (s == "waveform.path") {
         waveform(p, 3, 21);
     } else if (s == "speaker.wave.2" || s == "speaker.slash") {
         p.setBrush(fill);
-        QPainterPath cone;
-        cone.moveTo(3, 9);
-        cone.lineTo(7, 9);
-        cone.lineTo(12, 4.5);
-        cone.lineTo(12, 19.5);
-        cone.lineTo(7, 15);
-        cone.lineTo(3, 15);
-        cone.closeSubpath();
+        const QPainterPath cone =
+            polyline({{3, 9}, {7, 9}, {12, 4.5}, {12, 19.5}, {7, 15}, {3, 15}}, true);
         p.drawPath(cone);
         p.setBrush(Qt::NoBrush);
         if (s == "speaker.wave.2") {
@@ -245,36 +246,19 @@ void drawSymbol(QPainter& p, const QString& s)
         }
     } else if (s == "doc.badge.plus") {
         p.setBrush(Qt::NoBrush);
-        QPainterPath page;
-        page.moveTo(11, 21);
-        page.lineTo(5, 21);
-        page.lineTo(5, 3);
-        page.lineTo(13, 3);
-        page.lineTo(18, 8);
-        page.lineTo(18, 11);
+        const QPainterPath page = polyline({{11, 21}, {5, 21}, {5, 3}, {13, 3}, {18, 8}, {18, 11}});
         p.drawPath(page);
         p.drawLine(QPointF(17, 13.5), QPointF(17, 21.5));
         p.drawLine(QPointF(13, 17.5), QPointF(21, 17.5));
     } else if (s == "folder") {
         p.setBrush(Qt::NoBrush);
-        QPainterPath shape;
-        shape.moveTo(3, 6.5);
-        shape.lineTo(9, 6.5);
-        shape.lineTo(11, 8.5);
-        shape.lineTo(21, 8.5);
-        shape.lineTo(21, 19);
-        shape.lineTo(3, 19);
-        shape.closeSubpath();
+        const QPainterPath shape =
+            polyline({{3, 6.5}, {9, 6.5}, {11, 8.5}, {21, 8.5}, {21, 19}, {3, 19}}, true);
         p.drawPath(shape);
     } else if (s == "square.and.arrow.down" || s == "square.and.arrow.up") {
         p.setBrush(Qt::NoBrush);
-        QPainterPath tray;
-        tray.moveTo(8, 10);
-        tray.lineTo(5, 10);
-        tray.lineTo(5, 21);
-        tray.lineTo(19, 21);
-        tray.lineTo(19, 10);
-        tray.lineTo(16, 10);
+        const QPainterPath tray =
+            polyline({{8, 10}, {5, 10}, {5, 21}, {19, 21}, {19, 10}, {16, 10}});
         p.drawPath(tray);
         const bool down = s == "square.and.arrow.down";
         p.drawLine(QPointF(12, down ? 2.5 : 4), QPointF(12, down ? 15 : 16));
