@@ -227,7 +227,8 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     project.musicSourceStart = 1;
     project.musicLength = 10;
     project.musicVolume = 0.3f;
-    project.fadeIn = 0;
+    project.fadeInStart = 0;
+    project.fadeInEnd = 2;
     project.fadeOut = 0;
     const BuiltMix built = build(project, false);
     EXPECT_EQ(loads.back(), folder / "Media/music-A.caf");
@@ -240,8 +241,11 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     EXPECT_EQ(built.audioMix.inputParameters[0].trackID, 1);
     const InputParameters& m = built.audioMix.inputParameters[1];
     EXPECT_EQ(m.trackID, 2);
-    for (double t : {0.0, 3.0, 12.9})
-        EXPECT_FLOAT_EQ(m.volume.volumeAt(at(t)), 0.3f) << t;
+    // The fade-in over the fragment's first 2 s starts where the music does.
+    std::vector<float> heard;
+    for (double t : {2.0, 3.0, 4.0, 12.9})
+        heard.push_back(m.volume.volumeAt(at(t)));
+    EXPECT_EQ(heard, (std::vector<float>{0, 0, 0.15f, 0.3f}));
     for (const InputParameters& p : built.audioMix.inputParameters)
         EXPECT_EQ(p.tap, nullptr) << "taps come only with live playback";
 
