@@ -1,18 +1,21 @@
-// M4A export of a long programme, for the comparison with the ffmpeg tool encoding the same mix
-// from a WAV file. The programme is built from files in a data folder: voice takes (take-NN.caf,
-// written here as the recorder would) cut into clips with pauses between them, and music.wav (any
-// file FFmpeg decodes) under the whole programme with a fade in and a fade out.
+// M4A and MP3 export of a long programme, for the comparison with the ffmpeg tool encoding the same
+// mix from a WAV file. The programme is built from files in a data folder: voice takes
+// (take-NN.caf, written here as the recorder would) cut into clips with pauses between them, and
+// music.wav (any file FFmpeg decodes) under the whole programme with a fade in and a fade out.
 //
 //   bench_export takes DIR MINUTES   write the takes for a programme of MINUTES minutes
 //   bench_export premix DIR OUT.wav  render the programme's mix to a float WAV (ffmpeg's input)
+//   bench_export treat DIR OUT       the takes of DIR as "Mejorar voz" and "Nivelar audio" make
+//                                    them, into OUT (the treated copies an export plays)
 //   bench_export export DIR OUT.m4a [LUFS]  export the programme (what the comparisons time),
-//                                    normalised to LUFS when given
+//                                    normalised to LUFS when given; OUT.mp3 for MP3
 //   bench_export                     export a 3-minute programme made in a temporary folder and
 //                                    print the real-time factor (as `make bench` runs it)
 #include "audio/CafWriter.hpp"
 #include "audio/ExportSession.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/ExportAndWait.hpp"
+#include "voice/VoiceProcessor.hpp"
 
 #include <chrono>
 #include <cmath>
@@ -65,14 +68,15 @@ void writeTakes(const fs::path& dir, double minutes)
         if (!writer)
             fail(writer.error().description);
         const double pitch = 110 + 20 * take;
+        double phase = 0; // of the voiced tone, advanced by its frequency of the moment
         for (int second = 0; second < takeSeconds; ++second) {
             for (int i = 0; i < rate; ++i) {
                 const double t = second + static_cast<double>(i) / rate;
                 const double syllables = std::max(0.0, std::sin(2 * std::numbers::pi * 3.3 * t));
                 const double f = pitch * (1 + 0.1 * std::sin(2 * std::numbers::pi * 0.7 * t));
+                phase = std::fmod(phase + 2 * std::numbers::pi * f / rate, 2 * std::numbers::pi);
                 block[static_cast<std::size_t>(i)] = static_cast<float>(
-                    0.5 * syllables *
-                    (0.6 * std::sin(2 * std::numbers::pi * f * t) + 0.15 * unit(random)));
+                    0.5 * syllables * (0.6 * std::sin(phase) + 0.15 * unit(random)));
             }
             if (!writer.value()->writeInterleaved(block.data(), rate))
                 fail("cannot write " + takeFile(dir, take).string());
@@ -191,17 +195,31 @@ void premix(const fs::path& dir, const fs::path& out)
         fail("cannot write " + out.string());
 }
 
+void treat(const fs::path& dir, const fs::path& out)
+{
+    fs::create_directories(out);
+    VoiceTreatment treatment;
+    treatment.enhance = true;
+    treatment.level = true;
+    for (int take = 0; fs::exists(takeFile(dir, take)); ++take)
+        if (auto treated =
+                VoiceProcessor::render(takeFile(dir, take), takeFile(out, take), treatment);
+            !treated)
+            fail(treated.error().description);
+}
+
 // Exports the whole programme; returns its length in seconds.
 double exportProgramme(const fs::path& dir, const fs::path& out,
                        std::optional<double> target = std::nullopt)
 {
     const Programme p = buildProgramme(dir);
-    auto created = ExportSession::create(p.composition, p.mix);
+    auto created = ExportSession::create(
+        p.composition, p.mix, out.extension() == ".mp3" ? ExportFormat::mp3 : ExportFormat::m4a);
     if (!created)
         fail(created.error().description);
     ExportSession& session = *created.value();
     session.setOutputPath(out);
-    session.setTitle("Export bench");
+    session.setMetadata({"Export bench", {}, {}, {}, {}});
     session.setLoudnessTarget(target);
     testing::exportAndWait(session);
     if (session.status() != ExportSession::Status::completed)
@@ -220,6 +238,8 @@ int main(int argc, char** argv)
         writeTakes(argv[2], std::stod(argv[3]));
     } else if (mode == "premix" && argc == 4) {
         premix(argv[2], argv[3]);
+    } else if (mode == "treat" && argc == 4) {
+        treat(argv[2], argv[3]);
     } else if (mode == "export" && (argc == 4 || argc == 5)) {
         exportProgramme(argv[2], argv[3],
                         argc == 5 ? std::optional<double>(std::stod(argv[4])) : std::nullopt);
@@ -227,16 +247,18 @@ int main(int argc, char** argv)
         const fs::path dir = fs::temp_directory_path() / "tapewright-export-bench";
         fs::remove_all(dir);
         writeTakes(dir, 3);
-        const auto start = std::chrono::steady_clock::now();
-        const double seconds = exportProgramme(dir, dir / "out.m4a");
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-        std::printf("export %.0f s mono voice: %.3f s, %.0f x real time\n", seconds, took.count(),
-                    seconds / took.count());
+        for (const char* name : {"out.m4a", "out.mp3"}) {
+            const auto start = std::chrono::steady_clock::now();
+            const double seconds = exportProgramme(dir, dir / name);
+            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+            std::printf("export %.0f s mono voice to %s: %.3f s, %.0f x real time\n", seconds, name,
+                        took.count(), seconds / took.count());
+        }
         fs::remove_all(dir);
     } else {
         std::fprintf(stderr,
-                     "usage: %s [takes DIR MINUTES | premix DIR OUT.wav | export DIR OUT.m4a "
-                     "[LUFS]]\n",
+                     "usage: %s [takes DIR MINUTES | premix DIR OUT.wav | treat DIR OUT | "
+                     "export DIR OUT.m4a [LUFS]]\n",
                      argv[0]);
         return 2;
     }

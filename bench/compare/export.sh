@@ -2,7 +2,7 @@
 # Times the M4A export of a one-hour programme (voice takes cut into clips with pauses, a music bed
 # with a fade in and out) against the ffmpeg tool encoding the same mix, rendered once to a float
 # WAV by our own offline render, with the same encoder and bitrate (AAC-LC, 160 kb/s stereo).
-# Inputs are made once under $BUILD/bench-data/export-1h. The two sides run alternately, RUNS
+# Inputs are made once under $BUILD/bench-data/export-programme-1h. The two sides run alternately, RUNS
 # times each from a warm page cache; the best time of each is compared, as the machine may be
 # busy with other work. The loudness-normalised export of the same programme (render to a
 # temporary file while measuring, then gain, limiter and encoder) is timed against ours too.
@@ -11,7 +11,7 @@ set -euo pipefail
 BUILD=${BUILD:-build}
 tool="$BUILD/bench/bench_export"
 [ -x "$tool" ] || { echo "missing $tool (build the bench_export target)" >&2; exit 1; }
-data="$BUILD/bench-data/export-1h"
+data="$BUILD/bench-data/export-programme-1h"
 mkdir -p "$data"
 
 if [ ! -s "$data/take-11.caf" ]; then

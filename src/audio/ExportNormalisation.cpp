@@ -26,8 +26,11 @@ constexpr int blockFrames = 4096;
 // A corrected encoding aims this far inside the limits, so one correction is enough.
 constexpr double correctionMarginDb = 0.1;
 constexpr int maxEncodings = 3;
-// Excerpts encoded to learn how far the encoder pushes the true peak up.
+// Excerpts encoded to learn how far the encoder pushes the true peak up, and stretches (one per
+// half minute) to learn how much loudness it takes away: what it leaves out above its bandwidth
+// varies with the material, so a long programme is sampled in many places.
 constexpr std::size_t maxTrials = 4;
+constexpr std::int64_t maxStretches = 16;
 constexpr int trialFade = ExportSession::sampleRate / 50;
 constexpr std::int64_t trialLead = ExportSession::sampleRate;
 
@@ -179,9 +182,7 @@ Result<std::optional<Levels>> ExportSession::encodeNormalised(double target)
             }))
             peakExcerpts.emplace_back(frame, sampleRate / 2);
     }
-    // One stretch per half minute, eight at most: a short programme is cheaper to encode again.
-    const auto stretches =
-        static_cast<std::int64_t>(std::min<std::int64_t>(2 * maxTrials, total / (30 * sampleRate)));
+    const std::int64_t stretches = std::min(maxStretches, total / (30 * sampleRate));
     for (std::int64_t i = 0; i < stretches; ++i)
         spread.emplace_back(total * (2 * i + 1) / (2 * stretches), 3 * sampleRate);
     const float gain = static_cast<float>(std::pow(10.0, gainDb / 20));
@@ -229,7 +230,9 @@ Result<std::optional<Levels>> ExportSession::encodeNormalised(double target)
         levels = encoded.value();
         const double over = levels->truePeak - peakLimitDb;
         const double off = target - levels->loudness;
-        if (over <= 0 && std::fabs(off) <= loudnessTolerance)
+        // Accepted only well inside the tolerance: a listener's meter may read a little
+        // differently, and a file at the very edge of it is then outside.
+        if (over <= 0 && std::fabs(off) <= loudnessTolerance - correctionMarginDb)
             break;
         // The encoder still went over the ceiling, or the limiter took the loudness off the
         // target: lower the ceiling by as much, adjust the gain by the difference, and again.

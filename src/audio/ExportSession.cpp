@@ -2,6 +2,7 @@
 
 #include "audio/ExportPipeline.hpp"
 #include "audio/M4aEncoder.hpp"
+#include "audio/Mp3Encoder.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "audio/TruePeakLimiter.hpp"
 
@@ -18,18 +19,22 @@ Error exportError(int code)
                  "La exportación no se pudo completar."};
 }
 
-Result<std::unique_ptr<ExportSession>> ExportSession::create(Composition composition, AudioMix mix)
+Result<std::unique_ptr<ExportSession>> ExportSession::create(Composition composition, AudioMix mix,
+                                                             ExportFormat format)
 {
-    if (!aacEncoderAvailable() || composition.duration().ticks <= 0)
+    const bool encoder =
+        format == ExportFormat::mp3 ? mp3EncoderAvailable() : aacEncoderAvailable();
+    if (!encoder || composition.duration().ticks <= 0)
         return exportError(ExportError::noSession);
     return std::unique_ptr<ExportSession>(
-        new ExportSession(std::move(composition), std::move(mix)));
+        new ExportSession(std::move(composition), std::move(mix), format));
 }
 
-ExportSession::ExportSession(Composition composition, AudioMix mix)
+ExportSession::ExportSession(Composition composition, AudioMix mix, ExportFormat format)
     : composition_(std::move(composition))
     , mix_(std::move(mix))
     , channels_(composition_.allSourcesMono() ? 1 : 2)
+    , format_(format)
     , duration_(composition_.duration())
 {
 }
@@ -161,9 +166,15 @@ Result<std::optional<Levels>> ExportSession::encode(const Producer& produce,
                                                     std::int64_t measuredFrom,
                                                     LoudnessMeter* source)
 {
-    M4aEncoder encoder(path);
-    auto opened = encoder.open(channels_, channels_ == 1 ? monoBitRate : stereoBitRate, title_);
-    createdFile_ = createdFile_ || (encoder.createdFile() && path == outputPath_);
+    std::unique_ptr<AudioFileEncoder> made;
+    if (format_ == ExportFormat::mp3)
+        made = std::make_unique<Mp3Encoder>(path);
+    else
+        made = std::make_unique<M4aEncoder>(path);
+    AudioFileEncoder& encoder = *made;
+    const bool final = path == outputPath_;
+    auto opened = encoder.open(channels_, final ? metadata_ : ExportMetadata{});
+    createdFile_ = createdFile_ || (encoder.createdFile() && final);
     if (!opened)
         return opened.error();
     auto levels = EncodedLevels::start(encoder.codec(), frames, measuredFrom);

@@ -1,12 +1,14 @@
 // Writes a range of a composition, heard through its audio mix, into an M4A file (AAC-LC in an
-// MPEG-4 audio container): the same render graph as playback, offline and without taps, through
-// the same master stage, rendered and encoded on threads of the session's own while the main
-// thread polls progress() and may cancel. With a loudness target the mix is first rendered to a
-// temporary file while its loudness is measured, then given the one gain that brings it to the
-// target, limited and encoded; the encoded result is measured and, should the encoder have pushed
-// its true peak over the ceiling or its loudness off the target, encoded again corrected.
+// MPEG-4 audio container) or an MP3 file, with its tags, cover and chapters: the same render graph
+// as playback, offline and without taps, through the same master stage, rendered and encoded on
+// threads of the session's own while the main thread polls progress() and may cancel. With a
+// loudness target the mix is first rendered to a temporary file while its loudness is measured,
+// then given the one gain that brings it to the target, limited and encoded; the encoded result is
+// measured and, should the encoder have pushed its true peak over the ceiling or its loudness off
+// the target, encoded again corrected.
 #pragma once
 
+#include "audio/AudioFileEncoder.hpp"
 #include "audio/AudioMix.hpp"
 #include "audio/Composition.hpp"
 #include "audio/EncodedLevels.hpp"
@@ -36,19 +38,20 @@ Error exportError(int code);
 class BlockSink;
 class LoudnessMeter;
 
+enum class ExportFormat { m4a, mp3 };
+
 class ExportSession {
 public:
     enum class Status { waiting, exporting, completed, failed, cancelled };
 
-    // The encoded format: 48 kHz AAC-LC, mono at 96 kb/s when every source is mono, else stereo
-    // at 160 kb/s.
-    static constexpr int sampleRate = 48000;
-    static constexpr int monoBitRate = 96000;
-    static constexpr int stereoBitRate = 160000;
+    // Encoded at 48 kHz, mono when every source is mono, else stereo (M4aEncoder and Mp3Encoder
+    // say at which bit rates).
+    static constexpr int sampleRate = AudioFileEncoder::sampleRate;
 
-    // Fails with the "Export" code 1 error when this FFmpeg has no AAC encoder or the composition
-    // has nothing to play. The session keeps its own copies of both.
-    static Result<std::unique_ptr<ExportSession>> create(Composition composition, AudioMix mix);
+    // Fails with the "Export" code 1 error when this FFmpeg has no encoder for the format or the
+    // composition has nothing to play. The session keeps its own copies of both.
+    static Result<std::unique_ptr<ExportSession>> create(Composition composition, AudioMix mix,
+                                                         ExportFormat format = ExportFormat::m4a);
     // Cancels a running export and waits for its thread (unless called from that thread, from
     // the completion handler: then the thread simply ends after it).
     ~ExportSession();
@@ -59,7 +62,8 @@ public:
     // is exported; a range is limited to the composition, as the player would play it.
     void setOutputPath(std::filesystem::path path) { outputPath_ = std::move(path); }
     void setTimeRange(MediaTime start, MediaTime duration);
-    void setTitle(std::string title) { title_ = std::move(title); }
+    // What the file says about itself (the exported file only, not the trial encodings).
+    void setMetadata(ExportMetadata metadata) { metadata_ = std::move(metadata); }
     // The integrated loudness the file must have, in LUFS (within 0.5 LU), with a true peak of
     // at most -1 dBTP once decoded; absent, the mix as it is, through the master stage.
     void setLoudnessTarget(std::optional<double> lufs) { target_ = lufs; }
@@ -94,7 +98,7 @@ private:
     // A normalised export's first render (faster than encoding) takes this much of it.
     static constexpr float firstPassShare = 0.3f;
 
-    ExportSession(Composition composition, AudioMix mix);
+    ExportSession(Composition composition, AudioMix mix, ExportFormat format);
     // The export thread's whole job.
     void run(const std::function<void()>& completion);
     void finish(Status status, std::optional<Error> error);
@@ -114,8 +118,9 @@ private:
     const Composition composition_;
     const AudioMix mix_;
     const int channels_;
+    const ExportFormat format_;
     std::filesystem::path outputPath_;
-    std::string title_;
+    ExportMetadata metadata_;
     std::optional<double> target_;
     MediaTime start_;
     MediaTime duration_;

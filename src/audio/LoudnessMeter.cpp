@@ -3,7 +3,6 @@
 #include <ebur128.h>
 
 #include <algorithm>
-
 #include <cmath>
 #include <limits>
 #include <new>
@@ -33,9 +32,8 @@ double decibels(double amplitude)
 
 LoudnessMeter::LoudnessMeter(int channels, double rate, int measures)
     : channels_(channels)
-    , rate_(rate)
-    , mode_(modeFor(measures))
-    , state_(ebur128_init(static_cast<unsigned>(channels), static_cast<unsigned long>(rate), mode_))
+    , state_(ebur128_init(static_cast<unsigned>(channels), static_cast<unsigned long>(rate),
+                          modeFor(measures)))
 {
     if (!state_)
         throw std::bad_alloc();
@@ -44,16 +42,6 @@ LoudnessMeter::LoudnessMeter(int channels, double rate, int measures)
 LoudnessMeter::~LoudnessMeter()
 {
     ebur128_destroy(&state_);
-}
-
-void LoudnessMeter::reset()
-{
-    ebur128_state* fresh =
-        ebur128_init(static_cast<unsigned>(channels_), static_cast<unsigned long>(rate_), mode_);
-    if (!fresh)
-        throw std::bad_alloc();
-    ebur128_destroy(&state_);
-    state_ = fresh;
 }
 
 void LoudnessMeter::add(const float* interleaved, std::size_t frames)
@@ -74,17 +62,6 @@ double LoudnessMeter::shortTermLoudness() const
     double lufs = -std::numeric_limits<double>::infinity();
     ebur128_loudness_shortterm(state_, &lufs);
     return lufs;
-}
-
-double LoudnessMeter::truePeakDb() const
-{
-    double peak = 0;
-    for (int c = 0; c < channels_; ++c) {
-        double channelPeak = 0;
-        if (ebur128_true_peak(state_, static_cast<unsigned>(c), &channelPeak) == EBUR128_SUCCESS)
-            peak = std::max(peak, channelPeak);
-    }
-    return decibels(peak);
 }
 
 double LoudnessMeter::lastTruePeakDb() const

@@ -22,22 +22,15 @@ public:
     LoudnessMeter& operator=(const LoudnessMeter&) = delete;
 
     void add(const float* interleaved, std::size_t frames);
-    // Starts again, as if nothing had been added.
-    void reset();
 
-    int channels() const { return channels_; }
     // In LUFS; minus infinity for silence (or nothing measured yet).
     double integratedLoudness() const;
     double shortTermLoudness() const;
-    // In dBTP, the largest of every channel since the start (or the reset).
-    double truePeakDb() const;
     // In dBTP, over the frames of the last add() only.
     double lastTruePeakDb() const;
 
 private:
     int channels_;
-    double rate_;
-    int mode_;
     ebur128_state* state_;
 };
 

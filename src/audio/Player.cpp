@@ -194,13 +194,15 @@ void Player::play()
         drainTask_->cancel();
         drainTask_.reset();
     }
+    // A drained output holds nothing but the silence rendered after the pause. It is dropped
+    // while the render is still silent: a paused stream is still asked for audio, and a drop
+    // after the render had resumed would take the first frames with it.
+    if (output_ && outputDrained_)
+        (void)output_->flush();
+    outputDrained_ = false;
     playing_.store(true);
     if (!output_)
         return;
-    // A drained output holds nothing but the silence rendered after the pause.
-    if (outputDrained_)
-        (void)output_->flush();
-    outputDrained_ = false;
     if (auto started = output_->start(); !started)
         outputError_ = started.error();
 }

@@ -3,6 +3,8 @@
 // below are pure functions of it (they rewrite segments and never touch audio).
 #pragma once
 
+#include "model/Chapter.hpp"
+#include "model/EpisodeDetails.hpp"
 #include "model/LoudnessTarget.hpp"
 #include "model/Segment.hpp"
 #include "model/VoiceTreatment.hpp"
@@ -61,6 +63,8 @@ struct PodcastProject {
     std::optional<double> fadeOutStart;
     std::optional<double> fadeOutEnd;
     std::optional<LoudnessTarget> loudnessTarget; // absent: the podcast norm
+    std::vector<Chapter> chapters;                // kept in time order by the edits below
+    std::optional<EpisodeDetails> episode;
 
     bool operator==(const PodcastProject&) const = default;
 
@@ -84,6 +88,15 @@ struct PodcastProject {
     void paste(const std::vector<Segment>& clips, double duration, double at);
     void insertTake(const std::string& file, double duration, double at, const Uuid& id);
     void moveClip(const Uuid& id, double to);
+
+    // Chapters: each edit leaves the list in time order (equal times keep their order, a moved
+    // chapter goes last among them); unknown identifiers and unusable values change nothing.
+    // Adds "Capítulo N" at `at`, N being the first number from the chapter count on that no
+    // chapter is called yet.
+    void addChapter(double at, const Uuid& id);
+    void moveChapter(const Uuid& id, double to);
+    void renameChapter(const Uuid& id, const std::string& title);
+    void removeChapter(const Uuid& id);
 };
 
 } // namespace tw

@@ -45,11 +45,13 @@ constexpr double maximumTime = 24 * 60 * 60;
 constexpr double maximumVolume = 16;
 const double maximumDecibels = 20 * std::log10(maximumVolume);
 
-// A required key must be present. An optional one may be absent or null; when its value is a
-// list, an empty one is left out and null reads as empty.
-enum class Need { optional, required };
-// What the numbers of a key must lie within for the document to open.
-enum class Bound { none, time, volume, decibels };
+// A required key must be present; a filled one is a required text that may not be empty for the
+// document to open. An optional one may be absent or null; when its value is a list, an empty one
+// is left out and null reads as empty.
+enum class Need { optional, required, filled };
+// What the numbers of a key must lie within for the document to open. A position is a time on
+// the timeline, so never before its start.
+enum class Bound { none, time, position, volume, decibels };
 
 struct Range {
     double low;
@@ -61,6 +63,8 @@ Range rangeOf(Bound bound)
     switch (bound) {
     case Bound::time:
         return {-maximumTime, maximumTime};
+    case Bound::position:
+        return {0, maximumTime};
     case Bound::volume:
         return {-maximumVolume, maximumVolume};
     case Bound::decibels:
@@ -76,11 +80,12 @@ Range rangeOf(Bound bound)
 template <class Owner>
 using Member =
     std::variant<int Owner::*, bool Owner::*, float Owner::*, double Owner::*, Uuid Owner::*,
-                 Preset Owner::*, SharedText Owner::*, std::optional<std::string> Owner::*,
-                 std::optional<bool> Owner::*, std::optional<float> Owner::*,
-                 std::optional<double> Owner::*, std::optional<std::vector<double>> Owner::*,
-                 std::vector<Segment> Owner::*, std::optional<VoiceTreatment> Owner::*,
-                 std::optional<LoudnessTarget> Owner::*>;
+                 Preset Owner::*, std::string Owner::*, SharedText Owner::*,
+                 std::optional<std::string> Owner::*, std::optional<bool> Owner::*,
+                 std::optional<float> Owner::*, std::optional<double> Owner::*,
+                 std::optional<std::vector<double>> Owner::*, std::vector<Segment> Owner::*,
+                 std::optional<VoiceTreatment> Owner::*, std::optional<LoudnessTarget> Owner::*,
+                 std::vector<Chapter> Owner::*, std::optional<EpisodeDetails> Owner::*>;
 
 // One key of an object: read, written and checked as its member's type says. An optional member
 // is left out when absent and reads null as absent.
@@ -93,6 +98,7 @@ template <class Owner> struct Key {
 
 constexpr Need required = Need::required;
 constexpr Need optional = Need::optional;
+constexpr Need filled = Need::filled;
 
 // In the order they are written.
 constexpr Key<PodcastProject> projectKeys[] = {
@@ -118,6 +124,8 @@ constexpr Key<PodcastProject> projectKeys[] = {
     {"fadeOutStart", &PodcastProject::fadeOutStart, optional, Bound::time},
     {"fadeOutEnd", &PodcastProject::fadeOutEnd, optional, Bound::time},
     {"loudnessTarget", &PodcastProject::loudnessTarget}, // absent: the podcast norm
+    {"chapters", &PodcastProject::chapters},
+    {"episode", &PodcastProject::episode},
 };
 
 constexpr Key<Segment> segmentKeys[] = {
@@ -140,6 +148,19 @@ constexpr Key<VoiceTreatment> treatmentKeys[] = {
     {"preset", &VoiceTreatment::preset, required},
 };
 
+constexpr Key<Chapter> chapterKeys[] = {
+    {"id", &Chapter::id, required},
+    {"time", &Chapter::time, required, Bound::position},
+    {"title", &Chapter::title, filled},
+};
+
+constexpr Key<EpisodeDetails> episodeKeys[] = {
+    {"title", &EpisodeDetails::title},
+    {"author", &EpisodeDetails::author},
+    {"show", &EpisodeDetails::show},
+    {"cover", &EpisodeDetails::cover}, // checked to stay inside the project when opened
+};
+
 // Which keys were seen is kept in one 64-bit word.
 static_assert(std::size(projectKeys) <= 64);
 
@@ -154,6 +175,14 @@ std::span<const Key<Segment>> keysOf(const Segment&)
 std::span<const Key<VoiceTreatment>> keysOf(const VoiceTreatment&)
 {
     return treatmentKeys;
+}
+std::span<const Key<Chapter>> keysOf(const Chapter&)
+{
+    return chapterKeys;
+}
+std::span<const Key<EpisodeDetails>> keysOf(const EpisodeDetails&)
+{
+    return episodeKeys;
 }
 
 // An object of the document: one whose keys have a table.
@@ -228,7 +257,7 @@ private:
     }
     template <class T> void writeKey(const std::vector<T>& values, std::string_view key, Need need)
     {
-        if (need == Need::required || !values.empty()) {
+        if (need != Need::optional || !values.empty()) {
             out_.key(key);
             write(values, key);
         }
@@ -320,7 +349,7 @@ private:
                        key->member);
         }
         for (std::size_t i = 0; i < keys.size(); ++i)
-            if (keys[i].need == Need::required && !(seen & (std::uint64_t{1} << i)))
+            if (keys[i].need != Need::optional && !(seen & (std::uint64_t{1} << i)))
                 throw FormatFailure("Falta la clave obligatoria \"" + place_.path(keys[i].name) +
                                     "\".");
     }
@@ -344,7 +373,7 @@ private:
     template <class T> void readKey(std::vector<T>& values, std::string_view key, Need need)
     {
         values.clear(); // of a key given twice the last value counts
-        if (need == Need::required || !takeNull())
+        if (need != Need::optional || !takeNull())
             read(values, key);
     }
 
@@ -482,17 +511,27 @@ private:
 // ---------------------------------------------------------------------------------------------
 // Checking before opening
 
-// Finds the first number of the document outside its key's bound, as the error that names it.
+// Finds the first number of the document outside its key's bound, and the first text that must
+// be filled but is empty, as the errors that name them.
 class LimitCheck {
 public:
     template <class Owner> void object(const Owner& owner)
     {
         for (const Key<Owner>& key : keysOf(owner))
-            std::visit([&](auto member) { check(owner.*member, key.name, rangeOf(key.bound)); },
-                       key.member);
+            std::visit(
+                [&](auto member) {
+                    const auto& value = owner.*member;
+                    check(value, key.name, rangeOf(key.bound));
+                    if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::string>)
+                        if (key.need == Need::filled && value.empty() && !emptyText)
+                            emptyText = formatError("La clave \"" + place_.path(key.name) +
+                                                    "\" no puede estar vacía.");
+                },
+                key.member);
     }
 
     std::optional<Error> found;
+    std::optional<Error> emptyText;
 
 private:
     template <class T> void check(const T&, std::string_view, Range) {} // no number inside
@@ -593,10 +632,15 @@ Result<void> validateForOpen(const PodcastProject& project)
             return invalidPath;
     if (project.musicFile && !isInsideProject(*project.musicFile))
         return invalidPath;
+    if (const auto& episode = project.episode;
+        episode && episode->cover && !isInsideProject(*episode->cover))
+        return Error{ErrorDomain::project, 3, "Ruta de imagen inválida."};
     LimitCheck limits;
     limits.object(project);
     if (limits.found)
         return *limits.found;
+    if (limits.emptyText)
+        return *limits.emptyText;
     return {};
 }
 

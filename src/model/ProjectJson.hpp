@@ -25,9 +25,10 @@ Error documentTooLargeError();
 Result<std::string> encode(const PodcastProject& project);
 // Reads a document; unknown keys are ignored and null optionals read as absent.
 Result<PodcastProject> decode(std::string_view bytes);
-// Version 1, then every audio path relative and inside the folder ("Project" codes 2 and 3),
-// then every time within a day and every volume, gain and equaliser gain within +-16 (+-24 dB),
-// refused as out of range like a number that does not fit its type.
+// Version 1, then every audio path and the cover relative and inside the folder ("Project" codes
+// 2 and 3), then every time within a day (a chapter's also not negative) and every volume, gain
+// and equaliser gain within +-16 (+-24 dB), refused as out of range like a number that does not
+// fit its type; last, every chapter has a title.
 Result<void> validateForOpen(const PodcastProject& project);
 
 // "Elige un nombre nuevo para evitar reemplazar otro proyecto." (domain "Project", code 1).

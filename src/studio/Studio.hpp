@@ -3,6 +3,7 @@
 // published fields (each assignment emits fieldChanged) and call its operations. Main thread only.
 #pragma once
 
+#include "audio/ExportMetadata.hpp"
 #include "base/Result.hpp"
 #include "base/Scheduler.hpp"
 #include "base/SerialQueue.hpp"
@@ -31,6 +32,7 @@ namespace tw {
 class LoudnessMeter;
 class Player;
 class ExportSession;
+enum class ExportFormat;
 class ProjectLock;
 struct BuiltMix;
 struct Levels;
@@ -163,6 +165,22 @@ public:
     LoudnessTarget loudnessTarget() const;
     // The Audio menu's choice: an undo step, then the project is saved.
     void setLoudnessTarget(LoudnessTarget target);
+    // ---- Chapters and episode details (StudioChapters.cpp) ----
+    // "Añadir capítulo": a chapter at the play head, unless one is there already. Like the other
+    // chapter edits it is one undo step, saved at once, and never stops playback (chapters are
+    // marked while listening).
+    void addChapter();
+    // Moves a chapter to a time within the programme.
+    void moveChapter(const Uuid& id, double to);
+    void renameChapter(const Uuid& id, const std::string& title);
+    void removeChapter(const Uuid& id);
+    // "Detalles del episodio…": empty texts and a title equal to the project's are stored as
+    // absent. A newCover is checked (JPEG or PNG) and copied into Media as "cover-<UUID>" first;
+    // it replaces details.cover. One undo step, when anything changed.
+    void setEpisodeDetails(EpisodeDetails details,
+                           const std::optional<std::filesystem::path>& newCover = std::nullopt);
+    // The title the export writes: the episode's own, else the project's.
+    std::string episodeTitle() const;
 
     // ---- Input devices (Studio.cpp) ----
     // Lists the inputs again (the "Actualizar entradas" button); the selection is left alone.
@@ -321,7 +339,8 @@ private:
         std::filesystem::path destination;
         std::filesystem::path temporary;
         TimeRange range;
-        std::string title;
+        ExportMetadata metadata; // its chapters are added once the range is final
+        ExportFormat format;
         LoudnessTarget target;
         std::optional<Error> musicLeftOut; // said beside the completion
     };

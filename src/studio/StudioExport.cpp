@@ -1,8 +1,10 @@
-// Export of the audible mix as M4A: a save panel, the bounds from the peak caches, the mix built
-// in export mode on the thread pool, an export session into a temporary file polled every 200 ms,
-// and the finished file moved into place. Main thread.
+// Export of the audible mix as M4A or MP3 (the destination's extension says which), with the
+// episode's tags, cover and chapters: a save panel, the bounds from the peak caches, the mix built
+// and the cover read in export mode on the thread pool, an export session into a temporary file
+// polled every 200 ms, and the finished file moved into place. Main thread.
 #include "audio/ExportSession.hpp"
 #include "mix/ExportBounds.hpp"
+#include "mix/ExportChapters.hpp"
 #include "mix/MixBuilder.hpp"
 #include "studio/FileMove.hpp"
 #include "studio/MainThread.hpp"
@@ -13,6 +15,7 @@
 #include <QPointer>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <cctype>
 #include <cmath>
 #include <string>
 
@@ -32,6 +35,14 @@ std::string levelsText(const std::optional<Levels>& levels)
         return {};
     return " · " + levelFigure(levels->loudness) + " LUFS · pico " + levelFigure(levels->truePeak) +
            " dBTP";
+}
+
+ExportFormat formatOf(const std::filesystem::path& destination)
+{
+    std::string extension = destination.extension().string();
+    for (char& c : extension)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return extension == ".mp3" ? ExportFormat::mp3 : ExportFormat::m4a;
 }
 
 } // namespace
@@ -55,13 +66,29 @@ void Studio::exportProject()
     pause();
 
     removeStaleExportTemporaries();
-    ExportJob job{*destination, exportTemporaryPath(), *range,
-                  title(),      loudnessTarget(),      std::nullopt};
+    const EpisodeDetails episode = project->episode.value_or(EpisodeDetails{});
+    ExportJob job{*destination,
+                  exportTemporaryPath(),
+                  *range,
+                  {episodeTitle(), episode.author.value_or(""), episode.show.value_or(""), {}, {}},
+                  formatOf(*destination),
+                  loudnessTarget(),
+                  std::nullopt};
     (void)QtConcurrent::run(
         [project = project(), projectFolder = *folder(), job, studio = QPointer<Studio>(this)] {
             auto built =
                 std::make_shared<Result<BuiltMix>>(MixBuilder::make(project, projectFolder, false));
-            runOnMainThread([studio, built, job] {
+            ExportJob read = job;
+            if (const auto& cover = project.episode ? project.episode->cover : std::nullopt;
+                cover && *built) {
+                // A cover that went missing is said, not silently left out of the episode.
+                Result<CoverArt> art = readCoverArt(projectFolder / *cover);
+                if (art)
+                    read.metadata.cover = std::move(art.value());
+                else
+                    *built = art.error();
+            }
+            runOnMainThread([studio, built, job = std::move(read)] {
                 if (studio)
                     studio->startExport(std::move(*built), job);
                 else
@@ -77,7 +104,7 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
         return;
     }
     Result<std::unique_ptr<ExportSession>> created = ExportSession::create(
-        std::move(built.value().composition), std::move(built.value().audioMix));
+        std::move(built.value().composition), std::move(built.value().audioMix), job.format);
     if (!created) {
         finishExport(job, created.error());
         return;
@@ -92,7 +119,8 @@ void Studio::startExport(Result<BuiltMix> built, const ExportJob& job)
     activeExport->setOutputPath(job.temporary);
     const MediaTime start = MediaTime::fromSeconds(running.range.lower);
     activeExport->setTimeRange(start, MediaTime::fromSeconds(running.range.upper) - start);
-    activeExport->setTitle(job.title);
+    running.metadata.chapters = exportChapters(project->chapters, running.range);
+    activeExport->setMetadata(std::exchange(running.metadata, {})); // the cover is not kept twice
     activeExport->setLoudnessTarget(targetLoudness(job.target, activeExport->channels()));
     exportProgress = 0.0f;
     const QPointer<Studio> studio(this);

@@ -5,10 +5,10 @@
 #include "audio/Player.hpp"
 #include "studio/Studio.hpp"
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
 namespace tw {
 
@@ -18,6 +18,16 @@ namespace {
 double tenths(double lufs)
 {
     return std::isfinite(lufs) ? std::round(lufs * 10) / 10 : lufs;
+}
+
+// Hands what the player played since the last call to the meter, or drops it without one.
+void measurePlayedBy(Player& player, LoudnessMeter* meter)
+{
+    constexpr int frames = 4096;
+    std::array<float, 2 * frames> block;
+    for (int got; (got = player.takePlayed(block.data(), frames)) > 0;)
+        if (meter)
+            meter->add(block.data(), static_cast<std::size_t>(got));
 }
 
 } // namespace
@@ -50,9 +60,7 @@ void Studio::startLoudness()
 {
     loudnessMeter = std::make_unique<LoudnessMeter>(
         2, player->sampleRate(), LoudnessMeter::shortTerm | LoudnessMeter::integrated);
-    std::vector<float> stale(4096 * 2);
-    while (player->takePlayed(stale.data(), 4096) > 0) {
-    }
+    measurePlayedBy(*player, nullptr); // what an earlier playback left
     loudness = std::nullopt;
 }
 
@@ -60,9 +68,7 @@ void Studio::measurePlayed()
 {
     if (!player || !loudnessMeter)
         return;
-    std::vector<float> block(4096 * 2);
-    for (int got; (got = player->takePlayed(block.data(), 4096)) > 0;)
-        loudnessMeter->add(block.data(), static_cast<std::size_t>(got));
+    measurePlayedBy(*player, loudnessMeter.get());
     const LoudnessReading reading{tenths(loudnessMeter->shortTermLoudness()),
                                   tenths(loudnessMeter->integratedLoudness())};
     if (loudness() != reading)

@@ -4,6 +4,7 @@
 #include "model/ProjectJson.hpp"
 #include "studio/MainThread.hpp"
 #include "studio/ProjectLock.hpp"
+#include "studio/ProjectTitle.hpp"
 #include "studio/ProjectWriter.hpp"
 #include "studio/StaleTemporaries.hpp"
 #include "studio/Studio.hpp"
@@ -169,6 +170,8 @@ bool Studio::ensureProject()
         created.musicVolume = before.musicVolume;
         created.fadeIn = before.fadeIn;
         created.fadeOut = before.fadeOut;
+        created.chapters = before.chapters;
+        created.episode = before.episode;
     });
     save();
     return true;
@@ -273,12 +276,7 @@ void Studio::flushSaves()
 
 std::string Studio::title() const
 {
-    if (!folder())
-        return "Nuevo podcast";
-    std::filesystem::path path = *folder();
-    if (!path.has_filename())
-        path = path.parent_path(); // a trailing separator
-    return path.stem().string();
+    return folder() ? projectTitle(*folder()) : "Nuevo podcast";
 }
 
 std::optional<std::filesystem::path> Studio::recentProjectURL() const

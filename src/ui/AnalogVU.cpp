@@ -1,6 +1,7 @@
 #include "ui/AnalogVU.hpp"
 
 #include "ui/CachedPaint.hpp"
+#include "ui/Shading.hpp"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -39,10 +40,7 @@ AnalogVU::AnalogVU(const QString& label, QWidget* parent) : QWidget(parent), lab
 
 void AnalogVU::setLevel(float level)
 {
-    const bool moves = vuNeedleAngle(level) != vuNeedleAngle(level_);
-    level_ = level;
-    if (moves)
-        update();
+    storeAndRepaint(*this, level_, level, vuNeedleAngle);
 }
 
 namespace {
@@ -74,12 +72,8 @@ void AnalogVU::paintEvent(QPaintEvent*)
     painter.drawLine(geometry.pivot + QPointF(1.5, 0), tip + QPointF(1.5, 1.5));
     painter.setPen(QPen(QColor(25, 20, 18), 1.3, Qt::SolidLine, Qt::RoundCap));
     painter.drawLine(geometry.pivot, tip);
-    QRadialGradient cap(geometry.pivot - QPointF(1.5, 1.5), 6);
-    cap.setColorAt(0, QColor(90, 90, 95));
-    cap.setColorAt(1, QColor(10, 10, 12));
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(cap);
-    painter.drawEllipse(geometry.pivot, 5, 5);
+    litDisc(painter, geometry.pivot, 5, {-1.5, -1.5}, 6,
+            {{0, QColor(90, 90, 95)}, {1, QColor(10, 10, 12)}}, Qt::NoPen);
 
     painter.drawPixmap(0, 0,
                        cachedPixmap(*this, QStringLiteral("tw.vu-sheen"),
@@ -150,11 +144,7 @@ void AnalogVU::paintFace(QPainter& painter) const
         mark(vuNeedleAngle(0.125893), QStringLiteral("0"), QColor(40, 30, 20));
         mark(52, QStringLiteral("+3"), QColor(180, 20, 10));
     }
-    QFont caption = font();
-    caption.setPixelSize(std::max(8, int(radius * 0.14)));
-    caption.setBold(true);
-    caption.setLetterSpacing(QFont::AbsoluteSpacing, 0.6);
-    painter.setFont(caption);
+    painter.setFont(engravedFont(font(), std::max(8, int(radius * 0.14)), 0.6));
     painter.setPen(QColor(60, 45, 30));
     painter.drawText(
         QRectF(face.left(), geometry.pivot.y() - radius * 0.48, face.width(), radius * 0.22),

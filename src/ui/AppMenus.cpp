@@ -1,6 +1,7 @@
 #include "ui/AppMenus.hpp"
 
 #include "studio/Studio.hpp"
+#include "ui/EpisodeDialog.hpp"
 
 #include <QAction>
 #include <QActionGroup>
@@ -37,6 +38,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     saveProject_ =
         item(*file_, QStringLiteral("Guardar proyecto"), {QKeySequence(Qt::CTRL | Qt::Key_S)});
     saveCopy_ = item(*file_, QStringLiteral("Guardar una copia…"), {});
+    episodeDetails_ = item(*file_, QStringLiteral("Detalles del episodio…"), {});
     export_ = item(*file_, QStringLiteral("Exportar M4A…"), {QKeySequence(Qt::CTRL | Qt::Key_E)});
     file_->addSeparator();
     quit_ = item(*file_, QStringLiteral("Salir"), {QKeySequence(Qt::CTRL | Qt::Key_Q)});
@@ -66,6 +68,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     import_ =
         item(*audio_, QStringLiteral("Importar música…"), {QKeySequence(Qt::CTRL | Qt::Key_I)});
     removeMusic_ = item(*audio_, QStringLiteral("Quitar música"), {});
+    addChapter_ = item(*audio_, QStringLiteral("Añadir capítulo"), {QKeySequence(Qt::Key_M)});
     audio_->addSeparator();
     auto* loudness = new QActionGroup(this);
     podcastLoudness_ = audio_->addAction(QStringLiteral("Podcast (−16 LUFS)"));
@@ -84,6 +87,8 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     connect(openProject_, &QAction::triggered, this, [this] { studio_.open(); });
     connect(saveProject_, &QAction::triggered, this, [this] { studio_.saveProject(); });
     connect(saveCopy_, &QAction::triggered, this, [this] { studio_.saveCopy(); });
+    connect(episodeDetails_, &QAction::triggered, this,
+            [this, &bar] { showEpisodeDialog(studio_, bar.window()); });
     connect(export_, &QAction::triggered, this, [this] { studio_.exportProject(); });
     connect(quit_, &QAction::triggered, this, [quit = std::move(quit)] {
         if (quit)
@@ -102,6 +107,7 @@ AppMenus::AppMenus(Studio& studio, QMenuBar& bar, std::function<void()> quit)
     connect(delete_, &QAction::triggered, this, [this] { studio_.deleteSelection(); });
     connect(import_, &QAction::triggered, this, [this] { studio_.importMusic(); });
     connect(removeMusic_, &QAction::triggered, this, [this] { studio_.removeMusic(); });
+    connect(addChapter_, &QAction::triggered, this, [this] { studio_.addChapter(); });
 
     connect(&studio_, &Studio::fieldChanged, this, &AppMenus::refresh);
     refresh();
@@ -164,6 +170,8 @@ void AppMenus::refresh()
     delete_->setEnabled(selection && !recording);
     import_->setEnabled(commands);
     removeMusic_->setEnabled(commands && studio_.project->musicFile.has_value());
+    episodeDetails_->setEnabled(commands);
+    addChapter_->setEnabled(commands);
     for (const LoudnessTarget target :
          {LoudnessTarget::podcast, LoudnessTarget::broadcast, LoudnessTarget::none}) {
         QAction& action = loudness(target);

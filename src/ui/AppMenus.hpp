@@ -1,9 +1,9 @@
-// The window's menu commands: "Archivo" (new, open, save, save a copy, export), "Edición" (undo,
-// redo, copy, paste at the play head, delete and close the gap) and "Audio" (play, record, split,
-// trim, delete, import and remove the music, and the checkable group of the export loudness:
-// podcast, EBU R128 or none). Each item is one call on the Studio; its enabling is evaluated again
-// on every change the Studio publishes, and a disabled item ignores its shortcut as well. Main
-// thread.
+// The window's menu commands: "Archivo" (new, open, save, save a copy, episode details, export),
+// "Edición" (undo, redo, copy, paste at the play head, delete and close the gap) and "Audio" (play,
+// record, split, trim, delete, import and remove the music, add a chapter, and the checkable group
+// of the export loudness: podcast, EBU R128 or none). Each item is one call on the Studio; its
+// enabling is evaluated again on every change the Studio publishes, and a disabled item ignores
+// its shortcut as well. Main thread.
 #pragma once
 
 #include "model/LoudnessTarget.hpp"
@@ -35,6 +35,7 @@ public:
     QAction& openProject() const { return *openProject_; }
     QAction& saveProject() const { return *saveProject_; }
     QAction& saveCopy() const { return *saveCopy_; }
+    QAction& episodeDetails() const { return *episodeDetails_; }
     QAction& exportProject() const { return *export_; }
     QAction& quit() const { return *quit_; }
     QAction& undo() const { return *undo_; }
@@ -49,6 +50,7 @@ public:
     QAction& deleteSelection() const { return *delete_; }
     QAction& importMusic() const { return *import_; }
     QAction& removeMusic() const { return *removeMusic_; }
+    QAction& addChapter() const { return *addChapter_; }
     // The export loudness group, in menu order: podcast, EBU R128, none.
     QAction& loudness(LoudnessTarget target) const;
 
@@ -67,6 +69,7 @@ private:
     QAction* openProject_;
     QAction* saveProject_;
     QAction* saveCopy_;
+    QAction* episodeDetails_;
     QAction* export_;
     QAction* quit_;
     QAction* undo_;
@@ -81,6 +84,7 @@ private:
     QAction* delete_;
     QAction* import_;
     QAction* removeMusic_;
+    QAction* addChapter_;
     QAction* podcastLoudness_;
     QAction* broadcastLoudness_;
     QAction* noLoudness_;

@@ -6,11 +6,11 @@
 
 #include <QPixmap>
 #include <QString>
+#include <QWidget>
 
 #include <functional>
 
 class QPainter;
-class QWidget;
 
 namespace tw {
 
@@ -18,5 +18,15 @@ namespace tw {
 // QPixmapCache under key plus the size and ratio, painted now when it is not there.
 QPixmap cachedPixmap(const QWidget& widget, const QString& key,
                      const std::function<void(QPainter&)>& draw);
+
+// Stores value and repaints widget only when what it draws of the value (drawn) changes.
+template <class T, class Drawn>
+void storeAndRepaint(QWidget& widget, T& stored, T value, Drawn drawn)
+{
+    const bool changes = drawn(value) != drawn(stored);
+    stored = value;
+    if (changes)
+        widget.update();
+}
 
 } // namespace tw

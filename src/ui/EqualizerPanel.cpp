@@ -4,6 +4,7 @@
 #include "ui/Icons.hpp"
 #include "ui/PanelPalette.hpp"
 #include "ui/ResponseCurve.hpp"
+#include "ui/Shading.hpp"
 #include "voice/TreatmentValues.hpp"
 
 #include <QAction>
@@ -154,10 +155,7 @@ EqualizerBand::EqualizerBand(const QString& label, QWidget* parent)
     // Slightly condensed, so that ten "-12.0" fit side by side in a narrow panel.
     mono.setStretch(88);
     gain_->setFont(mono);
-    QFont bold = font();
-    bold.setPixelSize(9);
-    bold.setBold(true);
-    label_->setFont(bold);
+    label_->setFont(engravedFont(font(), 9));
     slider_->setAccessibleName(QStringLiteral("Ecualizador ") + label + QStringLiteral(" Hz"));
 
     auto* layout = new QVBoxLayout(this);
@@ -197,11 +195,7 @@ EqualizerPanel::EqualizerPanel(Studio& studio, QWidget* parent)
         "controlan solo el ajuste manual; la compresión no se muestra."));
 
     auto* caption = new QLabel(QStringLiteral("VOICE EQ • CURVA + AJUSTE MANUAL"), this);
-    QFont captionFont = caption->font();
-    captionFont.setPixelSize(9);
-    captionFont.setBold(true);
-    captionFont.setLetterSpacing(QFont::AbsoluteSpacing, 1.2);
-    caption->setFont(captionFont);
+    caption->setFont(engravedFont(caption->font(), 9, 1.2));
     caption->setForegroundRole(QPalette::Light);
 
     reset_ = new QAction(symbolIcon(QStringLiteral("arrow.counterclockwise")),

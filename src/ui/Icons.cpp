@@ -4,27 +4,13 @@
 #include <QPainterPath>
 
 #include <cmath>
+#include <initializer_list>
 #include <map>
 #include <numbers>
 
 namespace tw {
 
 namespace {
-
-// Straight segments through the points, closed back to the first when asked.
-QPainterPath polyline(std::initializer_list<QPointF> points, bool closed = false)
-{
-    QPainterPath path;
-    for (const QPointF& point : points) {
-        if (path.elementCount() == 0)
-            path.moveTo(point);
-        else
-            path.lineTo(point);
-    }
-    if (closed)
-        path.closeSubpath();
-    return path;
-}
 
 // Symbol name → theme icon name. Adwaita ships its action icons as symbolic variants only.
 const std::vector<std::pair<QString, QString>>& mapping()
@@ -87,9 +73,78 @@ QPixmap tinted(const QPixmap& source, const QColor& colour)
     return result;
 }
 
-QPainterPath triangle(QPointF a, QPointF b, QPointF c)
+// Adds a line through points to path, closed into an outline when asked.
+QPainterPath& addPolyline(QPainterPath& path, std::initializer_list<QPointF> points,
+                          bool closed = false)
 {
-    return polyline({a, b, c}, true);
+    auto point = points.begin();
+    path.moveTo(*point);
+    while (++point != points.end())
+        path.lineTo(*point);
+    if (closed)
+        path.closeSubpath();
+    return path;
+}
+
+QPainterPath polyline(std::initializer_list<QPointF> points, bool closed = false)
+{
+    QPainterPath path;
+    return addPolyline(path, points, closed);
+}
+
+// A plus sign centred in the box, each arm half long.
+QPainterPath plus(double half)
+{
+    QPainterPath path;
+    addPolyline(path, {{12, 12 - half}, {12, 12 + half}});
+    return addPolyline(path, {{12 - half, 12}, {12 + half, 12}});
+}
+
+void filled(QPainter& p, const QPainterPath& path)
+{
+    p.setBrush(p.pen().color());
+    p.drawPath(path);
+}
+
+void outlined(QPainter& p, const QPainterPath& path)
+{
+    p.setBrush(Qt::NoBrush);
+    p.drawPath(path);
+}
+
+// count horizontal rules from x0 to x1, the first at y, step apart.
+void rules(QPainter& p, int count, double x0, double x1, double y, double step)
+{
+    for (int i = 0; i < count; ++i)
+        p.drawLine(QPointF(x0, y + i * step), QPointF(x1, y + i * step));
+}
+
+// A filled disc with mark cut out of it (the check and the plus badges).
+void discWithCutout(QPainter& p, const QPainterPath& mark)
+{
+    p.setBrush(p.pen().color());
+    p.drawEllipse(QPointF(12, 12), 9.5, 9.5);
+    p.save();
+    p.setCompositionMode(QPainter::CompositionMode_Clear);
+    p.setPen(QPen(Qt::black, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    outlined(p, mark);
+    p.restore();
+}
+
+// A wide rounded frame (the split view and the new tab).
+void frame(QPainter& p)
+{
+    p.setBrush(Qt::NoBrush);
+    p.drawRoundedRect(QRectF(3, 5, 18, 14), 2.5, 2.5);
+}
+
+// The skip-to-end glyph; skip-to-start is its mirror image.
+void skip(QPainter& p, bool forward)
+{
+    const auto x = [forward](double at) { return forward ? at : 24 - at; };
+    p.setBrush(p.pen().color());
+    p.drawRect(QRectF(std::min(x(17.1), x(19.5)), 5, 2.4, 14));
+    filled(p, polyline({{x(5), 5}, {x(5), 19}, {x(16.5), 12}}, true));
 }
 
 // A circular arrow of about 300° around centre, its head at the end, turning clockwise.
@@ -100,25 +155,23 @@ void circularArrow(QPainter& p, QPointF centre, double radius, bool clockwise)
     const double start = clockwise ? 60 : 120, span = clockwise ? -290 : 290;
     arc.arcMoveTo(box, start);
     arc.arcTo(box, start, span);
-    p.setBrush(Qt::NoBrush);
-    p.drawPath(arc);
+    outlined(p, arc);
     const double end = (start + span) * std::numbers::pi / 180;
     const QPointF tip(centre.x() + radius * std::cos(end), centre.y() - radius * std::sin(end));
     const double side = clockwise ? 1 : -1;
-    p.setBrush(p.pen().color());
-    p.drawPath(triangle(tip + QPointF(-3.2 * side, -2.6), tip + QPointF(3.2 * side, -2.6),
-                        tip + QPointF(0.5 * side, 3)));
+    filled(p, polyline({tip + QPointF(-3.2 * side, -2.6), tip + QPointF(3.2 * side, -2.6),
+                        tip + QPointF(0.5 * side, 3)},
+                       true));
 }
 
-void microphone(QPainter& p, bool filled)
+void microphone(QPainter& p, bool solid)
 {
-    p.setBrush(filled ? QBrush(p.pen().color()) : Qt::NoBrush);
+    p.setBrush(solid ? QBrush(p.pen().color()) : Qt::NoBrush);
     p.drawRoundedRect(QRectF(8.5, 2.5, 7, 12), 3.5, 3.5);
-    p.setBrush(Qt::NoBrush);
     QPainterPath cup;
     cup.moveTo(5.5, 10.5);
     cup.cubicTo(5.5, 19, 18.5, 19, 18.5, 10.5);
-    p.drawPath(cup);
+    outlined(p, cup);
     p.drawLine(QPointF(12, 17), QPointF(12, 21));
     p.drawLine(QPointF(8.5, 21), QPointF(15.5, 21));
 }
@@ -144,11 +197,9 @@ void note(QPainter& p, QPointF head)
 // Draws a symbol in a 24 × 24 box with the painter's pen colour.
 void drawSymbol(QPainter& p, const QString& s)
 {
-    const QColor c = p.pen().color();
-    const QBrush fill(c);
+    const QBrush fill(p.pen().color());
     if (s == "play.fill") {
-        p.setBrush(fill);
-        p.drawPath(triangle({7, 4.5}, {19.5, 12}, {7, 19.5}));
+        filled(p, polyline({{7, 4.5}, {19.5, 12}, {7, 19.5}}, true));
     } else if (s == "pause.fill") {
         p.setBrush(fill);
         p.drawRoundedRect(QRectF(6, 4.5, 4.2, 15), 1, 1);
@@ -161,14 +212,8 @@ void drawSymbol(QPainter& p, const QString& s)
         p.drawEllipse(QPointF(12, 12), 9, 9);
         p.setBrush(fill);
         p.drawEllipse(QPointF(12, 12), 6, 6);
-    } else if (s == "backward.end.fill") {
-        p.setBrush(fill);
-        p.drawRect(QRectF(4.5, 5, 2.4, 14));
-        p.drawPath(triangle({19, 5}, {19, 19}, {7.5, 12}));
-    } else if (s == "forward.end.fill") {
-        p.setBrush(fill);
-        p.drawRect(QRectF(17.1, 5, 2.4, 14));
-        p.drawPath(triangle({5, 5}, {5, 19}, {16.5, 12}));
+    } else if (s == "backward.end.fill" || s == "forward.end.fill") {
+        skip(p, s == "forward.end.fill");
     } else if (s == "gobackward.5" || s == "goforward.5") {
         circularArrow(p, {12, 12.5}, 8.5, s == "goforward.5");
         QFont digit = p.font();
@@ -181,30 +226,21 @@ void drawSymbol(QPainter& p, const QString& s)
     } else if (s == "music.note") {
         note(p, {9, 18});
     } else if (s == "music.note.list") {
-        for (int i = 0; i < 3; ++i)
-            p.drawLine(QPointF(3, 5 + i * 5), QPointF(12, 5 + i * 5));
+        rules(p, 3, 3, 12, 5, 5);
         note(p, {14, 19});
     } else if (s == "arrow.clockwise" || s == "arrow.counterclockwise") {
         circularArrow(p, {12, 12.5}, 7.5, s == "arrow.clockwise");
     } else if (s == "crop") {
-        p.setBrush(Qt::NoBrush);
         QPainterPath marks;
-        marks.moveTo(7, 3);
-        marks.lineTo(7, 17);
-        marks.lineTo(21, 17);
-        marks.moveTo(3, 7);
-        marks.lineTo(17, 7);
-        marks.lineTo(17, 21);
-        p.drawPath(marks);
+        addPolyline(marks, {{7, 3}, {7, 17}, {21, 17}});
+        outlined(p, addPolyline(marks, {{3, 7}, {17, 7}, {17, 21}}));
     } else if (s == "rectangle.split.2x1") {
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(QRectF(3, 5, 18, 14), 2.5, 2.5);
+        frame(p);
         p.drawLine(QPointF(12, 5), QPointF(12, 19));
     } else if (s == "play.square") {
         p.setBrush(Qt::NoBrush);
         p.drawRoundedRect(QRectF(3.5, 3.5, 17, 17), 3, 3);
-        p.setBrush(fill);
-        p.drawPath(triangle({9.5, 8}, {16.5, 12}, {9.5, 16}));
+        filled(p, polyline({{9.5, 8}, {16.5, 12}, {9.5, 16}}, true));
     } else if (s == "scissors") {
         p.setBrush(Qt::NoBrush);
         p.drawEllipse(QPointF(6.5, 17), 3, 3);
@@ -219,23 +255,11 @@ void drawSymbol(QPainter& p, const QString& s)
         microphone(p, true);
         p.restore();
     } else if (s == "checkmark.circle.fill") {
-        p.setBrush(fill);
-        p.drawEllipse(QPointF(12, 12), 9.5, 9.5);
-        QPen tick(Qt::black, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
-        p.save();
-        p.setCompositionMode(QPainter::CompositionMode_Clear);
-        p.setPen(tick);
-        p.setBrush(Qt::NoBrush);
-        const QPainterPath mark = polyline({{7.5, 12.5}, {10.8, 15.6}, {16.5, 8.8}});
-        p.drawPath(mark);
-        p.restore();
+        discWithCutout(p, polyline({{7.5, 12.5}, {10.8, 15.6}, {16.5, 8.8}}));
     } else if (s == "waveform.path") {
         waveform(p, 3, 21);
     } else if (s == "speaker.wave.2" || s == "speaker.slash") {
-        p.setBrush(fill);
-        const QPainterPath cone =
-            polyline({{3, 9}, {7, 9}, {12, 4.5}, {12, 19.5}, {7, 15}, {3, 15}}, true);
-        p.drawPath(cone);
+        filled(p, polyline({{3, 9}, {7, 9}, {12, 4.5}, {12, 19.5}, {7, 15}, {3, 15}}, true));
         p.setBrush(Qt::NoBrush);
         if (s == "speaker.wave.2") {
             p.drawArc(QRectF(9, 8, 8, 8), -60 * 16, 120 * 16);
@@ -245,49 +269,26 @@ void drawSymbol(QPainter& p, const QString& s)
             p.drawLine(QPointF(21, 9), QPointF(15, 15));
         }
     } else if (s == "doc.badge.plus") {
-        p.setBrush(Qt::NoBrush);
-        const QPainterPath page = polyline({{11, 21}, {5, 21}, {5, 3}, {13, 3}, {18, 8}, {18, 11}});
-        p.drawPath(page);
+        outlined(p, polyline({{11, 21}, {5, 21}, {5, 3}, {13, 3}, {18, 8}, {18, 11}}));
         p.drawLine(QPointF(17, 13.5), QPointF(17, 21.5));
         p.drawLine(QPointF(13, 17.5), QPointF(21, 17.5));
     } else if (s == "folder") {
-        p.setBrush(Qt::NoBrush);
-        const QPainterPath shape =
-            polyline({{3, 6.5}, {9, 6.5}, {11, 8.5}, {21, 8.5}, {21, 19}, {3, 19}}, true);
-        p.drawPath(shape);
+        outlined(p, polyline({{3, 6.5}, {9, 6.5}, {11, 8.5}, {21, 8.5}, {21, 19}, {3, 19}}, true));
     } else if (s == "square.and.arrow.down" || s == "square.and.arrow.up") {
-        p.setBrush(Qt::NoBrush);
-        const QPainterPath tray =
-            polyline({{8, 10}, {5, 10}, {5, 21}, {19, 21}, {19, 10}, {16, 10}});
-        p.drawPath(tray);
+        outlined(p, polyline({{8, 10}, {5, 10}, {5, 21}, {19, 21}, {19, 10}, {16, 10}}));
         const bool down = s == "square.and.arrow.down";
         p.drawLine(QPointF(12, down ? 2.5 : 4), QPointF(12, down ? 15 : 16));
-        QPainterPath head;
         const double y = down ? 15 : 3.5, dy = down ? -4 : 4;
-        head.moveTo(8, y + dy);
-        head.lineTo(12, y);
-        head.lineTo(16, y + dy);
-        p.drawPath(head);
+        p.drawPath(polyline({{8, y + dy}, {12, y}, {16, y + dy}}));
     } else if (s == "plus.circle.fill") {
-        p.setBrush(fill);
-        p.drawEllipse(QPointF(12, 12), 9.5, 9.5);
-        p.save();
-        p.setCompositionMode(QPainter::CompositionMode_Clear);
-        p.setPen(QPen(Qt::black, 2.2, Qt::SolidLine, Qt::RoundCap));
-        p.drawLine(QPointF(12, 7.5), QPointF(12, 16.5));
-        p.drawLine(QPointF(7.5, 12), QPointF(16.5, 12));
-        p.restore();
+        discWithCutout(p, plus(4.5));
     } else if (s == "plus.rectangle") {
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(QRectF(3, 5, 18, 14), 2.5, 2.5);
-        p.drawLine(QPointF(12, 8.5), QPointF(12, 15.5));
-        p.drawLine(QPointF(8.5, 12), QPointF(15.5, 12));
+        frame(p);
+        p.drawPath(plus(3.5));
     } else if (s == "line.3.horizontal") {
-        for (int i = 0; i < 3; ++i)
-            p.drawLine(QPointF(4, 6.5 + i * 5.5), QPointF(20, 6.5 + i * 5.5));
+        rules(p, 3, 4, 20, 6.5, 5.5);
     } else if (s == "arrowtriangle.down.fill") {
-        p.setBrush(fill);
-        p.drawPath(triangle({5, 8}, {19, 8}, {12, 17}));
+        filled(p, polyline({{5, 8}, {19, 8}, {12, 17}}, true));
     }
 }
 

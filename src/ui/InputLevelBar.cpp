@@ -1,5 +1,7 @@
 #include "ui/InputLevelBar.hpp"
 
+#include "ui/Shading.hpp"
+
 #include <QPainter>
 
 #include <algorithm>
@@ -31,11 +33,7 @@ void InputLevelBar::paintEvent(QPaintEvent*)
     if (!visible_)
         return;
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF track = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
-    painter.setBrush(QColor(18, 18, 21));
-    painter.drawRoundedRect(track, 3, 3);
+    const QRectF track = drawWell(painter, rect(), 3);
     if (value_ > 0) {
         QRectF filled = track.adjusted(1, 1, -1, -1);
         filled.setWidth(filled.width() * value_);

@@ -1,4 +1,6 @@
 #include "ui/LCDCounter.hpp"
+#include "ui/CachedPaint.hpp"
+#include "ui/Shading.hpp"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -53,10 +55,7 @@ LCDCounter::LCDCounter(QWidget* parent) : QWidget(parent)
 
 void LCDCounter::setSeconds(double seconds)
 {
-    const bool changes = lcdValue(seconds) != lcdValue(seconds_);
-    seconds_ = seconds;
-    if (changes)
-        update();
+    storeAndRepaint(*this, seconds_, seconds, lcdValue);
 }
 
 namespace {
@@ -115,19 +114,11 @@ void LCDCounter::paintEvent(QPaintEvent*)
     const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
 
     // Bezel and glass.
-    QLinearGradient bezel(frame.topLeft(), frame.bottomLeft());
-    bezel.setColorAt(0, QColor(58, 58, 62));
-    bezel.setColorAt(1, QColor(22, 22, 25));
-    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
-    painter.setBrush(bezel);
-    painter.drawRoundedRect(frame, 8, 8);
+    shadedRoundedRect(painter, frame, 8, {{0, QColor(58, 58, 62)}, {1, QColor(22, 22, 25)}},
+                      QPen(QColor(255, 255, 255, 40), 1));
     const QRectF glass = frame.adjusted(5, 5, -5, -5);
-    QLinearGradient glassFill(glass.topLeft(), glass.bottomLeft());
-    glassFill.setColorAt(0, QColor(18, 12, 6));
-    glassFill.setColorAt(1, QColor(8, 5, 2));
-    painter.setPen(QPen(QColor(0, 0, 0, 160), 1));
-    painter.setBrush(glassFill);
-    painter.drawRoundedRect(glass, 5, 5);
+    shadedRoundedRect(painter, glass, 5, {{0, QColor(18, 12, 6)}, {1, QColor(8, 5, 2)}},
+                      QPen(QColor(0, 0, 0, 160), 1));
 
     const QColor lit(255, 168, 48);
     const QColor faint(255, 168, 48, 30);

@@ -1,6 +1,7 @@
 #include "ui/LoudnessMeterView.hpp"
 
 #include "studio/Studio.hpp"
+#include "ui/Shading.hpp"
 
 #include <QPainter>
 
@@ -60,11 +61,7 @@ void LoudnessMeterView::paintEvent(QPaintEvent*)
 {
     ++paints_;
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF panel = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
-    painter.setBrush(QColor(18, 18, 21));
-    painter.drawRoundedRect(panel, 6, 6);
+    const QRectF panel = drawWell(painter, rect(), 6);
 
     QFont small = font();
     small.setPixelSize(8);

@@ -66,16 +66,18 @@ QStringList QtStudioHost::audioFilters()
                            "*.caf *.aif *.aiff *.aifc *.wma *.ac3)")};
 }
 
-QString QtStudioHost::exportFilter()
+QStringList QtStudioHost::exportFilters()
 {
-    return QStringLiteral("Audio M4A (*.m4a)");
+    return {QStringLiteral("Audio M4A (*.m4a)"), QStringLiteral("Audio MP3 (*.mp3)")};
 }
 
-QString QtStudioHost::withM4aExtension(const QString& name)
+QString QtStudioHost::withExportExtension(const QString& name, const QString& filter)
 {
-    if (name.endsWith(QStringLiteral(".m4a"), Qt::CaseInsensitive))
-        return name;
-    return name + QStringLiteral(".m4a");
+    for (const char* known : {".m4a", ".mp3"})
+        if (name.endsWith(QLatin1String(known), Qt::CaseInsensitive))
+            return name;
+    return name + (filter.contains(QStringLiteral("*.mp3")) ? QStringLiteral(".mp3")
+                                                            : QStringLiteral(".m4a"));
 }
 
 bool QtStudioHost::isProjectFolder(const QString& path)
@@ -145,16 +147,18 @@ std::optional<std::filesystem::path> QtStudioHost::chooseAudioFile()
 std::optional<std::filesystem::path>
 QtStudioHost::chooseExportDestination(const std::string& proposedName)
 {
-    QFileDialog dialog(parent_, QStringLiteral("Exportar M4A"), startFolder());
+    QFileDialog dialog(parent_, QStringLiteral("Exportar"), startFolder());
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
-    dialog.setNameFilter(exportFilter());
-    dialog.setDefaultSuffix(QStringLiteral("m4a"));
-    dialog.selectFile(withM4aExtension(QString::fromStdString(proposedName)));
+    dialog.setNameFilters(exportFilters());
+    // Qt's own dialog: choosing the other format changes the extension typed in the name.
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    dialog.selectFile(
+        withExportExtension(QString::fromStdString(proposedName), exportFilters()[0]));
     const std::optional<QString> chosen = firstChoice(dialog);
     if (!chosen)
         return std::nullopt;
-    return toPath(withM4aExtension(*chosen));
+    return toPath(withExportExtension(*chosen, dialog.selectedNameFilter()));
 }
 
 void QtStudioHost::requestMicrophonePermission(std::function<void(bool granted)> answer)

@@ -2,6 +2,7 @@
 
 #include "studio/Studio.hpp"
 #include "ui/PanelPalette.hpp"
+#include "ui/Shading.hpp"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -57,11 +58,7 @@ void SpectrumView::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF plot = plotArea(size());
 
-    QFont caption = font();
-    caption.setPixelSize(9);
-    caption.setBold(true);
-    caption.setLetterSpacing(QFont::AbsoluteSpacing, 1.2);
-    painter.setFont(caption);
+    painter.setFont(engravedFont(font(), 9, 1.2));
     painter.setPen(noteColour);
     painter.drawText(QRectF(0, 0, width(), captionHeight), Qt::AlignLeft | Qt::AlignTop,
                      QStringLiteral("SPECTRUM"));

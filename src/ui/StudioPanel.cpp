@@ -1,6 +1,7 @@
 #include "ui/StudioPanel.hpp"
 
 #include "ui/CachedPaint.hpp"
+#include "ui/Shading.hpp"
 
 #include <QPainter>
 #include <QVBoxLayout>
@@ -34,24 +35,11 @@ void StudioPanel::paintPlate(QPainter& painter) const
 {
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF plate = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    QLinearGradient finish(plate.topLeft(), plate.bottomLeft());
-    finish.setColorAt(0, QColor(44, 45, 50));
-    finish.setColorAt(1, QColor(28, 29, 33));
-    painter.setPen(QPen(QColor(255, 255, 255, 38), 1));
-    painter.setBrush(finish);
-    painter.drawRoundedRect(plate, cornerRadius, cornerRadius);
-
-    const double r = screwSize / 2;
-    for (QPointF centre : screwCentres(size())) {
-        QRadialGradient head(centre - QPointF(0.6, 0.6), r + 0.5);
-        head.setColorAt(0, QColor(190, 190, 196));
-        head.setColorAt(1, QColor(80, 80, 86));
-        painter.setPen(QPen(QColor(0, 0, 0, 140), 0.5));
-        painter.setBrush(head);
-        painter.drawEllipse(centre, r, r);
-        painter.setPen(QPen(QColor(40, 40, 44), 0.6));
-        painter.drawLine(centre + QPointF(-r * 0.7, r * 0.4), centre + QPointF(r * 0.7, -r * 0.4));
-    }
+    shadedRoundedRect(painter, plate, cornerRadius,
+                      {{0, QColor(44, 45, 50)}, {1, QColor(28, 29, 33)}},
+                      QPen(QColor(255, 255, 255, 38), 1));
+    for (QPointF centre : screwCentres(size()))
+        drawScrew(painter, centre, screwSize / 2);
 }
 
 } // namespace tw

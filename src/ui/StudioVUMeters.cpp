@@ -2,6 +2,7 @@
 
 #include "studio/Studio.hpp"
 #include "ui/AnalogVU.hpp"
+#include "ui/Shading.hpp"
 
 #include <QHBoxLayout>
 #include <QPainter>
@@ -35,25 +36,16 @@ void PeakLamp::paintEvent(QPaintEvent*)
     painter.setPen(Qt::NoPen);
     painter.setBrush(bezel);
     painter.drawEllipse(centre, 9, 9);
-    if (lit_) {
-        QRadialGradient glow(centre, 14);
-        glow.setColorAt(0, QColor(255, 60, 40, 140));
-        glow.setColorAt(1, QColor(255, 60, 40, 0));
-        painter.setBrush(glow);
-        painter.drawEllipse(centre, 14, 14);
-    }
-    QRadialGradient lens(centre - QPointF(2, 2), 8);
-    lens.setColorAt(0, lit_ ? QColor(255, 190, 170) : QColor(110, 30, 30));
-    lens.setColorAt(0.5, lit_ ? QColor(245, 40, 30) : QColor(70, 12, 12));
-    lens.setColorAt(1, lit_ ? QColor(170, 10, 10) : QColor(35, 5, 5));
-    painter.setBrush(lens);
-    painter.drawEllipse(centre, 7, 7);
+    if (lit_)
+        litDisc(painter, centre, 14, {0, 0}, 14,
+                {{0, QColor(255, 60, 40, 140)}, {1, QColor(255, 60, 40, 0)}}, Qt::NoPen);
+    litDisc(painter, centre, 7, {-2, -2}, 8,
+            {{0, lit_ ? QColor(255, 190, 170) : QColor(110, 30, 30)},
+             {0.5, lit_ ? QColor(245, 40, 30) : QColor(70, 12, 12)},
+             {1, lit_ ? QColor(170, 10, 10) : QColor(35, 5, 5)}},
+            Qt::NoPen);
 
-    QFont caption = font();
-    caption.setPixelSize(8);
-    caption.setBold(true);
-    caption.setLetterSpacing(QFont::AbsoluteSpacing, 0.8);
-    painter.setFont(caption);
+    painter.setFont(engravedFont(font(), 8, 0.8));
     painter.setPen(lit_ ? QColor(255, 120, 100) : QColor(150, 150, 155));
     painter.drawText(QRectF(0, 25, width(), 12), Qt::AlignCenter, QStringLiteral("PEAK"));
 }

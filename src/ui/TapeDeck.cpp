@@ -1,4 +1,5 @@
 #include "ui/TapeDeck.hpp"
+#include "ui/Shading.hpp"
 
 #include "base/Clock.hpp"
 #include "studio/ReelPhysics.hpp"
@@ -39,18 +40,6 @@ QColor lampColour(DeckLamp lamp)
 double packDiameter(double radius)
 {
     return std::min(radius / 0.1335 * 64.0, 62.0);
-}
-
-void drawScrew(QPainter& painter, QPointF at)
-{
-    QRadialGradient head(at - QPointF(0.8, 0.8), 3);
-    head.setColorAt(0, QColor(200, 200, 205));
-    head.setColorAt(1, QColor(70, 70, 75));
-    painter.setPen(QPen(QColor(0, 0, 0, 120), 0.5));
-    painter.setBrush(head);
-    painter.drawEllipse(at, 2.5, 2.5);
-    painter.setPen(QPen(QColor(40, 40, 44), 0.7));
-    painter.drawLine(at + QPointF(-1.6, 1.0), at + QPointF(1.6, -1.0));
 }
 
 // One reel's tape pack of the given diameter in its 64-point frame, with the shadow under the
@@ -105,12 +94,8 @@ void drawFlange(QPainter& painter, double outer)
     painter.setBrush(metal);
     painter.drawPath(flange);
 
-    QRadialGradient hub(QPointF(-1.5, -1.5), 9);
-    hub.setColorAt(0, QColor(90, 92, 98));
-    hub.setColorAt(1, QColor(28, 28, 32));
-    painter.setBrush(hub);
-    painter.setPen(QPen(QColor(0, 0, 0, 160), 0.6));
-    painter.drawEllipse(QPointF(0, 0), 8, 8);
+    litDisc(painter, {0, 0}, 8, {-1.5, -1.5}, 9, {{0, QColor(90, 92, 98)}, {1, QColor(28, 28, 32)}},
+            QPen(QColor(0, 0, 0, 160), 0.6));
     painter.setBrush(QColor(200, 200, 205));
     painter.setPen(Qt::NoPen);
     for (int i = 0; i < 3; ++i) {
@@ -273,30 +258,20 @@ void TapeDeck::prepareStillParts()
         const QRectF body = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
 
         // Body: dark anodised panel with a lighter top edge.
-        QLinearGradient finish(body.topLeft(), body.bottomLeft());
-        finish.setColorAt(0, QColor(54, 55, 60));
-        finish.setColorAt(0.5, QColor(36, 37, 41));
-        finish.setColorAt(1, QColor(26, 26, 30));
-        painter.setPen(QPen(QColor(255, 255, 255, 36), 1));
-        painter.setBrush(finish);
-        painter.drawRoundedRect(body, 10, 10);
+        shadedRoundedRect(
+            painter, body, 10,
+            {{0, QColor(54, 55, 60)}, {0.5, QColor(36, 37, 41)}, {1, QColor(26, 26, 30)}},
+            QPen(QColor(255, 255, 255, 36), 1));
         for (QPointF corner :
              {QPointF(8, 8), QPointF(w - 8, 8), QPointF(8, h - 8), QPointF(w - 8, h - 8)})
-            drawScrew(painter, corner);
+            drawScrew(painter, corner, 2.5);
 
-        QFont caption = font();
-        caption.setPixelSize(9);
-        caption.setBold(true);
-        caption.setLetterSpacing(QFont::AbsoluteSpacing, 1.4);
-        painter.setFont(caption);
+        painter.setFont(engravedFont(font(), 9, 1.4));
         painter.setPen(QColor(190, 192, 198));
         painter.drawText(QRectF(18, 8, 200, 16), Qt::AlignLeft | Qt::AlignVCenter,
                          QStringLiteral("REEL TO REEL • MASTER"));
 
-        QFont tiny = font();
-        tiny.setPixelSize(7);
-        tiny.setBold(true);
-        painter.setFont(tiny);
+        painter.setFont(engravedFont(font(), 7));
         painter.setPen(QColor(150, 152, 158));
         painter.drawText(QRectF(meterFace(w, true).left(), 170, 36, 10), Qt::AlignCenter,
                          QStringLiteral("L"));
@@ -308,21 +283,13 @@ void TapeDeck::prepareStillParts()
         heads_ = layer(*this, size());
         QPainter painter(&heads_);
         painter.setRenderHint(QPainter::Antialiasing);
-        for (QPointF roller : {QPointF(132, 124), QPointF(w - 132, 124)}) {
-            QRadialGradient chrome(roller - QPointF(1.2, 1.2), 5);
-            chrome.setColorAt(0, QColor(235, 235, 240));
-            chrome.setColorAt(1, QColor(90, 92, 98));
-            painter.setPen(QPen(QColor(0, 0, 0, 150), 0.6));
-            painter.setBrush(chrome);
-            painter.drawEllipse(roller, 4.5, 4.5);
-        }
+        for (QPointF roller : {QPointF(132, 124), QPointF(w - 132, 124)})
+            litDisc(painter, roller, 4.5, {-1.2, -1.2}, 5,
+                    {{0, QColor(235, 235, 240)}, {1, QColor(90, 92, 98)}},
+                    QPen(QColor(0, 0, 0, 150), 0.6));
         const QRectF heads(w / 2.0 - 26, 117, 52, 14);
-        QLinearGradient steel(heads.topLeft(), heads.bottomLeft());
-        steel.setColorAt(0, QColor(190, 192, 198));
-        steel.setColorAt(1, QColor(95, 97, 104));
-        painter.setPen(QPen(QColor(0, 0, 0, 160), 0.7));
-        painter.setBrush(steel);
-        painter.drawRoundedRect(heads, 3, 3);
+        shadedRoundedRect(painter, heads, 3, {{0, QColor(190, 192, 198)}, {1, QColor(95, 97, 104)}},
+                          QPen(QColor(0, 0, 0, 160), 0.7));
         painter.setPen(QPen(QColor(30, 30, 34), 1));
         for (int i = 0; i < 3; ++i) {
             const double x = heads.left() + 10 + i * 16;
@@ -392,27 +359,16 @@ void TapeDeck::paintEvent(QPaintEvent* event)
         const QColor lit = lampColour(deckLamp(now));
         const QPointF lampAt(window.left() + 11, window.center().y());
         if (deckLamp(now) != DeckLamp::grey) {
-            QRadialGradient glow(lampAt, 9);
-            QColor halo = lit;
+            QColor halo = lit, clear = lit;
             halo.setAlpha(110);
-            glow.setColorAt(0, halo);
-            halo.setAlpha(0);
-            glow.setColorAt(1, halo);
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(glow);
-            painter.drawEllipse(lampAt, 9, 9);
+            clear.setAlpha(0);
+            litDisc(painter, lampAt, 9, {0, 0}, 9, {{0, halo}, {1, clear}}, Qt::NoPen);
         }
-        QRadialGradient lens(lampAt - QPointF(1, 1), 5);
-        lens.setColorAt(0, lit.lighter(160));
-        lens.setColorAt(1, lit.darker(deckLamp(now) == DeckLamp::grey ? 180 : 120));
-        painter.setPen(QPen(QColor(0, 0, 0, 200), 0.6));
-        painter.setBrush(lens);
-        painter.drawEllipse(lampAt, 4.2, 4.2);
-        QFont word = font();
-        word.setPixelSize(11);
-        word.setBold(true);
-        word.setLetterSpacing(QFont::AbsoluteSpacing, 1.0);
-        painter.setFont(word);
+        litDisc(
+            painter, lampAt, 4.2, {-1, -1}, 5,
+            {{0, lit.lighter(160)}, {1, lit.darker(deckLamp(now) == DeckLamp::grey ? 180 : 120)}},
+            QPen(QColor(0, 0, 0, 200), 0.6));
+        painter.setFont(engravedFont(font(), 11, 1.0));
         painter.setPen(deckLamp(now) == DeckLamp::grey ? QColor(170, 172, 178) : lit);
         painter.drawText(window.adjusted(20, 0, -6, 0), Qt::AlignCenter,
                          QString::fromStdString(deckStatus(now)));

@@ -1,6 +1,7 @@
 #include "ui/TimelineRuler.hpp"
 
 #include "studio/Studio.hpp"
+#include "ui/ChapterFlags.hpp"
 #include "ui/ViewFields.hpp"
 
 #include <QMouseEvent>
@@ -60,6 +61,7 @@ TimelineRuler::TimelineRuler(Studio& studio, QWidget* viewport, QWidget* parent)
     setFixedHeight(stripHeight);
     setCursor(Qt::IBeamCursor);
     connect(&studio_, &Studio::fieldChanged, this, &TimelineRuler::fieldChanged);
+    new ChapterFlags(studio_, *this);
 }
 
 void TimelineRuler::fieldChanged(StudioField field)

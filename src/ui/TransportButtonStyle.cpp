@@ -1,6 +1,7 @@
 #include "ui/TransportButtonStyle.hpp"
 
 #include "ui/CachedPaint.hpp"
+#include "ui/Shading.hpp"
 
 #include <QEnterEvent>
 #include <QPainter>
@@ -24,20 +25,14 @@ void TransportButtonStyle::paint(QPainter& painter, QRectF bounds, const QIcon& 
                                 cornerRadius + i * 0.5, cornerRadius + i * 0.5);
     }
 
-    QLinearGradient fill(key.topLeft(), key.bottomLeft());
-    if (active) {
-        fill.setColorAt(0, QColor(96, 100, 112));
-        fill.setColorAt(1, QColor(66, 70, 80));
-    } else if (pressed) {
-        fill.setColorAt(0, QColor(36, 37, 42));
-        fill.setColorAt(1, QColor(46, 47, 53));
-    } else {
-        fill.setColorAt(0, QColor(hovered ? 66 : 58, hovered ? 67 : 59, hovered ? 74 : 66));
-        fill.setColorAt(1, QColor(38, 39, 44));
-    }
-    painter.setBrush(fill);
-    painter.setPen(QPen(active ? QColor(255, 255, 255, 90) : QColor(255, 255, 255, 40), 0.8));
-    painter.drawRoundedRect(key, cornerRadius, cornerRadius);
+    const QColor top = active    ? QColor(96, 100, 112)
+                       : pressed ? QColor(36, 37, 42)
+                                 : QColor(hovered ? 66 : 58, hovered ? 67 : 59, hovered ? 74 : 66);
+    const QColor bottom = active    ? QColor(66, 70, 80)
+                          : pressed ? QColor(46, 47, 53)
+                                    : QColor(38, 39, 44);
+    shadedRoundedRect(painter, key, cornerRadius, {{0, top}, {1, bottom}},
+                      QPen(active ? QColor(255, 255, 255, 90) : QColor(255, 255, 255, 40), 0.8));
     if (active) {
         // A lit key glows from its top edge.
         QLinearGradient glow(key.topLeft(), QPointF(key.left(), key.center().y()));

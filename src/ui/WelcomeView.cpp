@@ -1,8 +1,10 @@
 #include "ui/WelcomeView.hpp"
 
+#include "studio/ProjectTitle.hpp"
 #include "studio/Studio.hpp"
 #include "ui/Icons.hpp"
 #include "ui/PanelPalette.hpp"
+#include "ui/Shading.hpp"
 
 #include <QGuiApplication>
 #include <QLabel>
@@ -23,12 +25,9 @@ QPixmap paintedApplicationIcon(int size, qreal scale)
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF plate(2, 2, size - 4, size - 4);
-    QLinearGradient metal(plate.topLeft(), plate.bottomLeft());
-    metal.setColorAt(0, QColor(70, 72, 80));
-    metal.setColorAt(1, QColor(30, 31, 36));
-    painter.setPen(QPen(QColor(255, 255, 255, 50), 1));
-    painter.setBrush(metal);
-    painter.drawRoundedRect(plate, size * 0.22, size * 0.22);
+    shadedRoundedRect(painter, plate, size * 0.22,
+                      {{0, QColor(70, 72, 80)}, {1, QColor(30, 31, 36)}},
+                      QPen(QColor(255, 255, 255, 50), 1));
     const double radius = size * 0.17;
     for (double x : {size * 0.31, size * 0.69}) {
         const QPointF centre(x, size * 0.42);
@@ -142,15 +141,6 @@ WelcomeView::WelcomeView(Studio& studio, QWidget* parent)
     refresh();
 }
 
-QString WelcomeView::projectName(const std::filesystem::path& folder)
-{
-    std::filesystem::path name = folder.filename();
-    // A folder given with a trailing separator still has its name before it.
-    if (name.empty())
-        name = folder.parent_path().filename();
-    return QString::fromStdString(name.stem().string());
-}
-
 QString WelcomeView::recentName() const
 {
     return recentName_->text();
@@ -161,7 +151,8 @@ void WelcomeView::refresh()
     const std::optional<std::filesystem::path> recent = studio_.recentProjectURL();
     // A long name gives way in its middle, inside the button's margins.
     recentName_->setText(recent ? recentName_->fontMetrics().elidedText(
-                                      projectName(*recent), Qt::ElideMiddle, buttonWidth - 16)
+                                      QString::fromStdString(projectTitle(*recent)),
+                                      Qt::ElideMiddle, buttonWidth - 16)
                                 : QString());
     continue_->setVisible(recent.has_value());
 }

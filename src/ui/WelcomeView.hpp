@@ -33,9 +33,6 @@ public:
     // The recent project's name as shown under the continue button.
     QString recentName() const;
 
-    // How a project folder is named to the user: its last component without the extension.
-    static QString projectName(const std::filesystem::path& folder);
-
     // Reads the recent project again (it changes with every save elsewhere).
     void refresh();
 

@@ -137,10 +137,10 @@ TEST(CafWriter, everyWrittenBufferSurvivesAKilledWriter)
             reported = later;
         close(pipeEnds[0]);
 
-        if (!std::filesystem::exists(file)) {
-            EXPECT_EQ(reported, 0);
+        // Before the first report nothing was promised: a kill between creating the file and
+        // writing its header leaves it empty, which recovery treats as an empty take.
+        if (reported == 0)
             continue;
-        }
         const std::vector<float> decoded = testfiles::decodeWithFfmpeg(file);
         const std::int64_t frames = static_cast<std::int64_t>(decoded.size()) / channels;
         EXPECT_GE(frames, reported);

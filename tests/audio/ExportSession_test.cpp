@@ -2,6 +2,7 @@
 
 #include "GraphSignals.hpp"
 #include "audio/AudioFileReader.hpp"
+#include "audio/ExportMetadata.hpp"
 #include "audio/LoudnessMeter.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "support/AudioFiles.hpp"
@@ -113,9 +114,10 @@ Programme makeProgramme(const ScratchFolder& folder, bool music, float voiceLeve
     return p;
 }
 
-std::unique_ptr<ExportSession> makeSession(const Programme& p)
+std::unique_ptr<ExportSession> makeSession(const Programme& p,
+                                           ExportFormat format = ExportFormat::m4a)
 {
-    auto session = ExportSession::create(p.composition, p.mix);
+    auto session = ExportSession::create(p.composition, p.mix, format);
     if (!session)
         throw std::runtime_error(session.error().description);
     return std::move(session).value();
@@ -183,27 +185,33 @@ protected:
 
 } // namespace
 
-// Stereo with music, the voice alone in mono (with a title), and a range past the end that stops
-// where the composition does: each file is the render of its range, aligned to the sample.
+// Stereo with music, the voice alone in mono (with a title) in either format, and a range past the
+// end that stops where the composition does: each file is the render of its range, aligned to the
+// sample.
 TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactly)
 {
     struct Case {
         bool music;
         double start, duration, length; // the length the file must have
         int channels, bitRate;
+        ExportFormat format = ExportFormat::m4a;
+        // The MP3 decodes to the range exactly: its header says what the encoder added.
+        double frameSlack = 1024, minimumSnr = 25;
     };
     for (const Case& c :
          {Case{true, 0.96, 4.5, 4.5, 2, 160000}, Case{false, 0.96, 3.7345, 3.7345, 1, 96000},
+          Case{false, 0.96, 3.7345, 3.7345, 1, 64000, ExportFormat::mp3, 1, 20},
           Case{false, 4, 30, 0.75, 1, 96000}}) { // the voice ends at 4.75 s
-        SCOPED_TRACE(c.duration);
+        const bool m4a = c.format == ExportFormat::m4a;
+        SCOPED_TRACE(::testing::Message() << c.duration << (m4a ? " m4a" : " mp3"));
         const Programme p = makeProgramme(folder, c.music);
         EXPECT_EQ(p.composition.allSourcesMono(), !c.music);
-        auto session = makeSession(p);
+        auto session = makeSession(p, c.format);
         EXPECT_EQ(session->channels(), c.channels);
-        const std::filesystem::path file = folder / "out.m4a";
+        const std::filesystem::path file = folder / (m4a ? "out.m4a" : "out.mp3");
         session->setOutputPath(file);
         session->setTimeRange(seconds(c.start), seconds(c.duration));
-        session->setTitle("Episodio 7: «Cañas»");
+        session->setMetadata({"Episodio 7: «Cañas»", {}, {}, {}, {}});
         exportAndWait(*session);
         ASSERT_EQ(session->status(), ExportSession::Status::completed)
             << session->error().value_or(Error{}).description;
@@ -214,14 +222,20 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactly)
         EXPECT_EQ(probe(file, "stream=sample_rate"), std::to_string(rate));
         EXPECT_NEAR(std::stod(probe(file, "stream=bit_rate")), c.bitRate, c.bitRate / 10);
         EXPECT_EQ(probe(file, "format_tags=title"), "Episodio 7: «Cañas»");
-        // The edit list hides the encoder's priming and padding: the container says the range.
-        EXPECT_NEAR(std::stod(probe(file, "stream=duration")), c.length, 1.0 / rate);
         const std::vector<std::uint8_t> bytes = testfiles::readBytes(file);
-        const std::string_view boxes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        EXPECT_LT(boxes.find("moov"), boxes.find("mdat")) << "the index comes first for streaming";
+        if (m4a) {
+            // The edit list hides the encoder's priming and padding: the container says the range.
+            EXPECT_NEAR(std::stod(probe(file, "stream=duration")), c.length, 1.0 / rate);
+            const std::string_view boxes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+            EXPECT_LT(boxes.find("moov"), boxes.find("mdat"))
+                << "the index comes first for streaming";
+        } else {
+            EXPECT_EQ(bytes.at(3), 4) << "ID3v2.4";
+        }
 
         const std::vector<float> decoded = testfiles::readAll(file);
-        EXPECT_NEAR(static_cast<double>(decoded.size()) / c.channels, c.length * rate, 1024);
+        EXPECT_NEAR(static_cast<double>(decoded.size()) / c.channels, c.length * rate,
+                    c.frameSlack);
         OfflineRenderOptions options;
         options.runTaps = false;
         auto rendered = renderOfflineToBuffer(p.composition, p.mix, seconds(c.start),
@@ -232,7 +246,7 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactly)
             const auto reference = channelOf(rendered.value(), 2, channel);
             const auto heard = channelOf(decoded, c.channels, channel);
             EXPECT_EQ(bestLag(reference, heard, 1200, 1200), 0) << "channel " << channel;
-            EXPECT_GT(signalToDifference(reference, heard), 25.0) << "channel " << channel;
+            EXPECT_GT(signalToDifference(reference, heard), c.minimumSnr) << "channel " << channel;
         }
         if (c.start < 1) { // the first clip begins 0.04 s into the file
             const auto left = channelOf(decoded, c.channels, 0);
@@ -274,21 +288,21 @@ TEST_F(ExportSessionTest, progressRisesToOneAndCancellingLeavesNoFile)
     EXPECT_NEAR(static_cast<double>(testfiles::readAll(folder / "complete.m4a").size()),
                 60.0 * rate, 1024);
 
-    // Cancelled half way: the partial file is removed.
-    auto halfway = makeSession(p);
-    halfway->setOutputPath(folder / "halfway.m4a");
+    // Cancelled half way (an MP3 this time): the partial file is removed.
+    auto halfway = makeSession(p, ExportFormat::mp3);
+    halfway->setOutputPath(folder / "halfway.mp3");
     std::atomic<bool> halfwayFinished{false};
     halfway->exportAsynchronously([&] { halfwayFinished = true; });
     while (halfway->progress() < 0.3f && !halfwayFinished)
         std::this_thread::yield();
-    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.m4a")) << "being written";
+    EXPECT_TRUE(std::filesystem::exists(folder / "halfway.mp3")) << "being written";
     halfway->cancelExport();
     while (!halfwayFinished)
         std::this_thread::yield();
     EXPECT_EQ(halfway->status(), ExportSession::Status::cancelled);
     EXPECT_FALSE(halfway->error());
     EXPECT_LT(halfway->progress(), 1.0f);
-    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.m4a"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "halfway.mp3"));
 
     // Cancelled before it starts: it never writes.
     auto early = makeSession(p);
@@ -386,6 +400,61 @@ TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnd
         EXPECT_NEAR(tool.integrated, *c.target, ExportSession::loudnessTolerance);
         EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
         EXPECT_LE(session->levels()->truePeak, ExportSession::peakLimitDb);
+    }
+}
+
+TEST_F(ExportSessionTest, bothFormatsCarryTheTagsCoverAndChaptersAtTheLoudnessTarget)
+{
+    for (const char* image : {"cover.png", "cover.jpg"})
+        testfiles::makeImage(folder / image);
+    const Programme p = makeProgramme(folder, true, 1.0f, true);
+    const struct {
+        ExportFormat format;
+        const char* file;
+        const char* cover;
+        const char* streams; // the chapter track of the M4A reads as data
+        int bitRate;
+        const char* box; // where the container keeps the chapters
+    } cases[] = {
+        {ExportFormat::m4a, "show.m4a", "cover.png", "aac,0\nbin_data,0\npng,1\n", 160000, "chpl"},
+        {ExportFormat::mp3, "show.mp3", "cover.jpg", "mp3,0\nmjpeg,1\n", 128000, "CTOC"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        const CoverArt cover = readCoverArt(folder / c.cover).value();
+        auto session = makeSession(p, c.format);
+        session->setOutputPath(folder / c.file);
+        session->setTimeRange(seconds(0.96), seconds(4));
+        session->setLoudnessTarget(-16.0);
+        session->setMetadata({"Episodio 7: «Cañas»",
+                              "Ana",
+                              "Charlas",
+                              cover,
+                              {{0, 1.5, "Intro"}, {1.5, 4, "Entrevista"}}});
+        exportAndWait(*session);
+        ASSERT_EQ(session->status(), ExportSession::Status::completed)
+            << session->error().value_or(Error{}).description;
+
+        const auto probed = testfiles::probeExport(folder / c.file);
+        EXPECT_EQ(probed.chapters, "0.000000,1.500000,Intro\n1.500000,4.000000,Entrevista\n");
+        EXPECT_EQ(probed.tags,
+                  "TAG:title=Episodio 7: «Cañas»\nTAG:artist=Ana\nTAG:album=Charlas\n");
+        EXPECT_EQ(probed.streams, c.streams);
+        const std::string picture = testfiles::commandOutput("ffmpeg -nostdin -v error -i " +
+                                                             testfiles::quoted(folder / c.file) +
+                                                             " -map 0:v -c copy -f image2pipe -");
+        EXPECT_TRUE(picture == cover.bytes) << "the cover as it was given";
+        const std::vector<std::uint8_t> bytes = testfiles::readBytes(folder / c.file);
+        EXPECT_NE(std::search(bytes.begin(), bytes.end(), c.box, c.box + 4), bytes.end());
+        EXPECT_NEAR(std::stod(probe(folder / c.file, "stream=bit_rate")), c.bitRate,
+                    c.bitRate / 10);
+        EXPECT_EQ(probe(folder / c.file, "stream=channels"), "2");
+        EXPECT_NEAR(static_cast<double>(testfiles::readAll(folder / c.file).size()) / 2, 4.0 * rate,
+                    1024);
+        const auto tool = testfiles::ebur128WithFfmpeg(folder / c.file);
+        // Well inside the tolerance, so that another meter also finds it there.
+        EXPECT_NEAR(tool.integrated, -16.0, ExportSession::loudnessTolerance - 0.1);
+        EXPECT_LE(tool.truePeak, ExportSession::peakLimitDb);
     }
 }
 

@@ -28,7 +28,19 @@ void* operator new(std::size_t size)
         return p;
     throw std::bad_alloc();
 }
+// The whole test program shares these, so the no-throw form (std::stable_sort's buffer) must
+// pair with them too.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    if (counting)
+        ++allocations;
+    return std::malloc(size ? size : 1);
+}
 void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+void operator delete(void* p, const std::nothrow_t&) noexcept
 {
     std::free(p);
 }

@@ -21,6 +21,7 @@ const char* const newProjectText = R"({"version":1,"segments":[],"recordingPendi
 const std::string segmentText = std::string(R"({"id":")") + idA + R"(","start":0,"duration":1})";
 const std::string treatmentText =
     R"({"enhance":true,"reduceNoise":false,"preset":"Radio masculina"})";
+const std::string chapterText = std::string(R"({"id":")") + idA + R"(","time":3,"title":"Uno"})";
 const double nan = std::numeric_limits<double>::quiet_NaN();
 const double infinity = std::numeric_limits<double>::infinity();
 
@@ -66,6 +67,8 @@ PodcastProject fullProject()
     p.fadeOutStart = 50;
     p.fadeOutEnd = 60;
     p.loudnessTarget = LoudnessTarget::broadcast;
+    p.chapters = {{Uuid::random(), 0, "Intro"}, {Uuid::random(), 95.5, "Entrevista \"larga\""}};
+    p.episode = EpisodeDetails{"Episodio 1", "Ana", "El programa", "Media/cover-1.png"};
     return p;
 }
 
@@ -126,11 +129,14 @@ TEST(ProjectJson, writesCompactlyInDeclarationOrderLeavingAbsentOptionalsOut)
     EXPECT_EQ(
         keysOf(json),
         (std::vector<std::string>{
-            "version",     "voiceFile",     "musicFile",        "segments",     "recordingPending",
-            "voiceVolume", "musicVolume",   "fadeIn",           "fadeOut",      "treatment",
-            "playhead",    "timelineZoom",  "pendingVoiceFile", "pendingStart", "musicSourceStart",
-            "musicLength", "musicOffset",   "fadeInStart",      "fadeInEnd",    "fadeOutStart",
-            "fadeOutEnd",  "loudnessTarget"}));
+            "version",     "voiceFile",      "musicFile",        "segments",     "recordingPending",
+            "voiceVolume", "musicVolume",    "fadeIn",           "fadeOut",      "treatment",
+            "playhead",    "timelineZoom",   "pendingVoiceFile", "pendingStart", "musicSourceStart",
+            "musicLength", "musicOffset",    "fadeInStart",      "fadeInEnd",    "fadeOutStart",
+            "fadeOutEnd",  "loudnessTarget", "chapters",         "episode"}));
+    EXPECT_EQ(keysOf(json["chapters"][1]), (std::vector<std::string>{"id", "time", "title"}));
+    EXPECT_EQ(keysOf(json["episode"]),
+              (std::vector<std::string>{"title", "author", "show", "cover"}));
     EXPECT_EQ(
         keysOf(json["segments"][0]),
         (std::vector<std::string>{"id", "start", "duration", "file", "timelineStart", "gain"}));
@@ -231,7 +237,7 @@ TEST(ProjectJson, readingAcceptsWhatAnyJsonWriterMayProduce)
                      R"("colour":{"r":[1,2,{"deep":null}]}})"),
          withSegment(segmentText)},
         {withMember(R"("voiceFile":null,"treatment":null,"playhead":null,"future":true,)"
-                    R"("fadeOutEnd":null,"extra":[[],{}])"),
+                    R"("fadeOutEnd":null,"chapters":null,"episode":null,"extra":[[],{}])"),
          newProjectText},
         {withMember(R"("treatment":{"enhance":true,"reduceNoise":false,"level":null,)"
                     R"("eqBands":null,"bass":null,"preset":"Radio masculina","more":1})"),
@@ -275,6 +281,9 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         {withMember(R"("treatment":[])"), "treatment"},
         {withMember(R"("playhead":"3")"), "playhead"},
         {withMember(R"("musicOffset":true)"), "musicOffset"},
+        {withMember(R"("chapters":[1])"), "chapters[0]"},
+        {withMember(R"("episode":[])"), "episode"},
+        {withMember(R"("episode":{"show":3})"), "episode.show"},
         {withSegment(R"({"id":7,"start":0,"duration":1})"), "segments[0].id"},
         {withSegment(R"({"id":")" + std::string(idA) + R"(","start":"0","duration":1})"),
          "segments[0].start"},
@@ -302,6 +311,10 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
     for (const char* key : {"enhance", "reduceNoise", "preset"})
         cases.emplace_back(withMember(R"("treatment":)" + without(treatmentText, key)),
                            "treatment." + std::string(key));
+    for (const char* key : {"id", "time", "title"})
+        cases.emplace_back(
+            withMember(R"("chapters":[)" + chapterText + "," + without(chapterText, key) + "]"),
+            "chapters[1]." + std::string(key));
     for (const char* id :
          {"", "0F8FAD5B-D9CB-469F-A165-70867728950", "0F8FAD5BD9CB469FA16570867728950E",
           "0F8FAD5B-D9CB-469F-A165-70867728950G", "{0F8FAD5B-D9CB-469F-A165-70867728950E}",
@@ -412,6 +425,35 @@ TEST(ProjectJson, openingRefusesTimesBeyondADayAndVolumesBeyondSixteenNamingTheN
     }
 }
 
+TEST(ProjectJson, openingRefusesChaptersBelowZeroOrWithoutTitleAndCoversOutsideTheFolder)
+{
+    const struct {
+        double time;
+        std::string title;
+        std::optional<std::string> cover;
+        std::string problem; // empty: opens
+    } cases[] = {
+        {0, "Intro", "Media/cover-A.jpg", ""},
+        {86400, "Final", std::nullopt, ""},
+        {-1, "Antes", std::nullopt, R"(El número de "chapters[1].time" está fuera de rango (-1).)"},
+        {86401, "Tarde", std::nullopt,
+         R"(El número de "chapters[1].time" está fuera de rango (86401).)"},
+        {nan, "Nada", std::nullopt,
+         R"(El número de "chapters[1].time" está fuera de rango (nan).)"},
+        {5, "", std::nullopt, R"(La clave "chapters[1].title" no puede estar vacía.)"},
+        {5, "Uno", "../cover.jpg", "Ruta de imagen inválida."},
+        {5, "Uno", "/tmp/cover.png", "Ruta de imagen inválida."},
+    };
+    for (const auto& c : cases) {
+        PodcastProject p = fullProject();
+        p.chapters[1].time = c.time;
+        p.chapters[1].title = c.title;
+        p.episode->cover = c.cover;
+        Result<void> check = validateForOpen(p);
+        EXPECT_EQ(check.ok() ? "" : check.error().description, c.problem) << c.time << c.title;
+    }
+}
+
 // Properties ------------------------------------------------------------------------------------
 
 namespace {
@@ -513,6 +555,12 @@ PodcastProject randomDocument(std::mt19937& random)
     p.pendingVoiceFile = maybe<std::string>(random, s);
     p.loudnessTarget =
         maybe<LoudnessTarget>(random, [&] { return static_cast<LoudnessTarget>(random() % 3); });
+    for (int i = static_cast<int>(random() % 4); i > 0; --i)
+        p.chapters.push_back({Uuid::random(), d(), s()});
+    p.episode = maybe<EpisodeDetails>(random, [&] {
+        return EpisodeDetails{maybe<std::string>(random, s), maybe<std::string>(random, s),
+                              maybe<std::string>(random, s), maybe<std::string>(random, s)};
+    });
     return p;
 }
 

@@ -26,14 +26,9 @@ PodcastProject projectWithClips(int count, float volume)
 {
     PodcastProject document;
     document.voiceVolume = volume;
-    for (int i = 0; i < count; ++i) {
-        Segment clip;
-        clip.start = i;
-        clip.duration = 1;
-        clip.file = "Media/voice-" + std::to_string(i) + ".caf";
-        clip.timelineStart = 2.0 * i;
-        document.segments.push_back(clip);
-    }
+    for (int i = 0; i < count; ++i)
+        document.segments.push_back(
+            testing::placedClip(2.0 * i, 1, "Media/voice-" + std::to_string(i) + ".caf", {}, i));
     return document;
 }
 

@@ -3,15 +3,14 @@
 #include "capture/SpectrumMonitor.hpp"
 #include "studio/ReelPhysics.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
 namespace tw {
 namespace {
 
+using testing::placedClip;
 using testing::StudioFixture;
-using testing::TempFolder;
 
 SpectrumBands flatBands(float value)
 {
@@ -20,37 +19,25 @@ SpectrumBands flatBands(float value)
     return bands;
 }
 
-int totalNotifications(const StudioFixture& f)
-{
-    int total = 0;
-    for (const auto& [field, count] : f.notifications)
-        total += count;
-    return total;
-}
+const std::vector<float> silentBars(24, 0.0f);
 
-Segment clip(double at, double length, std::optional<float> gain = std::nullopt)
+void expectSilent(const Studio& studio)
 {
-    Segment segment;
-    segment.duration = length;
-    segment.file = "Media/voice-A.caf";
-    segment.timelineStart = at;
-    segment.gain = gain;
-    return segment;
+    EXPECT_EQ(studio.vuLevels(), (std::vector<float>{0, 0}));
+    EXPECT_FALSE(studio.peakWarning());
+    EXPECT_EQ(studio.spectrumBars(), silentBars);
 }
 
 TEST(StudioClock, aPausedTakeIsNotHeardAtTheNextTick)
 {
-    TempFolder temp;
     StudioFixture f;
     // Loud enough for the warning: 0.95 of full scale.
     f.inputSignal = [](std::int64_t frame, int) {
         return 0.95f * static_cast<float>(std::sin(2 * M_PI * 1000.0 * frame / 48000.0));
     };
     f.inputOptions.length = 48000;
-    f.host.newProjectAnswers.push_back(temp / "p");
-    f.studio.record();
-    f.scheduler.advance(3.0);
-    ASSERT_TRUE(f.studio.recording());
+    f.newProject();
+    ASSERT_TRUE(f.startTake());
 
     // Time stands still while the written audio is polled: its analysis stays fresh.
     ASSERT_TRUE(f.waitUntil([&] {
@@ -61,14 +48,12 @@ TEST(StudioClock, aPausedTakeIsNotHeardAtTheNextTick)
     EXPECT_GT(f.studio.vuLevels()[0], 0.5f);
     EXPECT_EQ(f.studio.vuLevels()[1], 0.0f);
     EXPECT_TRUE(f.studio.peakWarning());
-    EXPECT_NE(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
+    EXPECT_NE(f.studio.spectrumBars(), silentBars);
 
     f.studio.pauseTransport();
     ASSERT_TRUE(f.studio.recordingPaused());
     f.studio.tick();
-    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
-    EXPECT_FALSE(f.studio.peakWarning());
-    EXPECT_EQ(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
+    expectSilent(f.studio);
     f.studio.stop();
 }
 
@@ -76,18 +61,15 @@ TEST(StudioClock, theVoiceIsWeightedByTheClipUnderTheHeadAndNothingInAGap)
 {
     StudioFixture f;
     f.studio.project.mutate([](PodcastProject& document) {
-        document.segments = {clip(0, 2, 0.5f), clip(4, 2)};
+        document.segments = {placedClip(0, 2, "Media/voice-A.caf", 0.5f),
+                             placedClip(4, 2, "Media/voice-A.caf")};
         document.voiceVolume = 0.8f;
     });
-    SpectrumMonitor& monitor = SpectrumMonitor::shared();
     f.studio.playing = true;
-
     f.studio.position = 3.0; // the gap
-    monitor.store("voice", flatBands(0.5f), 0.5f, true);
+    SpectrumMonitor::shared().store("voice", flatBands(0.5f), 0.5f, true);
     f.studio.tick();
-    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
-    EXPECT_FALSE(f.studio.peakWarning());
-    EXPECT_EQ(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
+    expectSilent(f.studio);
 
     f.studio.position = 1.0; // a clip with gain 0.5
     f.studio.tick();
@@ -108,7 +90,7 @@ TEST(StudioClock, theVoiceIsWeightedByTheClipUnderTheHeadAndNothingInAGap)
     EXPECT_FALSE(f.studio.peakWarning());
 }
 
-TEST(StudioClock, musicHalfwayThroughItsFadeInIsHeardAtHalfItsVolume)
+TEST(StudioClock, musicIsHeardThroughItsFadesAndNotWhileStopped)
 {
     StudioFixture f;
     f.studio.project.mutate([](PodcastProject& document) {
@@ -120,28 +102,15 @@ TEST(StudioClock, musicHalfwayThroughItsFadeInIsHeardAtHalfItsVolume)
     });
     f.studio.musicDuration = 60.0;
     f.studio.playing = true;
-    SpectrumMonitor& monitor = SpectrumMonitor::shared();
-    monitor.store("music", flatBands(0.2f), 0.8f, false);
-
-    f.studio.position = 10.0 + 4.0; // inStart + half of the fade-in
-    f.studio.tick();
-    EXPECT_EQ(f.studio.vuLevels()[0], 0.0f); // no voice clip
-    EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * 0.5f * 0.6f);
-
-    f.studio.position = 10.0 + 30.0; // between the fades
-    f.studio.tick();
-    EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * 0.6f);
-
-    f.studio.position = 10.0 + 55.0; // halfway down the 10 s fade-out
-    f.studio.tick();
-    EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * 0.5f * 0.6f);
-
-    f.studio.position = 10.0 + 1.0; // before the fade-in starts
-    f.studio.tick();
-    EXPECT_EQ(f.studio.vuLevels()[1], 0.0f);
-
-    // Stopped: nothing is heard, whatever the store holds.
-    f.studio.position = 10.0 + 30.0;
+    SpectrumMonitor::shared().store("music", flatBands(0.2f), 0.8f, false);
+    // Halfway through the fade-in, between the fades, halfway down the 10 s fade-out, before.
+    for (auto [at, fade] : {std::pair{14.0, 0.5f}, {40.0, 1.0f}, {65.0, 0.5f}, {11.0, 0.0f}}) {
+        f.studio.position = at;
+        f.studio.tick();
+        EXPECT_EQ(f.studio.vuLevels()[0], 0.0f); // no voice clip
+        EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * fade * 0.6f) << at;
+    }
+    f.studio.position = 40.0;
     f.studio.playing = false;
     f.studio.tick();
     EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
@@ -150,7 +119,8 @@ TEST(StudioClock, musicHalfwayThroughItsFadeInIsHeardAtHalfItsVolume)
 TEST(StudioClock, anIdleStudioNotifiesNothingOnceTheMetersHaveFallen)
 {
     StudioFixture f;
-    f.studio.project.mutate([](PodcastProject& document) { document.segments = {clip(0, 5)}; });
+    f.studio.project.mutate(
+        [](PodcastProject& document) { document.segments = {placedClip(0, 5, "Media/a.caf")}; });
     f.studio.position = 1.0;
     f.studio.playing = true;
     SpectrumMonitor::shared().store("voice", flatBands(0.3f), 0.3f, true);
@@ -160,23 +130,14 @@ TEST(StudioClock, anIdleStudioNotifiesNothingOnceTheMetersHaveFallen)
 
     f.studio.playing = false;
     f.scheduler.advance(0.1); // the meters fall
-    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
-    EXPECT_FALSE(f.studio.peakWarning());
-    EXPECT_EQ(f.studio.spectrumBars(), std::vector<float>(24, 0.0f));
-
+    expectSilent(f.studio);
     f.notifications.clear();
     f.scheduler.advance(10.0); // 100 ticks
-    EXPECT_EQ(totalNotifications(f), 0);
+    EXPECT_TRUE(f.notifications.empty());
 }
 
-} // namespace
-} // namespace tw
-
-namespace tw {
-namespace {
-
-// How far the supply reel turned over one tick.
-double supplyTurn(testing::StudioFixture& f, double seconds)
+// How far the supply reel turned over seconds of ticks.
+double supplyTurn(StudioFixture& f, double seconds)
 {
     const double before = f.studio.reelAngle;
     f.scheduler.advance(seconds);
@@ -185,7 +146,7 @@ double supplyTurn(testing::StudioFixture& f, double seconds)
 
 TEST(StudioClock, reelsFollowTheTapeModelAndNeverJumpAfterALateTick)
 {
-    testing::StudioFixture f;
+    StudioFixture f;
     f.scheduler.advance(0.1);
     EXPECT_EQ(supplyTurn(f, 0.1), 0.0); // standing still
 

@@ -72,8 +72,8 @@ struct ExportFixture {
     TempFolder temp;
     std::filesystem::path folder = temp / "Show.podcastproject";
     std::filesystem::path scratch = temp / "tmp";
+    StudioFixture f; // its own temporary folder made before the scratch is the system's
     ScopedTemporaryFolder scopedScratch{scratch};
-    StudioFixture f;
 
     explicit ExportFixture(double tone = 3.0)
     {
@@ -123,6 +123,36 @@ TEST(StudioExport, theAudibleMixIsWrittenFromAMarginBeforeTheFirstSoundAndReplac
     EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
 }
 
+TEST(StudioExport, theEpisodeAndItsChaptersFromTheRangeStartReachAFileOfTheChosenFormat)
+{
+    ExportFixture x; // exports [1.96, 5]
+    Studio& studio = x.f.studio;
+    testfiles::makeImage(x.temp / "cover.jpg");
+    for (double at : {0.5, 1.0, 3.0, 5.0}) {
+        studio.seek(at);
+        studio.addChapter();
+    }
+    studio.renameChapter(studio.project->chapters[2].id, "Tema");
+    studio.setEpisodeDetails({"Episodio 1", "Ana", "Charlas", std::nullopt}, x.temp / "cover.jpg");
+    for (const auto& [name, audio] : {std::pair{"Show.MP3", "mp3,0\n"}, {"Show.m4a", "aac,0\n"}}) {
+        studio.message = std::nullopt;
+        ASSERT_TRUE(x.exportTo(x.temp / name));
+        ASSERT_EQ(studio.message()->rfind("Exportación completada: ", 0), 0u) << *studio.message();
+        const auto probed = testfiles::probeExport(x.temp / name);
+        // The last chapter before the range moves to its start; the one at its end is left out.
+        EXPECT_EQ(probed.chapters, "0.000000,1.040000,Capítulo 2\n1.040000,3.040000,Tema\n");
+        EXPECT_EQ(probed.tags, "TAG:title=Episodio 1\nTAG:artist=Ana\nTAG:album=Charlas\n");
+        EXPECT_EQ(probed.streams.rfind(audio, 0), 0u) << probed.streams;
+        EXPECT_NE(probed.streams.find("mjpeg,1\n"), std::string::npos) << probed.streams;
+    }
+    // A cover gone from the project is said rather than left out.
+    std::filesystem::remove(x.folder / *studio.project->episode->cover);
+    studio.message = std::nullopt;
+    ASSERT_TRUE(x.exportTo(x.temp / "Again.mp3"));
+    EXPECT_EQ(studio.message()->rfind("No se pudo exportar: ", 0), 0u) << *studio.message();
+    EXPECT_FALSE(std::filesystem::exists(x.temp / "Again.mp3"));
+}
+
 // The two figures of a completion message ("… · −16,0 LUFS · pico −1,2 dBTP"), as numbers.
 std::pair<double, double> messageFigures(const std::string& message)
 {
@@ -165,24 +195,6 @@ TEST(StudioExport, theProjectsLoudnessChoiceSetsTheFileAndTheMessageGivesItsFigu
         EXPECT_LE(tool.truePeak, -1.0);
     }
     EXPECT_EQ(countFiles(x.scratch, ""), 0) << "no temporary render or excerpt is left";
-}
-
-TEST(StudioExport, nothingAudibleGivesItsMessageAndNoFile)
-{
-    ExportFixture x;
-    x.f.studio.project.mutate([](PodcastProject& document) { document.segments[0].gain = 0; });
-    const std::filesystem::path destination = x.temp / "Muted.m4a";
-    x.f.host.exportAnswers.push_back(destination);
-    x.f.studio.exportProject();
-    EXPECT_FALSE(x.f.studio.busy());
-    EXPECT_EQ(x.f.studio.message(),
-              "No hay audio audible para exportar. Comprueba los clips y volúmenes.");
-    EXPECT_FALSE(std::filesystem::exists(destination));
-
-    // A cancelled save panel does nothing at all.
-    x.f.studio.message = std::nullopt;
-    x.f.studio.exportProject();
-    EXPECT_FALSE(x.f.studio.message());
 }
 
 TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeavesNothing)
@@ -246,6 +258,19 @@ TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
         << *x.f.studio.message();
     EXPECT_FALSE(std::filesystem::exists(destination));
     EXPECT_EQ(countFiles(x.scratch, ""), 0);
+
+    // Nothing audible: its message at once and no file; a cancelled save panel does nothing.
+    x.f.studio.message = std::nullopt;
+    x.f.studio.project.mutate([](PodcastProject& document) { document.segments[0].gain = 0; });
+    x.f.host.exportAnswers = {x.temp / "Muted.m4a", std::nullopt};
+    x.f.studio.exportProject();
+    EXPECT_FALSE(x.f.studio.busy());
+    EXPECT_EQ(x.f.studio.message(),
+              "No hay audio audible para exportar. Comprueba los clips y volúmenes.");
+    EXPECT_FALSE(std::filesystem::exists(x.temp / "Muted.m4a"));
+    x.f.studio.message = std::nullopt;
+    x.f.studio.exportProject();
+    EXPECT_FALSE(x.f.studio.message());
 }
 
 TEST(StudioExport, musicThatCannotBeReadIsLeftOutOfPlaybackAndExportAndTheVoiceStays)

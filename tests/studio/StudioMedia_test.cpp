@@ -20,12 +20,10 @@ using testing::countFiles;
 using testing::makeTone;
 using testing::placedClip;
 using testing::StudioFixture;
-using testing::TempFolder;
 using testing::writeProject;
 
 // Project A: two two-second takes, the first used twice. Project B: empty.
-struct TwoProjects {
-    TempFolder temp;
+struct TwoProjects : StudioFixture {
     std::filesystem::path a = temp / "A.podcastproject";
     std::filesystem::path b = temp / "B.podcastproject";
     TwoProjects()
@@ -52,56 +50,54 @@ std::set<std::string> filesOf(const PodcastProject& document)
 
 TEST(StudioMedia, pasteIntoAnotherProjectCopiesEachSourceOnce)
 {
-    TwoProjects projects;
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(projects.a));
+    TwoProjects f;
+    ASSERT_TRUE(f.openAndWait(f.a));
     f.studio.selection = TimeRange{0, 6};
     f.studio.copySelection();
     ASSERT_TRUE(f.studio.canPaste());
 
-    ASSERT_TRUE(f.openAndWait(projects.b));
+    ASSERT_TRUE(f.openAndWait(f.b));
     f.studio.pasteClips();
     EXPECT_TRUE(f.studio.busy());
     f.studio.undo(); // refused while the copy runs
     ASSERT_TRUE(f.waitIdle());
     EXPECT_FALSE(f.studio.message());
-    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 2);
+    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 2);
     const std::set<std::string> firstCopies = filesOf(f.studio.project());
     ASSERT_EQ(firstCopies.size(), 2u);
     for (const std::string& file : firstCopies) {
         EXPECT_EQ(file.rfind("Media/paste-", 0), 0u) << file;
         EXPECT_EQ(std::filesystem::path(file).extension(), ".wav");
-        EXPECT_TRUE(std::filesystem::exists(projects.b / file));
+        EXPECT_TRUE(std::filesystem::exists(f.b / file));
         EXPECT_TRUE(f.studio.voiceWaveforms->count(file)) << "envelopes were reloaded";
     }
     EXPECT_EQ(f.studio.project->resolvedSegments().size(), 3u);
     EXPECT_EQ(f.studio.project->voiceDuration(), 6);
     EXPECT_EQ(f.studio.undoStack->size(), 1u);
     f.settle();
-    EXPECT_EQ(filesOf(testing::readProject(projects.b)), firstCopies);
+    EXPECT_EQ(filesOf(testing::readProject(f.b)), firstCopies);
 
     // The clipboard survives: pasting again copies again, under new names.
     f.studio.position = 6.0;
     f.studio.pasteClips();
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 4);
+    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 4);
     EXPECT_EQ(filesOf(f.studio.project()).size(), 4u);
-    EXPECT_EQ(countFiles(projects.a / "Media", "paste-"), 0);
+    EXPECT_EQ(countFiles(f.a / "Media", "paste-"), 0);
 }
 
 TEST(StudioMedia, pasteWithinOneProjectCopiesNoFile)
 {
-    TwoProjects projects;
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(projects.a));
+    TwoProjects f;
+    ASSERT_TRUE(f.openAndWait(f.a));
     f.studio.selection = TimeRange{0, 4};
     f.studio.copySelection();
     // The same folder spelled differently is still the same folder.
-    f.studio.audioClipboard->folder = projects.a / "Media" / ".." / ".";
+    f.studio.audioClipboard->folder = f.a / "Media" / ".." / ".";
     f.studio.position = 6.0;
     f.studio.pasteClips();
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(countFiles(projects.a / "Media", "paste-"), 0);
+    EXPECT_EQ(countFiles(f.a / "Media", "paste-"), 0);
     EXPECT_EQ(filesOf(f.studio.project()),
               (std::set<std::string>{"Media/voice-1.wav", "Media/voice-2.wav"}));
     EXPECT_EQ(f.studio.project->voiceDuration(), 10);
@@ -112,13 +108,12 @@ TEST(StudioMedia, pasteWithinOneProjectCopiesNoFile)
 
 TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
 {
-    TwoProjects projects;
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(projects.a));
+    TwoProjects f;
+    ASSERT_TRUE(f.openAndWait(f.a));
     f.studio.selection = TimeRange{0, 4};
     f.studio.copySelection();
-    ASSERT_TRUE(f.openAndWait(projects.b));
-    std::filesystem::remove(projects.a / "Media" / "voice-2.wav");
+    ASSERT_TRUE(f.openAndWait(f.b));
+    std::filesystem::remove(f.a / "Media" / "voice-2.wav");
     const PodcastProject before = f.studio.project();
 
     f.studio.pasteClips();
@@ -128,7 +123,7 @@ TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
                   systemError(ENOENT, "No se puede leer «voice-2.wav»").description);
     EXPECT_EQ(f.studio.project(), before);
     EXPECT_TRUE(f.studio.undoStack->empty());
-    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 1); // the copy before the failure stays
+    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 1); // the copy before the failure stays
 
     // Without a clipboard or a folder there is nothing to paste.
     StudioFixture g;
@@ -138,8 +133,10 @@ TEST(StudioMedia, aPasteThatCannotCopyReportsItAndChangesNothing)
 
 TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsRemains)
 {
-    TwoProjects projects;
-    testing::writeFile(projects.a / "Media" / "voice-3.wav", std::string(4 << 20, 'x'));
+    testing::TempFolder temp; // no Studio's threads yet at the fork
+    const auto a = temp / "A.podcastproject", b = temp / "B.podcastproject";
+    testing::writeFile(a / "Media" / "voice-3.wav", std::string(4 << 20, 'x'));
+    writeProject(b, PodcastProject{});
     const std::vector<Segment> clips = {placedClip(0, 2, "Media/voice-3.wav")};
     // The child may write 1 MiB per file: the system kills it in the middle of the copy.
     const pid_t child = fork();
@@ -149,25 +146,25 @@ TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsR
         const rlimit core{0, 0};
         ::setrlimit(RLIMIT_FSIZE, &size);
         ::setrlimit(RLIMIT_CORE, &core);
-        (void)preparePastedClips(clips, projects.a, projects.b);
+        (void)preparePastedClips(clips, a, b);
         ::_exit(0);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
-    EXPECT_EQ(countFiles(projects.b / "Media", "paste-"), 0);
+    EXPECT_EQ(countFiles(b / "Media", "paste-"), 0);
 
     StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(projects.b));
-    EXPECT_EQ(countFiles(projects.b / "Media", ""), 0);
+    ASSERT_TRUE(f.openAndWait(b));
+    EXPECT_EQ(countFiles(b / "Media", ""), 0);
 }
 
 TEST(StudioMedia, importedMusicIsCheckedCopiedAndRemovedAndUndoRestoresTheFileAndItsEnvelope)
 {
-    TempFolder temp;
+    StudioFixture f;
+    const auto& temp = f.temp;
     makeTone(temp / "first.wav", 3);
     makeTone(temp / "second.flac", 5);
-    StudioFixture f;
 
     // No folder yet: import creates the project first; a cancelled file choice stops there.
     f.host.newProjectAnswers = {temp / "show.podcastproject"};

@@ -1,7 +1,6 @@
 #include "studio/Studio.hpp"
 
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,62 +10,59 @@ namespace {
 
 using ::testing::HasSubstr;
 using testing::makeTone;
+using testing::noPendingTake;
 using testing::placedClip;
 using testing::readProject;
 using testing::StudioFixture;
-using testing::TempFolder;
-using testing::writeProject;
+
+// A project of a 2 s clip whose 3.5 s take at 1 s is pending, opened.
+PodcastProject withPendingTake(StudioFixture& f, const std::string& take = "Media/voice-B.wav")
+{
+    makeTone(f.folder / "Media" / "voice-A.wav", 2);
+    PodcastProject document;
+    document.segments = {placedClip(0, 2, "Media/voice-A.wav")};
+    document.recordingPending = true;
+    document.pendingVoiceFile = take;
+    document.pendingStart = 1.0;
+    document.playhead = 0.5;
+    return document;
+}
 
 TEST(StudioPeaks, anInterruptedTakeIsInsertedWhenTheProjectIsOpened)
 {
-    TempFolder temp;
-    const auto folder = temp / "p";
-    makeTone(folder / "Media" / "voice-A.wav", 5);
-    makeTone(folder / "Media" / "voice-B.wav", 7.9);
-    PodcastProject document;
-    document.segments = {placedClip(0, 5, "Media/voice-A.wav")};
-    document.recordingPending = true;
-    document.pendingVoiceFile = "Media/voice-B.wav";
-    document.pendingStart = 5.0;
-    document.playhead = 2.0;
-    writeProject(folder, document);
-
     StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(folder));
+    const PodcastProject document = withPendingTake(f);
+    makeTone(f.folder / "Media" / "voice-B.wav", 7.9);
+    testing::writeProject(f.folder, document);
+    ASSERT_TRUE(f.openAndWait(f.folder));
     EXPECT_EQ(f.studio.message(), "Se recuperaron 7 segundos de la grabación interrumpida.");
-    const std::optional<Segment> take = f.studio.project->segment(6);
-    ASSERT_TRUE(take);
-    EXPECT_EQ(take->file, "Media/voice-B.wav");
-    EXPECT_NEAR(take->duration, 7.9, 1e-6);
-    EXPECT_EQ(take->timelineStart, 5.0);
-    EXPECT_FALSE(f.studio.project->recordingPending);
-    EXPECT_FALSE(f.studio.project->pendingVoiceFile);
-    EXPECT_FALSE(f.studio.project->pendingStart);
+    const Segment take = f.studio.project->segment(2).value();
+    EXPECT_EQ(take.file, "Media/voice-B.wav");
+    EXPECT_NEAR(take.duration, 7.9, 1e-6);
+    EXPECT_EQ(take.timelineStart, 1.0);
+    EXPECT_TRUE(noPendingTake(f.studio.project()));
     EXPECT_EQ(f.studio.voiceWaveforms->at("Media/voice-B.wav").size(), 395u);
-    EXPECT_NEAR(f.studio.sourceDurations.at("Media/voice-A.wav"), 5, 1e-6);
+    EXPECT_NEAR(f.studio.sourceDurations.at("Media/voice-A.wav"), 2, 1e-6);
     EXPECT_TRUE(f.studio.voicePeaks->empty()); // no legacy voice file
-    EXPECT_EQ(f.studio.position(), 2);
+    EXPECT_EQ(f.studio.position(), 0.5);
     f.settle();
-    const PodcastProject saved = readProject(folder);
+    const PodcastProject saved = readProject(f.folder);
     EXPECT_FALSE(saved.recordingPending);
-    EXPECT_EQ(saved.resolvedSegments().size(), 2u);
+    EXPECT_EQ(saved.resolvedSegments().size(), 3u);
 }
 
 TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
 {
-    TempFolder temp;
-    const auto folder = temp / "p";
-    makeTone(folder / "Media" / "voice.wav", 3.5);
+    StudioFixture f;
+    makeTone(f.folder / "Media" / "voice.wav", 3.5);
     PodcastProject document;
     document.voiceFile = "Media/voice.wav";
     document.recordingPending = true;
     Segment stale;
     stale.duration = 1;
     document.segments = {stale};
-    writeProject(folder, document);
-
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(folder));
+    testing::writeProject(f.folder, document);
+    ASSERT_TRUE(f.openAndWait(f.folder));
     EXPECT_EQ(f.studio.message(), "Se recuperaron 3 segundos de la grabación interrumpida.");
     ASSERT_EQ(f.studio.project->segments.size(), 1u);
     const Segment& whole = f.studio.project->segments[0];
@@ -74,8 +70,7 @@ TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
     EXPECT_EQ(whole.start, 0);
     EXPECT_NEAR(whole.duration, 3.5, 1e-6);
     EXPECT_EQ(whole.file, "Media/voice.wav");
-    EXPECT_FALSE(whole.timelineStart);
-    EXPECT_FALSE(whole.gain);
+    EXPECT_FALSE(whole.timelineStart || whole.gain);
     EXPECT_EQ(f.studio.voicePeaks->size(), 175u);
     EXPECT_FALSE(f.studio.project->recordingPending);
 }
@@ -98,42 +93,38 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        TempFolder temp;
-        const auto folder = temp / "p";
-        makeTone(folder / "Media" / "voice-A.wav", 2);
-        PodcastProject document;
-        document.segments = {placedClip(0, 2, "Media/voice-A.wav")};
-        document.musicFile = c.musicGone ? "Media/gone.wav" : std::optional<std::string>();
-        document.recordingPending = true;
-        document.pendingVoiceFile = "Media/voice-B.wav";
-        document.pendingStart = 1.0;
-        writeProject(folder, document);
-        if (c.take)
-            testing::writeFile(folder / "Media" / "voice-B.wav", c.take);
-        else if (c.musicGone)
-            makeTone(folder / "Media" / "voice-B.wav", 3.5);
-
         StudioFixture f;
-        ASSERT_TRUE(f.openAndWait(folder));
+        PodcastProject document = withPendingTake(f);
+        document.musicFile = c.musicGone ? "Media/gone.wav" : std::optional<std::string>();
+        testing::writeProject(f.folder, document);
+        if (c.take)
+            testing::writeFile(f.folder / "Media" / "voice-B.wav", c.take);
+        else if (c.musicGone)
+            makeTone(f.folder / "Media" / "voice-B.wav", 3.5);
+
+        ASSERT_TRUE(f.openAndWait(f.folder));
         EXPECT_THAT(f.studio.message().value_or(""), HasSubstr(c.told));
         f.settle();
-        EXPECT_EQ(readProject(folder).recordingPending, c.clips == 0);
+        EXPECT_EQ(readProject(f.folder).recordingPending, c.clips == 0);
         EXPECT_EQ(f.studio.voiceWaveforms->count("Media/voice-A.wav"), 1u); // playable, exportable
         EXPECT_EQ(f.studio.project->resolvedSegments().size(), std::max(c.clips, 1ul));
         if (c.clips > 0)
             continue;
         // Recording over a take whose file is there tries to recover it instead; a take without
         // any file holds nothing that a new take could lose.
-        f.studio.record();
-        f.scheduler.advance(3.0);
+        f.startTake();
         ASSERT_TRUE(f.waitIdle());
         EXPECT_EQ(f.studio.recording(), !c.take);
         if (c.take) {
             EXPECT_EQ(f.studio.project->pendingVoiceFile, document.pendingVoiceFile);
-            makeTone(folder / "Media" / "voice-B.wav", 1.5); // readable at last
+            f.studio.checkpoint(); // an edit while the take waits: its history holds the mark
+            f.studio.changed();
+            makeTone(f.folder / "Media" / "voice-B.wav", 1.5); // readable at last
             f.studio.record();
             ASSERT_TRUE(f.waitIdle());
             EXPECT_EQ(f.studio.project->resolvedSegments().size(), 3u);
+            f.studio.undo(); // back before the take, which never comes back as pending
+            EXPECT_FALSE(f.studio.project->recordingPending);
         }
         f.studio.stop();
         ASSERT_TRUE(f.waitIdle());
@@ -142,21 +133,17 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
 
 TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
 {
-    TempFolder temp;
-    const auto folder = temp / "p";
-    makeTone(folder / "Media" / "voice-A.wav", 5);
-    makeTone(folder / "Media" / "music.wav", 2);
+    StudioFixture f;
+    f.studio.loadPeaks(true, true); // no folder: nothing
+    EXPECT_FALSE(f.studio.busy());
+    makeTone(f.folder / "Media" / "voice-A.wav", 5);
+    makeTone(f.folder / "Media" / "music.wav", 2);
     PodcastProject document;
     document.segments = {placedClip(0, 5, "Media/voice-A.wav")};
     document.musicFile = "Media/music.wav";
     document.musicOffset = 1.0;
     document.playhead = 100.0;
-    writeProject(folder, document);
-
-    StudioFixture f;
-    f.studio.loadPeaks(true, true); // no folder: nothing
-    EXPECT_FALSE(f.studio.busy());
-    ASSERT_TRUE(f.openAndWait(folder));
+    ASSERT_TRUE(f.open(document));
     EXPECT_EQ(f.studio.position(), 5);
     EXPECT_NEAR(f.studio.musicDuration(), 2, 1e-6);
     EXPECT_EQ(f.studio.musicPeaks->size(), 100u);

@@ -6,6 +6,7 @@
 #include "audio/CafWriter.hpp"
 #include "audio/Player.hpp"
 #include "audio/PulseRig.hpp"
+#include "support/SoundChecks.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -21,33 +22,7 @@ namespace {
 using testing::placedClip;
 using testing::TempFolder;
 
-struct PlaybackStudio {
-    QCoreApplication& application = testing::coreApplication();
-    ManualScheduler scheduler{testing::freshVirtualTime()};
-    testing::FakeStudioHost host;
-    MemorySettingsStore settings;
-    testing::FakeDeviceCatalog catalog;
-    Studio studio{StudioEnvironment{
-        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
-
-    ~PlaybackStudio()
-    {
-        runUntil([this] { return !studio.busy(); });
-        studio.flushSaves();
-    }
-    // Runs the event loop and the virtual clock in step with the wall clock until condition
-    // holds (the play head follows the audio heard); false after half a minute.
-    template <class Condition> bool runUntil(Condition condition)
-    {
-        return testing::runWithWallClock(scheduler, 30, condition);
-    }
-    bool startPlayback()
-    {
-        studio.togglePlayback();
-        runUntil([this] { return !studio.busy(); });
-        return studio.playing();
-    }
-};
+using PlaybackStudio = testing::SoundServerStudio;
 
 class StudioPlaybackDevice : public rig::PulseRigTest {};
 
@@ -245,13 +220,9 @@ TEST_F(StudioPlaybackDevice, aVolumeChangeWhilePlayingIsHeardWithoutAClick)
     float amplitude = 0;
     for (float sample : tone)
         amplitude = std::max(amplitude, std::fabs(sample));
-    // A 440 Hz sine never moves more than amplitude · 2π · 440 / 48000 between samples; a jump
-    // of the gain would.
-    const double steepest = amplitude * 2 * M_PI * 440 / 48000;
-    double largestStep = 0;
-    for (std::size_t i = 1; i < tone.size(); ++i)
-        largestStep = std::max(largestStep, double(std::fabs(tone[i] - tone[i - 1])));
-    EXPECT_LT(largestStep, steepest * 1.1);
+    // A jump of the gain would step further than the loudest part of the sine ever does.
+    EXPECT_LT(testing::largestStep(tone, 1, tone.size()),
+              testing::toneStep(amplitude, 440, 48000) * 1.1);
     // And the change was heard: the end is quieter than the start by the volume ratio.
     const double before = rms(tone, 4800, 24000);
     const double after = rms(tone, tone.size() - 30000, 24000);

@@ -4,7 +4,6 @@
 #include "studio/Studio.hpp"
 
 #include "audio/AudioFileReader.hpp"
-#include "audio/PulseDeviceCatalog.hpp"
 #include "audio/PulseRig.hpp"
 #include "capture/SpectrumAnalyzer.hpp"
 #include "support/StudioFixture.hpp"
@@ -29,25 +28,10 @@ const char* const pausedInputGone =
     "La entrada de audio ya no está disponible: se desconectó o el servidor de sonido se detuvo. "
     "Detén la grabación para conservar lo grabado.";
 
-// A Studio wired like the application's, except for virtual time, scripted dialogs and settings
-// in memory.
-struct DeviceStudio {
-    QCoreApplication& application = testing::coreApplication();
-    ManualScheduler scheduler{testing::freshVirtualTime()};
-    testing::FakeStudioHost host;
-    MemorySettingsStore settings;
-    PulseDeviceCatalog catalog;
-    Studio studio{StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()}};
-
-    ~DeviceStudio()
-    {
-        waitIdle();
-        studio.flushSaves();
-        QCoreApplication::processEvents();
-    }
-
-    // Runs the event loop and the studio clock in step with the wall clock (one 0.1 s tick per
-    // 0.1 s) until condition holds; false after half a minute (a hang, not a slow machine).
+// The studio clock ticked in step with the wall clock (one 0.1 s tick per 0.1 s) while the
+// capture runs in real time.
+struct DeviceStudio : testing::SoundServerStudio {
+    // Runs the event loop and the clock until condition holds; false after half a minute.
     template <class Condition> bool tickUntil(Condition condition)
     {
         const auto deadline = std::chrono::steady_clock::now() + 30s;

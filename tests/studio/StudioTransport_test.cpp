@@ -2,7 +2,6 @@
 
 #include "audio/Player.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 #include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
@@ -13,163 +12,131 @@
 namespace tw {
 namespace {
 
-using testing::makeTone;
 using testing::placedClip;
 using testing::StudioFixture;
-using testing::TempFolder;
-using testing::writeProject;
 
-// A project of one tone clip of the given length at 0, opened with its peaks loaded.
-struct PlayableProject {
-    TempFolder temp;
-    std::filesystem::path folder = temp / "Show.podcastproject";
-    StudioFixture f;
-
-    explicit PlayableProject(double length = 2.0)
-    {
-        makeTone(folder / "Media" / "voice-1.wav", length, 440);
-        PodcastProject document;
-        document.segments = {placedClip(0, length, "Media/voice-1.wav")};
-        writeProject(folder, document);
-        EXPECT_TRUE(f.openAndWait(folder));
-    }
-
-    // Starts playback and waits until the player runs.
-    void start()
-    {
-        f.studio.togglePlayback();
-        ASSERT_TRUE(f.waitIdle());
-        ASSERT_TRUE(f.studio.playing()) << f.studio.message().value_or("");
-    }
-    // Plays until playback stops by itself (at most limit seconds).
-    void playUntilStopped(double limit)
-    {
-        for (double played = 0; played < limit && f.studio.playing(); played += 0.05)
-            f.play(0.05);
-    }
-    // The loudest sample the output pulled, after skipping the first seconds of it.
-    float peakRendered(double skipping = 0) const
-    {
-        const std::vector<float> rendered = f.lastOutput->rendered();
-        const auto from = std::min(rendered.size(), static_cast<std::size_t>(skipping * 48000 * 2));
-        float peak = 0;
-        for (std::size_t i = from; i < rendered.size(); ++i)
-            peak = std::max(peak, std::fabs(rendered[i]));
-        return peak;
-    }
-};
+// The loudest sample the output pulled, after skipping the first seconds of it.
+float peakRendered(const StudioFixture& f, double skipping = 0)
+{
+    const std::vector<float> rendered = f.lastOutput->rendered();
+    const auto from = std::min(rendered.size(), static_cast<std::size_t>(skipping * 48000 * 2));
+    float peak = 0;
+    for (std::size_t i = from; i < rendered.size(); ++i)
+        peak = std::max(peak, std::fabs(rendered[i]));
+    return peak;
+}
 
 // Opens, in f, a project of one clip of the given length whose file is not there (the play head
 // needs no audio), with the missing file's message cleared.
-void openWithoutAudio(StudioFixture& f, const TempFolder& temp, const std::string& name,
-                      double length)
+void openWithoutAudio(StudioFixture& f, double length)
 {
     PodcastProject document;
     document.segments = {placedClip(0, length, "Media/absent.wav")};
-    writeProject(temp / name, document);
-    f.studio.openProject(temp / name);
-    f.waitIdle();
+    f.open(document);
     f.studio.message = std::nullopt;
 }
 
 TEST(StudioTransport, playbackFollowsThePlayerAndStopsByItselfAtTheEnd)
 {
     // The clock's last tick before the end comes within the stop's margin, 20 ms short of it.
-    PlayableProject p(2.02);
-    p.f.studio.togglePlayback();
-    EXPECT_TRUE(p.f.studio.busy());
-    p.f.studio.togglePlayback(); // refused while the start is prepared
-    ASSERT_TRUE(p.f.waitIdle());
-    ASSERT_TRUE(p.f.studio.playing());
-    EXPECT_FALSE(p.f.studio.pauseEngaged());
-    EXPECT_EQ(p.f.outputsMade, 1);
+    StudioFixture f;
+    ASSERT_TRUE(f.openTone(2.02));
+    f.studio.togglePlayback();
+    EXPECT_TRUE(f.studio.busy());
+    f.studio.togglePlayback(); // refused while the start is prepared
+    ASSERT_TRUE(f.waitIdle());
+    ASSERT_TRUE(f.studio.playing());
+    EXPECT_FALSE(f.studio.pauseEngaged());
+    EXPECT_EQ(f.outputsMade, 1);
 
-    p.f.play(1.0);
-    EXPECT_NEAR(p.f.studio.position(), 1.0, 0.051);
-    EXPECT_NEAR(p.peakRendered(), 0.5f, 0.02f) << "the tone is heard at its level";
+    f.play(1.0);
+    EXPECT_NEAR(f.studio.position(), 1.0, 0.051);
+    EXPECT_NEAR(peakRendered(f), 0.5f, 0.02f) << "the tone is heard at its level";
 
-    p.playUntilStopped(5);
-    EXPECT_FALSE(p.f.studio.playing());
-    EXPECT_TRUE(p.f.studio.pauseEngaged());
-    EXPECT_GE(p.f.studio.position(), 2.02 - 0.03);
-    EXPECT_LT(p.f.studio.position(), 2.02);
+    f.playUntilStopped(5);
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_TRUE(f.studio.pauseEngaged());
+    EXPECT_GE(f.studio.position(), 2.02 - 0.03);
+    EXPECT_LT(f.studio.position(), 2.02);
 
     // Playing from where the automatic stop left the head starts over.
-    p.start();
-    EXPECT_EQ(p.f.studio.position(), 0.0);
+    ASSERT_TRUE(f.startPlayback());
+    EXPECT_EQ(f.studio.position(), 0.0);
 }
 
 TEST(StudioTransport, aPauseOrStopDuringThePreparationAbandonsTheStart)
 {
-    PlayableProject p;
-    p.f.studio.togglePlayback();
-    p.f.studio.stop();
-    ASSERT_TRUE(p.f.waitIdle());
-    EXPECT_FALSE(p.f.studio.playing());
-    EXPECT_FALSE(p.f.studio.player) << "no player was started";
-    EXPECT_EQ(p.f.outputsMade, 0);
+    StudioFixture f;
+    ASSERT_TRUE(f.openTone(2.0));
+    f.studio.togglePlayback();
+    f.studio.stop();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_FALSE(f.studio.player) << "no player was started";
+    EXPECT_EQ(f.outputsMade, 0);
 
-    p.f.studio.togglePlayback();
-    p.f.studio.pause();
-    ASSERT_TRUE(p.f.waitIdle());
-    EXPECT_FALSE(p.f.studio.playing());
-    EXPECT_FALSE(p.f.studio.player);
+    f.studio.togglePlayback();
+    f.studio.pause();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_FALSE(f.studio.player);
 }
 
 TEST(StudioTransport, pauseKeepsTheHeardTimeAndStopReturnsToTheStart)
 {
-    PlayableProject p(4.0);
-    p.f.studio.seek(1.0);
-    p.start();
-    EXPECT_EQ(p.f.studio.position(), 1.0);
-    p.f.play(0.5);
-    p.f.studio.pause();
-    EXPECT_FALSE(p.f.studio.playing());
-    EXPECT_TRUE(p.f.studio.pauseEngaged());
-    EXPECT_NEAR(p.f.studio.position(), 1.5, 0.051);
+    StudioFixture f;
+    ASSERT_TRUE(f.openTone(4.0));
+    f.studio.seek(1.0);
+    ASSERT_TRUE(f.startPlayback());
+    EXPECT_EQ(f.studio.position(), 1.0);
+    f.play(0.5);
+    f.studio.pause();
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_TRUE(f.studio.pauseEngaged());
+    EXPECT_NEAR(f.studio.position(), 1.5, 0.051);
 
     // A late tick of the old start changes nothing.
-    const double paused = p.f.studio.position();
-    p.f.play(0.5);
-    EXPECT_EQ(p.f.studio.position(), paused);
+    const double paused = f.studio.position();
+    f.play(0.5);
+    EXPECT_EQ(f.studio.position(), paused);
 
-    p.f.studio.stop();
-    EXPECT_FALSE(p.f.studio.pauseEngaged());
-    EXPECT_EQ(p.f.studio.position(), 0.0);
+    f.studio.stop();
+    EXPECT_FALSE(f.studio.pauseEngaged());
+    EXPECT_EQ(f.studio.position(), 0.0);
 
-    p.f.studio.pauseTransport(); // latches also when nothing plays
-    EXPECT_TRUE(p.f.studio.pauseEngaged());
+    f.studio.pauseTransport(); // latches also when nothing plays
+    EXPECT_TRUE(f.studio.pauseEngaged());
 }
 
 TEST(StudioTransport, listeningToASelectionPlaysItAndStopsAtItsEnd)
 {
-    PlayableProject p(14.0);
-    p.f.studio.selection = TimeRange{10, 12};
-    p.f.studio.listenToSelection();
-    ASSERT_TRUE(p.f.waitIdle());
-    ASSERT_TRUE(p.f.studio.playing());
-    EXPECT_EQ(p.f.studio.position(), 10.0);
-    p.playUntilStopped(5);
-    EXPECT_GE(p.f.studio.position(), 11.97);
-    EXPECT_LT(p.f.studio.position(), 12.03);
-    EXPECT_FALSE(p.f.studio.previewEnd);
+    StudioFixture f;
+    ASSERT_TRUE(f.openTone(14.0));
+    f.studio.selection = TimeRange{10, 12};
+    f.studio.listenToSelection();
+    ASSERT_TRUE(f.waitIdle());
+    ASSERT_TRUE(f.studio.playing());
+    EXPECT_EQ(f.studio.position(), 10.0);
+    f.playUntilStopped(5);
+    EXPECT_GE(f.studio.position(), 11.97);
+    EXPECT_LT(f.studio.position(), 12.03);
+    EXPECT_FALSE(f.studio.previewEnd);
 
     // A seek during it clears the selection end: playback runs on past it.
-    p.f.studio.listenToSelection();
-    ASSERT_TRUE(p.f.waitIdle());
-    p.f.studio.seek(11.5);
-    EXPECT_FALSE(p.f.studio.previewEnd);
-    p.f.studio.player->waitForReadAhead();
-    p.f.play(1.0);
-    EXPECT_TRUE(p.f.studio.playing());
-    EXPECT_GT(p.f.studio.position(), 12.1);
+    f.studio.listenToSelection();
+    ASSERT_TRUE(f.waitIdle());
+    f.studio.seek(11.5);
+    EXPECT_FALSE(f.studio.previewEnd);
+    f.studio.player->waitForReadAhead();
+    f.play(1.0);
+    EXPECT_TRUE(f.studio.playing());
+    EXPECT_GT(f.studio.position(), 12.1);
 }
 
 TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
 {
-    TempFolder temp;
     StudioFixture f;
-    openWithoutAudio(f, temp, "Long.podcastproject", 100);
+    openWithoutAudio(f, 100);
 
     f.studio.seek(-5);
     EXPECT_EQ(f.studio.position(), 0.0);
@@ -180,32 +147,24 @@ TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
     f.studio.seek(std::nan(""));
     EXPECT_EQ(f.studio.position(), 0.0);
 
-    f.settle();
-    const int saves = f.count(StudioField::lastSaved);
+    const int saves = f.savesAfter(0);
     for (int i = 0; i < 5; ++i) {
         f.studio.seek(10 + i);
         f.scheduler.advance(0.1);
     }
-    f.settle();
-    EXPECT_EQ(f.count(StudioField::lastSaved), saves);
-    f.scheduler.advance(0.29);
-    f.settle();
-    EXPECT_EQ(f.count(StudioField::lastSaved), saves);
-    f.scheduler.advance(0.02);
-    f.settle();
-    EXPECT_EQ(f.count(StudioField::lastSaved), saves + 1);
+    EXPECT_EQ(f.savesAfter(0.29), saves);
+    EXPECT_EQ(f.savesAfter(0.02), saves + 1);
 
     StudioFixture small;
-    openWithoutAudio(small, temp, "Short.podcastproject", 10);
+    openWithoutAudio(small, 10);
     small.studio.seek(500);
     EXPECT_EQ(small.studio.position(), 120.0);
 }
 
 TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitForTheTake)
 {
-    TempFolder temp;
     StudioFixture f;
-    openWithoutAudio(f, temp, "Long.podcastproject", 100);
+    openWithoutAudio(f, 100);
 
     f.studio.seek(50);
     f.studio.skipForward();
@@ -237,62 +196,63 @@ TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitF
 
 TEST(StudioTransport, volumeAndTreatmentChangesKeepTheRunningVoiceTapWhichTakesTheNewTreatment)
 {
-    PlayableProject p(4.0);
-    p.start();
-    p.f.play(0.3);
-    const auto voiceTap = [&] { return p.f.studio.player->currentAudioMix().parameters(1)->tap; };
+    StudioFixture f;
+    ASSERT_TRUE(f.openTone(4.0));
+    ASSERT_TRUE(f.startPlayback());
+    f.play(0.3);
+    const auto voiceTap = [&] { return f.studio.player->currentAudioMix().parameters(1)->tap; };
     const std::shared_ptr<ProcessingTap> first = voiceTap();
     ASSERT_TRUE(first);
 
-    p.f.studio.project.mutate([](PodcastProject& document) { document.voiceVolume = 0.5f; });
-    p.f.studio.updateMix();
-    EXPECT_TRUE(p.f.studio.playing()) << "a remix never stops playback";
+    f.studio.project.mutate([](PodcastProject& document) { document.voiceVolume = 0.5f; });
+    f.studio.updateMix();
+    EXPECT_TRUE(f.studio.playing()) << "a remix never stops playback";
     EXPECT_EQ(voiceTap(), first);
-    EXPECT_FLOAT_EQ(p.f.studio.player->currentAudioMix().parameters(1)->volume.volumeAt(
+    EXPECT_FLOAT_EQ(f.studio.player->currentAudioMix().parameters(1)->volume.volumeAt(
                         MediaTime::fromSeconds(1)),
                     0.5f);
 
-    p.f.lastOutput->clearRendered();
-    p.f.play(0.5);
-    EXPECT_NEAR(p.peakRendered(0.1), 0.25f, 0.02f) << "the new volume is heard after its glide";
+    f.lastOutput->clearRendered();
+    f.play(0.5);
+    EXPECT_NEAR(peakRendered(f, 0.1), 0.25f, 0.02f) << "the new volume is heard after its glide";
 
     VoiceTreatment treated;
     treated.enhance = true;
     treated.reduceNoise = true;
-    p.f.studio.project.mutate([&](PodcastProject& document) { document.treatment = treated; });
-    p.f.studio.updateMix();
+    f.studio.project.mutate([&](PodcastProject& document) { document.treatment = treated; });
+    f.studio.updateMix();
     EXPECT_EQ(voiceTap(), first) << "its filters and dynamics carry on into the new treatment";
     EXPECT_EQ(std::dynamic_pointer_cast<LiveVoiceTap>(first)->treatment(), treated);
-    EXPECT_EQ(p.f.studio.appliedTreatment, treated);
-    EXPECT_TRUE(p.f.studio.playing());
+    EXPECT_EQ(f.studio.appliedTreatment, treated);
+    EXPECT_TRUE(f.studio.playing());
 }
 
 TEST(StudioTransport, theLoudnessMeterMeasuresWhatIsPlayedSincePlaybackStartedAndIdleSaysNothing)
 {
-    PlayableProject p(4.0);
+    StudioFixture f;
+    ASSERT_TRUE(f.openTone(4.0));
     // The mono take is heard on both sides: 3 dB over the file as the ffmpeg tool measures it.
     const double heard =
-        testfiles::ebur128WithFfmpeg(p.folder / "Media" / "voice-1.wav").integrated + 3.01;
+        testfiles::ebur128WithFfmpeg(f.folder / "Media" / "voice-1.wav").integrated + 3.01;
     for (int run = 0; run < 2; ++run) {
-        p.start();
-        EXPECT_FALSE(p.f.studio.loudness()) << "a new playback measures anew";
-        p.f.play(3.5);
-        ASSERT_TRUE(p.f.studio.loudness());
-        EXPECT_NEAR(p.f.studio.loudness()->shortTerm, heard, 0.2);
-        EXPECT_NEAR(p.f.studio.loudness()->integrated, heard, 0.2);
-        p.f.studio.pause();
-        const int readings = p.f.count(StudioField::loudness);
-        p.f.scheduler.advance(1.0);
-        EXPECT_EQ(p.f.count(StudioField::loudness), readings);
-        p.f.studio.seek(0);
+        ASSERT_TRUE(f.startPlayback());
+        EXPECT_FALSE(f.studio.loudness()) << "a new playback measures anew";
+        f.play(3.5);
+        ASSERT_TRUE(f.studio.loudness());
+        EXPECT_NEAR(f.studio.loudness()->shortTerm, heard, 0.2);
+        EXPECT_NEAR(f.studio.loudness()->integrated, heard, 0.2);
+        f.studio.pause();
+        const int readings = f.count(StudioField::loudness);
+        f.scheduler.advance(1.0);
+        EXPECT_EQ(f.count(StudioField::loudness), readings);
+        f.studio.seek(0);
     }
 }
 
 TEST(StudioTransport, aMissingFileLeavesPlaybackStoppedWithItsDescription)
 {
-    TempFolder temp;
     StudioFixture f;
-    openWithoutAudio(f, temp, "Broken.podcastproject", 3);
+    openWithoutAudio(f, 3);
 
     f.studio.togglePlayback();
     ASSERT_TRUE(f.waitIdle());

@@ -131,6 +131,29 @@ inline std::string commandOutput(const std::string& command)
     return out;
 }
 
+// A small one-colour image made by ffmpeg; the extension picks PNG or JPEG.
+inline void makeImage(const std::filesystem::path& file)
+{
+    run("ffmpeg -nostdin -y -v error -f lavfi -i color=red:s=32x32 -frames:v 1 " + quoted(file));
+}
+
+// What an exported file says about itself, as ffprobe reads it: its chapters ("start,end,title"
+// lines, seconds), its tags ("TAG:title=…" lines) and its streams ("codec,attached picture"
+// lines).
+struct Probed {
+    std::string chapters, tags, streams;
+};
+inline Probed probeExport(const std::filesystem::path& file)
+{
+    const auto probe = [&](const std::string& entries, const std::string& format) {
+        return commandOutput("ffprobe -v error -show_entries " + entries + " -of " + format + " " +
+                             quoted(file));
+    };
+    return {probe("chapter=start_time,end_time:chapter_tags=title", "csv=p=0"),
+            probe("format_tags=title,artist,album", "default=nw=1"),
+            probe("stream=codec_name:stream_disposition=attached_pic", "csv=p=0")};
+}
+
 // The integrated loudness (LUFS) and true peak (dBTP) of a file as the ffmpeg tool's ebur128
 // filter measures them (to a tenth).
 struct ToolLevels {

@@ -1,39 +1,31 @@
 // A working Studio on fakes in one line: virtual time, scripted dialogs, settings in memory, a
-// fixed list of capture sources and a simulated microphone; plus ways to wait for its background
-// jobs and count its notifications.
+// fixed list of capture sources, a simulated microphone and outputs that play only when a test
+// advances them; plus a project folder, the steps of a take, and ways to wait for background
+// jobs and count notifications.
 #pragma once
 
 #include "audio/DeviceCatalog.hpp"
 #include "audio/Player.hpp"
+#include "audio/PulseDeviceCatalog.hpp"
 #include "audio/SimulatedAudioInput.hpp"
 #include "audio/SimulatedAudioOutput.hpp"
 #include "base/ManualScheduler.hpp"
 #include "base/SettingsStore.hpp"
 #include "studio/Studio.hpp"
 #include "support/FakeStudioHost.hpp"
+#include "support/TempProject.hpp"
+#include "support/TestApplication.hpp"
 
 #include <QCoreApplication>
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>
 #include <map>
-#include <mutex>
 #include <thread>
 
 namespace tw::testing {
-
-// The Qt application the hand-offs to the main thread need; made once per test program, on the
-// thread that runs the tests.
-inline QCoreApplication& coreApplication()
-{
-    static int argc = 1;
-    static char name[] = "tapewright-tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication* application =
-        QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
-    (void)application;
-    return *QCoreApplication::instance();
-}
 
 class FakeDeviceCatalog final : public DeviceCatalog {
 public:
@@ -54,10 +46,10 @@ inline double freshVirtualTime()
     return start;
 }
 
-// Runs the event loop with the scheduler's virtual time following the wall clock until condition
-// holds or seconds have passed; whether it held. For tests against real devices.
+// Runs the event loop until condition holds; false after seconds of wall time, so that a hang
+// fails instead of blocking the suite. With a scheduler, virtual time follows the wall clock.
 template <class Condition>
-bool runWithWallClock(ManualScheduler& scheduler, double seconds, Condition condition)
+bool runEventsUntil(Condition condition, double seconds = 10, ManualScheduler* scheduler = nullptr)
 {
     const auto start = std::chrono::steady_clock::now();
     auto last = start;
@@ -68,18 +60,59 @@ bool runWithWallClock(ManualScheduler& scheduler, double seconds, Condition cond
         const auto now = std::chrono::steady_clock::now();
         if (now - start > std::chrono::duration<double>(seconds))
             return false;
-        scheduler.advance(std::chrono::duration<double>(now - last).count());
+        if (scheduler)
+            scheduler->advance(std::chrono::duration<double>(now - last).count());
         last = now;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(scheduler ? 2 : 1));
     }
 }
 
-struct StudioFixture {
+// For tests against real devices: virtual time follows the wall clock.
+template <class Condition>
+bool runWithWallClock(ManualScheduler& scheduler, double seconds, Condition condition)
+{
+    return runEventsUntil(condition, seconds, &scheduler);
+}
+
+// A Studio on the sound server, its inputs, output and device list, with virtual time, scripted
+// dialogs and settings in memory, for the device tests. Its waits run the clock with the wall
+// clock for half a minute at most: a hang fails, a slow machine does not.
+struct SoundServerStudio {
     QCoreApplication& application = coreApplication();
     ManualScheduler scheduler{freshVirtualTime()};
     FakeStudioHost host;
     MemorySettingsStore settings;
+    PulseDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{
+        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
+
+    ~SoundServerStudio()
+    {
+        runUntil([this] { return !studio.busy(); });
+        studio.flushSaves();
+        QCoreApplication::processEvents();
+    }
+    template <class Condition> bool runUntil(Condition condition)
+    {
+        return runWithWallClock(scheduler, 30, condition);
+    }
+    bool startPlayback()
+    {
+        studio.togglePlayback();
+        runUntil([this] { return !studio.busy(); });
+        return studio.playing();
+    }
+};
+
+// The fakes and the steps a test takes with a Studio, whoever owns that Studio.
+struct StudioFakes {
+    ManualScheduler scheduler{freshVirtualTime()};
+    FakeStudioHost host;
+    MemorySettingsStore settings;
     FakeDeviceCatalog catalog;
+    TempFolder temp;
+    // Where newProject() and open() put the project.
+    std::filesystem::path folder = temp / "Programa.podcastproject";
 
     // The microphone of the next take: a 440 Hz sine at half scale, 48 kHz mono, delivered as
     // fast as the recorder takes it, 2 s long. Tests change these before recording.
@@ -100,70 +133,112 @@ struct StudioFixture {
     SimulatedAudioOutput* lastOutput = nullptr;
     int outputsMade = 0;
 
-    Studio studio{StudioEnvironment{scheduler, host, settings, catalog,
-                                    [this]() -> std::unique_ptr<AudioInput> {
-                                        auto input = std::make_unique<SimulatedAudioInput>(
-                                            inputOptions, inputSignal);
-                                        lastInput = input.get();
-                                        ++inputsMade;
-                                        return input;
-                                    },
-                                    [this](const std::filesystem::path& path, double rate,
-                                           int channels) -> Result<std::unique_ptr<CafWriter>> {
-                                        if (writerFactory)
-                                            return writerFactory(path, rate, channels);
-                                        return CafWriter::create(path, rate, channels);
-                                    },
-                                    [this]() -> std::unique_ptr<AudioOutput> {
-                                        auto output = std::make_unique<SimulatedAudioOutput>();
-                                        lastOutput = output.get();
-                                        ++outputsMade;
-                                        return output;
-                                    }}};
-    std::map<StudioField, int> notifications;
-
-    StudioFixture()
+    StudioEnvironment environment()
     {
-        QObject::connect(&studio, &Studio::fieldChanged,
-                         [this](StudioField field) { ++notifications[field]; });
-    }
-    ~StudioFixture()
-    {
-        // Let background jobs hand back (to a live Studio) before it goes.
-        waitUntil([this] { return !studio.busy(); });
-        studio.flushSaves();
-        QCoreApplication::processEvents();
-    }
-
-    int count(StudioField field) const
-    {
-        auto found = notifications.find(field);
-        return found == notifications.end() ? 0 : found->second;
+        return {scheduler,
+                host,
+                settings,
+                catalog,
+                [this]() -> std::unique_ptr<AudioInput> {
+                    auto input = std::make_unique<SimulatedAudioInput>(inputOptions, inputSignal);
+                    lastInput = input.get();
+                    ++inputsMade;
+                    return input;
+                },
+                [this](const std::filesystem::path& path, double rate,
+                       int channels) -> Result<std::unique_ptr<CafWriter>> {
+                    return writerFactory ? writerFactory(path, rate, channels)
+                                         : CafWriter::create(path, rate, channels);
+                },
+                [this]() -> std::unique_ptr<AudioOutput> {
+                    auto output = std::make_unique<SimulatedAudioOutput>();
+                    lastOutput = output.get();
+                    ++outputsMade;
+                    return output;
+                }};
     }
 
     // Runs the event loop until condition holds (background jobs hand back through it); false
-    // after ten seconds of wall time, so a hang fails instead of blocking the suite.
+    // after ten seconds of wall time.
     template <class Condition> bool waitUntil(Condition condition)
     {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        for (;;) {
-            QCoreApplication::processEvents();
-            if (condition())
-                return true;
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        return runEventsUntil(condition);
     }
+};
+
+// The steps on the Studio that owner (a fixture deriving from this) holds as `studio`.
+template <class Owner> struct StudioSteps {
+    Studio& s() { return static_cast<Owner&>(*this).studio; }
+    Owner& o() { return static_cast<Owner&>(*this); }
+
     bool waitIdle()
     {
-        return waitUntil([this] { return !studio.busy(); });
+        return o().waitUntil([this] { return !s().busy(); });
     }
     // Every save queued so far is on disk and its result applied.
     void settle()
     {
-        studio.flushSaves();
+        s().flushSaves();
         QCoreApplication::processEvents();
+    }
+    // Opens folder and waits for its peak loading.
+    bool openAndWait(const std::filesystem::path& folder)
+    {
+        s().openProject(folder);
+        return waitIdle();
+    }
+    // Writes document as the project in folder and opens it; whether it opened without a message.
+    bool open(const PodcastProject& document)
+    {
+        s().flushSaves(); // no earlier save of the folder lands over the document
+        writeProject(o().folder, document);
+        return openAndWait(o().folder) && !s().message();
+    }
+    // A project folder on disk and a document of clips, as after opening (nothing loaded).
+    void useFolder(std::vector<Segment> clips = {})
+    {
+        std::filesystem::create_directories(o().folder / "Media");
+        s().folder = o().folder;
+        PodcastProject document;
+        document.segments = std::move(clips);
+        s().project = document;
+    }
+    std::vector<Segment> clips() { return s().project->resolvedSegments(); }
+    // Opens a project of one 440 Hz tone clip of the given length at 0 (Media/voice-1.wav).
+    bool openTone(double seconds)
+    {
+        makeTone(o().folder / "Media" / "voice-1.wav", seconds, 440);
+        PodcastProject document;
+        document.segments = {placedClip(0, seconds, "Media/voice-1.wav")};
+        return open(document);
+    }
+    // A new project in folder through the new-project dialog.
+    std::filesystem::path newProject()
+    {
+        o().host.newProjectAnswers.push_back(o().folder);
+        EXPECT_TRUE(s().newProject());
+        return o().folder;
+    }
+    // record() through the count-in until the take runs.
+    bool startTake()
+    {
+        s().record();
+        o().scheduler.advance(3.0);
+        return s().recording();
+    }
+    // Runs the studio clock until the take holds at least seconds of audio.
+    bool recordUntil(double seconds)
+    {
+        return o().waitUntil([&] {
+            o().scheduler.advance(0.1);
+            return s().liveDuration >= seconds - 1e-9;
+        });
+    }
+    // Stops the take and waits until it is in the document.
+    bool finishTake()
+    {
+        s().stopRecording();
+        return waitIdle();
     }
     // Plays seconds of the running playback: the output pulls the audio and the clock observer
     // follows, in steps of 0.05 s of virtual time. Each pull waits for the player's read-ahead,
@@ -172,19 +247,58 @@ struct StudioFixture {
     void play(double seconds)
     {
         for (double played = 0; played < seconds - 1e-9; played += 0.05) {
-            if (studio.player && studio.playing())
-                studio.player->waitForReadAhead();
-            if (lastOutput)
-                lastOutput->advance(2400);
-            scheduler.advance(0.05);
+            if (s().player && s().playing())
+                s().player->waitForReadAhead();
+            if (o().lastOutput)
+                o().lastOutput->advance(2400);
+            o().scheduler.advance(0.05);
             QCoreApplication::processEvents();
         }
     }
-    // Opens folder and waits for its peak loading.
-    bool openAndWait(const std::filesystem::path& folder)
+    // Starts playback and waits until the player runs.
+    bool startPlayback()
     {
-        studio.openProject(folder);
-        return waitIdle();
+        s().togglePlayback();
+        return waitIdle() && s().playing();
+    }
+    // Plays until playback stops by itself (at most limit seconds).
+    void playUntilStopped(double limit)
+    {
+        for (double played = 0; played < limit && s().playing(); played += 0.05)
+            play(0.05);
+    }
+    // Background jobs hand back (to a live Studio) before it goes.
+    void finish()
+    {
+        waitIdle();
+        s().flushSaves();
+        QCoreApplication::processEvents();
+    }
+};
+
+struct StudioFixture : StudioFakes, StudioSteps<StudioFixture> {
+    QCoreApplication& application = coreApplication();
+    Studio studio{environment()};
+    std::map<StudioField, int> notifications;
+
+    StudioFixture()
+    {
+        QObject::connect(&studio, &Studio::fieldChanged,
+                         [this](StudioField field) { ++notifications[field]; });
+    }
+    ~StudioFixture() { finish(); }
+
+    int count(StudioField field) const
+    {
+        auto found = notifications.find(field);
+        return found == notifications.end() ? 0 : found->second;
+    }
+    // How many saves have landed once seconds more of virtual time went by.
+    int savesAfter(double seconds)
+    {
+        scheduler.advance(seconds);
+        settle();
+        return count(StudioField::lastSaved);
     }
 };
 

@@ -10,36 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace tw::testing {
 
-// A fresh folder under the system temporary folder, removed with everything in it.
-class TempFolder {
-public:
-    TempFolder()
-    {
-        std::random_device device;
-        path_ = std::filesystem::temp_directory_path() /
-                ("tapewright-studio-" + std::to_string(std::mt19937_64(device())()));
-        std::filesystem::create_directories(path_);
-    }
-    ~TempFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
-};
+using TempFolder = testfiles::TempDir;
 
 // A clip of file placed at `at` on the timeline, from `start` into the file.
 inline Segment placedClip(double at, double length, const std::string& file,
@@ -101,6 +78,19 @@ inline void makeTone(const std::filesystem::path& file, double seconds, double f
                                 testfiles::decimal(frequency) + " vol 0.5";
     if (std::system(command.c_str()) != 0)
         throw std::runtime_error("sox failed: " + command);
+}
+
+// The fade points of document: in start and end, out start and end (absent ones empty).
+inline std::vector<std::optional<double>> fadePoints(const PodcastProject& document)
+{
+    return {document.fadeInStart, document.fadeInEnd, document.fadeOutStart, document.fadeOutEnd};
+}
+using Points = std::vector<std::optional<double>>;
+
+// Whether document holds no pending take: the mark and its fields are all cleared.
+inline bool noPendingTake(const PodcastProject& document)
+{
+    return !document.recordingPending && !document.pendingVoiceFile && !document.pendingStart;
 }
 
 // Files directly inside folder whose name starts with prefix.

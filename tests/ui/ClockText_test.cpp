@@ -4,24 +4,17 @@
 
 namespace tw {
 
-TEST(ClockText, negativeTimesShowZero)
+TEST(ClockText, hundredthsAreTruncatedFieldsRollOverHoursAreNotCappedAndNegativesShowZero)
 {
-    EXPECT_EQ(clockText(-3), "00:00:00.00");
-    EXPECT_EQ(clockText(-0.001), "00:00:00.00");
-}
-
-TEST(ClockText, hundredthsAreTruncatedNotRounded)
-{
-    EXPECT_EQ(clockText(3725.456), "01:02:05.45");
-    EXPECT_EQ(clockText(0.999), "00:00:00.99");
-    EXPECT_EQ(clockText(59.995), "00:00:59.99");
-}
-
-TEST(ClockText, fieldsRollOverAndHoursAreNotCapped)
-{
-    EXPECT_EQ(clockText(60), "00:01:00.00");
-    EXPECT_EQ(clockText(3600), "01:00:00.00");
-    EXPECT_EQ(clockText(400000), "111:06:40.00");
+    for (auto [seconds, shown] : {std::pair{-3.0, "00:00:00.00"},
+                                  {-0.001, "00:00:00.00"},
+                                  {3725.456, "01:02:05.45"},
+                                  {0.999, "00:00:00.99"},
+                                  {59.995, "00:00:59.99"},
+                                  {60.0, "00:01:00.00"},
+                                  {3600.0, "01:00:00.00"},
+                                  {400000.0, "111:06:40.00"}})
+        EXPECT_EQ(clockText(seconds), shown) << seconds;
 }
 
 } // namespace tw

@@ -6,122 +6,84 @@
 
 namespace tw {
 
-TEST(DeckState, countdownWinsOverEverything)
+TEST(DeckState, theStatusWordAndLampGoByPrecedence)
 {
-    DeckTransport all{3, -1, true, false, true, true};
-    EXPECT_EQ(deckStatus(all), "3");
-    EXPECT_EQ(deckLamp(all), DeckLamp::yellow);
-    all.shuttleDirection = 1;
-    all.recordingPaused = true;
-    EXPECT_EQ(deckStatus(all), "3");
-    EXPECT_EQ(deckLamp(all), DeckLamp::yellow);
-    EXPECT_EQ(deckAccessibleName(deckStatus(all)), "Grabadora de bobinas: 3");
-}
-
-TEST(DeckState, shuttlingWinsOverRecordingAndPlaying)
-{
-    DeckTransport rewinding{std::nullopt, -1, true, false, true, false};
-    EXPECT_EQ(deckStatus(rewinding), "REW");
-    EXPECT_EQ(deckLamp(rewinding), DeckLamp::grey);
-    DeckTransport winding{std::nullopt, 2, false, false, true, true};
-    EXPECT_EQ(deckStatus(winding), "FF");
-    EXPECT_EQ(deckLamp(winding), DeckLamp::grey);
-}
-
-TEST(DeckState, recordingThenPlayingThenPauseOrStop)
-{
-    DeckTransport t;
-    t.recording = true;
-    t.playing = true;
-    EXPECT_EQ(deckStatus(t), "REC");
-    EXPECT_EQ(deckLamp(t), DeckLamp::red);
-    t.recordingPaused = true;
-    EXPECT_EQ(deckStatus(t), "PAUSA");
-    EXPECT_EQ(deckLamp(t), DeckLamp::yellow);
-    t = {};
-    t.playing = true;
-    t.pauseEngaged = true;
-    EXPECT_EQ(deckStatus(t), "PLAY");
-    EXPECT_EQ(deckLamp(t), DeckLamp::green);
-    t.playing = false;
-    EXPECT_EQ(deckStatus(t), "PAUSA");
-    EXPECT_EQ(deckLamp(t), DeckLamp::yellow);
-    t.pauseEngaged = false;
-    EXPECT_EQ(deckStatus(t), "STOP");
-    EXPECT_EQ(deckLamp(t), DeckLamp::grey);
+    // Countdown, shuttle, recording (paused), playing, latched pause, stop.
+    const struct {
+        DeckTransport transport;
+        const char* status;
+        DeckLamp lamp;
+    } cases[] = {
+        {{3, -1, true, false, true, true}, "3", DeckLamp::yellow},
+        {{3, 1, true, true, true, true}, "3", DeckLamp::yellow},
+        {{std::nullopt, -1, true, false, true, false}, "REW", DeckLamp::grey},
+        {{std::nullopt, 2, false, false, true, true}, "FF", DeckLamp::grey},
+        {{std::nullopt, 0, true, false, true, false}, "REC", DeckLamp::red},
+        {{std::nullopt, 0, true, true, true, false}, "PAUSA", DeckLamp::yellow},
+        {{std::nullopt, 0, false, false, true, true}, "PLAY", DeckLamp::green},
+        {{std::nullopt, 0, false, false, false, true}, "PAUSA", DeckLamp::yellow},
+        {{}, "STOP", DeckLamp::grey},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(deckStatus(c.transport), c.status);
+        EXPECT_EQ(deckLamp(c.transport), c.lamp) << c.status;
+    }
     EXPECT_EQ(deckAccessibleName("STOP"), "Grabadora de bobinas: STOP");
 }
 
-namespace {
-
-// Two clips of take.caf with a gap between them: [0, 2) from source 1 s, [5, 7) from source 10 s.
-PodcastProject twoClipsWithAGap()
+TEST(DeckState, levelFollowsTheClipEnvelopeTimesVoiceVolumeCappedAndSilentOverAGap)
 {
+    // Two clips of take.caf with a gap between them: [0, 2) from source 1 s, [5, 7) from 10 s.
     PodcastProject project;
     project.voiceFile = "take.caf";
-    Segment first;
-    first.start = 1;
-    first.duration = 2;
-    first.timelineStart = 0;
-    Segment second;
-    second.start = 10;
-    second.duration = 2;
-    second.timelineStart = 5;
-    project.segments = {first, second};
+    project.segments.resize(2);
+    project.segments[0].start = 1;
+    project.segments[0].duration = 2;
+    project.segments[0].timelineStart = 0;
+    project.segments[1].start = 10;
+    project.segments[1].duration = 2;
+    project.segments[1].timelineStart = 5;
     project.voiceVolume = 0.5f;
-    return project;
-}
+    // 20 s of envelope at 50 values per second: value = index / 1000; and a shorter one.
+    std::vector<float> ramp(1000);
+    for (std::size_t i = 0; i < ramp.size(); ++i)
+        ramp[i] = static_cast<float>(i) / 1000.0f;
+    const std::map<std::string, std::vector<float>> envelopes{{"take.caf", ramp}},
+        shortEnvelope{{"take.caf", std::vector<float>(100, 0.2f)}};
 
-// 20 s of envelope at 50 values per second: value = index / 1000.
-std::map<std::string, std::vector<float>> rampEnvelope()
-{
-    std::vector<float> peaks(1000);
-    for (std::size_t i = 0; i < peaks.size(); ++i)
-        peaks[i] = static_cast<float>(i) / 1000.0f;
-    return {{"take.caf", peaks}};
-}
-
-} // namespace
-
-TEST(DeckState, levelFollowsTheClipEnvelopeTimesVoiceVolumeAndIsSilentOverAGap)
-{
-    const PodcastProject project = twoClipsWithAGap();
-    const auto envelopes = rampEnvelope();
-    // 0.5 s into the first clip is 1.5 s into the source: index 75.
-    EXPECT_FLOAT_EQ(deckLevel(false, true, 0.9f, 0.5, project, envelopes), 0.075f * 0.5f);
-    // 1.01 s into the second clip is 11.01 s into the source: index 550.
-    EXPECT_FLOAT_EQ(deckLevel(false, true, 0.9f, 6.01, project, envelopes), 0.55f * 0.5f);
-    EXPECT_EQ(deckLevel(false, true, 0.9f, 3.5, project, envelopes), 0.0f);
-    // Not playing: nothing; recording: the input meter whatever the timeline holds.
-    EXPECT_EQ(deckLevel(false, false, 0.9f, 0.5, project, envelopes), 0.0f);
-    EXPECT_EQ(deckLevel(true, true, 0.9f, 3.5, project, envelopes), 0.9f);
-}
-
-TEST(DeckState, levelIsCappedAndNeedsAnEnvelopeCoveringThePosition)
-{
-    PodcastProject project = twoClipsWithAGap();
-    project.voiceVolume = 4.0f;
-    const auto envelopes = rampEnvelope();
-    EXPECT_EQ(deckLevel(false, true, 0, 6.5, project, envelopes), 1.0f);
-    // An envelope shorter than the clip's source window.
-    std::map<std::string, std::vector<float>> shortEnvelope{
-        {"take.caf", std::vector<float>(100, 0.2f)}};
-    EXPECT_EQ(deckLevel(false, true, 0, 6.5, project, shortEnvelope), 0.0f);
-    EXPECT_FLOAT_EQ(deckLevel(false, true, 0, 0.5, project, shortEnvelope), 0.8f);
+    const struct {
+        bool recording, playing;
+        double position;
+        const std::map<std::string, std::vector<float>>& envelopes;
+        float volume, level;
+    } cases[] = {
+        {false, true, 0.5, envelopes, 0.5f, 0.075f * 0.5f}, // 1.5 s into the source: index 75
+        {false, true, 6.01, envelopes, 0.5f, 0.55f * 0.5f}, // 11.01 s: index 550
+        {false, true, 3.5, envelopes, 0.5f, 0},             // the gap
+        {false, false, 0.5, envelopes, 0.5f, 0},            // not playing
+        {true, true, 3.5, envelopes, 0.5f, 0.9f},           // recording: the input meter
+        {false, true, 6.5, envelopes, 4.0f, 1.0f},          // capped
+        {false, true, 6.5, shortEnvelope, 4.0f, 0},         // past the envelope's end
+        {false, true, 0.5, shortEnvelope, 4.0f, 0.8f},
+    };
+    for (const auto& c : cases) {
+        project.voiceVolume = c.volume;
+        EXPECT_FLOAT_EQ(deckLevel(c.recording, c.playing, 0.9f, c.position, project, c.envelopes),
+                        c.level)
+            << c.position;
+    }
     // No envelope for the clip's file.
     project.segments[0].file = "other.caf";
     EXPECT_EQ(deckLevel(false, true, 0, 0.5, project, envelopes), 0.0f);
 }
 
-TEST(DeckState, deckNeedleSpansNinetyDegreesOverHalfScale)
+TEST(DeckState, theNeedleSpansNinetyDegreesOverHalfScale)
 {
-    EXPECT_DOUBLE_EQ(deckNeedleRotation(0), -45);
-    EXPECT_DOUBLE_EQ(deckNeedleRotation(0.25), 0);
-    EXPECT_DOUBLE_EQ(deckNeedleRotation(0.5), 45);
-    EXPECT_DOUBLE_EQ(deckNeedleRotation(0.9), 45);
+    for (auto [level, rotation] : {std::pair{0.0, -45.0}, {0.25, 0.0}, {0.5, 45.0}, {0.9, 45.0}})
+        EXPECT_DOUBLE_EQ(deckNeedleRotation(level), rotation) << level;
 }
 
-TEST(DeckState, rewindingTurnsTheReelsEightTimesAsFastTheOtherWay)
+TEST(DeckState, rewindingTurnsTheReelsEightTimesAsFastTheOtherWayAndAPauseMovesThemLittle)
 {
     DeckTransport playing;
     playing.playing = true;
@@ -139,10 +101,8 @@ TEST(DeckState, rewindingTurnsTheReelsEightTimesAsFastTheOtherWay)
     recording.recordingPaused = true;
     EXPECT_EQ(reelSpeedFactor(recording), 0);
     EXPECT_EQ(reelSpeedFactor(DeckTransport{}), 0);
-}
 
-TEST(DeckState, aLongDrawingPauseMovesTheReelsAtMostTwoTenthsOfASecond)
-{
+    // A long drawing pause moves the reels at most two tenths of a second.
     EXPECT_DOUBLE_EQ(reelFrameDelta(15.0, 10.0), 0.2);
     EXPECT_DOUBLE_EQ(reelFrameDelta(9.0, 10.0), 0.0);
     EXPECT_DOUBLE_EQ(reelDrawAngle(0, 1, reelFrameDelta(15.0, 10.0), 100), -20);

@@ -3,9 +3,9 @@
 // space key, the voice treatment switched on in its panel, and an M4A export with its shortcut.
 #include "audio/AudioFileReader.hpp"
 #include "support/AudioFiles.hpp"
-#include "ui/AppFixture.hpp"
 #include "ui/MainWindow.hpp"
 #include "ui/WelcomeView.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -65,7 +65,7 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
         return f.studio.liveDuration >= 1.0;
     }));
     QTest::keyClick(&window, Qt::Key_R);
-    ASSERT_TRUE(f.waitUntil([&] { return !f.studio.busy(); }));
+    ASSERT_TRUE(f.waitIdle());
     ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
     const double take = f.studio.project->voiceDuration();
     EXPECT_GE(take, 1.0);
@@ -79,12 +79,7 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.playing() && !f.studio.busy(); }))
         << f.studio.message().value_or("");
     ASSERT_TRUE(f.lastOutput);
-    for (int step = 0; step < 10; ++step) {
-        f.studio.player->waitForReadAhead(); // no faster than the machine decodes
-        f.lastOutput->advance(2400);
-        f.scheduler.advance(0.05);
-        QCoreApplication::processEvents();
-    }
+    f.play(0.5);
     EXPECT_NEAR(f.studio.position(), 0.5, 0.1);
     const std::vector<float> heard = f.lastOutput->rendered();
     EXPECT_GT(rms(heard), 0.2); // the half-scale tone, not silence

@@ -13,9 +13,7 @@ namespace tw {
 
 namespace {
 
-using testing::WindowStudio;
-
-struct Alert : WindowStudio {
+struct Alert : testing::WindowStudio {
     QWidget window;
     MessageAlert alert{studio, &window};
     Alert()
@@ -27,7 +25,7 @@ struct Alert : WindowStudio {
 
 } // namespace
 
-TEST(MessageAlert, showsTheMessageAndAceptarClearsIt)
+TEST(MessageAlert, showsTheMessageAnyDismissalClearsItAndAClearedMessageClosesTheAlert)
 {
     Alert f;
     EXPECT_FALSE(f.alert.box());
@@ -35,41 +33,26 @@ TEST(MessageAlert, showsTheMessageAndAceptarClearsIt)
     QMessageBox* box = f.alert.box();
     ASSERT_TRUE(box);
     EXPECT_TRUE(box->isVisible());
-    EXPECT_EQ(box->windowTitle(), "Bobinet 2");
     EXPECT_EQ(box->text(), "No se pudo guardar el proyecto: disco lleno");
     ASSERT_EQ(box->buttons().size(), 1);
-    EXPECT_EQ(box->buttons().front()->text(), "Aceptar");
-
     box->buttons().front()->click();
-    EXPECT_FALSE(f.studio.message());
-    EXPECT_FALSE(f.alert.box());
+    EXPECT_FALSE(f.studio.message() || f.alert.box());
 
-    // A second message opens the alert again.
-    f.studio.message = std::string("Exportación completada: Programa.m4a");
-    ASSERT_TRUE(f.alert.box());
-    EXPECT_EQ(f.alert.box()->text(), "Exportación completada: Programa.m4a");
-}
-
-TEST(MessageAlert, anyDismissalClearsTheMessageAndAClearedMessageClosesTheAlert)
-{
-    Alert f;
-    f.studio.message = std::string("Primero");
-    ASSERT_TRUE(f.alert.box());
     // A newer message is added under the one on screen, which stays first; once.
+    f.studio.message = std::string("Primero");
     f.studio.message = std::string("Segundo");
     f.studio.message = std::string("Primero");
+    ASSERT_TRUE(f.alert.box());
     EXPECT_EQ(f.alert.box()->text(), "Primero\nSegundo");
-
     f.alert.box()->reject(); // Escape or the window's close button
-    EXPECT_FALSE(f.studio.message());
-    EXPECT_FALSE(f.alert.box());
+    EXPECT_FALSE(f.studio.message() || f.alert.box());
 
     f.studio.message = std::string("Tercero");
-    QPointer<QMessageBox> box = f.alert.box();
-    ASSERT_TRUE(box);
+    QPointer<QMessageBox> third = f.alert.box();
+    ASSERT_TRUE(third);
     f.studio.message = std::nullopt;
     EXPECT_FALSE(f.alert.box());
-    EXPECT_TRUE(!box || !box->isVisible());
+    EXPECT_TRUE(!third || !third->isVisible());
     EXPECT_FALSE(f.studio.message());
 }
 
@@ -80,7 +63,7 @@ TEST(MessageAlert, aTakeThatCannotStartSaysWhyInSpanish)
         "No se pudo iniciar la grabación. Comprueba la entrada de "
         "audio y que la carpeta del proyecto permita guardar. Detalle: ";
     // A full disk: every write to /dev/full fails with ENOSPC, the take's header the first.
-    f.fixture.writerFactory = [](const std::filesystem::path&, double rate, int channels) {
+    f.writerFactory = [](const std::filesystem::path&, double rate, int channels) {
         return CafWriter::create("/dev/full", rate, channels);
     };
     ASSERT_FALSE(f.startTake());
@@ -91,7 +74,7 @@ TEST(MessageAlert, aTakeThatCannotStartSaysWhyInSpanish)
     f.alert.box()->accept();
 
     // The project's media folder turned into a file.
-    f.fixture.writerFactory = nullptr;
+    f.writerFactory = nullptr;
     std::filesystem::remove_all(f.folder / "Media");
     std::ofstream(f.folder / "Media") << "x";
     ASSERT_FALSE(f.startTake());

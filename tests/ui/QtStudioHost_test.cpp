@@ -178,28 +178,38 @@ TEST(QtStudioHost, theOpenDialogTakesAProjectFolderInsteadOfEnteringIt)
     EXPECT_FALSE(host.chooseProjectToOpen());
 }
 
-TEST(QtStudioHost, exportIsAlwaysAnM4aFileAndMusicAnAudioFile)
+TEST(QtStudioHost, exportIsAnM4aOrMp3FileAsTypedOrFilteredAndMusicAnAudioFile)
 {
     testing::uiApplication();
     TempFolder temp;
     QtStudioHost host;
     QString proposed;
     QStringList filters;
-    whenDialogOpens([&](QFileDialog& dialog) {
-        proposed = typedName(dialog);
-        filters = dialog.nameFilters();
-        dialog.setDirectory(QString::fromStdString(temp.path().string()));
-        dialog.selectFile(QStringLiteral("final.mp3"));
-        static_cast<QDialog&>(dialog).accept();
-    });
-    const auto destination = host.chooseExportDestination("Entrevista");
-    EXPECT_EQ(proposed, QStringLiteral("Entrevista.m4a"));
-    EXPECT_EQ(filters, QStringList{QStringLiteral("Audio M4A (*.m4a)")});
-    ASSERT_TRUE(destination);
-    EXPECT_EQ(destination->extension(), ".m4a");
-    EXPECT_EQ(destination->parent_path(), temp.path());
-    EXPECT_EQ(QtStudioHost::withM4aExtension(QStringLiteral("Programa.M4A")),
-              QStringLiteral("Programa.M4A"));
+    // The name typed, and the filter chosen after typing it (-1: left as it was), which changes
+    // the extension typed.
+    const struct {
+        const char* typed;
+        int filter;
+        const char* chosen;
+    } cases[] = {{"final.MP3", -1, "final.MP3"}, {"final", -1, "final.m4a"},
+                 {"final", 1, "final.mp3"},      {"final.m4a", 1, "final.mp3"},
+                 {"final.mp3", 0, "final.m4a"},  {"final.wav", -1, "final.wav.m4a"}};
+    for (const auto& c : cases) {
+        whenDialogOpens([&](QFileDialog& dialog) {
+            proposed = typedName(dialog);
+            filters = dialog.nameFilters();
+            dialog.setDirectory(QString::fromStdString(temp.path().string()));
+            dialog.selectFile(QString::fromUtf8(c.typed));
+            if (c.filter >= 0)
+                dialog.selectNameFilter(filters.value(c.filter));
+            static_cast<QDialog&>(dialog).accept();
+        });
+        const auto destination = host.chooseExportDestination("Entrevista.m4a");
+        EXPECT_EQ(proposed, QStringLiteral("Entrevista.m4a"));
+        EXPECT_EQ(filters, (QStringList{"Audio M4A (*.m4a)", "Audio MP3 (*.mp3)"}));
+        ASSERT_TRUE(destination);
+        EXPECT_EQ(*destination, temp / c.chosen) << c.typed;
+    }
 
     testing::makeTone(temp / "musica.wav", 0.2);
     whenDialogOpens([&](QFileDialog& dialog) {

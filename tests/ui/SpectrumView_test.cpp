@@ -56,7 +56,6 @@ TEST(SpectrumView, repaintsWhenTheBarsChangeAndOnlyThen)
     testing::uiApplication();
     testing::StudioFixture fixture;
     SpectrumView view(fixture.studio);
-    EXPECT_EQ(view.accessibleName(), "Analizador de espectro del audio");
     EXPECT_EQ(view.bars(), std::vector<float>(24, 0.0f));
     view.resize(260, 110);
     view.show();
@@ -67,10 +66,7 @@ TEST(SpectrumView, repaintsWhenTheBarsChangeAndOnlyThen)
     // Other fields of the Studio, and idle clock ticks, leave the view alone.
     fixture.studio.position = 3.0;
     fixture.studio.vuLevels = std::vector<float>{0.2f, 0.1f};
-    for (int i = 0; i < 5; ++i) {
-        fixture.scheduler.advance(0.1);
-        QApplication::processEvents();
-    }
+    fixture.scheduler.advance(0.5);
     QApplication::processEvents();
     EXPECT_EQ(view.paintCount(), settled);
 

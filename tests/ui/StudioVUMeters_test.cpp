@@ -15,7 +15,6 @@ TEST(StudioVUMeters, metersFollowTheStudioLevelsAndPeakWarning)
     StudioVUMeters meters(fixture.studio);
     EXPECT_EQ(meters.voice().label(), "VOZ");
     EXPECT_EQ(meters.music().label(), "MÚSICA");
-    EXPECT_EQ(meters.peak().toolTip(), "Señal de una pista cerca del máximo: −1 dBFS o más.");
     EXPECT_FALSE(meters.peak().lit());
 
     fixture.studio.vuLevels = std::vector<float>{0.125893f, 0.9f};

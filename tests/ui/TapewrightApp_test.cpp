@@ -1,8 +1,8 @@
 #include "ui/TapewrightApp.hpp"
 
-#include "ui/AppFixture.hpp"
 #include "ui/AppMenus.hpp"
 #include "ui/MainWindow.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAction>
 #include <QFileDialog>
@@ -28,14 +28,9 @@ void quitApplication()
 TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
 {
     AppFixture f;
-    const auto folder = f.newProject("Programa.podcastproject");
-    f.studio.record();
-    f.scheduler.advance(3.0);
-    ASSERT_TRUE(f.studio.recording());
-    ASSERT_TRUE(f.waitUntil([&] {
-        f.scheduler.advance(0.1);
-        return f.studio.liveDuration >= 0.5;
-    }));
+    const auto folder = f.newProject();
+    ASSERT_TRUE(f.startTake());
+    ASSERT_TRUE(f.recordUntil(0.5));
     EXPECT_TRUE(readProject(folder).recordingPending);
 
     std::vector<StudioField> order;
@@ -62,26 +57,15 @@ TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
     EXPECT_DOUBLE_EQ(*onDisk.playhead, f.studio.position());
 }
 
-TEST(TapewrightApp, quittingSavesThePlayHeadMovedJustBefore)
+TEST(TapewrightApp, salirClosesTheWindowAndQuittingSavesThePlayHeadAndZoomMovedJustBefore)
 {
     AppFixture f;
-    const auto folder = f.newProject("Programa.podcastproject");
-    f.studio.zoom = 120.0;
-    f.studio.position = 42.0; // its debounced save never came
-    quitApplication();
-    const PodcastProject onDisk = readProject(folder);
-    EXPECT_EQ(onDisk.playhead, 42.0);
-    EXPECT_EQ(onDisk.timelineZoom, 120.0);
-}
-
-TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
-{
-    AppFixture f;
-    const auto folder = f.newProject("Programa.podcastproject");
+    const auto folder = f.newProject();
     f.studio.showWelcome = false;
     f.app.window().show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&f.app.window()));
-    f.studio.position = 7.5;
+    f.studio.zoom = 120.0;
+    f.studio.position = 7.5; // their debounced save never came
     QTimer::singleShot(0, [&f] { f.app.window().menus().quit().trigger(); });
     // A quit that never comes fails the test instead of hanging it.
     QTimer giveUp;
@@ -92,12 +76,13 @@ TEST(TapewrightApp, salirClosesTheWindowAndTheQuitSequenceSaves)
     giveUp.stop();
     EXPECT_FALSE(f.app.window().isVisible());
     EXPECT_EQ(readProject(folder).playhead, 7.5);
+    EXPECT_EQ(readProject(folder).timelineZoom, 120.0);
 }
 
 TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
 {
     AppFixture f;
-    const auto first = f.newProject("Primero.podcastproject");
+    const auto first = f.newProject();
     const auto second = f.savedProject("Segundo.podcastproject");
     const auto third = f.savedProject("Tercero.podcastproject");
 
@@ -121,7 +106,7 @@ TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
 TEST(TapewrightApp, aRequestDuringAFileDialogWaitsUntilTheDialogCloses)
 {
     AppFixture f;
-    const auto first = f.newProject("Primero.podcastproject");
+    const auto first = f.newProject();
     const auto second = f.savedProject("Segundo.podcastproject");
 
     // A later launch's request arrives while a dialog of the Studio runs its own event loop.
@@ -158,20 +143,6 @@ TEST(TapewrightApp, theDocumentOrARelativePathOpensItsFolder)
     f.app.openRequested("Otra.podcastproject");
     std::filesystem::current_path(previous);
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == other && !f.studio.busy(); }));
-}
-
-TEST(TapewrightApp, theWindowAndSheetCarryTheApplicationIcon)
-{
-    AppFixture f;
-    const QIcon icon = TapewrightApp::applicationIcon();
-    ASSERT_FALSE(icon.isNull());
-    const QImage image = icon.pixmap(82, 82).toImage().convertToFormat(QImage::Format_ARGB32);
-    ASSERT_EQ(image.width(), 82);
-    // Drawn, not empty: the plate covers the middle, the corners stay clear.
-    EXPECT_GT(qAlpha(image.pixel(41, 41)), 200);
-    EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0);
-    EXPECT_FALSE(QGuiApplication::windowIcon().isNull());
-    EXPECT_EQ(f.app.window().windowTitle(), QStringLiteral("Bobinet 2"));
 }
 
 TEST(TapewrightApp, theDesktopServicesMakeAWorkingStudioAndWindow)

@@ -16,9 +16,8 @@ namespace {
 
 using testing::clipAt;
 using testing::sendMouse;
-using testing::WindowStudio;
 
-struct Timeline : WindowStudio {
+struct Timeline : testing::WindowStudio {
     using WindowStudio::WindowStudio;
     TimelineView view{studio};
     Timeline(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips))
@@ -48,22 +47,17 @@ TEST(TimelineView, contentWidthCoversTheProgrammeAMinuteMoreAndThirtySecondsPast
     f.studio.position = 150.0;
     EXPECT_EQ(f.contentWidth(), 180 * 10);
     EXPECT_EQ(f.view.recordHead().x(), 1500);
-    EXPECT_EQ(f.view.recordHead().size(), QSize(1, 1));
-    EXPECT_EQ(f.view.recordHead().objectName(), "recordHead");
     f.studio.position = 10.0;
     EXPECT_EQ(f.contentWidth(), 160 * 10);
 
-    // Headers sit beside their lanes, the ruler above them.
-    // The voice lane takes the height the music lane and the ruler leave.
-    EXPECT_EQ(f.view.voiceLane().height(), f.view.scrollArea().viewport()->height() - 30 - 160);
+    // Headers sit beside their lanes; the voice lane takes the height the music lane and the
+    // ruler leave.
     EXPECT_GT(f.view.voiceLane().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice));
-    EXPECT_EQ(f.view.voiceHeader().height(), f.view.voiceLane().height());
-    EXPECT_EQ(f.view.musicHeader().height(), WaveTrack::laneHeight(WaveTrack::Kind::music));
-    EXPECT_EQ(f.view.voiceLane().y(), TimelineRuler::stripHeight);
-    EXPECT_EQ(f.view.voiceHeader().mapTo(&f.view, QPoint(0, 0)).y(),
-              f.view.voiceLane().mapTo(&f.view, QPoint(0, 0)).y());
-    EXPECT_EQ(f.view.musicHeader().mapTo(&f.view, QPoint(0, 0)).y(),
-              f.view.musicLane().mapTo(&f.view, QPoint(0, 0)).y());
+    for (auto [header, lane] :
+         {std::pair<QWidget*, QWidget*>{&f.view.voiceHeader(), &f.view.voiceLane()},
+          {&f.view.musicHeader(), &f.view.musicLane()}})
+        EXPECT_EQ(std::pair(header->mapTo(&f.view, QPoint()).y(), header->height()),
+                  std::pair(lane->mapTo(&f.view, QPoint()).y(), lane->height()));
 }
 
 TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
@@ -85,7 +79,7 @@ TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
 
     // Scrolling away during the take: the next poll brings the head back into view.
     f.bar().setValue(0);
-    f.fixture.scheduler.advance(0.1);
+    f.scheduler.advance(0.1);
     EXPECT_EQ(f.bar().value(), f.view.recordHead().x() + 1 - visible);
     ASSERT_TRUE(f.finishTake());
 
@@ -97,15 +91,9 @@ TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
 
 TEST(TimelineRuler, labelStepsFollowTheZoomAndLabelsCoverTheVisiblePartOnly)
 {
-    EXPECT_EQ(rulerStep(2), 60);
-    EXPECT_EQ(rulerStep(9.99), 60);
-    EXPECT_EQ(rulerStep(10), 10);
-    EXPECT_EQ(rulerStep(39.9), 10);
-    EXPECT_EQ(rulerStep(40), 5);
-    EXPECT_EQ(rulerStep(99.9), 5);
-    EXPECT_EQ(rulerStep(100), 1);
-    EXPECT_EQ(rulerText(0), "0:00");
-    EXPECT_EQ(rulerText(65), "1:05");
+    for (auto [zoom, step] :
+         {std::pair{2.0, 60}, {9.99, 60}, {10.0, 10}, {39.9, 10}, {40.0, 5}, {99.9, 5}, {100.0, 1}})
+        EXPECT_EQ(rulerStep(zoom), step) << zoom;
     EXPECT_EQ(rulerText(3725), "62:05");
 
     // Zoom 30 (step 10), scrolled to 1000 points, 900 wide: 33.3 s … 63.3 s visible.
@@ -122,17 +110,16 @@ TEST(TimelineRuler, dragOnTheRulerSeeksUnlessATakeOrALongOperationRuns)
 {
     Timeline f({clipAt(0, 60)});
     TimelineRuler& ruler = f.view.ruler();
-    EXPECT_EQ(ruler.height(), 30);
-    sendMouse(ruler, QEvent::MouseButtonPress, 300);
+    sendMouse(ruler, QEvent::MouseButtonPress, {300, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 10.0);
-    sendMouse(ruler, QEvent::MouseMove, 450);
+    sendMouse(ruler, QEvent::MouseMove, {450, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 15.0);
-    sendMouse(ruler, QEvent::MouseButtonRelease, 450);
+    sendMouse(ruler, QEvent::MouseButtonRelease, {450, 10});
 
     f.studio.busy = true;
-    sendMouse(ruler, QEvent::MouseButtonPress, 600);
+    sendMouse(ruler, QEvent::MouseButtonPress, {600, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 15.0);
-    sendMouse(ruler, QEvent::MouseButtonRelease, 600);
+    sendMouse(ruler, QEvent::MouseButtonRelease, {600, 10});
     f.studio.busy = false;
 
     // What is drawn: labels in the visible part (a label at 10 s, x = 300 + 20).

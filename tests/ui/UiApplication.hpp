@@ -3,10 +3,12 @@
 #pragma once
 
 #include "support/BuildFolders.hpp"
+#include "support/TestApplication.hpp"
 
 #include <QApplication>
 #include <QDir>
 #include <QPaintEngine>
+#include <QPaintEvent>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -14,19 +16,13 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <vector>
 
 namespace tw::testing {
 
 inline QApplication& uiApplication()
 {
-    static int argc = 1;
-    static char name[] = "tapewright-ui-tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication* application = [] {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        return new QApplication(argc, argv);
-    }();
-    return *application;
+    return testApplication<QApplication>();
 }
 
 // Grabs widget into screenshots/<name>.png under the build folder and returns the image.
@@ -47,6 +43,22 @@ inline QImage renderAlone(QWidget& widget)
     widget.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
     return image;
 }
+
+// Keeps the paint events a widget receives (installed on the application, every widget's): the
+// painted widgets' class names and the regions.
+class PaintRecorder final : public QObject {
+public:
+    QStringList widgets;
+    std::vector<QRegion> regions;
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            widgets << QString::fromLatin1(watched->metaObject()->className());
+            regions.push_back(static_cast<QPaintEvent*>(event)->region());
+        }
+        return false;
+    }
+};
 
 // Mean brightness (0…255) of the pixels inside area, for comparing renders.
 inline double meanBrightness(const QImage& image, QRect area)

@@ -14,37 +14,20 @@ namespace {
 
 using testing::clipAt;
 using testing::readProject;
-using testing::WindowStudio;
 
-struct Panel : WindowStudio {
+struct Panel : testing::WindowStudio {
     Panel() : WindowStudio({clipAt(0, 5)}) {}
     VoiceStudioPanel panel{studio};
 };
 
 } // namespace
 
-TEST(VoiceStudioPanel, showsTheDefaultTreatmentWhenTheProjectHasNone)
-{
-    Panel f;
-    EXPECT_FALSE(f.panel.enhanceSwitch().isChecked());
-    EXPECT_FALSE(f.panel.noiseSwitch().isChecked());
-    EXPECT_EQ(f.panel.stylePicker().currentText(), "Podcast masculino");
-    EXPECT_EQ(f.panel.stylePicker().width(), 180);
-    QStringList styles;
-    for (int i = 0; i < f.panel.stylePicker().count(); ++i)
-        styles << f.panel.stylePicker().itemText(i);
-    EXPECT_EQ(styles, (QStringList{"Podcast masculino", "Radio masculina", "Podcast femenino",
-                                   "Radio femenina"}));
-    EXPECT_EQ(f.panel.levelButton().text(), "Nivelar audio");
-    EXPECT_EQ(f.panel.noiseSwitch().toolTip(),
-              "Reduce el ruido suave en las pausas. No elimina sonidos superpuestos a la voz.");
-    EXPECT_EQ(f.panel.levelButton().toolTip(),
-              "Nivelación automática de la voz. Se escucha al instante y conserva el original.");
-}
-
 TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
 {
     Panel f;
+    // Without a treatment the controls show the neutral one.
+    EXPECT_FALSE(f.panel.enhanceSwitch().isChecked() || f.panel.noiseSwitch().isChecked());
+    EXPECT_EQ(f.panel.stylePicker().currentIndex(), 0);
     // During a take nothing here can change: the take is one undo step of its own.
     const QList<QWidget*> controls = {&f.panel.enhanceSwitch(), &f.panel.stylePicker(),
                                       &f.panel.noiseSwitch(), &f.panel.levelButton()};
@@ -56,36 +39,27 @@ TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
         EXPECT_TRUE(control->isEnabled());
     f.studio.undoStack = {};
 
+    // Each control changes its own field, keeps the others, and is saved; an absent level
+    // counts as off.
+    const auto treatment = [&] { return f.studio.project->treatment.value_or(VoiceTreatment{}); };
     f.panel.enhanceSwitch().click();
-    ASSERT_TRUE(f.studio.project->treatment);
-    EXPECT_TRUE(f.studio.project->treatment->enhance);
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.fixture.settle();
-    ASSERT_TRUE(readProject(f.folder).treatment);
-    EXPECT_TRUE(readProject(f.folder).treatment->enhance);
-
     emit f.panel.stylePicker().activated(3);
-    EXPECT_EQ(f.studio.project->treatment->preset, Preset::femaleRadio);
-    EXPECT_TRUE(f.studio.project->treatment->enhance); // the other fields are kept
     f.panel.noiseSwitch().click();
-    EXPECT_TRUE(f.studio.project->treatment->reduceNoise);
-
-    // The level button: an absent value counts as off.
-    EXPECT_FALSE(f.studio.project->treatment->level);
+    EXPECT_FALSE(treatment().level);
     f.panel.levelButton().click();
-    EXPECT_EQ(f.studio.project->treatment->level, true);
+    EXPECT_EQ(treatment().level, true);
     EXPECT_EQ(f.panel.levelButton().text(), "Audio nivelado");
     f.panel.levelButton().click();
-    EXPECT_EQ(f.studio.project->treatment->level, false);
     EXPECT_EQ(f.panel.levelButton().text(), "Nivelar audio");
+    VoiceTreatment expected;
+    expected.enhance = true;
+    expected.preset = Preset::femaleRadio;
+    expected.reduceNoise = true;
+    expected.level = false;
+    EXPECT_EQ(treatment(), expected);
     EXPECT_EQ(f.studio.undoStack->size(), 5u);
-
-    f.fixture.settle();
-    const PodcastProject saved = readProject(f.folder);
-    ASSERT_TRUE(saved.treatment);
-    EXPECT_EQ(saved.treatment->preset, Preset::femaleRadio);
-    EXPECT_TRUE(saved.treatment->reduceNoise);
-    EXPECT_EQ(saved.treatment->level, false);
+    f.settle();
+    EXPECT_EQ(readProject(f.folder).treatment, expected);
 
     // Undo brings the controls back with the document.
     f.studio.undo();

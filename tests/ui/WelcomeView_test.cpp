@@ -1,170 +1,114 @@
-#include "ui/UiApplication.hpp"
 #include "ui/WelcomeView.hpp"
 
-#include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
+#include "ui/WindowStudio.hpp"
 
-#include <QApplication>
 #include <QLabel>
 #include <QPushButton>
-#include <QTest>
 
 #include <gtest/gtest.h>
 
 namespace tw {
-
 namespace {
 
-bool showsText(const QWidget& view, const QString& text)
-{
-    for (const QLabel* label : view.findChildren<QLabel*>())
-        if (label->text() == text && label->isVisible())
-            return true;
-    return false;
-}
+struct Sheet : testing::UiFirst, testing::StudioFixture {
+    std::unique_ptr<WelcomeView> view;
+    // The sheet as it shows with lastProject remembering recent (if any).
+    void show(const std::optional<std::filesystem::path>& recent = std::nullopt)
+    {
+        if (recent)
+            settings.setValue("lastProject", recent->string());
+        if (!view)
+            view = std::make_unique<WelcomeView>(studio);
+        studio.showWelcome = true;
+        view->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+    }
+    bool showsText(const QString& text)
+    {
+        for (const QLabel* label : view->findChildren<QLabel*>())
+            if (label->text() == text && label->isVisible())
+                return true;
+        return false;
+    }
+};
 
-void showSheet(WelcomeView& view)
+TEST(WelcomeView, offersTheRecentProjectOnlyWhileItHoldsADocumentAndContinuesIt)
 {
-    view.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
-}
-
-} // namespace
-
-TEST(WelcomeView, projectNamesDropTheFolderExtension)
-{
-    EXPECT_EQ(WelcomeView::projectName("/home/ana/Mi podcast.podcastproject"), "Mi podcast");
-    EXPECT_EQ(WelcomeView::projectName("/home/ana/Entrevista.podcastproject/"), "Entrevista");
-    EXPECT_EQ(WelcomeView::projectName("/home/ana/Sin extension"), "Sin extension");
-    EXPECT_EQ(WelcomeView::projectName("/home/ana/v1.2.podcastproject"), "v1.2");
-}
-
-TEST(WelcomeView, withoutARecentProjectOnlyOpenAndCreateAreOffered)
-{
-    testing::uiApplication();
-    testing::TempFolder temp;
-    testing::StudioFixture fixture;
+    Sheet f;
     // A remembered folder that no longer holds a project counts as none.
-    std::filesystem::create_directories(temp / "Borrado.podcastproject");
-    fixture.settings.setValue("lastProject", (temp / "Borrado.podcastproject").string());
-    WelcomeView view(fixture.studio);
-    showSheet(view);
-
+    std::filesystem::create_directories(f.temp / "Borrado.podcastproject");
+    f.show(f.temp / "Borrado.podcastproject");
+    WelcomeView& view = *f.view;
     EXPECT_FALSE(view.continueButton().isVisible());
-    EXPECT_TRUE(view.openButton().isVisible());
-    EXPECT_TRUE(view.newButton().isVisible());
-    EXPECT_EQ(view.openButton().text(), "Abrir un proyecto guardado…");
-    EXPECT_EQ(view.newButton().text(), "Crear un proyecto nuevo");
-    EXPECT_EQ(view.closeButton().text(), "Cerrar");
-    EXPECT_TRUE(showsText(view, "Bobinet 2"));
-    EXPECT_TRUE(showsText(view, "¿Con qué proyecto quieres trabajar?"));
-    EXPECT_TRUE(showsText(view, "Tus grabaciones y proyectos se conservan en este equipo."));
-    EXPECT_EQ(view.openButton().width(), WelcomeView::buttonWidth);
+    EXPECT_TRUE(view.openButton().isVisible() && view.newButton().isVisible());
+    EXPECT_FALSE(f.showsText("Continuar el último proyecto"));
     testing::saveScreenshot(view, "welcome");
-}
 
-TEST(WelcomeView, continuesTheRecentProjectShownByItsName)
-{
-    testing::uiApplication();
-    testing::TempFolder temp;
-    testing::StudioFixture fixture;
-    const std::filesystem::path folder = temp / "Entrevista.podcastproject";
-    testing::writeProject(folder, PodcastProject{});
-    fixture.settings.setValue("lastProject", folder.string());
-    WelcomeView view(fixture.studio);
-    showSheet(view);
-
+    testing::writeProject(f.folder, PodcastProject{});
+    f.show(f.folder);
     ASSERT_TRUE(view.continueButton().isVisible());
-    EXPECT_EQ(view.continueButton().accessibleName(), "Continuar el último proyecto");
-    EXPECT_EQ(view.recentName(), "Entrevista");
-    EXPECT_TRUE(showsText(view, "Continuar el último proyecto"));
-    EXPECT_TRUE(view.openButton().isVisible());
-    EXPECT_TRUE(view.newButton().isVisible());
+    EXPECT_EQ(view.recentName(), "Programa");
+    EXPECT_TRUE(f.showsText("Continuar el último proyecto"));
+    EXPECT_TRUE(view.openButton().isVisible() && view.newButton().isVisible());
     testing::saveScreenshot(view, "welcome-recent");
 
     QTest::mouseClick(&view.continueButton(), Qt::LeftButton);
-    ASSERT_TRUE(fixture.waitIdle());
-    EXPECT_EQ(fixture.studio.folder(), folder);
-    EXPECT_FALSE(fixture.studio.showWelcome());
-    EXPECT_FALSE(view.isVisible());
-    EXPECT_EQ(fixture.host.openRequests, 0);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    EXPECT_EQ(f.host.openRequests, 0);
 }
 
-TEST(WelcomeView, openAndCreateAskTheHostAndStayWhenCancelled)
+TEST(WelcomeView, openAndCreateAskTheHostStayWhenCancelledAndCloseLikeCerrarOrEscape)
 {
-    testing::uiApplication();
-    testing::TempFolder temp;
-    testing::StudioFixture fixture;
-    WelcomeView view(fixture.studio);
-    showSheet(view);
+    Sheet f;
+    f.show();
+    WelcomeView& view = *f.view;
+    const PodcastProject before = f.studio.project();
 
-    // Both dialogs cancelled: the sheet stays.
+    // Cerrar, Escape and the window's own close button close it alike: the user is left with
+    // whatever project was loaded, untouched, and nothing was asked.
+    QTest::mouseClick(&view.closeButton(), Qt::LeftButton);
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    EXPECT_EQ(view.result(), QDialog::Rejected);
+    f.show();
+    QTest::keyClick(&view.newButton(), Qt::Key_Escape);
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    EXPECT_EQ(view.result(), QDialog::Rejected);
+    f.show();
+    view.close();
+    EXPECT_FALSE(f.studio.showWelcome());
+    EXPECT_EQ(f.studio.project(), before);
+    EXPECT_FALSE(f.studio.folder().has_value());
+    EXPECT_EQ(f.host.openRequests + f.host.newProjectRequests, 0);
+
+    // Both dialogs cancelled, and a failed open (the Studio's message): the sheet stays.
+    f.show();
     QTest::mouseClick(&view.openButton(), Qt::LeftButton);
     QTest::mouseClick(&view.newButton(), Qt::LeftButton);
-    EXPECT_EQ(fixture.host.openRequests, 1);
-    EXPECT_EQ(fixture.host.newProjectRequests, 1);
-    EXPECT_TRUE(fixture.studio.showWelcome());
-    EXPECT_TRUE(view.isVisible());
-
-    // A failed open is the Studio's message; the sheet stays for another choice.
-    fixture.host.openAnswers.push_back(temp / "Nada.podcastproject");
+    f.host.openAnswers.push_back(f.temp / "Nada.podcastproject");
     QTest::mouseClick(&view.openButton(), Qt::LeftButton);
-    EXPECT_TRUE(fixture.studio.message().has_value());
-    EXPECT_TRUE(view.isVisible());
+    EXPECT_EQ(f.host.openRequests, 2);
+    EXPECT_EQ(f.host.newProjectRequests, 1);
+    EXPECT_TRUE(f.studio.message().has_value());
+    EXPECT_TRUE(f.studio.showWelcome() && view.isVisible());
 
     // A new project created from the sheet closes it.
-    const std::filesystem::path created = temp / "Nuevo.podcastproject";
-    fixture.host.newProjectAnswers.push_back(created);
+    f.host.newProjectAnswers.push_back(f.folder);
     QTest::mouseClick(&view.newButton(), Qt::LeftButton);
-    EXPECT_EQ(fixture.host.newProjectRequests, 2);
-    EXPECT_EQ(fixture.studio.folder(), created);
-    EXPECT_FALSE(fixture.studio.showWelcome());
-    EXPECT_FALSE(view.isVisible());
-    fixture.settle();
-    EXPECT_TRUE(std::filesystem::exists(created / "project.json"));
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    f.settle();
+    EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
 
     // Shown again later (the recent project now exists), opening a saved project closes it.
-    fixture.studio.showWelcome = true;
-    showSheet(view);
+    f.show();
     EXPECT_TRUE(view.continueButton().isVisible());
-    EXPECT_EQ(view.recentName(), "Nuevo");
-    fixture.host.openAnswers.push_back(created);
+    f.host.openAnswers.push_back(f.folder);
     QTest::mouseClick(&view.openButton(), Qt::LeftButton);
-    ASSERT_TRUE(fixture.waitIdle());
-    EXPECT_FALSE(fixture.studio.showWelcome());
-    EXPECT_FALSE(view.isVisible());
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
 }
 
-TEST(WelcomeView, escapeClosesExactlyAsCerrarDoes)
-{
-    testing::uiApplication();
-    testing::StudioFixture fixture;
-    WelcomeView view(fixture.studio);
-    const PodcastProject before = fixture.studio.project();
-
-    showSheet(view);
-    QTest::mouseClick(&view.closeButton(), Qt::LeftButton);
-    EXPECT_FALSE(fixture.studio.showWelcome());
-    EXPECT_FALSE(view.isVisible());
-    EXPECT_EQ(view.result(), QDialog::Rejected);
-
-    fixture.studio.showWelcome = true;
-    showSheet(view);
-    QTest::keyClick(&view.newButton(), Qt::Key_Escape);
-    EXPECT_FALSE(fixture.studio.showWelcome());
-    EXPECT_FALSE(view.isVisible());
-    EXPECT_EQ(view.result(), QDialog::Rejected);
-
-    // The user is left with whatever project was loaded, untouched, and nothing was asked.
-    EXPECT_EQ(fixture.studio.project(), before);
-    EXPECT_FALSE(fixture.studio.folder().has_value());
-    EXPECT_EQ(fixture.host.openRequests + fixture.host.newProjectRequests, 0);
-
-    // The window's own close button counts as closing too.
-    fixture.studio.showWelcome = true;
-    showSheet(view);
-    view.close();
-    EXPECT_FALSE(fixture.studio.showWelcome());
-}
-
+} // namespace
 } // namespace tw

@@ -3,11 +3,9 @@
 // played back with Space and heard on the sink's monitor. The clock runs with the wall clock.
 #include "ui/MainWindow.hpp"
 
-#include "audio/PulseDeviceCatalog.hpp"
 #include "audio/PulseRig.hpp"
-#include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
-#include "ui/UiApplication.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QTest>
 
@@ -20,27 +18,9 @@ namespace {
 
 class WindowDevice : public rig::PulseRigTest {};
 
-struct DeviceWindow {
-    QApplication& application = testing::uiApplication();
-    ManualScheduler scheduler{testing::freshVirtualTime()};
-    testing::FakeStudioHost host;
-    MemorySettingsStore settings;
-    PulseDeviceCatalog catalog;
-    Studio studio{StudioEnvironment{
-        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
+// The application's window over a Studio on the sound server.
+struct DeviceWindow : testing::UiFirst, testing::SoundServerStudio {
     MainWindow window{studio, scheduler};
-
-    ~DeviceWindow()
-    {
-        runUntil([this] { return !studio.busy(); });
-        studio.flushSaves();
-    }
-    // Runs the event loop and the virtual clock with the wall clock until condition holds;
-    // false after half a minute (a hang, not a slow machine).
-    template <class Condition> bool runUntil(Condition condition)
-    {
-        return testing::runWithWallClock(scheduler, 30, condition);
-    }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
         QTest::keyClick(&window, key, modifiers);

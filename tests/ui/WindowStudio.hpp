@@ -1,20 +1,16 @@
-// A Studio for the window's tests: the offscreen application, the fixture's fakes and virtual
-// time, a project folder on disk holding the given clips, and the steps to reach a count-in or a
-// running take through the simulated microphone.
+// The interface tests' fixtures: the offscreen application made before anything of Qt, a Studio
+// on the fakes with a project folder holding the given clips (or the whole application over
+// them), and the gestures a person makes.
 #pragma once
 
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
+#include "ui/TapewrightApp.hpp"
 #include "ui/UiApplication.hpp"
 
-#include <QAbstractButton>
 #include <QMouseEvent>
+#include <QTest>
 
 #include <gtest/gtest.h>
-
-#include <cmath>
-#include <string>
-#include <vector>
 
 namespace tw::testing {
 
@@ -24,21 +20,13 @@ inline Segment clipAt(double at, double length, const std::string& file = "Media
     return placedClip(at, length, file, std::nullopt, start);
 }
 
-struct WindowStudio {
+// A base that makes the widget application first (the Studio would make a core one).
+struct UiFirst {
     QApplication& application = uiApplication();
-    StudioFixture fixture;
-    Studio& studio = fixture.studio;
-    TempFolder temp;
-    std::filesystem::path folder = temp / "Programa.podcastproject";
+};
 
-    explicit WindowStudio(std::vector<Segment> clips = {})
-    {
-        std::filesystem::create_directories(folder / "Media");
-        studio.folder = folder;
-        PodcastProject document;
-        document.segments = std::move(clips);
-        studio.project = document;
-    }
+struct WindowStudio : UiFirst, StudioFixture {
+    explicit WindowStudio(std::vector<Segment> clips = {}) { useFolder(std::move(clips)); }
 
     // Opens a project of two voice clips cut from a real take and a music bed, with their peaks.
     void openProgramme()
@@ -51,9 +39,7 @@ struct WindowStudio {
         document.musicFile = "Media/music-A.wav";
         document.musicOffset = 2.0;
         document.musicLength = 30.0;
-        writeProject(folder, document);
-        ASSERT_TRUE(fixture.openAndWait(folder));
-        ASSERT_FALSE(studio.message()) << *studio.message();
+        ASSERT_TRUE(open(document)) << studio.message().value_or("");
         ASSERT_EQ(studio.voiceWaveforms->size(), 1u);
         ASSERT_FALSE(studio.musicPeaks->empty());
         QCoreApplication::processEvents();
@@ -64,38 +50,64 @@ struct WindowStudio {
         studio.record();
         EXPECT_EQ(studio.countdown(), 3);
     }
-    // record() through the count-in until the take runs.
-    bool startTake()
+};
+
+// The whole application on the fakes, with a microphone at a real one's pace (30 s of tone).
+struct AppFixture : UiFirst, StudioFakes, StudioSteps<AppFixture> {
+    TapewrightApp app{environment()};
+    Studio& studio = app.studio();
+
+    AppFixture()
     {
-        startCountIn();
-        fixture.scheduler.advance(3.0);
-        return studio.recording();
+        inputOptions.pace = SimulatedAudioInput::Pace::realTime;
+        inputOptions.length = 48000 * 30;
     }
-    // Runs the studio clock until the take holds seconds of audio.
-    bool recordUntil(double seconds)
+    ~AppFixture() { finish(); }
+
+    // A project folder on disk that was never opened here, its music at half volume.
+    std::filesystem::path savedProject(const std::string& name)
     {
-        return fixture.waitUntil([&] {
-            fixture.scheduler.advance(0.1);
-            return studio.liveDuration >= seconds - 1e-9;
-        });
-    }
-    // Stops the take and waits until it is in the document.
-    bool finishTake()
-    {
-        studio.stopRecording();
-        return fixture.waitIdle();
+        PodcastProject document;
+        document.musicVolume = 0.5f;
+        writeProject(temp / name, document);
+        return temp / name;
     }
 };
 
-// A left-button mouse event at x, y in widget (press, move with the button held, release).
-inline void sendMouse(QWidget& widget, QEvent::Type type, double x, double y = 10)
+// Shows widget as the active window.
+inline void showActive(QWidget& widget)
 {
-    const QPointF local(x, y);
-    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
-    const Qt::MouseButtons held =
-        type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::MouseButtons(Qt::LeftButton);
-    QMouseEvent event(type, local, widget.mapToGlobal(local), button, held, Qt::NoModifier);
+    widget.show();
+    widget.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&widget));
+}
+
+// A left-button drag in widget from `from` through the points given, released at the last.
+inline void drag(QWidget& widget, QPoint from, std::initializer_list<QPoint> through)
+{
+    QTest::mousePress(&widget, Qt::LeftButton, {}, from);
+    QPoint last = from;
+    for (QPoint point : through)
+        QTest::mouseMove(&widget, last = point);
+    QTest::mouseRelease(&widget, Qt::LeftButton, {}, last);
+}
+
+// A mouse event of type at point in widget, delivered to it whatever lies over it (the test
+// windows overlap on the offscreen screen); the left button is held unless it is a hover.
+inline void sendMouse(QWidget& widget, QEvent::Type type, QPointF point, bool hover = false)
+{
+    const Qt::MouseButton button =
+        type == QEvent::MouseMove || hover ? Qt::NoButton : Qt::LeftButton;
+    const Qt::MouseButtons held = type == QEvent::MouseButtonRelease || hover
+                                      ? Qt::NoButton
+                                      : Qt::MouseButtons(Qt::LeftButton);
+    QMouseEvent event(type, point, widget.mapToGlobal(point), button, held, Qt::NoModifier);
     QCoreApplication::sendEvent(&widget, &event);
+}
+
+inline void hoverAt(QWidget& widget, QPointF point)
+{
+    sendMouse(widget, QEvent::MouseMove, point, true);
 }
 
 } // namespace tw::testing

@@ -1,0 +1,96 @@
+#include "studio/Studio.hpp"
+
+#include "support/StudioFixture.hpp"
+#include "support/TempProject.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+namespace {
+
+using testing::StudioFixture;
+using testing::TempFolder;
+
+// A project "Show" of one 12 s tone clip, opened with its peaks.
+struct ChapterProject {
+    TempFolder temp;
+    std::filesystem::path folder = temp / "Show.podcastproject";
+    StudioFixture f;
+    Studio& studio = f.studio;
+
+    ChapterProject()
+    {
+        testing::makeTone(folder / "Media" / "voice-1.wav", 12, 440);
+        PodcastProject document;
+        document.segments = {testing::placedClip(0, 12, "Media/voice-1.wav")};
+        testing::writeProject(folder, document);
+        EXPECT_TRUE(f.openAndWait(folder));
+    }
+    // The chapters as saved on disk.
+    std::vector<Chapter> saved()
+    {
+        f.settle();
+        return testing::readProject(folder).chapters;
+    }
+};
+
+TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
+{
+    ChapterProject p;
+    Studio& studio = p.studio;
+    studio.togglePlayback();
+    ASSERT_TRUE(p.f.waitIdle());
+    p.f.play(0.5);
+    studio.addChapter();
+    EXPECT_TRUE(studio.playing()) << "marking a chapter while listening";
+    studio.pause();
+    studio.seek(5);
+    studio.addChapter();
+    studio.addChapter(); // one is there already
+    ASSERT_EQ(studio.project->chapters.size(), 2u);
+    const Chapter second = studio.project->chapters[1];
+    EXPECT_EQ(second.title, "Capítulo 2");
+    EXPECT_EQ(second.time, 5.0);
+    EXPECT_EQ(p.saved(), studio.project->chapters);
+
+    const std::size_t steps = studio.undoStack->size();
+    studio.moveChapter(second.id, 40); // past the programme: at its end
+    EXPECT_EQ(studio.project->chapters[1].time, 12.0);
+    studio.renameChapter(second.id, "Entrevista");
+    studio.renameChapter(second.id, "");
+    EXPECT_EQ(studio.project->chapters[1].title, "Entrevista");
+    studio.busy = true;
+    studio.removeChapter(second.id);
+    studio.addChapter();
+    studio.busy = false;
+    EXPECT_EQ(studio.undoStack->size(), steps + 2);
+    studio.removeChapter(second.id);
+    EXPECT_EQ(p.saved().size(), 1u);
+    studio.undo();
+    studio.undo();
+    EXPECT_EQ(studio.project->chapters[1].title, "Capítulo 2");
+}
+
+TEST(StudioChapters, episodeDetailsRefuseACoverThatIsNoImageAndCopyOneThatIs)
+{
+    ChapterProject p;
+    Studio& studio = p.studio;
+    testfiles::makeImage(p.temp / "art.png");
+    testing::writeFile(p.temp / "notes.txt", "\xFF\xD8\xFF but no frame");
+    studio.setEpisodeDetails({"Episodio 1", "", "", std::nullopt}, p.temp / "notes.txt");
+    EXPECT_EQ(studio.message(), "La portada debe ser una imagen JPEG o PNG: notes.txt");
+    EXPECT_EQ(studio.project->episode, std::nullopt);
+    EXPECT_EQ(testing::countFiles(p.folder / "Media", "cover-"), 0);
+
+    studio.setEpisodeDetails({"Episodio 1", "", "", std::nullopt}, p.temp / "art.png");
+    const std::string cover = studio.project->episode.value().cover.value();
+    EXPECT_TRUE(cover.starts_with("Media/cover-") && Uuid::parse(cover.substr(12, 36)) &&
+                cover.substr(48) == ".png")
+        << cover;
+    EXPECT_EQ(testfiles::readBytes(p.folder / cover), testfiles::readBytes(p.temp / "art.png"));
+    studio.setEpisodeDetails({"", "", "", std::nullopt});
+    EXPECT_EQ(studio.project->episode, std::nullopt) << "nothing left to store";
+}
+
+} // namespace
+} // namespace tw

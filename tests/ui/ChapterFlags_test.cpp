@@ -1,0 +1,131 @@
+#include "ui/ChapterFlags.hpp"
+
+#include "ui/TimelineRuler.hpp"
+#include "ui/WindowStudio.hpp"
+
+#include <QAction>
+#include <QLineEdit>
+#include <QMenu>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace tw {
+namespace {
+
+using testing::clipAt;
+using testing::WindowStudio;
+
+// A ruler over a 60 s programme at zoom 10 (x = seconds × 10) with chapters at 12 s and 30 s.
+struct Flags {
+    WindowStudio w{{clipAt(0, 60)}};
+    Studio& studio = w.studio;
+    TimelineRuler ruler{studio, nullptr};
+
+    Flags()
+    {
+        studio.zoom = 10.0;
+        for (double at : {12.0, 30.0}) {
+            studio.seek(at);
+            studio.addChapter();
+        }
+        ruler.resize(900, TimelineRuler::stripHeight);
+        ruler.show();
+    }
+    ChapterFlags& layer() const { return *ruler.findChild<ChapterFlags*>(); }
+    ChapterFlag& flag(int i) const { return *layer().flags().at(std::size_t(i)); }
+    // A left-button event at ruler point x (the flag under it moves while dragged).
+    void send(ChapterFlag& target, QEvent::Type type, double x)
+    {
+        const QPointF at(x, 8);
+        const bool moving = type == QEvent::MouseMove;
+        QMouseEvent event(type, target.mapFrom(&ruler, at.toPoint()), ruler.mapToGlobal(at),
+                          moving ? Qt::NoButton : Qt::LeftButton,
+                          type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton,
+                          Qt::NoModifier);
+        QCoreApplication::sendEvent(&target, &event);
+    }
+    void drag(ChapterFlag& target, double from, double to)
+    {
+        send(target, QEvent::MouseButtonPress, from);
+        send(target, QEvent::MouseMove, (from + to) / 2);
+        send(target, QEvent::MouseMove, to);
+        send(target, QEvent::MouseButtonRelease, to);
+    }
+};
+
+TEST(ChapterFlags, flagsFollowTheChaptersAndTheirGesturesEditThemOnlyWhileIdle)
+{
+    Flags f;
+    Studio& studio = f.studio;
+    ASSERT_EQ(f.layer().flags().size(), 2u);
+    EXPECT_EQ(f.flag(0).x(), 120);
+    EXPECT_EQ(f.flag(1).x(), 300);
+    testing::saveScreenshot(f.ruler, QStringLiteral("ChapterFlags"));
+    QLineEdit& editor = f.layer().editor();
+
+    // While busy or recording nothing moves, opens or is offered.
+    const PodcastProject before = studio.project();
+    for (bool recording : {false, true}) {
+        studio.busy = !recording;
+        studio.recording = recording;
+        f.send(f.flag(0), QEvent::MouseButtonPress, 125);
+        f.send(f.flag(0), QEvent::MouseMove, 225);
+        EXPECT_EQ(f.flag(0).x(), 120) << "the flag stays put";
+        f.send(f.flag(0), QEvent::MouseButtonRelease, 225);
+        QTest::mouseDClick(&f.flag(0), Qt::LeftButton, {}, QPoint(4, 8));
+        EXPECT_FALSE(editor.isVisible());
+        std::unique_ptr<QMenu> menu(makeChapterMenu(
+            studio, before.chapters[0], [] {}, nullptr));
+        for (QAction* action : menu->actions())
+            EXPECT_FALSE(action->isEnabled());
+    }
+    studio.recording = false;
+    studio.busy = false;
+    EXPECT_EQ(studio.project(), before);
+
+    // A drag moves the flag with the pointer and the chapter once, at the release; past the
+    // other chapter the order follows the times, and so do the flags.
+    const std::size_t steps = studio.undoStack->size();
+    f.send(f.flag(0), QEvent::MouseButtonPress, 125);
+    f.send(f.flag(0), QEvent::MouseMove, 225);
+    EXPECT_EQ(f.flag(0).x(), 220);
+    EXPECT_EQ(studio.project->chapters[0].time, 12.0);
+    f.send(f.flag(0), QEvent::MouseButtonRelease, 225);
+    EXPECT_EQ(studio.project->chapters[0].time, 22.0);
+    EXPECT_EQ(studio.undoStack->size(), steps + 1);
+    f.drag(f.flag(0), 225, 405);
+    EXPECT_EQ(f.flag(1).x(), 400);
+    EXPECT_EQ(f.flag(1).chapter().title, "Capítulo 1");
+
+    // Three points or less is a click: the play head jumps to the chapter.
+    studio.seek(0);
+    f.drag(f.flag(0), 303, 306);
+    EXPECT_EQ(studio.position(), 30.0);
+    EXPECT_EQ(studio.project->chapters[0].time, 30.0);
+
+    // A double-click edits the title in place: Return keeps it, Escape drops it.
+    QTest::mouseDClick(&f.flag(0), Qt::LeftButton, {}, QPoint(4, 8));
+    ASSERT_TRUE(editor.isVisible());
+    EXPECT_EQ(editor.text(), "Capítulo 2");
+    QTest::keyClicks(&editor, QStringLiteral("  Entrevista "));
+    QTest::keyClick(&editor, Qt::Key_Return);
+    EXPECT_FALSE(editor.isVisible());
+    EXPECT_EQ(studio.project->chapters[0].title, "Entrevista");
+    QTest::mouseDClick(&f.flag(0), Qt::LeftButton, {}, QPoint(4, 8));
+    QTest::keyClicks(&editor, QStringLiteral("Otra"));
+    QTest::keyClick(&editor, Qt::Key_Escape);
+    EXPECT_FALSE(editor.isVisible());
+    EXPECT_EQ(studio.project->chapters[0].title, "Entrevista");
+
+    // The menu's second item deletes.
+    std::unique_ptr<QMenu> menu(makeChapterMenu(studio, studio.project->chapters[0], {}, nullptr));
+    EXPECT_EQ(menu->actions()[0]->text(), "Renombrar capítulo");
+    EXPECT_EQ(menu->actions()[1]->text(), "Eliminar capítulo");
+    menu->actions()[1]->trigger();
+    EXPECT_EQ(studio.project->chapters.size(), 1u);
+    EXPECT_EQ(f.layer().flags().size(), 1u);
+}
+
+} // namespace
+} // namespace tw
