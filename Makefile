@@ -15,7 +15,7 @@ OWN_BUILD      = -DTAPEWRIGHT_WERROR=ON -DBUILD_TESTING=ON
 DEB_FLAGS      = DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_CXXFLAGS_MAINT_STRIP="-g -O2" \
                  dpkg-buildflags --get
 
-.PHONY: setup build run test bench asan fuzz format package
+.PHONY: setup build run test bench asan fuzz format package mutants
 
 setup:
 	@scripts/setup
@@ -29,6 +29,10 @@ run: build
 
 test: build
 	@scripts/run-tests $(BUILD)
+
+# MUTANTS="name …" picks some of the faults in mutants/ by name; MUTANTS_TIMEOUT is per test.
+mutants: build
+	@scripts/mutants --build $(BUILD) --timeout $${MUTANTS_TIMEOUT:-300} $(MUTANTS)
 
 bench: setup
 	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(OWN_BUILD) -DTAPEWRIGHT_BENCH=ON \

@@ -14,15 +14,14 @@
 #include "audio/CafWriter.hpp"
 #include "audio/ExportSession.hpp"
 #include "audio/OfflineRenderer.hpp"
+#include "support/ExportAndWait.hpp"
 #include "voice/VoiceProcessor.hpp"
 
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <numbers>
 #include <optional>
 #include <random>
@@ -222,16 +221,7 @@ double exportProgramme(const fs::path& dir, const fs::path& out,
     session.setOutputPath(out);
     session.setMetadata({"Export bench", {}, {}, {}, {}});
     session.setLoudnessTarget(target);
-    std::mutex mutex;
-    std::condition_variable finished;
-    bool done = false;
-    session.exportAsynchronously([&] {
-        std::lock_guard lock(mutex);
-        done = true;
-        finished.notify_one();
-    });
-    std::unique_lock lock(mutex);
-    finished.wait(lock, [&] { return done; });
+    testing::exportAndWait(session);
     if (session.status() != ExportSession::Status::completed)
         fail(session.error().value_or(exportError(ExportError::failed)).description);
     return p.composition.duration().seconds();

@@ -6,6 +6,7 @@
 #include "audio/OfflineRenderer.hpp"
 #include "audio/Player.hpp"
 #include "base/ManualScheduler.hpp"
+#include "support/Treatments.hpp"
 #include "voice/VoiceDSP.hpp"
 
 #include <benchmark/benchmark.h>
@@ -57,17 +58,6 @@ public:
     }
     void unprepare() override {}
 };
-
-VoiceTreatment heaviestTreatment()
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::radio;
-    return treatment;
-}
 
 void check(bool ok, const std::string& what)
 {
@@ -194,7 +184,7 @@ void attachTaps(AudioMix& mix, Taps taps)
             parameters.tap = std::make_shared<GainTap>();
         else if (taps == Taps::treatment)
             parameters.tap = std::make_shared<TreatmentTap>(
-                parameters.trackID == 1 ? heaviestTreatment() : VoiceTreatment{});
+                parameters.trackID == 1 ? test::fullTreatment() : VoiceTreatment{});
     }
 }
 

@@ -1,5 +1,6 @@
 // Cost of the voice treatment per buffer: the DSP alone with the heaviest treatment, mono and
 // stereo, and the live tap (DSP and spectrum analyser) on a 512-frame stereo render buffer.
+#include "support/Treatments.hpp"
 #include "voice/LiveVoiceTap.hpp"
 #include "voice/VoiceDSP.hpp"
 
@@ -13,17 +14,6 @@
 
 namespace tw {
 namespace {
-
-VoiceTreatment heaviestTreatment()
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::radio;
-    return treatment;
-}
 
 std::vector<float> speechLikeNoise(std::size_t samples)
 {
@@ -41,7 +31,7 @@ void voiceDspProcess(benchmark::State& state)
 {
     const int channels = static_cast<int>(state.range(0));
     const int frames = static_cast<int>(state.range(1));
-    VoiceDSP dsp(heaviestTreatment());
+    VoiceDSP dsp(test::fullTreatment());
     dsp.prepare(48000.0, channels);
     std::vector<float> source = speechLikeNoise(static_cast<std::size_t>(frames) * channels);
     std::vector<float> buffer = source;
@@ -64,7 +54,7 @@ BENCHMARK(voiceDspProcess)->Args({1, 8192})->Args({2, 8192})->Args({2, 512});
 void liveTapProcess(benchmark::State& state)
 {
     SpectrumMonitor monitor;
-    auto made = liveVoiceTap(heaviestTreatment(), "voice", monitor);
+    auto made = liveVoiceTap(test::fullTreatment(), "voice", monitor);
     if (!made) {
         state.SkipWithError(made.error().description.c_str());
         return;

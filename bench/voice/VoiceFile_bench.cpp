@@ -4,6 +4,7 @@
 // the real-time factor; the whole program's run time is what the comparison script measures.
 // Without a file (as `make bench` runs it) it treats a minute of synthetic speech-like audio.
 #include "audio/AudioFileReader.hpp"
+#include "support/Treatments.hpp"
 #include "voice/VoiceDSP.hpp"
 #include "voice/VoiceProcessor.hpp"
 
@@ -62,13 +63,7 @@ int main(int argc, char** argv)
     }
     const std::size_t frames = samples.size() / channels;
 
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::radio;
-    VoiceDSP dsp(treatment);
+    VoiceDSP dsp(test::fullTreatment());
     dsp.prepare(rate, channels);
 
     // Wall time, and this thread's processor time, which a busy machine inflates less.

@@ -339,14 +339,19 @@ Result<int> FfmpegAudioFileReader::read(float* interleaved, int frames)
         if (!step)
             return step.error();
         if (step.value() == Step::end) {
-            av_frame_unref(frame_);
-            frameStart_ = position_;
-            length_ = position_; // what the decoder really delivered
+            reachedEnd();
             break;
         }
         frameStart_ = nextStart;
     }
     return done;
+}
+
+void FfmpegAudioFileReader::reachedEnd()
+{
+    av_frame_unref(frame_);
+    frameStart_ = position_;
+    length_ = position_; // what the decoder really delivered
 }
 
 Result<void> FfmpegAudioFileReader::skipTo(std::int64_t target)
@@ -366,9 +371,7 @@ Result<void> FfmpegAudioFileReader::skipTo(std::int64_t target)
         if (!step)
             return step.error();
         if (step.value() == Step::end) {
-            av_frame_unref(frame_);
-            frameStart_ = position_;
-            length_ = position_;
+            reachedEnd();
             return {};
         }
         frameStart_ = end;

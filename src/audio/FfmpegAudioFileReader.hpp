@@ -40,6 +40,8 @@ private:
     Result<Step> decodeNext();
     // Decodes on from the current position, discarding, until position_ == target or the end.
     Result<void> skipTo(std::int64_t target);
+    // The decoder has nothing more: the length becomes what it really delivered.
+    void reachedEnd();
     std::int64_t countFramesToEnd();
     // Seeking at or past the end: reads deliver nothing until the next seek.
     Result<void> moveToEnd();

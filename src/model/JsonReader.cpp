@@ -330,22 +330,31 @@ void Reader::beginObject()
     enter();
 }
 
-bool Reader::nextKey(std::string_view& key)
+// After an object's or an array's opening bracket or one of its values: true when another member
+// follows (its comma read), false at the closing bracket (read).
+bool Reader::another(char close, std::string_view expected)
 {
     skipWhitespace();
     bool& first = firstMember_[static_cast<std::size_t>(depth_)];
-    if (pos_ < text_.size() && text_[pos_] == '}') {
+    if (pos_ < text_.size() && text_[pos_] == close) {
         ++pos_;
         --depth_;
         return false;
     }
     if (!first) {
         if (pos_ >= text_.size() || text_[pos_] != ',')
-            fail("se esperaba ',' o '}'");
+            fail(expected);
         ++pos_;
-        skipWhitespace();
     }
     first = false;
+    return true;
+}
+
+bool Reader::nextKey(std::string_view& key)
+{
+    if (!another('}', "se esperaba ',' o '}'"))
+        return false;
+    skipWhitespace();
     if (pos_ >= text_.size() || text_[pos_] != '"')
         fail("se esperaba una clave");
     key = readString();
@@ -366,20 +375,7 @@ void Reader::beginArray()
 
 bool Reader::nextElement()
 {
-    skipWhitespace();
-    bool& first = firstMember_[static_cast<std::size_t>(depth_)];
-    if (pos_ < text_.size() && text_[pos_] == ']') {
-        ++pos_;
-        --depth_;
-        return false;
-    }
-    if (!first) {
-        if (pos_ >= text_.size() || text_[pos_] != ',')
-            fail("se esperaba ',' o ']'");
-        ++pos_;
-    }
-    first = false;
-    return true;
+    return another(']', "se esperaba ',' o ']'");
 }
 
 void Reader::skipValue()

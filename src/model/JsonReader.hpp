@@ -63,6 +63,7 @@ private:
     }
     void skipWhitespaceSlow();
     void enter();
+    bool another(char close, std::string_view expected);
     void expectLiteral(std::string_view literal);
     std::string_view readStringSlow(std::size_t contentStart);
     void appendEscape();

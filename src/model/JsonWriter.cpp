@@ -49,15 +49,21 @@ void Writer::key(std::string_view name)
     needsComma_ = false;
 }
 
-bool Writer::number(double value)
+// Numbers in the shortest text that reads back as the same value.
+template <class T> void Writer::shortest(T value)
 {
-    if (!std::isfinite(value))
-        return false;
     char buffer[32];
     auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
     separate();
     out_.append(buffer, result.ptr);
     needsComma_ = true;
+}
+
+bool Writer::number(double value)
+{
+    if (!std::isfinite(value))
+        return false;
+    shortest(value);
     return true;
 }
 
@@ -65,21 +71,13 @@ bool Writer::number(float value)
 {
     if (!std::isfinite(value))
         return false;
-    char buffer[32];
-    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    separate();
-    out_.append(buffer, result.ptr);
-    needsComma_ = true;
+    shortest(value);
     return true;
 }
 
 void Writer::integer(long long value)
 {
-    char buffer[24];
-    auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    separate();
-    out_.append(buffer, result.ptr);
-    needsComma_ = true;
+    shortest(value);
 }
 
 void Writer::boolean(bool value)

@@ -32,6 +32,7 @@ public:
 
 private:
     void separate();
+    template <class T> void shortest(T value);
 
     std::string& out_;
     bool needsComma_ = false;

@@ -4,12 +4,15 @@
 #include "model/JsonReader.hpp"
 #include "model/JsonWriter.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <stdexcept>
 #include <type_traits>
+#include <variant>
 
 namespace tw {
 
@@ -33,173 +36,280 @@ public:
 };
 
 // ---------------------------------------------------------------------------------------------
+// The keys
+
+// A programme is never a day long: a time beyond that is damage, and the arithmetic done with
+// it later (1e308 plus anything) stops being finite.
+constexpr double maximumTime = 24 * 60 * 60;
+// A volume or clip gain of 16 is already +24 dB; equaliser gains in dB are held to the same.
+constexpr double maximumVolume = 16;
+const double maximumDecibels = 20 * std::log10(maximumVolume);
+
+// A required key must be present; a filled one is a required text that may not be empty for the
+// document to open. An optional one may be absent or null; when its value is a list, an empty one
+// is left out and null reads as empty.
+enum class Need { optional, required, filled };
+// What the numbers of a key must lie within for the document to open. A position is a time on
+// the timeline, so never before its start.
+enum class Bound { none, time, position, volume, decibels };
+
+struct Range {
+    double low;
+    double high;
+};
+
+Range rangeOf(Bound bound)
+{
+    switch (bound) {
+    case Bound::time:
+        return {-maximumTime, maximumTime};
+    case Bound::position:
+        return {0, maximumTime};
+    case Bound::volume:
+        return {-maximumVolume, maximumVolume};
+    case Bound::decibels:
+        return {-maximumDecibels, maximumDecibels};
+    case Bound::none:
+        break;
+    }
+    return {-std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
+}
+
+// Every type a key holds. A key of a new type adds the type here and, unless it is an object with
+// a table of its own or a list of such objects, its read and write below.
+template <class Owner>
+using Member =
+    std::variant<int Owner::*, bool Owner::*, float Owner::*, double Owner::*, Uuid Owner::*,
+                 Preset Owner::*, std::string Owner::*, SharedText Owner::*,
+                 std::optional<std::string> Owner::*, std::optional<bool> Owner::*,
+                 std::optional<float> Owner::*, std::optional<double> Owner::*,
+                 std::optional<std::vector<double>> Owner::*, std::vector<Segment> Owner::*,
+                 std::optional<VoiceTreatment> Owner::*, std::optional<LoudnessTarget> Owner::*,
+                 std::vector<Chapter> Owner::*, std::optional<EpisodeDetails> Owner::*>;
+
+// One key of an object: read, written and checked as its member's type says. An optional member
+// is left out when absent and reads null as absent.
+template <class Owner> struct Key {
+    std::string_view name;
+    Member<Owner> member;
+    Need need = Need::optional;
+    Bound bound = Bound::none;
+};
+
+constexpr Need required = Need::required;
+constexpr Need optional = Need::optional;
+constexpr Need filled = Need::filled;
+
+// In the order they are written.
+constexpr Key<PodcastProject> projectKeys[] = {
+    {"version", &PodcastProject::version, required},
+    {"voiceFile", &PodcastProject::voiceFile},
+    {"musicFile", &PodcastProject::musicFile},
+    {"segments", &PodcastProject::segments, required},
+    {"recordingPending", &PodcastProject::recordingPending, required},
+    {"voiceVolume", &PodcastProject::voiceVolume, required, Bound::volume},
+    {"musicVolume", &PodcastProject::musicVolume, required, Bound::volume},
+    {"fadeIn", &PodcastProject::fadeIn, required, Bound::time},
+    {"fadeOut", &PodcastProject::fadeOut, required, Bound::time},
+    {"treatment", &PodcastProject::treatment},
+    {"playhead", &PodcastProject::playhead, optional, Bound::time},
+    {"timelineZoom", &PodcastProject::timelineZoom}, // clamped when opened, never refused
+    {"pendingVoiceFile", &PodcastProject::pendingVoiceFile},
+    {"pendingStart", &PodcastProject::pendingStart, optional, Bound::time},
+    {"musicSourceStart", &PodcastProject::musicSourceStart, optional, Bound::time},
+    {"musicLength", &PodcastProject::musicLength, optional, Bound::time},
+    {"musicOffset", &PodcastProject::musicOffset, optional, Bound::time},
+    {"fadeInStart", &PodcastProject::fadeInStart, optional, Bound::time},
+    {"fadeInEnd", &PodcastProject::fadeInEnd, optional, Bound::time},
+    {"fadeOutStart", &PodcastProject::fadeOutStart, optional, Bound::time},
+    {"fadeOutEnd", &PodcastProject::fadeOutEnd, optional, Bound::time},
+    {"loudnessTarget", &PodcastProject::loudnessTarget}, // absent: the podcast norm
+    {"chapters", &PodcastProject::chapters},
+    {"episode", &PodcastProject::episode},
+};
+
+constexpr Key<Segment> segmentKeys[] = {
+    {"id", &Segment::id, required},
+    {"start", &Segment::start, required, Bound::time},
+    {"duration", &Segment::duration, required, Bound::time},
+    {"file", &Segment::file},
+    {"timelineStart", &Segment::timelineStart, optional, Bound::time},
+    {"gain", &Segment::gain, optional, Bound::volume},
+};
+
+constexpr Key<VoiceTreatment> treatmentKeys[] = {
+    {"enhance", &VoiceTreatment::enhance, required},
+    {"reduceNoise", &VoiceTreatment::reduceNoise, required},
+    {"level", &VoiceTreatment::level},
+    {"bass", &VoiceTreatment::bass, optional, Bound::decibels},
+    {"mid", &VoiceTreatment::mid, optional, Bound::decibels},
+    {"treble", &VoiceTreatment::treble, optional, Bound::decibels},
+    {"eqBands", &VoiceTreatment::eqBands, optional, Bound::decibels},
+    {"preset", &VoiceTreatment::preset, required},
+};
+
+constexpr Key<Chapter> chapterKeys[] = {
+    {"id", &Chapter::id, required},
+    {"time", &Chapter::time, required, Bound::position},
+    {"title", &Chapter::title, filled},
+};
+
+constexpr Key<EpisodeDetails> episodeKeys[] = {
+    {"title", &EpisodeDetails::title},
+    {"author", &EpisodeDetails::author},
+    {"show", &EpisodeDetails::show},
+    {"cover", &EpisodeDetails::cover}, // checked to stay inside the project when opened
+};
+
+// Which keys were seen is kept in one 64-bit word.
+static_assert(std::size(projectKeys) <= 64);
+
+std::span<const Key<PodcastProject>> keysOf(const PodcastProject&)
+{
+    return projectKeys;
+}
+std::span<const Key<Segment>> keysOf(const Segment&)
+{
+    return segmentKeys;
+}
+std::span<const Key<VoiceTreatment>> keysOf(const VoiceTreatment&)
+{
+    return treatmentKeys;
+}
+std::span<const Key<Chapter>> keysOf(const Chapter&)
+{
+    return chapterKeys;
+}
+std::span<const Key<EpisodeDetails>> keysOf(const EpisodeDetails&)
+{
+    return episodeKeys;
+}
+
+// An object of the document: one whose keys have a table.
+template <class T>
+concept Described = requires(const T& object)
+{
+    keysOf(object);
+};
+
+// Which object a key belongs to, for the messages: "fadeIn", "segments[2].id",
+// "treatment.preset". Built only when a message needs it.
+struct Place {
+    std::string_view parent; // empty at the top level
+    std::optional<std::size_t> index;
+
+    std::string path(std::string_view key) const
+    {
+        if (parent.empty())
+            return std::string(key);
+        std::string text(parent);
+        if (index)
+            text += "[" + std::to_string(*index) + "]";
+        return text.append(".").append(key);
+    }
+};
+
+// Runs inside(), with `place` standing for an object nested in the current one.
+template <class Inside> void nested(Place& place, Place inner, Inside&& inside)
+{
+    const Place outer = place;
+    place = inner;
+    inside();
+    place = outer;
+}
+
+// ---------------------------------------------------------------------------------------------
 // Writing
 
 class ProjectEncoder {
 public:
     explicit ProjectEncoder(std::string& out) : out_(out) {}
 
-    void write(const PodcastProject& p)
+    template <class Owner> void object(const Owner& owner)
     {
         out_.beginObject();
-        out_.key("version");
-        out_.integer(p.version);
-        optionalText("voiceFile", p.voiceFile);
-        optionalText("musicFile", p.musicFile);
-        out_.key("segments");
-        out_.beginArray();
-        for (std::size_t i = 0; i < p.segments.size(); ++i) {
-            segmentIndex_ = i;
-            write(p.segments[i]);
-        }
-        segmentIndex_.reset();
-        out_.endArray();
-        out_.key("recordingPending");
-        out_.boolean(p.recordingPending);
-        number("voiceVolume", p.voiceVolume);
-        number("musicVolume", p.musicVolume);
-        number("fadeIn", p.fadeIn);
-        number("fadeOut", p.fadeOut);
-        if (p.treatment) {
-            inTreatment_ = true;
-            out_.key("treatment");
-            write(*p.treatment);
-            inTreatment_ = false;
-        }
-        optionalNumber("playhead", p.playhead);
-        optionalNumber("timelineZoom", p.timelineZoom);
-        optionalText("pendingVoiceFile", p.pendingVoiceFile);
-        optionalNumber("pendingStart", p.pendingStart);
-        optionalNumber("musicSourceStart", p.musicSourceStart);
-        optionalNumber("musicLength", p.musicLength);
-        optionalNumber("musicOffset", p.musicOffset);
-        optionalNumber("fadeInStart", p.fadeInStart);
-        optionalNumber("fadeInEnd", p.fadeInEnd);
-        optionalNumber("fadeOutStart", p.fadeOutStart);
-        optionalNumber("fadeOutEnd", p.fadeOutEnd);
-        if (p.loudnessTarget) {
-            out_.key("loudnessTarget");
-            (void)out_.string(loudnessTargetText(*p.loudnessTarget));
-        }
-        if (!p.chapters.empty()) {
-            out_.key("chapters");
-            out_.beginArray();
-            for (std::size_t i = 0; i < p.chapters.size(); ++i) {
-                scope_ = "chapters[" + std::to_string(i) + "].";
-                write(p.chapters[i]);
-            }
-            scope_.clear();
-            out_.endArray();
-        }
-        if (p.episode) {
-            out_.key("episode");
-            scope_ = "episode.";
-            write(*p.episode);
-            scope_.clear();
-        }
+        for (const Key<Owner>& key : keysOf(owner))
+            std::visit([&](auto member) { writeKey(owner.*member, key.name, key.need); },
+                       key.member);
         out_.endObject();
     }
 
 private:
-    void write(const Chapter& c)
-    {
-        out_.beginObject();
-        out_.key("id");
-        out_.uuid(c.id);
-        number("time", c.time);
-        optionalText("title", c.title);
-        out_.endObject();
-    }
-
-    void write(const EpisodeDetails& e)
-    {
-        out_.beginObject();
-        optionalText("title", e.title);
-        optionalText("author", e.author);
-        optionalText("show", e.show);
-        optionalText("cover", e.cover);
-        out_.endObject();
-    }
-
-    void write(const Segment& s)
-    {
-        out_.beginObject();
-        out_.key("id");
-        out_.uuid(s.id);
-        number("start", s.start);
-        number("duration", s.duration);
-        optionalText("file", s.file);
-        optionalNumber("timelineStart", s.timelineStart);
-        optionalNumber("gain", s.gain);
-        out_.endObject();
-    }
-
-    void write(const VoiceTreatment& t)
-    {
-        out_.beginObject();
-        out_.key("enhance");
-        out_.boolean(t.enhance);
-        out_.key("reduceNoise");
-        out_.boolean(t.reduceNoise);
-        if (t.level) {
-            out_.key("level");
-            out_.boolean(*t.level);
-        }
-        optionalNumber("bass", t.bass);
-        optionalNumber("mid", t.mid);
-        optionalNumber("treble", t.treble);
-        if (t.eqBands) {
-            out_.key("eqBands");
-            out_.beginArray();
-            for (double gain : *t.eqBands)
-                if (!out_.number(gain))
-                    throw FormatFailure("No se puede guardar un número no finito en \"" +
-                                        path("eqBands") + "\".");
-            out_.endArray();
-        }
-        out_.key("preset");
-        (void)out_.string(presetText(t.preset));
-        out_.endObject();
-    }
-
-    template <class T> void number(std::string_view key, T value)
+    // A key is left out when its optional value is absent or its optional list empty.
+    template <class T> void writeKey(const T& value, std::string_view key, Need)
     {
         out_.key(key);
+        write(value, key);
+    }
+    template <class T> void writeKey(const std::optional<T>& value, std::string_view key, Need)
+    {
+        if (value) {
+            out_.key(key);
+            write(*value, key);
+        }
+    }
+    void writeKey(const SharedText& value, std::string_view key, Need)
+    {
+        if (value) {
+            out_.key(key);
+            write(*value, key);
+        }
+    }
+    template <class T> void writeKey(const std::vector<T>& values, std::string_view key, Need need)
+    {
+        if (need != Need::optional || !values.empty()) {
+            out_.key(key);
+            write(values, key);
+        }
+    }
+
+    void write(int value, std::string_view) { out_.integer(value); }
+    void write(bool value, std::string_view) { out_.boolean(value); }
+    void write(const Uuid& value, std::string_view) { out_.uuid(value); }
+    void write(Preset value, std::string_view) { (void)out_.string(presetText(value)); }
+    void write(LoudnessTarget value, std::string_view)
+    {
+        (void)out_.string(loudnessTargetText(value));
+    }
+
+    template <class T>
+    requires std::is_floating_point_v<T>
+    void write(T value, std::string_view key)
+    {
         if (!out_.number(value))
-            throw FormatFailure("No se puede guardar un número no finito en \"" + path(key) +
+            throw FormatFailure("No se puede guardar un número no finito en \"" + place_.path(key) +
                                 "\".");
     }
 
-    template <class T> void optionalNumber(std::string_view key, const std::optional<T>& value)
+    void write(const std::string& value, std::string_view key)
     {
-        if (value)
-            number(key, *value);
+        if (!out_.string(value))
+            throw FormatFailure("El texto de \"" + place_.path(key) + "\" no es UTF-8 válido.");
     }
 
-    void optionalText(std::string_view key, const std::optional<std::string>& value)
+    void write(const std::vector<double>& values, std::string_view key)
     {
-        if (!value)
-            return;
-        out_.key(key);
-        if (!out_.string(*value))
-            throw FormatFailure("El texto de \"" + path(key) + "\" no es UTF-8 válido.");
+        out_.beginArray();
+        for (double value : values)
+            write(value, key);
+        out_.endArray();
     }
 
-    std::string path(std::string_view key) const
+    template <Described Item> void write(const std::vector<Item>& items, std::string_view key)
     {
-        if (!scope_.empty())
-            return scope_ + std::string(key);
-        if (segmentIndex_)
-            return "segments[" + std::to_string(*segmentIndex_) + "]." + std::string(key);
-        if (inTreatment_)
-            return "treatment." + std::string(key);
-        return std::string(key);
+        out_.beginArray();
+        for (std::size_t i = 0; i < items.size(); ++i)
+            nested(place_, {key, i}, [&] { object(items[i]); });
+        out_.endArray();
+    }
+
+    template <Described Object> void write(const Object& value, std::string_view key)
+    {
+        nested(place_, {key, std::nullopt}, [&] { object(value); });
     }
 
     json::Writer out_;
-    std::optional<std::size_t> segmentIndex_;
-    bool inTreatment_ = false;
-    std::string scope_; // "chapters[2]." or "episode." while inside one
+    Place place_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -214,230 +324,35 @@ public:
         if (in_.peekKind() != json::ValueKind::object)
             throw FormatFailure("El proyecto no es un objeto JSON.");
         PodcastProject p;
-        Required required;
-        std::string_view key;
-        in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "version") {
-                p.version = version(required.see(0, "version"));
-            } else if (key == "voiceFile") {
-                p.voiceFile = optionalText("voiceFile");
-            } else if (key == "musicFile") {
-                p.musicFile = optionalText("musicFile");
-            } else if (key == "segments") {
-                p.segments = segments(required.see(1, "segments"));
-            } else if (key == "recordingPending") {
-                p.recordingPending = boolean(required.see(2, "recordingPending"));
-            } else if (key == "voiceVolume") {
-                p.voiceVolume = number<float>(required.see(3, "voiceVolume"));
-            } else if (key == "musicVolume") {
-                p.musicVolume = number<float>(required.see(4, "musicVolume"));
-            } else if (key == "fadeIn") {
-                p.fadeIn = number<double>(required.see(5, "fadeIn"));
-            } else if (key == "fadeOut") {
-                p.fadeOut = number<double>(required.see(6, "fadeOut"));
-            } else if (key == "treatment") {
-                p.treatment = optionalTreatment();
-            } else if (key == "playhead") {
-                p.playhead = optionalNumber<double>("playhead");
-            } else if (key == "timelineZoom") {
-                p.timelineZoom = optionalNumber<double>("timelineZoom");
-            } else if (key == "pendingVoiceFile") {
-                p.pendingVoiceFile = optionalText("pendingVoiceFile");
-            } else if (key == "pendingStart") {
-                p.pendingStart = optionalNumber<double>("pendingStart");
-            } else if (key == "musicSourceStart") {
-                p.musicSourceStart = optionalNumber<double>("musicSourceStart");
-            } else if (key == "musicLength") {
-                p.musicLength = optionalNumber<double>("musicLength");
-            } else if (key == "musicOffset") {
-                p.musicOffset = optionalNumber<double>("musicOffset");
-            } else if (key == "fadeInStart") {
-                p.fadeInStart = optionalNumber<double>("fadeInStart");
-            } else if (key == "fadeInEnd") {
-                p.fadeInEnd = optionalNumber<double>("fadeInEnd");
-            } else if (key == "fadeOutStart") {
-                p.fadeOutStart = optionalNumber<double>("fadeOutStart");
-            } else if (key == "fadeOutEnd") {
-                p.fadeOutEnd = optionalNumber<double>("fadeOutEnd");
-            } else if (key == "loudnessTarget") {
-                p.loudnessTarget = optionalLoudnessTarget("loudnessTarget");
-            } else if (key == "chapters") {
-                p.chapters = chapters();
-            } else if (key == "episode") {
-                p.episode = optionalEpisode();
-            } else {
-                in_.skipValue(); // a newer writer's key
-            }
-        }
+        object(p);
         in_.finish();
-        required.check({"version", "segments", "recordingPending", "voiceVolume", "musicVolume",
-                        "fadeIn", "fadeOut"},
-                       *this);
         return p;
     }
 
 private:
-    // Which required keys of the current object were seen.
-    struct Required {
-        std::uint32_t seen = 0;
-        std::string_view see(int bit, std::string_view key)
-        {
-            seen |= 1u << bit;
-            return key;
-        }
-        void check(std::initializer_list<std::string_view> keys, const ProjectDecoder& decoder)
-        {
-            int bit = 0;
-            for (std::string_view key : keys) {
-                if (!(seen & (1u << bit)))
-                    throw FormatFailure("Falta la clave obligatoria \"" + decoder.path(key) +
-                                        "\".");
-                ++bit;
-            }
-        }
-    };
-
-    std::vector<Segment> segments(std::string_view key)
+    // Unknown keys (a newer writer's) are skipped; of a key given twice the last value counts.
+    template <class Owner> void object(Owner& owner)
     {
-        expect(json::ValueKind::array, key, "una lista");
-        std::vector<Segment> list;
-        in_.beginArray();
-        while (in_.nextElement()) {
-            segmentIndex_ = list.size();
-            list.push_back(segment());
-        }
-        segmentIndex_.reset();
-        return list;
-    }
-
-    Segment segment()
-    {
-        if (in_.peekKind() != json::ValueKind::object)
-            throw FormatFailure("El elemento \"segments[" + std::to_string(*segmentIndex_) +
-                                "]\" debe ser un objeto.");
-        // Copying a blank clip skips drawing a random identifier that the stored one replaces.
-        static const Segment blank;
-        Segment s = blank;
-        Required required;
-        std::string_view key;
+        const std::span<const Key<Owner>> keys = keysOf(owner);
+        std::uint64_t seen = 0;
+        std::string_view name;
         in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "id") {
-                s.id = uuid(required.see(0, "id"));
-            } else if (key == "start") {
-                s.start = number<double>(required.see(1, "start"));
-            } else if (key == "duration") {
-                s.duration = number<double>(required.see(2, "duration"));
-            } else if (key == "file") {
-                s.file = optionalText("file");
-            } else if (key == "timelineStart") {
-                s.timelineStart = optionalNumber<double>("timelineStart");
-            } else if (key == "gain") {
-                s.gain = optionalNumber<float>("gain");
-            } else {
+        while (in_.nextKey(name)) {
+            auto key = std::find_if(keys.begin(), keys.end(),
+                                    [name](const Key<Owner>& k) { return k.name == name; });
+            if (key == keys.end()) {
                 in_.skipValue();
+                continue;
             }
+            seen |= std::uint64_t{1} << (key - keys.begin());
+            std::visit([&](auto member) { readKey(owner.*member, key->name, key->need); },
+                       key->member);
         }
-        required.check({"id", "start", "duration"}, *this);
-        return s;
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            if (keys[i].need != Need::optional && !(seen & (std::uint64_t{1} << i)))
+                throw FormatFailure("Falta la clave obligatoria \"" + place_.path(keys[i].name) +
+                                    "\".");
     }
-
-    // Absent or null: no chapters. Read in stored order, like the segments.
-    std::vector<Chapter> chapters()
-    {
-        std::vector<Chapter> list;
-        if (takeNull())
-            return list;
-        expect(json::ValueKind::array, "chapters", "una lista");
-        in_.beginArray();
-        while (in_.nextElement()) {
-            scope_ = "chapters[" + std::to_string(list.size()) + "].";
-            if (in_.peekKind() != json::ValueKind::object)
-                throw FormatFailure("El elemento \"" + scope_.substr(0, scope_.size() - 1) +
-                                    "\" debe ser un objeto.");
-            Chapter& c = list.emplace_back();
-            Required required;
-            std::string_view key;
-            in_.beginObject();
-            while (in_.nextKey(key)) {
-                if (key == "id")
-                    c.id = uuid(required.see(0, "id"));
-                else if (key == "time")
-                    c.time = number<double>(required.see(1, "time"));
-                else if (key == "title")
-                    c.title = text(required.see(2, "title"));
-                else
-                    in_.skipValue();
-            }
-            required.check({"id", "time", "title"}, *this);
-        }
-        scope_.clear();
-        return list;
-    }
-
-    std::optional<EpisodeDetails> optionalEpisode()
-    {
-        if (takeNull())
-            return std::nullopt;
-        expect(json::ValueKind::object, "episode", "un objeto");
-        scope_ = "episode.";
-        EpisodeDetails e;
-        std::string_view key;
-        in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "title")
-                e.title = optionalText("title");
-            else if (key == "author")
-                e.author = optionalText("author");
-            else if (key == "show")
-                e.show = optionalText("show");
-            else if (key == "cover")
-                e.cover = optionalText("cover");
-            else
-                in_.skipValue();
-        }
-        scope_.clear();
-        return e;
-    }
-
-    std::optional<VoiceTreatment> optionalTreatment()
-    {
-        if (takeNull())
-            return std::nullopt;
-        expect(json::ValueKind::object, "treatment", "un objeto");
-        inTreatment_ = true;
-        VoiceTreatment t;
-        Required required;
-        std::string_view key;
-        in_.beginObject();
-        while (in_.nextKey(key)) {
-            if (key == "enhance") {
-                t.enhance = boolean(required.see(0, "enhance"));
-            } else if (key == "reduceNoise") {
-                t.reduceNoise = boolean(required.see(1, "reduceNoise"));
-            } else if (key == "level") {
-                t.level = takeNull() ? std::nullopt : std::optional<bool>(boolean("level"));
-            } else if (key == "bass") {
-                t.bass = optionalNumber<double>("bass");
-            } else if (key == "mid") {
-                t.mid = optionalNumber<double>("mid");
-            } else if (key == "treble") {
-                t.treble = optionalNumber<double>("treble");
-            } else if (key == "eqBands") {
-                t.eqBands = optionalNumberList("eqBands");
-            } else if (key == "preset") {
-                t.preset = preset(required.see(2, "preset"));
-            } else {
-                in_.skipValue();
-            }
-        }
-        required.check({"enhance", "reduceNoise", "preset"}, *this);
-        inTreatment_ = false;
-        return t;
-    }
-
-    // Values --------------------------------------------------------------------------------
 
     bool takeNull()
     {
@@ -450,128 +365,213 @@ private:
     void expect(json::ValueKind kind, std::string_view key, std::string_view kindName)
     {
         if (in_.peekKind() != kind)
-            throw FormatFailure("La clave \"" + path(key) + "\" debe ser " + std::string(kindName) +
-                                ".");
+            throw FormatFailure("La clave \"" + place_.path(key) + "\" debe ser " +
+                                std::string(kindName) + ".");
+    }
+
+    template <class T> void readKey(T& value, std::string_view key, Need) { read(value, key); }
+    template <class T> void readKey(std::vector<T>& values, std::string_view key, Need need)
+    {
+        values.clear(); // of a key given twice the last value counts
+        if (need != Need::optional || !takeNull())
+            read(values, key);
+    }
+
+    template <class T> void read(std::optional<T>& value, std::string_view key)
+    {
+        if (takeNull()) {
+            value.reset();
+            return;
+        }
+        T present{};
+        read(present, key);
+        value = std::move(present);
+    }
+
+    void read(SharedText& value, std::string_view key)
+    {
+        std::optional<std::string> text;
+        read(text, key);
+        value = text ? SharedText(std::move(*text)) : SharedText();
     }
 
     // Any whole number names a version. One too large for this reader is none it can open (0),
     // so that opening refuses it as an unsupported version rather than as a damaged file.
-    int version(std::string_view key)
+    void read(int& version, std::string_view key)
     {
         expect(json::ValueKind::number, key, "un número entero");
         const std::string_view text = in_.readNumber();
-        if (const std::optional<long long> value = json::integerValue(text))
-            return *value < std::numeric_limits<int>::min() ||
-                           *value > std::numeric_limits<int>::max()
-                       ? 0
-                       : static_cast<int>(*value);
+        if (const std::optional<long long> value = json::integerValue(text)) {
+            version =
+                *value < std::numeric_limits<int>::min() || *value > std::numeric_limits<int>::max()
+                    ? 0
+                    : static_cast<int>(*value);
+            return;
+        }
         if (const std::optional<double> value = json::doubleValue(text);
-            value && std::isfinite(*value) && *value == std::trunc(*value))
-            return 0;
-        throw FormatFailure("La clave \"" + path(key) + "\" debe ser un número entero.");
+            value && std::isfinite(*value) && *value == std::trunc(*value)) {
+            version = 0;
+            return;
+        }
+        throw FormatFailure("La clave \"" + place_.path(key) + "\" debe ser un número entero.");
     }
 
-    template <class T> T number(std::string_view key)
+    template <class T>
+    requires std::is_floating_point_v<T>
+    void read(T& value, std::string_view key)
     {
         expect(json::ValueKind::number, key, "un número");
         std::string_view text = in_.readNumber();
-        std::optional<T> value;
+        std::optional<T> parsed;
         if constexpr (std::is_same_v<T, float>)
-            value = json::floatValue(text);
+            parsed = json::floatValue(text);
         else
-            value = json::doubleValue(text);
-        if (!value)
-            throw FormatFailure(numberOutOfRange(path(key), text).description);
-        return *value;
+            parsed = json::doubleValue(text);
+        if (!parsed)
+            throw FormatFailure(numberOutOfRange(place_.path(key), text).description);
+        value = *parsed;
     }
 
-    template <class T> std::optional<T> optionalNumber(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        return number<T>(key);
-    }
-
-    std::optional<std::vector<double>> optionalNumberList(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        expect(json::ValueKind::array, key, "una lista de números");
-        std::vector<double> list;
-        in_.beginArray();
-        while (in_.nextElement())
-            list.push_back(number<double>(key));
-        return list;
-    }
-
-    bool boolean(std::string_view key)
+    void read(bool& value, std::string_view key)
     {
         expect(json::ValueKind::boolean, key, "true o false");
-        return in_.readBoolean();
+        value = in_.readBoolean();
     }
 
-    std::string text(std::string_view key)
+    void read(std::string& value, std::string_view key)
     {
         expect(json::ValueKind::string, key, "un texto");
-        return std::string(in_.readString());
+        value = in_.readString();
     }
 
-    std::optional<std::string> optionalText(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        return text(key);
-    }
-
-    Uuid uuid(std::string_view key)
+    void read(Uuid& value, std::string_view key)
     {
         expect(json::ValueKind::string, key, "un texto");
-        std::string_view value = in_.readString();
-        std::optional<Uuid> id = Uuid::parse(value);
+        std::optional<Uuid> id = Uuid::parse(in_.readString());
         if (!id)
-            throw FormatFailure("La clave \"" + path(key) + "\" no es un UUID válido.");
-        return *id;
+            throw FormatFailure("La clave \"" + place_.path(key) + "\" no es un UUID válido.");
+        value = *id;
     }
 
-    std::optional<LoudnessTarget> optionalLoudnessTarget(std::string_view key)
-    {
-        if (takeNull())
-            return std::nullopt;
-        expect(json::ValueKind::string, key, "un texto");
-        std::string_view value = in_.readString();
-        std::optional<LoudnessTarget> target = loudnessTargetFromText(value);
-        if (!target)
-            throw FormatFailure("La clave \"" + path(key) + "\" tiene un valor desconocido: \"" +
-                                std::string(value.substr(0, 60)) + "\".");
-        return target;
-    }
-
-    Preset preset(std::string_view key)
+    // A choice stored as its text; a text that names none is refused.
+    template <class Choice>
+    void readChoice(Choice& value, std::string_view key,
+                    std::optional<Choice> (*fromText)(std::string_view))
     {
         expect(json::ValueKind::string, key, "un texto");
-        std::string_view value = in_.readString();
-        std::optional<Preset> preset = presetFromText(value);
-        if (!preset)
-            throw FormatFailure("La clave \"" + path(key) + "\" tiene un valor desconocido: \"" +
-                                std::string(value.substr(0, 60)) + "\".");
-        return *preset;
+        std::string_view text = in_.readString();
+        std::optional<Choice> choice = fromText(text);
+        if (!choice)
+            throw FormatFailure("La clave \"" + place_.path(key) +
+                                "\" tiene un valor desconocido: \"" +
+                                std::string(text.substr(0, 60)) + "\".");
+        value = *choice;
     }
 
-    std::string path(std::string_view key) const
+    void read(Preset& value, std::string_view key) { readChoice(value, key, presetFromText); }
+    void read(LoudnessTarget& value, std::string_view key)
     {
-        if (!scope_.empty())
-            return scope_ + std::string(key);
-        if (segmentIndex_)
-            return "segments[" + std::to_string(*segmentIndex_) + "]." + std::string(key);
-        if (inTreatment_)
-            return "treatment." + std::string(key);
-        return std::string(key);
+        readChoice(value, key, loudnessTargetFromText);
+    }
+
+    void read(std::vector<double>& values, std::string_view key)
+    {
+        expect(json::ValueKind::array, key, "una lista de números");
+        in_.beginArray();
+        while (in_.nextElement())
+            read(values.emplace_back(), key);
+    }
+
+    template <Described Item> void read(std::vector<Item>& items, std::string_view key)
+    {
+        expect(json::ValueKind::array, key, "una lista");
+        // Copying a blank item skips drawing a random identifier that the stored one replaces.
+        static const Item blank{};
+        in_.beginArray();
+        while (in_.nextElement()) {
+            const Place place{key, items.size()};
+            if (in_.peekKind() != json::ValueKind::object)
+                throw FormatFailure("El elemento \"" + std::string(key) + "[" +
+                                    std::to_string(*place.index) + "]\" debe ser un objeto.");
+            Item& item = items.emplace_back(blank);
+            nested(place_, place, [&] { object(item); });
+        }
+    }
+
+    template <Described Object> void read(Object& value, std::string_view key)
+    {
+        expect(json::ValueKind::object, key, "un objeto");
+        nested(place_, {key, std::nullopt}, [&] { object(value); });
     }
 
     json::Reader in_;
-    std::optional<std::size_t> segmentIndex_;
-    bool inTreatment_ = false;
-    std::string scope_; // "chapters[2]." or "episode." while inside one
+    Place place_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Checking before opening
+
+// Finds the first number of the document outside its key's bound, and the first text that must
+// be filled but is empty, as the errors that name them.
+class LimitCheck {
+public:
+    template <class Owner> void object(const Owner& owner)
+    {
+        for (const Key<Owner>& key : keysOf(owner))
+            std::visit(
+                [&](auto member) {
+                    const auto& value = owner.*member;
+                    check(value, key.name, rangeOf(key.bound));
+                    if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::string>)
+                        if (key.need == Need::filled && value.empty() && !emptyText)
+                            emptyText = formatError("La clave \"" + place_.path(key.name) +
+                                                    "\" no puede estar vacía.");
+                },
+                key.member);
+    }
+
+    std::optional<Error> found;
+    std::optional<Error> emptyText;
+
+private:
+    template <class T> void check(const T&, std::string_view, Range) {} // no number inside
+
+    template <class T>
+    requires std::is_floating_point_v<T>
+    void check(const T& value, std::string_view key, Range range)
+    {
+        if (found || (range.low <= value && value <= range.high))
+            return;
+        char text[32];
+        const auto written = std::to_chars(text, text + sizeof text, value); // float as float
+        found = numberOutOfRange(place_.path(key), std::string_view(text, written.ptr - text));
+    }
+
+    template <class T> void check(const std::optional<T>& value, std::string_view key, Range range)
+    {
+        if (value)
+            check(*value, key, range);
+    }
+
+    void check(const std::vector<double>& values, std::string_view key, Range range)
+    {
+        for (double value : values)
+            check(value, key, range);
+    }
+
+    template <Described Item>
+    void check(const std::vector<Item>& items, std::string_view key, Range)
+    {
+        for (std::size_t i = 0; i < items.size(); ++i)
+            nested(place_, {key, i}, [&] { object(items[i]); });
+    }
+
+    template <Described Object> void check(const Object& value, std::string_view key, Range)
+    {
+        nested(place_, {key, std::nullopt}, [&] { object(value); });
+    }
+
+    Place place_;
 };
 
 } // namespace
@@ -581,7 +581,7 @@ Result<std::string> encode(const PodcastProject& project)
     std::string text;
     text.reserve(256 + project.segments.size() * 200);
     try {
-        ProjectEncoder(text).write(project);
+        ProjectEncoder(text).object(project);
     } catch (const FormatFailure& failure) {
         return formatError(failure.what());
     }
@@ -620,78 +620,6 @@ bool isInsideProject(std::string_view path)
     return true;
 }
 
-// A programme is never a day long: a time beyond that is damage, and the arithmetic done with
-// it later (1e308 plus anything) stops being finite.
-constexpr double maximumTime = 24 * 60 * 60;
-// A volume or clip gain of 16 is already +24 dB; equaliser gains in dB are held to the same.
-constexpr double maximumVolume = 16;
-const double maximumDecibels = 20 * std::log10(maximumVolume);
-
-// Finds the first number of the document outside its limits, as the error that names it.
-class LimitCheck {
-public:
-    template <class T>
-    void operator()(const std::string& path, const std::optional<T>& value, double limit)
-    {
-        if (found || !value || std::abs(*value) <= limit)
-            return;
-        char text[32];
-        const auto written = std::to_chars(text, text + sizeof text, *value); // float as float
-        found = numberOutOfRange(path, std::string_view(text, written.ptr - text));
-    }
-    template <class T> void operator()(const std::string& path, T value, double limit)
-    {
-        (*this)(path, std::optional<T>(value), limit);
-    }
-    // Within the limit and not below zero.
-    void atLeastZero(const std::string& path, double value, double limit)
-    {
-        (*this)(path, value, limit);
-        if (value < 0)
-            (*this)(path, value, 0);
-    }
-
-    std::optional<Error> found;
-};
-
-std::optional<Error> numberOutOfLimits(const PodcastProject& p)
-{
-    LimitCheck check;
-    check("voiceVolume", p.voiceVolume, maximumVolume);
-    check("musicVolume", p.musicVolume, maximumVolume);
-    for (const auto& [key, time] : {std::pair{"fadeIn", std::optional(p.fadeIn)},
-                                    {"fadeOut", p.fadeOut},
-                                    {"playhead", p.playhead},
-                                    {"pendingStart", p.pendingStart},
-                                    {"musicSourceStart", p.musicSourceStart},
-                                    {"musicLength", p.musicLength},
-                                    {"musicOffset", p.musicOffset},
-                                    {"fadeInStart", p.fadeInStart},
-                                    {"fadeInEnd", p.fadeInEnd},
-                                    {"fadeOutStart", p.fadeOutStart},
-                                    {"fadeOutEnd", p.fadeOutEnd}})
-        check(key, time, maximumTime);
-    for (std::size_t i = 0; i < p.segments.size(); ++i) {
-        const Segment& s = p.segments[i];
-        const std::string at = "segments[" + std::to_string(i) + "].";
-        check(at + "start", s.start, maximumTime);
-        check(at + "duration", s.duration, maximumTime);
-        check(at + "timelineStart", s.timelineStart, maximumTime);
-        check(at + "gain", s.gain, maximumVolume);
-    }
-    for (std::size_t i = 0; i < p.chapters.size(); ++i)
-        check.atLeastZero("chapters[" + std::to_string(i) + "].time", p.chapters[i].time,
-                          maximumTime);
-    if (const auto& t = p.treatment) {
-        check("treatment.bass", t->bass, maximumDecibels);
-        check("treatment.mid", t->mid, maximumDecibels);
-        check("treatment.treble", t->treble, maximumDecibels);
-        for (double gain : t->eqBands.value_or(std::vector<double>{}))
-            check("treatment.eqBands", gain, maximumDecibels);
-    }
-    return check.found;
-}
-
 } // namespace
 
 Result<void> validateForOpen(const PodcastProject& project)
@@ -707,12 +635,12 @@ Result<void> validateForOpen(const PodcastProject& project)
     if (const auto& episode = project.episode;
         episode && episode->cover && !isInsideProject(*episode->cover))
         return Error{ErrorDomain::project, 3, "Ruta de imagen inválida."};
-    if (std::optional<Error> outOfLimits = numberOutOfLimits(project))
-        return *outOfLimits;
-    for (std::size_t i = 0; i < project.chapters.size(); ++i)
-        if (project.chapters[i].title.empty())
-            return formatError("La clave \"chapters[" + std::to_string(i) +
-                               "].title\" no puede estar vacía.");
+    LimitCheck limits;
+    limits.object(project);
+    if (limits.found)
+        return *limits.found;
+    if (limits.emptyText)
+        return *limits.emptyText;
     return {};
 }
 

@@ -41,13 +41,3 @@ TEST(VolumeAutomation, touchingClipsKeepTheirLevelsAcrossTheJoin)
     ASSERT_EQ(voice.events().size(), 5u);
     EXPECT_TRUE(voice.events()[2].start == s(3) && !voice.events()[2].isRamp());
 }
-
-TEST(AudioMix, findsParametersByTrack)
-{
-    AudioMix mix;
-    mix.inputParameters.push_back(InputParameters{1, {}, nullptr});
-    mix.inputParameters.push_back(InputParameters{2, {}, nullptr});
-    ASSERT_NE(mix.parameters(2), nullptr);
-    EXPECT_EQ(mix.parameters(2)->trackID, 2);
-    EXPECT_EQ(mix.parameters(3), nullptr);
-}

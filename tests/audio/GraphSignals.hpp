@@ -6,6 +6,8 @@
 #include "audio/AudioMix.hpp"
 #include "audio/Composition.hpp"
 #include "audio/ProcessingTap.hpp"
+#include "support/AudioFiles.hpp"
+#include "support/Signals.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,25 +24,11 @@
 
 namespace tw::graphtest {
 
-class ScratchFolder {
-public:
-    ScratchFolder()
-    {
-        std::random_device device;
-        path_ = std::filesystem::temp_directory_path() /
-                ("tapewright-graph-" + std::to_string(std::mt19937_64(device())()));
-        std::filesystem::create_directories(path_);
-    }
-    ~ScratchFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
-private:
-    std::filesystem::path path_;
-};
+using ScratchFolder = testfiles::TempDir;
+using signals::noise;
+using signals::peak;
+using signals::sampleAt;
+using testfiles::run;
 
 // A 32-bit float WAV file of interleaved samples.
 inline void writeFloatWav(const std::filesystem::path& file, const std::vector<float>& samples,
@@ -65,21 +53,12 @@ inline void writeFloatWav(const std::filesystem::path& file, const std::vector<f
     out.write(reinterpret_cast<const char*>(samples.data()), bytes);
 }
 
-// Runs a tool; a failing generator is a broken test setup, not a fault of the code under test.
-inline void run(const std::string& command)
-{
-    if (std::system(command.c_str()) != 0)
-        throw std::runtime_error("command failed: " + command);
-}
-
 // A mono sine tone of amplitude 1/16 (the generator's 1/8, halved) encoded by the ffmpeg tool
 // into the container the extension names (16-bit WAV or FLAC: the FFmpeg decoding route).
 inline void writeToneWithFfmpeg(const std::filesystem::path& file, double frequency, int rate,
                                 double seconds)
 {
-    run("ffmpeg -nostdin -y -v error -f lavfi -i 'sine=frequency=" + std::to_string(frequency) +
-        ":sample_rate=" + std::to_string(rate) + ":duration=" + std::to_string(seconds) +
-        "' -af 'volume=0.5' -ac 1 '" + file.string() + "'");
+    testfiles::makeTone(file, rate, 1, seconds, "", frequency);
 }
 
 inline std::vector<float> sine(double frequency, int rate, int channels, std::int64_t frames,
@@ -96,17 +75,6 @@ inline std::vector<float> sine(double frequency, int rate, int channels, std::in
 inline std::vector<float> constant(float value, int channels, std::int64_t frames)
 {
     return std::vector<float>(static_cast<std::size_t>(frames * channels), value);
-}
-
-// Noise that differs in each channel, so a swapped or duplicated channel shows.
-inline std::vector<float> noise(int channels, std::int64_t frames, unsigned seed = 7)
-{
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
-    std::vector<float> samples(static_cast<std::size_t>(frames * channels));
-    for (float& s : samples)
-        s = uniform(random);
-    return samples;
 }
 
 inline AudioAsset loadAsset(const std::filesystem::path& file)
@@ -129,11 +97,6 @@ inline void addClipVolume(VolumeAutomation& volume, MediaTime start, MediaTime d
     volume.setVolume(0, start + duration);
 }
 
-inline float sampleAt(const std::vector<float>& stereo, std::int64_t frame, int channel)
-{
-    return stereo[static_cast<std::size_t>(frame * 2 + channel)];
-}
-
 // The first frame whose left or right sample is not silent, or -1.
 inline std::int64_t firstSound(const std::vector<float>& stereo, std::int64_t from = 0,
                                float threshold = 1e-6f)
@@ -142,14 +105,6 @@ inline std::int64_t firstSound(const std::vector<float>& stereo, std::int64_t fr
         if (std::fabs(stereo[i]) > threshold)
             return static_cast<std::int64_t>(i / 2);
     return -1;
-}
-
-inline float peak(const std::vector<float>& stereo, std::int64_t from, std::int64_t to)
-{
-    float p = 0;
-    for (std::int64_t i = from * 2; i < to * 2; ++i)
-        p = std::max(p, std::fabs(stereo[static_cast<std::size_t>(i)]));
-    return p;
 }
 
 // Frequency of a tone in one channel from its rising zero crossings, placed between samples by

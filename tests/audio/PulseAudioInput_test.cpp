@@ -4,6 +4,7 @@
 #include "audio/DeviceCatalog.hpp"
 
 #include "PulseRig.hpp"
+#include "support/CapturedAudio.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -14,35 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Collects what the capture thread delivers (a test may lock; the recorder does not).
-struct Capture {
-    std::mutex mutex;
-    std::vector<float> samples;
-    std::vector<int> sizes;
-    std::atomic<std::int64_t> frames{0};
-    std::atomic<int> badBuffers{0};
-    std::thread::id thread;
-    bool denormalsOff = false;
-    int channels = 0;
-
-    AudioInput::CaptureCallback callback()
-    {
-        return [this](const AudioBufferList& list, int count) {
-            if (list.count != 1 || list.buffers[0].channels != channels || count <= 0)
-                ++badBuffers;
-            std::lock_guard lock(mutex);
-            if (sizes.empty()) { // the stop hands over the last block on its own thread
-                thread = std::this_thread::get_id();
-                denormalsOff = ScopedDenormalsOff::active();
-            }
-            sizes.push_back(count);
-            const float* data = list.buffers[0].data;
-            samples.insert(samples.end(), data,
-                           data + static_cast<std::ptrdiff_t>(count) * channels);
-            frames += count;
-        };
-    }
-};
+using test::Capture;
 
 class PulseAudioInputTest : public rig::PulseRigTest {};
 

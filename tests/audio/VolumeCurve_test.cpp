@@ -13,8 +13,8 @@ MediaTime at(double seconds)
     return MediaTime::fromSeconds(seconds);
 }
 
-// Music with a fade in over [3, 5] and a fade out over [11, 13] at volume 0.7, as the mix
-// builder makes it.
+// Music with a fade in over [3, 5] and a fade out over [11, 13] at volume 0.7,
+// as the mix builder makes it.
 VolumeAutomation musicFades()
 {
     VolumeAutomation volume;
@@ -53,10 +53,8 @@ TEST(VolumeCurve, followsTheAutomationSampleBySampleAt48kWhateverTheBlockSizes)
             worst, std::fabs(gains[static_cast<std::size_t>(f)] - volume.volumeAt(MediaTime{f})));
     EXPECT_LT(worst, 1e-6f);
     EXPECT_EQ(gains[3 * 48000 - 1], 0.0f);
-    EXPECT_FLOAT_EQ(gains[4 * 48000], 0.35f);
-    EXPECT_FLOAT_EQ(gains[8 * 48000], 0.7f);
-    EXPECT_FLOAT_EQ(gains[12 * 48000], 0.35f);
-    EXPECT_EQ(gains[13 * 48000], 0.0f);
+    for (auto [second, gain] : {std::pair{4, 0.35f}, {8, 0.7f}, {12, 0.35f}, {13, 0.0f}})
+        EXPECT_FLOAT_EQ(gains[static_cast<std::size_t>(second * 48000)], gain) << second;
 }
 
 TEST(VolumeCurve, aClipPlaysAtItsOwnLevelAndSilenceSurroundsIt)
@@ -65,16 +63,16 @@ TEST(VolumeCurve, aClipPlaysAtItsOwnLevelAndSilenceSurroundsIt)
     volume.setVolume(0, at(0));
     volume.setVolumeRamp(0.4f, 0.4f, at(1), at(0.5));
     volume.setVolume(0, at(1.5));
-    volume.setVolumeRamp(0.8f, 0.8f, at(1.5), at(1)); // a clip that touches the previous one
+    volume.setVolumeRamp(0.8f, 0.8f, at(1.5),
+                         at(1)); // a clip that touches the previous one
     volume.setVolume(0, at(2.5));
     const VolumeCurve curve(volume, 48000);
     const std::vector<float> gains = walk(curve, 3 * 48000, 2);
-    EXPECT_EQ(gains[47999], 0.0f);
-    EXPECT_EQ(gains[48000], 0.4f);
-    EXPECT_EQ(gains[71999], 0.4f);
-    EXPECT_EQ(gains[72000], 0.8f); // the later event at the same frame wins
-    EXPECT_EQ(gains[119999], 0.8f);
-    EXPECT_EQ(gains[120000], 0.0f);
+    // At 72000 the later event at the same frame wins.
+    std::vector<float> heard;
+    for (std::size_t frame : {47999, 48000, 71999, 72000, 119999, 120000})
+        heard.push_back(gains[frame]);
+    EXPECT_EQ(heard, (std::vector<float>{0, 0.4f, 0.4f, 0.8f, 0.8f, 0}));
 }
 
 TEST(VolumeCurve, aRampCutShortByTheNextEventStopsWhereItStarts)
@@ -84,9 +82,8 @@ TEST(VolumeCurve, aRampCutShortByTheNextEventStopsWhereItStarts)
     volume.setVolume(0.25f, at(0.5));
     const VolumeCurve curve(volume, 48000);
     EXPECT_NEAR(curve.gainAt(23999), 23999.0 / 48000, 1e-9);
-    EXPECT_EQ(curve.gainAt(24000), 0.25);
-    EXPECT_EQ(curve.gainAt(47999), 0.25);
-    EXPECT_EQ(curve.gainAt(96000), 0.25);
+    for (std::int64_t frame : {24000, 47999, 96000})
+        EXPECT_EQ(curve.gainAt(frame), 0.25) << frame;
 }
 
 TEST(VolumeCurve, beforeAnyEventTheVolumeIsOneAndEventsLandOnTheNearestFrameAtAnyRate)
@@ -96,10 +93,8 @@ TEST(VolumeCurve, beforeAnyEventTheVolumeIsOneAndEventsLandOnTheNearestFrameAtAn
     const VolumeCurve curve(volume, 44100);
     EXPECT_EQ(curve.gainAt(-5), 1.0);
     EXPECT_EQ(curve.gainAt(44099), 1.0);
-    EXPECT_NEAR(curve.gainAt(44100), 0.2, 1e-7);
-    EXPECT_NEAR(curve.gainAt(44100 + 22050), 0.4, 1e-7);
-    EXPECT_NEAR(curve.gainAt(88200), 0.6, 1e-7);
-    EXPECT_NEAR(curve.gainAt(10 * 44100), 0.6, 1e-7);
+    for (auto [frame, gain] : {std::pair{44100, 0.2}, {66150, 0.4}, {88200, 0.6}, {441000, 0.6}})
+        EXPECT_NEAR(curve.gainAt(frame), gain, 1e-7) << frame;
 
     EXPECT_EQ(VolumeCurve().gainAt(123456), 1.0);
 }

@@ -14,8 +14,7 @@ TEST(Error, theSystemFailuresAUserMeetsAreSaidInSpanishAndAnyOtherByItsNumber)
     for (const int value : {ENOSPC, EACCES, EPERM, EROFS, ENOENT, EIO, EDQUOT, ENOTDIR, EISDIR,
                             EEXIST, ENAMETOOLONG, EMFILE, EFBIG, EBUSY, EXDEV}) {
         const Error error = systemError(value, "No se pudo guardar");
-        EXPECT_EQ(error.domain, "System");
-        EXPECT_EQ(error.code, value);
+        EXPECT_EQ(std::pair(error.domain, error.code), std::pair(std::string("System"), value));
         EXPECT_EQ(error.description.rfind("No se pudo guardar: ", 0), 0u) << error.description;
         EXPECT_EQ(error.description.find(std::strerror(value)), std::string::npos);
         EXPECT_EQ(error.description.find("código"), std::string::npos) << error.description;

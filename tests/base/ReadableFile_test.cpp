@@ -6,8 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tw {
-namespace {
+using namespace tw;
 
 // Special files are refused where they are read (AudioFileReader, StudioProject tests); here
 // what is let through and the size limit's edges.
@@ -26,6 +25,3 @@ TEST(ReadableFile, aLinkToARegularFileOpensAndTheLimitIsExact)
     EXPECT_EQ(readWholeFile(temp / "link", 4096, tooLarge).value(), text);
     EXPECT_EQ(readWholeFile(temp / "link", 4095, tooLarge).error(), tooLarge);
 }
-
-} // namespace
-} // namespace tw

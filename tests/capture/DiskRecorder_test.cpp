@@ -1,6 +1,5 @@
 #include "capture/DiskRecorder.hpp"
 
-#include "audio/AudioFileReader.hpp"
 #include "audio/SimulatedAudioInput.hpp"
 #include "base/ManualScheduler.hpp"
 #include "support/AudioFiles.hpp"
@@ -107,19 +106,6 @@ DiskRecorder::WriterFactory gatedWriters(int failAfter = -1)
     };
 }
 
-std::vector<float> readAll(const std::filesystem::path& path, int& channels)
-{
-    auto reader = AudioFileReader::open(path);
-    EXPECT_TRUE(reader.ok()) << (reader ? "" : reader.error().description);
-    if (!reader)
-        return {};
-    channels = reader.value()->channels();
-    std::vector<float> samples(static_cast<std::size_t>(reader.value()->length()) * channels);
-    auto read = reader.value()->read(samples.data(), static_cast<int>(reader.value()->length()));
-    EXPECT_TRUE(read.ok());
-    return samples;
-}
-
 } // namespace
 
 TEST(DiskRecorder, writesTheInputUnchangedWithItsLiveEnvelopeAndDuration)
@@ -144,9 +130,7 @@ TEST(DiskRecorder, writesTheInputUnchangedWithItsLiveEnvelopeAndDuration)
     EXPECT_TRUE(second.peaks.empty());
     EXPECT_DOUBLE_EQ(second.duration, first.duration);
 
-    int channels = 0;
-    auto samples = readAll(take, channels);
-    ASSERT_EQ(channels, 2);
+    auto samples = testfiles::decodeWithFfmpeg(take);
     ASSERT_EQ(samples.size(), 961u * 2);
     for (int f = 0; f < 961; ++f)
         for (int c = 0; c < 2; ++c)
@@ -186,8 +170,7 @@ TEST(DiskRecorder, aDiskStalledForTwoAndAHalfSecondsLosesNothingAndALongerStallD
         // Every frame up to the drop is on disk, in order.
         const std::int64_t kept = dropped ? inFlight : length;
         EXPECT_DOUBLE_EQ(after.duration, static_cast<double>(kept) / rate);
-        int channels = 0;
-        const auto samples = readAll(dir / "take.caf", channels);
+        const auto samples = testfiles::decodeWithFfmpeg(dir / "take.caf");
         ASSERT_EQ(static_cast<std::int64_t>(samples.size()), kept * 2);
         for (std::int64_t f = 0; f < kept; ++f)
             for (int c = 0; c < 2; ++c)
@@ -216,8 +199,8 @@ TEST(DiskRecorder, writingResumesOnceTheDiskCatchesUp)
     const auto written = static_cast<std::int64_t>(std::llround(after.duration * rate));
     EXPECT_GT(written, DiskRecorder::slotCount * DiskRecorder::bufferFrames);
     EXPECT_LT(written, generated.load());
-    int channels = 0;
-    EXPECT_EQ(static_cast<std::int64_t>(readAll(dir / "take.caf", channels).size()), written);
+    EXPECT_EQ(static_cast<std::int64_t>(testfiles::decodeWithFfmpeg(dir / "take.caf").size()),
+              written);
 }
 
 TEST(DiskRecorder, aFailingWriteIsReportedAndTheAudioBeforeItStays)
@@ -233,8 +216,7 @@ TEST(DiskRecorder, aFailingWriteIsReportedAndTheAudioBeforeItStays)
     ASSERT_TRUE(status.error);
     EXPECT_EQ(status.error->description, "No queda espacio en el dispositivo");
     EXPECT_DOUBLE_EQ(status.duration, 4 * block / rate);
-    int channels = 0;
-    EXPECT_EQ(readAll(dir / "take.caf", channels).size(), 4u * block);
+    EXPECT_EQ(testfiles::decodeWithFfmpeg(dir / "take.caf").size(), 4u * block);
 
     // The next start begins with a clean slate.
     inputs.options.length = 480;

@@ -64,8 +64,7 @@ TEST(SpectrumAnalyzer, fullScaleKilohertzSineLightsTheBandOfBin21AndStampsNearCl
     // above bin 21; through the normalised Hann window that bin reads about 0.76.
     EXPECT_EQ(loudestBand(out.bands), 13);
     EXPECT_NEAR(out.bands[13], 0.76f, 0.02f);
-    EXPECT_LT(out.bands[5], 1e-3f);
-    EXPECT_LT(out.bands[20], 1e-3f);
+    EXPECT_LT(std::max(out.bands[5], out.bands[20]), 1e-3f);
     EXPECT_TRUE(out.nearClip);
     EXPECT_NEAR(out.level, 1.0f / std::sqrt(2.0f), 1e-3f);
 
@@ -154,18 +153,15 @@ TEST(SpectrumAnalyzer, bandsFollowTheRateAndStaySilentAboveWhatTheTransformResol
     for (float band : record.latest("record").bands)
         EXPECT_EQ(band, 0.0f);
     EXPECT_GT(record.latest("record").level, 0.1f);
-}
 
-TEST(SpectrumAnalyzer, emptyInputPublishesNothing)
-{
-    RecordingMonitor record;
-    SpectrumAnalyzer analyzer("record", record.monitor);
-    auto samples = sine(1000.0, 48000.0, 64, 1.0f);
-    analyzer.process(AudioBufferList::interleaved(samples.data(), 1), 0);
-    analyzer.process(AudioBufferList{}, 64);
-    analyzer.process(AudioBufferList::interleaved(nullptr, 1), 64);
-    EXPECT_FALSE(record.monitor.nearClip("record"));
-    EXPECT_EQ(record.monitor.level("record"), 0.0f);
+    // Nothing to analyse publishes nothing.
+    RecordingMonitor fresh;
+    SpectrumAnalyzer empty("record", fresh.monitor);
+    empty.process(AudioBufferList::interleaved(noise.data(), 1), 0);
+    empty.process(AudioBufferList{}, 64);
+    empty.process(AudioBufferList::interleaved(nullptr, 1), 64);
+    EXPECT_FALSE(fresh.monitor.nearClip("record"));
+    EXPECT_EQ(fresh.monitor.level("record"), 0.0f);
 }
 
 } // namespace

@@ -73,12 +73,9 @@ TEST(SpectrumMonitor, readMixesFreshWeightedSourcesOnTheDecibelScale)
     EXPECT_EQ(monitor.read({{"voice", 0.0f}, {"music", 0.0f}}), SpectrumBands{});
     EXPECT_EQ(monitor.read({{"nobody", 1.0f}}), SpectrumBands{});
     const SpectrumBands one = monitor.read({{"voice", 1.0f}});
-    EXPECT_FLOAT_EQ(one[0], 1.0f);
-    EXPECT_NEAR(one[1], 10.0f / 70.0f, 1e-5f);
-    EXPECT_EQ(one[2], 0.0f);
-    EXPECT_EQ(one[3], 1.0f);
-    EXPECT_NEAR(one[4], 50.0f / 70.0f, 1e-5f);
-    EXPECT_EQ(one[5], 0.0f);
+    const float expected[6] = {1.0f, 10.0f / 70.0f, 0.0f, 1.0f, 50.0f / 70.0f, 0.0f};
+    for (int i = 0; i < 6; ++i)
+        EXPECT_NEAR(one[i], expected[i], 1e-5f) << i;
 
     // Two equal sources of weight 1 read 6 dB higher than one.
     const SpectrumBands two = monitor.read({{"voice", 1.0f}, {"music", 1.0f}});

@@ -3,6 +3,7 @@
 #include "MixAudio.hpp"
 #include "audio/ExportSession.hpp"
 #include "audio/OfflineRenderer.hpp"
+#include "model/TestClips.hpp"
 #include "support/AudioFiles.hpp"
 #include "support/ExportAndWait.hpp"
 #include "support/SoundChecks.hpp"
@@ -25,13 +26,19 @@ MediaTime at(double seconds)
 Segment clip(std::optional<std::string> file, double start, double duration, double timelineStart,
              std::optional<float> gain = std::nullopt)
 {
-    Segment s;
-    s.file = std::move(file);
-    s.start = start;
-    s.duration = duration;
-    s.timelineStart = timelineStart;
-    s.gain = gain;
-    return s;
+    return test::clip(timelineStart, duration, start, std::move(file), gain);
+}
+
+// A track's ranges in order: the file each plays (empty for none), where it starts in the source
+// and on the timeline, and how long it lasts.
+using Range = std::tuple<std::string, MediaTime, MediaTime, MediaTime>;
+std::vector<Range> ranges(const CompositionTrack* track)
+{
+    std::vector<Range> out;
+    for (const TrackSegment& s : track ? track->segments() : std::vector<TrackSegment>{})
+        out.emplace_back(s.source ? s.source->file.filename().string() : "",
+                         s.source ? s.sourceStart : MediaTime{}, s.targetStart, s.duration);
+    return out;
 }
 
 VoiceTreatment enhanced()
@@ -127,18 +134,11 @@ TEST_F(MixBuilderTest, clipsOfOneFileLoadItOnceInClipOrder)
     EXPECT_TRUE(prepares.empty());
     EXPECT_TRUE(renderFiles().empty());
 
-    const CompositionTrack* voice = built.composition.track(1);
-    ASSERT_NE(voice, nullptr);
-    ASSERT_EQ(voice->segments().size(), 4u);
-    const std::vector<std::string> files = {"voice-A.caf", "voice-B.caf", "voice-A.caf",
-                                            "voice-A.caf"};
-    for (std::size_t i = 0; i < 4; ++i) {
-        const TrackSegment& s = voice->segments()[i];
-        ASSERT_TRUE(s.source);
-        EXPECT_EQ(s.source->file.filename(), files[i]);
-        EXPECT_EQ(s.targetStart, at(static_cast<double>(i)));
-    }
-    EXPECT_EQ(voice->segments()[3].sourceStart, at(4));
+    EXPECT_EQ(ranges(built.composition.track(1)),
+              (std::vector<Range>{{"voice-A.caf", {}, {}, at(1)},
+                                  {"voice-B.caf", {}, at(1), at(1)},
+                                  {"voice-A.caf", at(2), at(2), at(1)},
+                                  {"voice-A.caf", at(4), at(3), at(1)}}));
 
     // Export without an enabled treatment places the recorded files as they are.
     loads.clear();
@@ -167,13 +167,8 @@ TEST_F(MixBuilderTest, exportWithAnEnabledTreatmentRendersEachSourceOnceAndPlace
     EXPECT_EQ(found, (std::vector<fs::path>{treatedA, treatedB}));
     EXPECT_EQ(loads, (std::vector<fs::path>{treatedA, treatedB}));
 
-    const CompositionTrack* voice = built.composition.track(1);
-    ASSERT_NE(voice, nullptr);
-    ASSERT_EQ(voice->segments().size(), 4u);
-    for (const TrackSegment& s : voice->segments()) {
-        ASSERT_TRUE(s.source);
-        EXPECT_EQ(s.source->file.parent_path(), folder / ".Render");
-    }
+    for (const TrackSegment& s : built.composition.track(1)->segments())
+        EXPECT_EQ(s.source.value().file.parent_path(), folder / ".Render");
 
     // What plays is the treated copy: the render's samples, not the recording's.
     const std::vector<float> treated = readAll(treatedA);
@@ -192,61 +187,35 @@ TEST_F(MixBuilderTest, exportWithAnEnabledTreatmentRendersEachSourceOnceAndPlace
     EXPECT_EQ(fs::last_write_time(treatedA), written);
 }
 
-TEST_F(MixBuilderTest, aGapBeforeAClipIsAnEmptyRangeOfExactlyTheDifferenceAndTouchingClipsLeaveNone)
-{
-    PodcastProject project;
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0.75),
-                        clip("Media/voice-A.caf", 1, 1, 1.75),
-                        clip("Media/voice-B.caf", 3, 0.5, 4.2345678)};
-    const BuiltMix built = build(project, false);
-    const CompositionTrack* voice = built.composition.track(1);
-    ASSERT_NE(voice, nullptr);
-    const auto& s = voice->segments();
-    ASSERT_EQ(s.size(), 5u);
-    EXPECT_FALSE(s[0].source);
-    EXPECT_EQ(s[0].targetStart, MediaTime{});
-    EXPECT_EQ(s[0].duration, at(0.75));
-    EXPECT_TRUE(s[1].source);
-    EXPECT_EQ(s[1].targetStart, at(0.75));
-    EXPECT_TRUE(s[2].source) << "touching clips leave no empty range";
-    EXPECT_EQ(s[2].targetStart, at(1.75));
-    EXPECT_FALSE(s[3].source);
-    EXPECT_EQ(s[3].targetStart, at(2.75));
-    EXPECT_EQ(s[3].duration, at(4.2345678) - at(2.75));
-    ASSERT_TRUE(s[4].source);
-    EXPECT_EQ(s[4].targetStart, at(4.2345678));
-    EXPECT_EQ(s[4].sourceStart, at(3));
-    EXPECT_EQ(s[4].duration, at(0.5));
-    EXPECT_EQ(voice->end(), at(4.2345678) + at(0.5));
-}
-
-TEST_F(MixBuilderTest, clipsArePlacedWithTheirGainsAndClipsWithoutAFileAreLeftOut)
+// A gap is an empty range of exactly the difference; touching clips leave none; a muted clip is
+// placed and a clip without a file leaves a gap.
+TEST_F(MixBuilderTest, clipsArePlacedAtTheirTimesWithTheirGainsAndEmptyRangesBetween)
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0, 0.5f),
-                        clip("Media/voice-A.caf", 1, 1, 1, 0.0f), clip(std::nullopt, 0, 1, 2),
-                        clip("Media/voice-B.caf", 0, 1, 3)};
+    project.segments = {clip("Media/voice-A.caf", 0, 1, 0.75, 0.5f),
+                        clip("Media/voice-A.caf", 1, 1, 1.75, 0.0f), clip(std::nullopt, 0, 1, 2.75),
+                        clip("Media/voice-B.caf", 0, 1, 3.75),
+                        clip("Media/voice-B.caf", 3, 0.5, 5.2345678)};
     const BuiltMix built = build(project, false);
     const CompositionTrack* voice = built.composition.track(1);
-    ASSERT_NE(voice, nullptr);
-    const auto& s = voice->segments();
-    // The muted clip is placed; the clip without a file leaves a gap before the last clip.
-    ASSERT_EQ(s.size(), 4u);
-    EXPECT_TRUE(s[1].source);
-    EXPECT_EQ(s[1].targetStart, at(1));
-    EXPECT_FALSE(s[2].source);
-    EXPECT_EQ(s[2].targetStart, at(2));
-    EXPECT_EQ(s[3].targetStart, at(3));
+    const MediaTime none{};
+    EXPECT_EQ(ranges(voice), (std::vector<Range>{{"", none, none, at(0.75)},
+                                                 {"voice-A.caf", none, at(0.75), at(1)},
+                                                 {"voice-A.caf", at(1), at(1.75), at(1)},
+                                                 {"", none, at(2.75), at(1)},
+                                                 {"voice-B.caf", none, at(3.75), at(1)},
+                                                 {"", none, at(4.75), at(5.2345678) - at(4.75)},
+                                                 {"voice-B.caf", at(3), at(5.2345678), at(0.5)}}));
+    EXPECT_EQ(voice->end(), at(5.2345678) + at(0.5));
 
     ASSERT_EQ(built.audioMix.inputParameters.size(), 1u);
     const InputParameters& p = built.audioMix.inputParameters[0];
     EXPECT_EQ(p.trackID, 1);
-    EXPECT_FLOAT_EQ(p.volume.volumeAt(at(0.5)), 0.4f);
-    for (double t : {1.0, 1.5, 1.9999})
-        EXPECT_EQ(p.volume.volumeAt(at(t)), 0.0f) << t;
-    EXPECT_FLOAT_EQ(p.volume.volumeAt(at(3.5)), 0.8f);
-    EXPECT_EQ(p.volume.volumeAt(at(4)), 0.0f);
+    std::vector<float> heard;
+    for (double t : {1.0, 1.75, 2.7499, 4.5, 4.75})
+        heard.push_back(p.volume.volumeAt(at(t)));
+    EXPECT_EQ(heard, (std::vector<float>{0.4f, 0, 0, 0.8f, 0}));
 }
 
 TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
@@ -258,31 +227,42 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     project.musicSourceStart = 1;
     project.musicLength = 10;
     project.musicVolume = 0.3f;
-    project.fadeIn = 0;
+    project.fadeInStart = 0;
+    project.fadeInEnd = 2;
     project.fadeOut = 0;
     const BuiltMix built = build(project, false);
     EXPECT_EQ(loads.back(), folder / "Media/music-A.caf");
 
-    const CompositionTrack* track = built.composition.track(2);
-    ASSERT_NE(track, nullptr);
-    ASSERT_EQ(track->segments().size(), 2u);
-    const TrackSegment& gap = track->segments()[0];
-    const TrackSegment& placed = track->segments()[1];
-    EXPECT_FALSE(gap.source);
-    EXPECT_EQ(gap.duration, at(3));
-    ASSERT_TRUE(placed.source);
-    EXPECT_EQ(placed.sourceStart, at(1));
-    EXPECT_EQ(placed.targetStart, at(3));
-    EXPECT_EQ(placed.duration, at(10));
-    EXPECT_EQ(track->end(), at(13));
+    EXPECT_EQ(ranges(built.composition.track(2)),
+              (std::vector<Range>{{"", {}, {}, at(3)}, {"music-A.caf", at(1), at(3), at(10)}}));
     EXPECT_EQ(built.composition.duration(), at(13));
 
     ASSERT_EQ(built.audioMix.inputParameters.size(), 2u);
     EXPECT_EQ(built.audioMix.inputParameters[0].trackID, 1);
     const InputParameters& m = built.audioMix.inputParameters[1];
     EXPECT_EQ(m.trackID, 2);
-    for (double t : {0.0, 3.0, 12.9})
-        EXPECT_FLOAT_EQ(m.volume.volumeAt(at(t)), 0.3f) << t;
+    // The fade-in over the fragment's first 2 s starts where the music does.
+    std::vector<float> heard;
+    for (double t : {2.0, 3.0, 4.0, 12.9})
+        heard.push_back(m.volume.volumeAt(at(t)));
+    EXPECT_EQ(heard, (std::vector<float>{0, 0, 0.15f, 0.3f}));
+    for (const InputParameters& p : built.audioMix.inputParameters)
+        EXPECT_EQ(p.tap, nullptr) << "taps come only with live playback";
+
+    // Live, the voice is treated and the music only measured, each in a tap of its own, under
+    // the same automation.
+    project.treatment = enhanced();
+    const BuiltMix live = build(project, true);
+    ASSERT_EQ(live.audioMix.inputParameters.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const auto* tap =
+            dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[i].tap.get());
+        ASSERT_NE(tap, nullptr);
+        EXPECT_EQ(tap->source(), i == 0 ? "voice" : "music");
+        EXPECT_EQ(tap->treatment(), i == 0 ? enhanced() : VoiceTreatment{});
+        EXPECT_EQ(live.audioMix.inputParameters[i].volume,
+                  built.audioMix.inputParameters[i].volume);
+    }
 
     // Without a length the music plays to the end of its file, once.
     project.musicLength.reset();
@@ -290,66 +270,28 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     EXPECT_EQ(whole.composition.track(2)->end(), at(3 + 11));
 }
 
-TEST_F(MixBuilderTest, tapsComeOnlyWithLivePlaybackOneForTheVoiceAndOneForTheMusic)
-{
-    PodcastProject project;
-    project.treatment = enhanced();
-    project.segments = {clip("Media/voice-A.caf", 0, 2, 0)};
-    project.musicFile = "Media/music-A.caf";
-
-    const BuiltMix exported = build(project, false);
-    ASSERT_EQ(exported.audioMix.inputParameters.size(), 2u);
-    for (const InputParameters& p : exported.audioMix.inputParameters)
-        EXPECT_EQ(p.tap, nullptr);
-
-    const BuiltMix live = build(project, true);
-    ASSERT_EQ(live.audioMix.inputParameters.size(), 2u);
-    const auto* voiceTap =
-        dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[0].tap.get());
-    const auto* musicTap =
-        dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[1].tap.get());
-    ASSERT_NE(voiceTap, nullptr);
-    ASSERT_NE(musicTap, nullptr);
-    EXPECT_EQ(voiceTap->source(), "voice");
-    EXPECT_EQ(voiceTap->treatment(), enhanced());
-    EXPECT_EQ(musicTap->source(), "music");
-    EXPECT_EQ(musicTap->treatment(), VoiceTreatment{}) << "the music is only measured";
-    // The automation does not depend on the mode.
-    EXPECT_EQ(live.audioMix.inputParameters[0].volume, exported.audioMix.inputParameters[0].volume);
-    EXPECT_EQ(live.audioMix.inputParameters[1].volume, exported.audioMix.inputParameters[1].volume);
-}
-
 TEST_F(MixBuilderTest, musicWithoutDurationOrAudioGivesNoMusicTrack)
 {
     PodcastProject project;
     project.segments = {clip("Media/voice-A.caf", 0, 2, 0)};
-    project.musicFile = "Media/music-A.caf";
-    project.musicSourceStart = 100; // past the end of the 12 s file: nothing left to play
-    BuiltMix built = build(project, true);
-    EXPECT_EQ(built.composition.track(2), nullptr);
-    ASSERT_EQ(built.audioMix.inputParameters.size(), 1u);
-    EXPECT_EQ(built.audioMix.inputParameters[0].trackID, 1);
-
-    project.musicSourceStart.reset();
-    project.musicLength = 0;
-    built = build(project, false);
-    EXPECT_EQ(built.composition.track(2), nullptr);
-    EXPECT_EQ(built.audioMix.parameters(2), nullptr);
-
-    // A file with a video stream and no audio is left out too.
+    // Starting past the end of the 12 s file, no length, or a file with video and no audio.
     testfiles::run(
         "ffmpeg -nostdin -y -v error -f lavfi -i color=c=black:s=16x16:d=0.5 -c:v mpeg4 " +
         testfiles::quoted(folder / "Media/music-B.mp4"));
-    project.musicLength.reset();
-    project.musicFile = "Media/music-B.mp4";
-    built = build(project, false);
-    EXPECT_EQ(built.composition.track(2), nullptr);
-    EXPECT_EQ(built.audioMix.parameters(2), nullptr);
+    for (int variant = 0; variant < 3; ++variant) {
+        project.musicLength = variant == 1 ? std::optional(0.0) : std::nullopt;
+        project.musicSourceStart = variant == 0 ? std::optional(100.0) : std::nullopt;
+        project.musicFile = variant == 2 ? "Media/music-B.mp4" : "Media/music-A.caf";
+        const BuiltMix built = build(project, variant == 0);
+        EXPECT_EQ(built.composition.track(2), nullptr) << variant;
+        ASSERT_EQ(built.audioMix.inputParameters.size(), 1u);
+        EXPECT_EQ(built.audioMix.inputParameters[0].trackID, 1);
+    }
     // And so is a voice clip of such a file, while the others are placed.
     project.musicFile.reset();
     project.segments.push_back(clip("Media/music-B.mp4", 0, 1, 3));
     project.segments.push_back(clip("Media/voice-B.caf", 0, 1, 5));
-    built = build(project, false);
+    const BuiltMix built = build(project, false);
     const CompositionTrack* voice = built.composition.track(1);
     ASSERT_NE(voice, nullptr);
     EXPECT_EQ(voice->end(), at(6));
@@ -400,76 +342,6 @@ TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicF
     ASSERT_FALSE(built);
     EXPECT_EQ(built.error().domain, ErrorDomain::audio);
     EXPECT_NE(built.error().description.find("voice-B.caf"), std::string::npos);
-}
-
-TEST_F(MixBuilderTest, theRenderedVoiceStartsOnTheNearestFrameAtVolumeTimesGainWithSilentGaps)
-{
-    PodcastProject project;
-    project.voiceVolume = 0.8f;
-    // 0.5 s from 0.25 s at an odd time with gain 0.5; then a muted clip touching the next one.
-    project.segments = {clip("Media/voice-A.caf", 0.25, 0.5, 1.2345678, 0.5f),
-                        clip("Media/voice-A.caf", 1.5, 0.3, 2.2, 0.0f),
-                        clip("Media/voice-B.caf", 3, 0.5, 2.5)};
-    const BuiltMix built = build(project, false);
-    const std::vector<float> out = render(built, 3.5);
-    ASSERT_EQ(out.size(), static_cast<std::size_t>(3.5 * 48000 * 2));
-
-    const std::int64_t first = frameOf(1.2345678);
-    EXPECT_EQ(peak(out, 0, first), 0.0f);
-    EXPECT_NE(sampleAt(out, first, 0), 0.0f);
-    float worst = 0;
-    for (std::int64_t f = 0; f < 24000; ++f)
-        for (int c = 0; c < 2; ++c)
-            worst = std::max(worst, std::fabs(sampleAt(out, first + f, c) -
-                                              voiceA[static_cast<std::size_t>(12000 + f)] * 0.4f));
-    EXPECT_LT(worst, 1e-6f);
-    // Silent from the end of the first clip through the muted one.
-    EXPECT_EQ(peak(out, first + 24000, frameOf(2.5)), 0.0f);
-    worst = 0;
-    for (std::int64_t f = 0; f < 24000; ++f)
-        worst = std::max(worst, std::fabs(sampleAt(out, frameOf(2.5) + f, 1) -
-                                          voiceB[static_cast<std::size_t>(144000 + f)] * 0.8f));
-    EXPECT_LT(worst, 1e-6f);
-    EXPECT_EQ(peak(out, frameOf(3), frameOf(3.5)), 0.0f);
-}
-
-TEST_F(MixBuilderTest, theRenderedMusicFollowsItsFadesSampleBySample)
-{
-    PodcastProject project;
-    project.musicFile = "Media/music-A.caf";
-    project.musicOffset = 1.5;
-    project.musicSourceStart = 2;
-    project.musicLength = 6;
-    project.musicVolume = 0.6f;
-    project.fadeInStart = 0.5;
-    project.fadeInEnd = 2.5;
-    project.fadeOutStart = 4;
-    project.fadeOutEnd = 5.5;
-    const BuiltMix built = build(project, false);
-    const std::vector<float> out = render(built, 8.5);
-
-    // The fade curve in the fragment's own time, worked out here from the four points.
-    auto fade = [](double t) {
-        const double in = std::clamp((t - 0.5) / 2.0, 0.0, 1.0);
-        const double out = std::clamp((5.5 - t) / 1.5, 0.0, 1.0);
-        return in * out;
-    };
-    float worst = 0;
-    for (std::int64_t f = 0; f < frameOf(8.5); ++f) {
-        const double t = static_cast<double>(f) / 48000 - 1.5;
-        for (int c = 0; c < 2; ++c) {
-            float expected = 0;
-            if (t >= 0 && t < 6) {
-                const auto source =
-                    static_cast<std::size_t>((f - frameOf(1.5) + frameOf(2)) * 2 + c);
-                expected = static_cast<float>(music[source] * 0.6 * fade(t));
-            }
-            worst = std::max(worst, std::fabs(sampleAt(out, f, c) - expected));
-        }
-    }
-    EXPECT_LT(worst, 2e-6f);
-    EXPECT_GT(peak(out, frameOf(4.5), frameOf(5.5)), 0.2f) << "full volume between the fades";
-    EXPECT_EQ(peak(out, frameOf(7), frameOf(8.5)), 0.0f) << "silent after the fade-out";
 }
 
 TEST_F(MixBuilderTest, touchingClipsOfOneTakeJoinWithoutADroppedOrRepeatedSampleAtAnyRate)

@@ -1,5 +1,6 @@
 #include "mix/MixParameters.hpp"
 
+#include "model/TestClips.hpp"
 #include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
@@ -7,20 +8,19 @@
 namespace tw {
 namespace {
 
-float volumeAt(const InputParameters& parameters, double seconds)
+using Volumes = std::vector<std::pair<double, float>>; // seconds, volume heard then
+
+void expectVolumes(const InputParameters& parameters, const Volumes& expected)
 {
-    return parameters.volume.volumeAt(MediaTime::fromSeconds(seconds));
+    for (const auto& [seconds, volume] : expected)
+        EXPECT_FLOAT_EQ(parameters.volume.volumeAt(MediaTime::fromSeconds(seconds)), volume)
+            << "at " << seconds << " s";
 }
 
 Segment clip(std::optional<std::string> file, double duration, double at,
              std::optional<float> gain = std::nullopt)
 {
-    Segment s;
-    s.file = std::move(file);
-    s.duration = duration;
-    s.timelineStart = at;
-    s.gain = gain;
-    return s;
+    return test::clip(at, duration, 0, std::move(file), gain);
 }
 
 const LiveVoiceTap* liveTap(const InputParameters& parameters)
@@ -30,56 +30,31 @@ const LiveVoiceTap* liveTap(const InputParameters& parameters)
 
 } // namespace
 
-TEST(MixParametersTest, eachClipPlaysAtVoiceVolumeTimesItsGainAndEverythingElseIsSilent)
+TEST(MixParametersTest, eachClipPlaysAtVoiceVolumeTimesItsGainFromItsFirstTickAndTheRestIsSilent)
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
     project.segments = {clip("Media/a.caf", 2, 1, 0.5f), clip("Media/a.caf", 1, 4, 0.0f),
-                        clip("Media/a.caf", 1, 5), clip(std::nullopt, 1, 7)};
+                        clip("Media/a.caf", 1, 5), clip(std::nullopt, 1, 7),
+                        clip("Media/a.caf", 0.5, 11.2345678)};
     auto parameters = voiceMixParameters(1, project, false);
     ASSERT_TRUE(parameters);
-    const InputParameters& p = parameters.value();
-    EXPECT_EQ(p.trackID, 1);
-    EXPECT_EQ(p.tap, nullptr);
-
-    EXPECT_EQ(volumeAt(p, 0), 0.0f);
-    EXPECT_EQ(volumeAt(p, 0.999), 0.0f);
-    for (double t : {1.0, 1.5, 2.999})
-        EXPECT_FLOAT_EQ(volumeAt(p, t), 0.4f) << t;
-    EXPECT_EQ(volumeAt(p, 3), 0.0f) << "silent from the clip's last tick on";
-    // The muted clip touches the next one: 0 over all of it, then the next level at once.
-    for (double t : {4.0, 4.5, 4.9999})
-        EXPECT_EQ(volumeAt(p, t), 0.0f) << t;
-    EXPECT_FLOAT_EQ(volumeAt(p, 5), 0.8f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 5.9999), 0.8f);
-    EXPECT_EQ(volumeAt(p, 6.5), 0.0f);
-    // A clip without a file keeps its automation: it depends on the timeline alone.
-    EXPECT_FLOAT_EQ(volumeAt(p, 7.5), 0.8f);
-    EXPECT_EQ(volumeAt(p, 8), 0.0f);
-    EXPECT_EQ(volumeAt(p, 1000), 0.0f);
-}
-
-TEST(MixParametersTest, aProjectWithoutClipsGivesASilentVoiceTrack)
-{
-    auto parameters = voiceMixParameters(1, PodcastProject{}, false);
-    ASSERT_TRUE(parameters);
-    EXPECT_EQ(volumeAt(parameters.value(), 0), 0.0f);
-    EXPECT_EQ(volumeAt(parameters.value(), 10), 0.0f);
-}
-
-TEST(MixParametersTest, clipsAtOddTimesSwitchOnTheNearestTick)
-{
-    PodcastProject project;
-    project.segments = {clip("Media/a.caf", 0.5, 1.2345678)};
-    auto parameters = voiceMixParameters(1, project, false);
-    ASSERT_TRUE(parameters);
-    const std::int64_t first = std::llround(1.2345678 * 48000);
-    const std::int64_t end = std::llround((1.2345678 + 0.5) * 48000);
+    EXPECT_EQ(parameters.value().trackID, 1);
+    EXPECT_EQ(parameters.value().tap, nullptr);
+    // The muted clip touches the next one: 0 over all of it, then the next level at once. A clip
+    // without a file keeps its automation: it depends on the timeline alone.
+    const Volumes heard = {{0, 0},      {0.999, 0},  {1, 0.4f}, {2.999, 0.4f},  {3, 0},
+                           {4, 0},      {4.9999, 0}, {5, 0.8f}, {5.9999, 0.8f}, {6.5, 0},
+                           {7.5, 0.8f}, {8, 0},      {1000, 0}};
+    expectVolumes(parameters.value(), heard);
+    const std::int64_t first = std::llround(11.2345678 * 48000);
+    const std::int64_t end = std::llround((11.2345678 + 0.5) * 48000);
     const VolumeAutomation& volume = parameters.value().volume;
     EXPECT_EQ(volume.volumeAt(MediaTime{first - 1}), 0.0f);
-    EXPECT_EQ(volume.volumeAt(MediaTime{first}), 1.0f);
-    EXPECT_EQ(volume.volumeAt(MediaTime{end - 1}), 1.0f);
+    EXPECT_EQ(volume.volumeAt(MediaTime{first}), 0.8f);
+    EXPECT_EQ(volume.volumeAt(MediaTime{end - 1}), 0.8f);
     EXPECT_EQ(volume.volumeAt(MediaTime{end}), 0.0f);
+    expectVolumes(voiceMixParameters(1, PodcastProject{}, false).value(), {{0, 0}, {10, 0}});
 }
 
 TEST(MixParametersTest, liveVoiceCarriesATapWithTheProjectsTreatmentOrTheNeutralOne)
@@ -87,11 +62,9 @@ TEST(MixParametersTest, liveVoiceCarriesATapWithTheProjectsTreatmentOrTheNeutral
     PodcastProject project;
     project.segments = {clip("Media/a.caf", 1, 0)};
     auto neutral = voiceMixParameters(1, project, true);
-    ASSERT_TRUE(neutral);
-    const LiveVoiceTap* tap = liveTap(neutral.value());
-    ASSERT_NE(tap, nullptr);
-    EXPECT_EQ(tap->source(), "voice");
-    EXPECT_EQ(tap->treatment(), VoiceTreatment{});
+    ASSERT_TRUE(neutral && liveTap(neutral.value()));
+    EXPECT_EQ(liveTap(neutral.value())->source(), "voice");
+    EXPECT_EQ(liveTap(neutral.value())->treatment(), VoiceTreatment{});
 
     VoiceTreatment treatment;
     treatment.enhance = true;
@@ -99,81 +72,48 @@ TEST(MixParametersTest, liveVoiceCarriesATapWithTheProjectsTreatmentOrTheNeutral
     treatment.eqBands = std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     project.treatment = treatment;
     auto treated = voiceMixParameters(1, project, true);
-    ASSERT_TRUE(treated);
-    tap = liveTap(treated.value());
-    ASSERT_NE(tap, nullptr);
-    EXPECT_EQ(tap->source(), "voice");
-    EXPECT_EQ(tap->treatment(), treatment);
+    ASSERT_TRUE(treated && liveTap(treated.value()));
+    EXPECT_EQ(liveTap(treated.value())->treatment(), treatment);
     // The automation is the same in both modes.
     EXPECT_EQ(treated.value().volume, neutral.value().volume);
-
-    auto exported = voiceMixParameters(1, project, false);
-    ASSERT_TRUE(exported);
-    EXPECT_EQ(exported.value().tap, nullptr);
 }
 
-TEST(MixParametersTest, musicWithoutFadesPlaysAtMusicVolumeFromTimeZero)
+// The fades ramp from the music's offset on the timeline, with silence before the fade-in and
+// after the fade-out; points without length switch at once; absent points use the older lengths.
+static void expectFades(float volume, std::optional<double> inStart, std::optional<double> inEnd,
+                        std::optional<double> outStart, std::optional<double> outEnd,
+                        double duration, double offset, const Volumes& expected)
 {
     PodcastProject project;
-    project.musicVolume = 0.3f;
-    project.fadeInStart = 0;
-    project.fadeInEnd = 0;
-    project.fadeOutStart = 10;
-    project.fadeOutEnd = 10;
-    const InputParameters p = musicMixParameters(2, project, 10, 3);
+    project.musicVolume = volume;
+    project.fadeInStart = inStart;
+    project.fadeInEnd = inEnd;
+    project.fadeOutStart = outStart;
+    project.fadeOutEnd = outEnd;
+    const InputParameters p = musicMixParameters(2, project, duration, offset);
     EXPECT_EQ(p.trackID, 2);
     EXPECT_EQ(p.tap, nullptr);
-    for (double t : {0.0, 2.9, 3.0, 8.0, 12.999, 13.0, 20.0})
-        EXPECT_FLOAT_EQ(volumeAt(p, t), 0.3f) << t;
+    expectVolumes(p, expected);
 }
 
 TEST(MixParametersTest, musicFadesRampFromTheOffsetAndHoldSilenceAroundThem)
 {
-    PodcastProject project;
-    project.musicVolume = 0.5f;
-    project.fadeInStart = 1;
-    project.fadeInEnd = 3;
-    project.fadeOutStart = 6;
-    project.fadeOutEnd = 8;
-    const InputParameters p = musicMixParameters(2, project, 10, 2);
-    EXPECT_EQ(volumeAt(p, 0), 0.0f);
-    EXPECT_EQ(volumeAt(p, 2.999), 0.0f) << "silent until the fade-in starts at 2 + 1";
-    EXPECT_FLOAT_EQ(volumeAt(p, 3.5), 0.125f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 4), 0.25f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 5), 0.5f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 7.9), 0.5f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 8), 0.5f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 9.5), 0.125f);
-    EXPECT_EQ(volumeAt(p, 10), 0.0f);
-    EXPECT_EQ(volumeAt(p, 11.5), 0.0f) << "the fade-out ended before the music did";
-}
-
-TEST(MixParametersTest, fadePointsWithoutLengthSwitchTheMusicOnAndOffAtOnce)
-{
-    PodcastProject project;
-    project.musicVolume = 0.4f;
-    project.fadeInStart = 2;
-    project.fadeInEnd = 2;
-    project.fadeOutStart = 7;
-    project.fadeOutEnd = 7;
-    const InputParameters p = musicMixParameters(2, project, 10, 1);
-    EXPECT_EQ(volumeAt(p, 0), 0.0f);
-    EXPECT_EQ(volumeAt(p, 2.999), 0.0f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 3), 0.4f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 7.999), 0.4f);
-    EXPECT_EQ(volumeAt(p, 8), 0.0f);
-    EXPECT_EQ(volumeAt(p, 10), 0.0f);
-}
-
-TEST(MixParametersTest, theOlderFadeLengthsFadeFromTheStartAndToTheEnd)
-{
-    PodcastProject project; // fadeIn 5, fadeOut 10, musicVolume 0.35
-    const InputParameters p = musicMixParameters(2, project, 30, 0);
-    EXPECT_EQ(volumeAt(p, 0), 0.0f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 2.5), 0.175f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 12), 0.35f);
-    EXPECT_FLOAT_EQ(volumeAt(p, 25), 0.175f);
-    EXPECT_EQ(volumeAt(p, 30), 0.0f);
+    expectFades(0.3f, 0, 0, 10, 10, 10, 3,
+                {{0, 0.3f}, {2.9, 0.3f}, {3, 0.3f}, {12.999, 0.3f}, {13, 0.3f}, {20, 0.3f}});
+    expectFades(0.5f, 1, 3, 6, 8, 10, 2,
+                {{0, 0},
+                 {2.999, 0},
+                 {3.5, 0.125f},
+                 {4, 0.25f},
+                 {5, 0.5f},
+                 {8, 0.5f},
+                 {9.5, 0.125f},
+                 {10, 0},
+                 {11.5, 0}});
+    expectFades(0.4f, 2, 2, 7, 7, 10, 1,
+                {{0, 0}, {2.999, 0}, {3, 0.4f}, {7.999, 0.4f}, {8, 0}, {10, 0}});
+    expectFades(0.35f, {}, {}, {}, {}, 30, 0,
+                {{0, 0}, {2.5, 0.175f}, {12, 0.35f}, {25, 0.175f}, {30, 0}});
 }
 
 } // namespace tw

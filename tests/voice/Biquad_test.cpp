@@ -16,7 +16,7 @@ TEST(Biquad, peakingSectionReachesItsGainAtTheCentreAndLeavesFarFrequenciesAlone
 {
     for (double rate : {22050.0, 44100.0, 48000.0, 96000.0}) {
         for (double frequency : {31.5, 130.0, 1000.0, 4000.0}) {
-            for (double gainDb : {-12.0, -2.0, 1.5, 3.0, 12.0}) {
+            for (double gainDb : {-12.0, -2.0, 0.0, 1.5, 12.0}) {
                 SCOPED_TRACE(testing::Message()
                              << rate << " Hz rate, " << frequency << " Hz, " << gainDb << " dB");
                 Biquad section = Biquad::peaking(frequency, 1.5, gainDb, rate);
@@ -28,26 +28,19 @@ TEST(Biquad, peakingSectionReachesItsGainAtTheCentreAndLeavesFarFrequenciesAlone
             }
         }
     }
-}
-
-TEST(Biquad, narrowerBellsFallFasterAwayFromTheCentre)
-{
-    const double rate = 48000.0;
-    Biquad wide = Biquad::peaking(1000.0, 1.4, 6.0, rate);
-    Biquad narrow = Biquad::peaking(1000.0, 1.8, 6.0, rate);
-    double wideAtOctave = gainOf(wide, 2000.0, rate);
-    double narrowAtOctave = gainOf(narrow, 2000.0, rate);
-    EXPECT_GT(wideAtOctave, narrowAtOctave + 0.2);
-    EXPECT_GT(narrowAtOctave, 0.5);
-    EXPECT_LT(wideAtOctave, 6.0);
+    // A narrower bell falls faster away from its centre.
+    const double wide = gainOf(Biquad::peaking(1000.0, 1.4, 6.0, 48000.0), 2000.0, 48000.0);
+    const double narrow = gainOf(Biquad::peaking(1000.0, 1.8, 6.0, 48000.0), 2000.0, 48000.0);
+    EXPECT_GT(wide, narrow + 0.2);
+    EXPECT_GT(narrow, 0.5);
+    EXPECT_LT(wide, 6.0);
 }
 
 TEST(Biquad, highPassIsThreeDecibelsDownAtItsCornerPassesSpeechAndCutsRumble)
 {
     for (double rate : {44100.0, 48000.0}) {
         for (double corner : {70.0, 85.0}) {
-            Biquad section = Biquad::highPass(corner, 1.414, rate);
-            EXPECT_NEAR(gainOf(section, corner, rate), -3.0, 0.1);
+            EXPECT_NEAR(gainOf(Biquad::highPass(corner, 1.414, rate), corner, rate), -3.0, 0.1);
             EXPECT_NEAR(gainOf(Biquad::highPass(corner, 1.414, rate), 1000.0, rate), 0.0, 0.1);
             // Second order: 12 dB per octave, so two octaves down is about −24 dB.
             EXPECT_LT(gainOf(Biquad::highPass(corner, 1.414, rate), corner / 4.0, rate), -20.0);
@@ -63,17 +56,6 @@ TEST(Biquad, sectionsAboveTheLimitAreDesignedAtFortyFivePercentOfTheRate)
     EXPECT_EQ(limited, Biquad::peaking(9922.5, 1.5, 6.0, rate));
     EXPECT_EQ(Biquad::highPass(20000.0, 1.414, rate), Biquad::highPass(9922.5, 1.414, rate));
     EXPECT_NE(limited, Biquad::peaking(9000.0, 1.5, 6.0, rate));
-}
-
-TEST(Biquad, freshSectionHasZeroStateAndUnityCoefficientsAreTransparent)
-{
-    Biquad section = Biquad::peaking(1000.0, 1.5, 0.0, 48000.0);
-    EXPECT_EQ(section.z1, 0.0);
-    EXPECT_EQ(section.z2, 0.0);
-    for (int n = 0; n < 1000; ++n) {
-        double x = std::sin(n * 0.1);
-        EXPECT_NEAR(section.process(x), x, 1e-12);
-    }
 }
 
 } // namespace

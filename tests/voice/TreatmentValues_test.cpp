@@ -2,82 +2,63 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace tw {
 namespace {
 
-TEST(TreatmentValues, defaultTreatmentHasFlatBandsAndIsNotEnabled)
+using Bands = std::array<double, 10>;
+
+// Ten bands are taken as they are; any other list length falls back on the older three fields,
+// which land on the 125 Hz, 1 kHz and 8 kHz bands. A preset alone treats nothing; any flag or
+// non-zero gain does, the older fields even beside a full list that hides them from the bands.
+TEST(TreatmentValues, bandGainsAndWhetherTheTreatmentDoesAnything)
 {
-    VoiceTreatment treatment;
-    EXPECT_EQ(bandGains(treatment), (std::array<double, 10>{}));
-    EXPECT_FALSE(enabled(treatment));
-    for (Preset preset : {Preset::radio, Preset::femalePodcast, Preset::femaleRadio}) {
-        treatment.preset = preset;
-        EXPECT_FALSE(enabled(treatment)) << "a preset alone changes nothing";
-    }
-}
-
-TEST(TreatmentValues, tenBandsAreTakenAsTheyAre)
-{
-    VoiceTreatment treatment;
-    treatment.eqBands = std::vector<double>{1, -2, 3, -4, 5, -6, 7, -8, 9, -10};
-    treatment.bass = 6.0; // ignored beside a full band list
-    std::array<double, 10> expected{1, -2, 3, -4, 5, -6, 7, -8, 9, -10};
-    EXPECT_EQ(bandGains(treatment), expected);
-    EXPECT_TRUE(enabled(treatment));
-}
-
-TEST(TreatmentValues, olderThreeBandSettingLandsOnTheTenBandsAnyOtherListLengthIsIgnored)
-{
-    VoiceTreatment treatment;
-    treatment.bass = 3.0;
-    EXPECT_EQ(bandGains(treatment), (std::array<double, 10>{0, 0, 3, 0, 0, 0, 0, 0, 0, 0}));
-
-    treatment.mid = -1.5;
-    treatment.treble = 4.0;
-    std::array<double, 10> mapped{0, 0, 3, 0, 0, -1.5, 0, 0, 4, 0};
-    EXPECT_EQ(bandGains(treatment), mapped);
-
-    for (std::size_t length : {0u, 1u, 9u, 11u}) {
-        treatment.eqBands = std::vector<double>(length, 7.0);
-        EXPECT_EQ(bandGains(treatment), mapped) << length << " entries";
-    }
-}
-
-TEST(TreatmentValues, enabledByAnyFlagOrAnyNonZeroGainButNotByAbsentOrZeroOnes)
-{
-    auto with = [](auto change) {
-        VoiceTreatment treatment;
-        change(treatment);
-        return enabled(treatment);
+    const struct {
+        std::function<void(VoiceTreatment&)> set;
+        Bands bands;
+        bool enabled;
+    } cases[] = {
+        {[](VoiceTreatment&) {}, {}, false},
+        {[](VoiceTreatment& t) { t.preset = Preset::femaleRadio; }, {}, false},
+        {[](VoiceTreatment& t) { t.enhance = true; }, {}, true},
+        {[](VoiceTreatment& t) { t.reduceNoise = true; }, {}, true},
+        {[](VoiceTreatment& t) { t.level = true; }, {}, true},
+        {[](VoiceTreatment& t) { t.level = false; }, {}, false},
+        {[](VoiceTreatment& t) { t.bass = -0.5; }, {0, 0, -0.5}, true},
+        {[](VoiceTreatment& t) { t.mid = 2.0; }, {0, 0, 0, 0, 0, 2.0}, true},
+        {[](VoiceTreatment& t) { t.treble = 0.1; }, {0, 0, 0, 0, 0, 0, 0, 0, 0.1}, true},
+        {[](VoiceTreatment& t) { t.bass = t.mid = t.treble = 0.0; }, {}, false},
+        {[](VoiceTreatment& t) {
+             t.eqBands = std::vector<double>{1, -2, 3, -4, 5, -6, 7, -8, 9, -10};
+             t.bass = 6.0;
+         },
+         {1, -2, 3, -4, 5, -6, 7, -8, 9, -10},
+         true},
+        {[](VoiceTreatment& t) { t.eqBands = std::vector<double>(10, 0.0); }, {}, false},
+        {[](VoiceTreatment& t) {
+             t.eqBands = std::vector<double>(10, 0.0);
+             t.mid = 1.0;
+         },
+         {},
+         true},
+        {[](VoiceTreatment& t) { t.eqBands = std::vector<double>(9, 5.0); }, {}, false},
+        {[](VoiceTreatment& t) {
+             t.eqBands = std::vector<double>(11, 7.0);
+             t.bass = 3.0;
+             t.mid = -1.5;
+             t.treble = 4.0;
+         },
+         {0, 0, 3, 0, 0, -1.5, 0, 0, 4, 0},
+         true},
     };
-    EXPECT_TRUE(with([](VoiceTreatment& t) { t.enhance = true; }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) { t.reduceNoise = true; }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) { t.level = true; }));
-    EXPECT_FALSE(with([](VoiceTreatment& t) { t.level = false; }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) { t.bass = -0.5; }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) { t.mid = 2.0; }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) { t.treble = 0.1; }));
-    EXPECT_FALSE(with([](VoiceTreatment& t) {
-        t.bass = 0.0;
-        t.mid = 0.0;
-        t.treble = 0.0;
-    }));
-    EXPECT_FALSE(with([](VoiceTreatment& t) { t.eqBands = std::vector<double>(10, 0.0); }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) {
-        t.eqBands = std::vector<double>(10, 0.0);
-        (*t.eqBands)[9] = -3.0;
-    }));
-    // A nine-entry list does not count, but the three older fields still do.
-    EXPECT_FALSE(with([](VoiceTreatment& t) { t.eqBands = std::vector<double>(9, 5.0); }));
-    EXPECT_TRUE(with([](VoiceTreatment& t) {
-        t.eqBands = std::vector<double>(9, 0.0);
-        t.treble = 2.0;
-    }));
-    // A full band list hides the older fields from bandGains, yet they still enable.
-    EXPECT_TRUE(with([](VoiceTreatment& t) {
-        t.eqBands = std::vector<double>(10, 0.0);
-        t.mid = 1.0;
-    }));
+    int index = 0;
+    for (const auto& c : cases) {
+        VoiceTreatment treatment;
+        c.set(treatment);
+        EXPECT_EQ(bandGains(treatment), c.bands) << "case " << index;
+        EXPECT_EQ(enabled(treatment), c.enabled) << "case " << index++;
+    }
 }
 
 } // namespace

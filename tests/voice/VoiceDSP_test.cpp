@@ -1,5 +1,6 @@
 #include "voice/VoiceDSP.hpp"
 
+#include "support/Treatments.hpp"
 #include "voice/ToneResponse.hpp"
 #include "voice/TreatmentValues.hpp"
 
@@ -13,119 +14,8 @@
 namespace tw {
 namespace {
 
-// The chain written out plainly, frame by frame, with the textbook formulas (pow, log10, division)
-// and no shortcuts. The optimised processor must stay within 1e-6 of it.
-class StraightforwardDSP {
-public:
-    explicit StraightforwardDSP(VoiceTreatment treatment) : treatment_(std::move(treatment)) {}
-
-    void prepare(double rate, int channels)
-    {
-        states_.assign(channels, VoiceDSP::eqFilters(treatment_, rate));
-        auto coefficient = [rate](double seconds) { return std::exp(-1.0 / (rate * seconds)); };
-        attack_ = coefficient(0.005);
-        release_ = coefficient(0.18);
-        gateOpen_ = coefficient(0.003);
-        gateClose_ = coefficient(0.12);
-        levelSpeed_ = coefficient(0.5);
-        energySpeed_ = coefficient(0.15);
-        bool radio = treatment_.preset == Preset::radio || treatment_.preset == Preset::femaleRadio;
-        threshold_ = radio ? -22.0 : -18.0;
-        ratio_ = radio ? 4.0 : 2.5;
-        makeup_ = radio ? 1.5848931924611136 : 1.2589254117941673;
-        envelope_ = 0.0;
-        gain_ = 1.0;
-        gate_ = 1.0;
-        energy_ = 0.0;
-        levelGain_ = 1.0;
-    }
-
-    void process(AudioBufferList& list, int frames)
-    {
-        const bool enhance = treatment_.enhance, reduceNoise = treatment_.reduceNoise,
-                   level = treatment_.level == true, clip = enabled(treatment_);
-        auto smooth = [](double& state, double coefficient, double target) {
-            state = coefficient * state + (1.0 - coefficient) * target;
-        };
-        for (int f = 0; f < frames; ++f) {
-            double peak = 0.0;
-            for (int b = 0; b < list.count; ++b) {
-                const AudioBuffer& buffer = list.buffers[b];
-                if (!buffer.data || buffer.channels <= 0)
-                    continue;
-                for (int c = 0; c < buffer.channels; ++c)
-                    peak = std::max(peak, std::fabs(double(buffer.data[f * buffer.channels + c])));
-            }
-            smooth(envelope_, peak > envelope_ ? attack_ : release_, peak);
-            if (reduceNoise) {
-                double target = std::clamp(std::pow(envelope_ / 0.00562, 1.5), 0.08, 1.0);
-                smooth(gate_, target > gate_ ? gateOpen_ : gateClose_, target);
-            }
-            if (enhance) {
-                double levelDb = 20.0 * std::log10(std::max(envelope_, 1e-6));
-                double over = std::max(levelDb - threshold_, 0.0);
-                double target = makeup_ * std::pow(10.0, -(1.0 - 1.0 / ratio_) * over / 20.0);
-                smooth(gain_, target < gain_ ? attack_ : release_, target);
-            }
-            if (level) {
-                smooth(energy_, energySpeed_, peak * peak);
-                if (envelope_ > 0.003) {
-                    double g = std::clamp(0.126 / std::sqrt(std::max(energy_, 1e-6)), 0.25, 4.0);
-                    smooth(levelGain_, levelSpeed_, g);
-                }
-            }
-            std::size_t k = 0;
-            for (int b = 0; b < list.count; ++b) {
-                const AudioBuffer& buffer = list.buffers[b];
-                if (!buffer.data || buffer.channels <= 0)
-                    continue;
-                for (int c = 0; c < buffer.channels; ++c, ++k) {
-                    float& sample = buffer.data[f * buffer.channels + c];
-                    double x = sample;
-                    if (k < states_.size()) {
-                        for (Biquad& section : states_[k]) {
-                            double y = section.b0 * x + section.z1;
-                            section.z1 = section.b1 * x - section.a1 * y + section.z2;
-                            section.z2 = section.b2 * x - section.a2 * y;
-                            x = y;
-                        }
-                        if (enhance)
-                            x *= gain_;
-                    }
-                    if (level)
-                        x *= levelGain_;
-                    if (clip && std::fabs(x) > 0.9)
-                        x = (x > 0 ? 1.0 : -1.0) *
-                            (0.9 + 0.1 * std::tanh((std::fabs(x) - 0.9) / 0.1));
-                    x *= gate_;
-                    sample = static_cast<float>(x);
-                }
-            }
-        }
-    }
-
-private:
-    VoiceTreatment treatment_;
-    std::vector<std::vector<Biquad>> states_;
-    double envelope_ = 0, gain_ = 1, gate_ = 1, energy_ = 0, levelGain_ = 1;
-    double attack_ = 0, release_ = 0, gateOpen_ = 0, gateClose_ = 0, levelSpeed_ = 0,
-           energySpeed_ = 0;
-    double threshold_ = -18, ratio_ = 2.5, makeup_ = 1;
-};
-
 constexpr std::array<Preset, 4> allPresets = {Preset::podcast, Preset::radio, Preset::femalePodcast,
                                               Preset::femaleRadio};
-
-VoiceTreatment heaviest(Preset preset = Preset::radio)
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{4, -3, 2.5, -1, 1.5, -2, 3, -4, 5, -6};
-    treatment.preset = preset;
-    return treatment;
-}
 
 // Speech-like test material: noise and tones under an envelope that moves between silence,
 // quiet passages, normal speech and overloads, so every detector branch is crossed.
@@ -211,47 +101,35 @@ std::vector<float> processed(const VoiceTreatment& treatment, std::vector<float>
     return laidOut.interleaved();
 }
 
-double maxAbsDifference(const std::vector<float>& a, const std::vector<float>& b)
+// The channels share the detectors (they follow the loudest channel) and nothing else: a channel
+// changed below the loudest one leaves every other channel's output bit for bit as it was, in any
+// buffer layout and channel count, so no channel's filters or gains leak into another's.
+TEST(VoiceDSP, channelsShareOnlyTheDetectors)
 {
-    double worst = 0.0;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        worst = std::max(worst, std::fabs(double(a[i]) - double(b[i])));
-    return worst;
-}
-
-TEST(VoiceDSP, staysWithinOneMillionthOfTheStraightforwardFormulasOnRandomSignals)
-{
-    std::vector<VoiceTreatment> treatments;
-    for (Preset preset : allPresets)
-        treatments.push_back(heaviest(preset));
-    for (int flags = 1; flags < 8; ++flags) {
-        VoiceTreatment treatment;
-        treatment.enhance = flags & 1;
-        treatment.reduceNoise = flags & 2;
-        treatment.level = (flags & 4) != 0;
-        treatment.bass = 2.0;
-        treatment.treble = -3.0;
-        treatments.push_back(treatment);
-    }
-    unsigned seed = 1;
-    for (const VoiceTreatment& treatment : treatments) {
-        for (double rate : {44100.0, 48000.0}) {
-            for (int channels : {1, 2, 3}) {
-                for (bool planar : {false, true}) {
-                    SCOPED_TRACE(testing::Message()
-                                 << "treatment " << seed << ", " << rate << " Hz, " << channels
-                                 << " ch, " << (planar ? "planar" : "interleaved"));
-                    auto input = speechLike(int(rate * 1.5), channels, rate, ++seed);
-                    auto fast = processed(treatment, input, channels, rate, planar);
-
-                    StraightforwardDSP reference(treatment);
-                    reference.prepare(rate, channels);
-                    LaidOut laidOut(input, channels, planar);
-                    AudioBufferList list = laidOut.list(0);
-                    reference.process(list, laidOut.frames);
-
-                    EXPECT_LE(maxAbsDifference(fast, laidOut.interleaved()), 1e-6);
-                }
+    const double rate = 48000.0;
+    for (int channels : {2, 3, 4}) {
+        for (bool planar : {false, true}) {
+            auto input = speechLike(int(rate), channels, rate, 5);
+            for (std::size_t i = 0; i < input.size(); ++i)
+                if (i % channels != 0) // below the first channel, sample by sample
+                    input[i] = 0.5f * std::fabs(input[i - i % channels]) *
+                               (i % channels == 1 ? 1.0f : -0.5f);
+            auto changed = input;
+            for (std::size_t i = 1; i < changed.size(); i += channels)
+                changed[i] *= -0.5f;
+            const auto before = processed(test::fullTreatment(), input, channels, rate, planar);
+            const auto after = processed(test::fullTreatment(), changed, channels, rate, planar);
+            bool othersSame = true, changedDiffers = false;
+            for (std::size_t i = 0; i < before.size(); ++i) {
+                if (i % channels == 1)
+                    changedDiffers |= before[i] != after[i];
+                else
+                    othersSame &= before[i] == after[i];
+            }
+            EXPECT_TRUE(othersSame) << channels << " channels, planar " << planar;
+            EXPECT_TRUE(changedDiffers);
+            if (!planar) {
+                EXPECT_EQ(before, processed(test::fullTreatment(), input, channels, rate, true));
             }
         }
     }
@@ -267,7 +145,7 @@ TEST(VoiceDSP, anySplitIntoCallsGivesTheSameSamplesAsOneCall)
                 SCOPED_TRACE(testing::Message() << rate << " Hz, " << channels << " ch, "
                                                 << (planar ? "planar" : "interleaved"));
                 VoiceTreatment treatment =
-                    heaviest(rate > 45000 ? Preset::podcast : Preset::femaleRadio);
+                    test::fullTreatment(rate > 45000 ? Preset::podcast : Preset::femaleRadio);
                 auto input = speechLike(int(rate), channels, rate, ++seed);
                 auto whole = processed(treatment, input, channels, rate, planar);
 
@@ -458,64 +336,41 @@ TEST(VoiceDSP, disabledUnsupportedOrUnpreparedProcessingLeavesSamplesBitIdentica
     // Overloads too: without a treatment nothing clips them.
     input[100] = 1.75f;
     input[101] = -3.0f;
-
-    VoiceTreatment none;
     VoiceTreatment zeros;
     zeros.eqBands = std::vector<double>(10, 0.0);
     zeros.bass = 0.0;
     zeros.preset = Preset::femaleRadio;
-    for (const VoiceTreatment& treatment : {none, zeros}) {
-        EXPECT_TRUE(VoiceDSP::eqFilters(treatment, 48000.0).empty());
+    for (const VoiceTreatment& treatment : {VoiceTreatment{}, zeros})
         for (bool planar : {false, true})
             EXPECT_EQ(processed(treatment, input, 2, 48000.0, planar), input);
-    }
 
-    VoiceDSP unsupported(heaviest());
+    VoiceDSP unsupported(test::fullTreatment()), unprepared(test::fullTreatment());
     unsupported.prepare(48000.0, 2);
     unsupported.setSupported(false);
     auto samples = input;
     AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
     unsupported.process(list, 10000);
-    EXPECT_EQ(samples, input);
-
-    VoiceDSP unprepared(heaviest());
     unprepared.process(list, 10000);
     EXPECT_EQ(samples, input);
-
-    // Once supported again it processes.
     unsupported.setSupported(true);
     unsupported.process(list, 10000);
     EXPECT_NE(samples, input);
 }
 
-TEST(VoiceDSP, prepareStartsAfreshAndSetsTheCompressorOfThePreset)
+// Preparing again forgets everything heard before, also at another rate and channel count.
+TEST(VoiceDSP, prepareStartsAfresh)
 {
     auto input = speechLike(30000, 2, 48000.0, 21);
-    VoiceDSP reused(heaviest(Preset::femaleRadio));
+    VoiceDSP reused(test::fullTreatment(Preset::femaleRadio));
     reused.prepare(44100.0, 1);
     auto first = input;
     AudioBufferList list = AudioBufferList::interleaved(first.data(), 1);
     reused.process(list, 60000);
     reused.prepare(48000.0, 2);
-    EXPECT_EQ(reused.envelope(), 0.0);
-    EXPECT_EQ(reused.gain(), 1.0);
-    EXPECT_EQ(reused.gate(), 1.0);
-    EXPECT_EQ(reused.energy(), 0.0);
-    EXPECT_EQ(reused.levelGain(), 1.0);
     auto again = input;
     list = AudioBufferList::interleaved(again.data(), 2);
     reused.process(list, 30000);
-    EXPECT_EQ(again, processed(heaviest(Preset::femaleRadio), input, 2, 48000.0));
-
-    EXPECT_EQ(reused.threshold(), -22.0);
-    EXPECT_EQ(reused.ratio(), 4.0);
-    EXPECT_NEAR(20 * std::log10(reused.makeup()), 4.0, 1e-9);
-    VoiceDSP podcast(heaviest(Preset::femalePodcast));
-    podcast.prepare(48000.0, 1);
-    EXPECT_EQ(podcast.threshold(), -18.0);
-    EXPECT_EQ(podcast.ratio(), 2.5);
-    EXPECT_NEAR(20 * std::log10(podcast.makeup()), 2.0, 1e-9);
-    EXPECT_EQ(podcast.states().size(), 1u);
+    EXPECT_EQ(again, processed(test::fullTreatment(Preset::femaleRadio), input, 2, 48000.0));
 }
 
 double sectionGainDb(Biquad section, double frequency, double rate, double seconds = 4.0)
@@ -560,60 +415,48 @@ TEST(VoiceDSP, enhanceCurveOfEachPresetHasItsFourSections)
     }
 }
 
+// One section per non-zero gain in band order: the older fields at 110 Hz, 1.2 kHz and 8 kHz, any
+// list at the ten band frequencies (a list of another length with the older gains mapped onto
+// them), a band above 0.45 of the rate designed there.
 TEST(VoiceDSP, equaliserSectionsFollowTheBandSettingsAndSkipZeroGains)
 {
-    const double rate = 48000.0;
-    VoiceTreatment bass;
-    bass.bass = 3.0;
-    auto chain = VoiceDSP::eqFilters(bass, rate);
-    ASSERT_EQ(chain.size(), 1u);
-    EXPECT_NEAR(sectionGainDb(chain[0], 110.0, rate), 3.0, 0.1);
-    EXPECT_EQ(chain[0], Biquad::peaking(110.0, 1.5, 3.0, rate));
-
-    // The older fields sit at 110 Hz, 1.2 kHz and 8 kHz.
     VoiceTreatment older;
     older.bass = -4.0;
     older.mid = 5.0;
     older.treble = 6.0;
-    chain = VoiceDSP::eqFilters(older, rate);
-    ASSERT_EQ(chain.size(), 3u);
-    EXPECT_NEAR(sectionGainDb(chain[0], 110.0, rate), -4.0, 0.1);
-    EXPECT_NEAR(sectionGainDb(chain[1], 1200.0, rate), 5.0, 0.1);
-    EXPECT_NEAR(sectionGainDb(chain[2], 8000.0, rate), 6.0, 0.1);
-
-    // A list of nine selects the ten-band frequencies with the older gains mapped onto them.
     VoiceTreatment nine = older;
     nine.eqBands = std::vector<double>(9, 9.0);
-    chain = VoiceDSP::eqFilters(nine, rate);
-    ASSERT_EQ(chain.size(), 3u);
-    EXPECT_NEAR(sectionGainDb(chain[0], 125.0, rate), -4.0, 0.1);
-    EXPECT_NEAR(sectionGainDb(chain[1], 1000.0, rate), 5.0, 0.1);
-    EXPECT_NEAR(sectionGainDb(chain[2], 8000.0, rate), 6.0, 0.1);
-
-    // Ten bands, zero ones skipped, in band order.
     VoiceTreatment ten;
     ten.eqBands = std::vector<double>{-6, 0, 0, 3, 0, 0, 0, 0, 0, 12};
-    chain = VoiceDSP::eqFilters(ten, rate);
-    ASSERT_EQ(chain.size(), 3u);
-    EXPECT_NEAR(sectionGainDb(chain[0], 31.5, rate, 8.0), -6.0, 0.1);
-    EXPECT_NEAR(sectionGainDb(chain[1], 250.0, rate), 3.0, 0.1);
-    EXPECT_NEAR(sectionGainDb(chain[2], 16000.0, rate), 12.0, 0.1);
-
-    // At 22050 Hz the 16 kHz band is designed at 0.45 of the rate.
-    chain = VoiceDSP::eqFilters(ten, 22050.0);
-    ASSERT_EQ(chain.size(), 3u);
-    EXPECT_NEAR(sectionGainDb(chain[2], 9922.5, 22050.0), 12.0, 0.1);
-
-    // Treble absent or 0 is the same chain; ten zero bands are an empty one.
-    VoiceTreatment absent;
-    absent.bass = 2.0;
-    VoiceTreatment zeroTreble = absent;
+    VoiceTreatment bassOnly, zeroTreble, tenZeros;
+    bassOnly.bass = 3.0;
+    zeroTreble.bass = 3.0;
     zeroTreble.treble = 0.0;
-    EXPECT_EQ(VoiceDSP::eqFilters(absent, rate), VoiceDSP::eqFilters(zeroTreble, rate));
-    VoiceTreatment tenZeros;
     tenZeros.eqBands = std::vector<double>(10, 0.0);
-    EXPECT_TRUE(VoiceDSP::eqFilters(tenZeros, rate).empty());
-    EXPECT_TRUE(VoiceDSP::eqFilters(VoiceTreatment{}, rate).empty());
+    const struct {
+        VoiceTreatment treatment;
+        double rate;
+        std::vector<std::pair<double, double>> sections; // where each is measured, its gain
+    } cases[] = {
+        {bassOnly, 48000, {{110, 3}}},
+        {zeroTreble, 48000, {{110, 3}}},
+        {older, 48000, {{110, -4}, {1200, 5}, {8000, 6}}},
+        {nine, 48000, {{125, -4}, {1000, 5}, {8000, 6}}},
+        {ten, 48000, {{31.5, -6}, {250, 3}, {16000, 12}}},
+        {ten, 22050, {{31.5, -6}, {250, 3}, {9922.5, 12}}},
+        {tenZeros, 48000, {}},
+        {VoiceTreatment{}, 48000, {}},
+    };
+    for (const auto& c : cases) {
+        auto chain = VoiceDSP::eqFilters(c.treatment, c.rate);
+        ASSERT_EQ(chain.size(), c.sections.size());
+        for (std::size_t i = 0; i < chain.size(); ++i) {
+            const auto [frequency, gain] = c.sections[i];
+            EXPECT_NEAR(sectionGainDb(chain[i], frequency, c.rate, frequency < 40 ? 8.0 : 4.0),
+                        gain, 0.1)
+                << frequency << " Hz at " << c.rate;
+        }
+    }
 }
 
 TEST(VoiceDSP, wholeChainShapesTheSpectrumAsItsSectionsAddUp)

@@ -2,14 +2,17 @@
 
 #include "audio/AudioFileReader.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/Treatments.hpp"
 #include "voice/VoiceDSP.hpp"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 namespace tw {
@@ -22,41 +25,6 @@ VoiceTreatment enhanced()
     VoiceTreatment treatment;
     treatment.enhance = true;
     return treatment;
-}
-
-VoiceTreatment heaviest()
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::radio;
-    return treatment;
-}
-
-std::vector<float> readAll(const fs::path& file, double* rate = nullptr, int* channels = nullptr)
-{
-    auto reader = AudioFileReader::open(file);
-    EXPECT_TRUE(reader.ok()) << (reader ? "" : reader.error().description);
-    if (!reader)
-        return {};
-    AudioFileReader& r = *reader.value();
-    if (rate)
-        *rate = r.sampleRate();
-    if (channels)
-        *channels = r.channels();
-    std::vector<float> samples(static_cast<std::size_t>(r.length()) * r.channels());
-    std::size_t done = 0;
-    while (done < samples.size()) {
-        auto got = r.read(samples.data() + done, 4096);
-        EXPECT_TRUE(got.ok());
-        if (!got || got.value() == 0)
-            break;
-        done += static_cast<std::size_t>(got.value()) * r.channels();
-    }
-    samples.resize(done);
-    return samples;
 }
 
 std::vector<fs::path> filesIn(const fs::path& folder)
@@ -76,66 +44,67 @@ void makeVoice(const fs::path& file, int rate, int channels, double seconds)
                    " sine 220 pinknoise mix tremolo 4 90 vol 0.6");
 }
 
+// Every setting that changes the sound is in the name: a render is reused only for the very same
+// treatment. Settings that sound the same (level false or absent, treble 0 or absent) name alike.
 TEST(VoiceProcessor, cacheNameSpellsOutEveryTreatmentSetting)
 {
-    EXPECT_EQ(
-        ".Render/" + VoiceProcessor::cacheName("Media/voice-3.caf", enhanced()),
-        ".Render/voice-3-true-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bandslegacy-v4.caf");
-
-    VoiceTreatment treatment;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.bass = 3.5;
-    treatment.mid = -2.0;
-    treatment.treble = 0.1;
-    treatment.preset = Preset::femaleRadio;
-    EXPECT_EQ(VoiceProcessor::cacheName("Media/voice-ABC.caf", treatment),
-              "voice-ABC-false-true-Radio femenina-leveltrue-eq3.5--2.0-0.1-bandslegacy-v4.caf");
-
-    // level false and absent read the same; presets by their stored text.
-    VoiceTreatment plain;
-    plain.level = false;
-    plain.preset = Preset::radio;
-    EXPECT_EQ(VoiceProcessor::cacheName("paste-1.m4a", plain),
-              "paste-1-false-false-Radio masculina-levelfalse-eq0.0-0.0-0.0-bandslegacy-v4.caf");
-    plain.preset = Preset::femalePodcast;
-    EXPECT_NE(VoiceProcessor::cacheName("paste-1.m4a", plain).find("-Podcast femenino-"),
-              std::string::npos);
-
-    // Treble absent or 0 is the same render; ten zero bands are another one.
-    VoiceTreatment zeroTreble = enhanced();
-    zeroTreble.treble = 0.0;
-    EXPECT_EQ(VoiceProcessor::cacheName("Media/voice-3.caf", zeroTreble),
-              VoiceProcessor::cacheName("Media/voice-3.caf", enhanced()));
-    VoiceTreatment tenZeros = enhanced();
-    tenZeros.eqBands = std::vector<double>(10, 0.0);
-    EXPECT_EQ(VoiceProcessor::cacheName("Media/voice-3.caf", tenZeros),
-              "voice-3-true-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bands"
-              "0.0_0.0_0.0_0.0_0.0_0.0_0.0_0.0_0.0_0.0-v4.caf");
-    VoiceTreatment mixed;
-    mixed.eqBands = std::vector<double>{-12, 1.25, 0.1};
-    EXPECT_EQ(
-        VoiceProcessor::cacheName("a.b.caf", mixed),
-        "a.b-false-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bands-12.0_1.25_0.1-v4.caf");
-    mixed.eqBands = std::vector<double>{};
-    EXPECT_EQ(VoiceProcessor::cacheName("a.caf", mixed),
-              "a-false-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bands-v4.caf");
-}
-
-TEST(VoiceProcessor, decimalTextIsTheShortestRoundTripWithAFraction)
-{
-    EXPECT_EQ(VoiceProcessor::decimalText(0.0), "0.0");
-    EXPECT_EQ(VoiceProcessor::decimalText(3.5), "3.5");
-    EXPECT_EQ(VoiceProcessor::decimalText(-2.0), "-2.0");
-    EXPECT_EQ(VoiceProcessor::decimalText(12.0), "12.0");
-    EXPECT_EQ(VoiceProcessor::decimalText(0.1), "0.1");
-    EXPECT_EQ(VoiceProcessor::decimalText(1.0 / 3.0), "0.3333333333333333");
-    EXPECT_EQ(VoiceProcessor::decimalText(-0.0), "-0.0");
-    EXPECT_EQ(VoiceProcessor::decimalText(1e-5), "1e-05");
-    for (double value : {0.1 + 0.2, -7.3, 1e-3, 2.5e-7, 123456.789}) {
-        std::string text = VoiceProcessor::decimalText(value);
-        EXPECT_EQ(std::stod(text), value) << text;
+    const std::string plain = "-false-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bands";
+    const struct {
+        const char* source;
+        std::function<void(VoiceTreatment&)> set;
+        std::string name;
+    } cases[] = {
+        {"Media/voice-3.caf", [](VoiceTreatment& t) { t.enhance = true; },
+         "voice-3-true-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bandslegacy-v4.caf"},
+        {"Media/voice-3.caf",
+         [](VoiceTreatment& t) {
+             t.enhance = true;
+             t.treble = 0.0;
+         },
+         "voice-3-true-false-Podcast masculino-levelfalse-eq0.0-0.0-0.0-bandslegacy-v4.caf"},
+        {"Media/voice-ABC.caf",
+         [](VoiceTreatment& t) {
+             t.reduceNoise = true;
+             t.level = true;
+             t.bass = 3.5;
+             t.mid = -2.0;
+             t.treble = 0.1;
+             t.preset = Preset::femaleRadio;
+         },
+         "voice-ABC-false-true-Radio femenina-leveltrue-eq3.5--2.0-0.1-bandslegacy-v4.caf"},
+        {"paste-1.m4a",
+         [](VoiceTreatment& t) {
+             t.level = false;
+             t.preset = Preset::radio;
+         },
+         "paste-1-false-false-Radio masculina-levelfalse-eq0.0-0.0-0.0-bandslegacy-v4.caf"},
+        {"a.caf", [](VoiceTreatment& t) { t.preset = Preset::femalePodcast; },
+         "a-false-false-Podcast femenino-levelfalse-eq0.0-0.0-0.0-bandslegacy-v4.caf"},
+        {"Media/voice-3.caf", [](VoiceTreatment& t) { t.eqBands = std::vector<double>(10, 0.0); },
+         "voice-3" + plain + "0.0_0.0_0.0_0.0_0.0_0.0_0.0_0.0_0.0_0.0-v4.caf"},
+        {"a.b.caf",
+         [](VoiceTreatment& t) {
+             t.eqBands = std::vector<double>{-12, 1.25, 0.1};
+         },
+         "a.b" + plain + "-12.0_1.25_0.1-v4.caf"},
+        {"a.caf", [](VoiceTreatment& t) { t.eqBands = std::vector<double>{}; },
+         "a" + plain + "-v4.caf"},
+    };
+    for (const auto& c : cases) {
+        VoiceTreatment treatment;
+        c.set(treatment);
+        EXPECT_EQ(VoiceProcessor::cacheName(c.source, treatment), c.name);
     }
+    // Numbers are the shortest text that reads back as the same double, always with a fraction.
+    const std::pair<double, const char*> decimals[] = {
+        {0.0, "0.0"},   {3.5, "3.5"},    {-2.0, "-2.0"},
+        {12.0, "12.0"}, {0.1, "0.1"},    {1.0 / 3.0, "0.3333333333333333"},
+        {-0.0, "-0.0"}, {1e-5, "1e-05"},
+    };
+    for (const auto& [value, text] : decimals)
+        EXPECT_EQ(VoiceProcessor::decimalText(value), text);
+    for (double value : {0.1 + 0.2, -7.3, 1e-3, 2.5e-7, 123456.789})
+        EXPECT_EQ(std::stod(VoiceProcessor::decimalText(value)), value) << value;
 }
 
 TEST(VoiceProcessor, preparedRenderIsTheTreatedSourceAndASecondPrepareReusesIt)
@@ -144,22 +113,21 @@ TEST(VoiceProcessor, preparedRenderIsTheTreatedSourceAndASecondPrepareReusesIt)
     fs::create_directories(project / "Media");
     makeVoice(project / "Media/voice-1.wav", 44100, 2, 2.5);
 
-    auto prepared = VoiceProcessor::prepare("Media/voice-1.wav", project.path(), heaviest());
+    auto prepared =
+        VoiceProcessor::prepare("Media/voice-1.wav", project.path(), test::fullTreatment());
     ASSERT_TRUE(prepared.ok()) << prepared.error().description;
-    EXPECT_EQ(prepared.value(), ".Render/" + VoiceProcessor::cacheName("voice-1.wav", heaviest()));
+    EXPECT_EQ(prepared.value(),
+              ".Render/" + VoiceProcessor::cacheName("voice-1.wav", test::fullTreatment()));
     const fs::path rendered = project.path() / prepared.value();
     ASSERT_TRUE(fs::is_regular_file(rendered));
     EXPECT_EQ(filesIn(project / ".Render"), std::vector<fs::path>{rendered}) << "no temporary left";
 
-    // The render is the source through the treatment, float at the source's rate and layout,
-    // as FFmpeg decodes it.
-    double rate = 0;
-    int channels = 0;
-    std::vector<float> source = readAll(project / "Media/voice-1.wav", &rate, &channels);
-    VoiceDSP dsp(heaviest());
-    dsp.prepare(rate, channels);
-    AudioBufferList list = AudioBufferList::interleaved(source.data(), channels);
-    dsp.process(list, static_cast<int>(source.size() / channels));
+    // The render is the source through the treatment, float at the source's rate and layout.
+    std::vector<float> source = testfiles::decodeWithFfmpeg(project / "Media/voice-1.wav");
+    VoiceDSP dsp(test::fullTreatment());
+    dsp.prepare(44100, 2);
+    AudioBufferList list = AudioBufferList::interleaved(source.data(), 2);
+    dsp.process(list, static_cast<int>(source.size() / 2));
     auto decoded = AudioFileReader::openWithFfmpeg(rendered);
     ASSERT_TRUE(decoded.ok());
     EXPECT_EQ(decoded.value()->sampleRate(), 44100.0);
@@ -167,16 +135,15 @@ TEST(VoiceProcessor, preparedRenderIsTheTreatedSourceAndASecondPrepareReusesIt)
     EXPECT_EQ(testfiles::decodeWithFfmpeg(rendered), source);
 
     // Again with the same treatment: the same file, untouched.
-    struct stat before {};
+    struct stat before {
+    }, after{};
     ASSERT_EQ(::stat(rendered.c_str(), &before), 0);
-    auto again = VoiceProcessor::prepare("Media/voice-1.wav", project.path(), heaviest());
-    ASSERT_TRUE(again.ok());
-    EXPECT_EQ(again.value(), prepared.value());
-    struct stat after {};
+    EXPECT_EQ(
+        VoiceProcessor::prepare("Media/voice-1.wav", project.path(), test::fullTreatment()).value(),
+        prepared.value());
     ASSERT_EQ(::stat(rendered.c_str(), &after), 0);
-    EXPECT_EQ(after.st_ino, before.st_ino);
-    EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
-    EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+    EXPECT_EQ(std::tie(after.st_ino, after.st_mtim.tv_sec, after.st_mtim.tv_nsec),
+              std::tie(before.st_ino, before.st_mtim.tv_sec, before.st_mtim.tv_nsec));
     EXPECT_EQ(filesIn(project / ".Render").size(), 1u);
 
     // Another treatment is another file beside it.
@@ -190,19 +157,14 @@ TEST(VoiceProcessor, sourcesOfWholeBlocksOrLessThanOneRenderToTheirExactLength)
 {
     testfiles::TempDir project;
     for (int frames : {8192 * 2, 8192, 8191, 8193, 1}) {
-        SCOPED_TRACE(frames);
-        std::vector<float> samples(static_cast<std::size_t>(frames));
-        for (int f = 0; f < frames; ++f)
-            samples[f] = 0.3f * static_cast<float>(std::sin(f * 0.05));
         const std::string name = "mono-" + std::to_string(frames) + ".caf";
-        testfiles::encodeSamples(project / name, samples, 48000, 1, "-c:a pcm_f32le");
+        testfiles::encodeSamples(project / name, std::vector<float>(std::size_t(frames), 0.3f),
+                                 48000, 1, "-c:a pcm_f32le");
         auto prepared = VoiceProcessor::prepare(name, project.path(), enhanced());
         ASSERT_TRUE(prepared.ok()) << prepared.error().description;
-        auto reader = AudioFileReader::openWithFfmpeg(project.path() / prepared.value());
-        ASSERT_TRUE(reader.ok());
-        EXPECT_EQ(reader.value()->length(), frames);
         EXPECT_EQ(testfiles::decodeWithFfmpeg(project.path() / prepared.value()).size(),
-                  samples.size());
+                  std::size_t(frames))
+            << name;
     }
 }
 
@@ -213,14 +175,15 @@ TEST(VoiceProcessor, failuresPassTheUnderlyingErrorOnAndLeaveNoFileUnderTheCache
     const std::string cache = ".Render/" + VoiceProcessor::cacheName("voice-x.wav", enhanced());
 
     // A missing source and one that is not audio.
-    auto missing = VoiceProcessor::prepare("Media/voice-x.wav", project.path(), enhanced());
-    ASSERT_FALSE(missing.ok());
-    EXPECT_EQ(missing.error().domain, "Audio");
-    EXPECT_FALSE(missing.error().description.empty());
-    testfiles::writeBytes(project / "Media/voice-x.wav", std::vector<std::uint8_t>(5000, 0x5a));
-    auto garbage = VoiceProcessor::prepare("Media/voice-x.wav", project.path(), enhanced());
-    ASSERT_FALSE(garbage.ok());
-    EXPECT_EQ(garbage.error().domain, "Audio");
+    for (bool present : {false, true}) {
+        if (present)
+            testfiles::writeBytes(project / "Media/voice-x.wav",
+                                  std::vector<std::uint8_t>(5000, 90));
+        auto failed = VoiceProcessor::prepare("Media/voice-x.wav", project.path(), enhanced());
+        ASSERT_FALSE(failed.ok());
+        EXPECT_EQ(failed.error().domain, "Audio");
+        EXPECT_NE(failed.error().description.find("voice-x.wav"), std::string::npos);
+    }
     EXPECT_FALSE(fs::exists(project.path() / cache));
     EXPECT_TRUE(filesIn(project / ".Render").empty()) << "the temporary is removed";
 
@@ -273,12 +236,14 @@ TEST(VoiceProcessor, renderKilledMidwayLeavesNoCacheFileAndTheNextPrepareRenders
     testfiles::TempDir project;
     fs::create_directories(project / "Media");
     makeVoice(project / "Media/voice-long.wav", 48000, 2, 90.0);
-    const std::string cache = ".Render/" + VoiceProcessor::cacheName("voice-long.wav", heaviest());
+    const std::string cache =
+        ".Render/" + VoiceProcessor::cacheName("voice-long.wav", test::fullTreatment());
 
     pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        auto result = VoiceProcessor::prepare("Media/voice-long.wav", project.path(), heaviest());
+        auto result =
+            VoiceProcessor::prepare("Media/voice-long.wav", project.path(), test::fullTreatment());
         ::_exit(result.ok() ? 0 : 1);
     }
     ASSERT_TRUE(waitForTemporaryRender(project / ".Render", 1 << 20, child));
@@ -288,7 +253,8 @@ TEST(VoiceProcessor, renderKilledMidwayLeavesNoCacheFileAndTheNextPrepareRenders
     ASSERT_TRUE(WIFSIGNALED(status));
 
     EXPECT_FALSE(fs::exists(project.path() / cache));
-    auto prepared = VoiceProcessor::prepare("Media/voice-long.wav", project.path(), heaviest());
+    auto prepared =
+        VoiceProcessor::prepare("Media/voice-long.wav", project.path(), test::fullTreatment());
     ASSERT_TRUE(prepared.ok()) << prepared.error().description;
     EXPECT_EQ(prepared.value(), cache);
     auto reader = AudioFileReader::openWithFfmpeg(project.path() / cache);
@@ -301,11 +267,13 @@ TEST(VoiceProcessor, sourceCutShortWhileRenderingFailsAndLeavesNoCacheFile)
     testfiles::TempDir project;
     fs::create_directories(project / "Media");
     makeVoice(project / "Media/voice-cut.wav", 48000, 2, 60.0);
-    const std::string cache = ".Render/" + VoiceProcessor::cacheName("voice-cut.wav", heaviest());
+    const std::string cache =
+        ".Render/" + VoiceProcessor::cacheName("voice-cut.wav", test::fullTreatment());
 
     Result<std::string> result = Error{};
     std::thread render([&] {
-        result = VoiceProcessor::prepare("Media/voice-cut.wav", project.path(), heaviest());
+        result =
+            VoiceProcessor::prepare("Media/voice-cut.wav", project.path(), test::fullTreatment());
     });
     waitForTemporaryRender(project / ".Render", 1 << 20);
     // Keep only the first second of the source (removing the file would not stop a reader that
