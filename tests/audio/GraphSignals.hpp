@@ -8,6 +8,7 @@
 #include "audio/ProcessingTap.hpp"
 #include "support/AudioFiles.hpp"
 #include "support/Signals.hpp"
+#include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,7 @@ using signals::noise;
 using signals::peak;
 using signals::sampleAt;
 using testfiles::run;
+using testing::sineTone;
 
 // A 32-bit float WAV file of interleaved samples.
 inline void writeFloatWav(const std::filesystem::path& file, const std::vector<float>& samples,
@@ -51,25 +53,6 @@ inline void writeFloatWav(const std::filesystem::path& file, const std::vector<f
     out.write("data", 4);
     u32(bytes);
     out.write(reinterpret_cast<const char*>(samples.data()), bytes);
-}
-
-// A mono sine tone of amplitude 1/16 (the generator's 1/8, halved) encoded by the ffmpeg tool
-// into the container the extension names (16-bit WAV or FLAC: the FFmpeg decoding route).
-inline void writeToneWithFfmpeg(const std::filesystem::path& file, double frequency, int rate,
-                                double seconds)
-{
-    testfiles::makeTone(file, rate, 1, seconds, "", frequency);
-}
-
-inline std::vector<float> sine(double frequency, int rate, int channels, std::int64_t frames,
-                               float amplitude = 0.5f)
-{
-    std::vector<float> samples(static_cast<std::size_t>(frames * channels));
-    for (std::int64_t f = 0; f < frames; ++f)
-        for (int c = 0; c < channels; ++c)
-            samples[static_cast<std::size_t>(f * channels + c)] = static_cast<float>(
-                amplitude * std::sin(2 * std::numbers::pi * frequency * f / rate));
-    return samples;
 }
 
 inline std::vector<float> constant(float value, int channels, std::int64_t frames)

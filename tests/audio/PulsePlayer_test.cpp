@@ -47,7 +47,7 @@ protected:
 
 TEST_F(PulsePlayerTest, a44kToneIsHeardAt1kHzThroughTheSoundServer)
 {
-    graphtest::writeToneWithFfmpeg(folder / "tone.flac", 1000, 44100, 5);
+    testfiles::makeTone(folder / "tone.flac", 44100, 1, 5, "", 1000);
     ASSERT_TRUE(open(folder / "tone.flac", 5, 1));
     Player& player = *this->player;
 

@@ -41,7 +41,7 @@ TEST(Resampler, a1kHzToneAt44100PlaysAt1kHzAt48000)
     Resampler& resampler = *made.value();
     EXPECT_EQ(resampler.inputPeriod(), 147);
     EXPECT_EQ(resampler.outputPeriod(), 160);
-    const auto input = sine(1000, 44100, 2, 3 * 44100);
+    const auto input = sineTone(1000, 44100, 3 * 44100, 0.5, 2);
     const auto output = convert(resampler, input, 0, 1000, 2 * 48000);
     EXPECT_NEAR(measureFrequency(output, 0, 4800, 2 * 48000, 48000), 1000.0, 1.0);
     EXPECT_NEAR(measureFrequency(output, 1, 4800, 2 * 48000, 48000), 1000.0, 1.0);
