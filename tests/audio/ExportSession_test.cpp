@@ -100,10 +100,10 @@ Programme makeProgramme(const ScratchFolder& folder, bool music, float voiceLeve
 
     if (music) {
         const int musicRate = 44100;
-        writeFloatWav(folder / "music.wav", musicSignal(musicRate * 5, musicRate), musicRate, 2);
+        writeCaf(folder / "music.caf", musicSignal(musicRate * 5, musicRate), musicRate, 2);
         CompositionTrack* bed = p.composition.addTrack(2);
         bed->insertEmptyTimeRange({}, seconds(1.5));
-        EXPECT_TRUE(bed->insertTimeRange(loadAsset(folder / "music.wav"), seconds(0.5), seconds(4),
+        EXPECT_TRUE(bed->insertTimeRange(loadAsset(folder / "music.caf"), seconds(0.5), seconds(4),
                                          seconds(1.5)));
         InputParameters musicParameters{2, {}, nullptr};
         musicParameters.volume.setVolume(0, {});
