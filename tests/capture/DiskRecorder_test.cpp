@@ -211,8 +211,6 @@ TEST(DiskRecorder, startFailuresLeaveTheRecorderIdle)
     inputs.options.format.channels = 0;
     auto invalid = recorder.start(dir / "a.caf", std::nullopt);
     ASSERT_FALSE(invalid);
-    EXPECT_EQ(invalid.error().domain, "Audio");
-    EXPECT_EQ(invalid.error().code, 1);
     EXPECT_EQ(invalid.error().description, "La entrada no tiene un formato de audio válido.");
     inputs.options.format.channels = 1;
 

@@ -407,8 +407,7 @@ TEST(VoiceDSP, equaliserSectionsFollowTheBandSettingsAndSkipZeroGains)
     nine.eqBands = std::vector<double>(9, 9.0);
     VoiceTreatment ten;
     ten.eqBands = std::vector<double>{-6, 0, 0, 3, 0, 0, 0, 0, 0, 12};
-    VoiceTreatment bassOnly, zeroTreble, tenZeros;
-    bassOnly.bass = 3.0;
+    VoiceTreatment zeroTreble, tenZeros;
     zeroTreble.bass = 3.0;
     zeroTreble.treble = 0.0;
     tenZeros.eqBands = std::vector<double>(10, 0.0);
@@ -417,7 +416,6 @@ TEST(VoiceDSP, equaliserSectionsFollowTheBandSettingsAndSkipZeroGains)
         double rate;
         std::vector<std::pair<double, double>> sections; // where each is measured, its gain
     } cases[] = {
-        {bassOnly, 48000, {{110, 3}}},
         {zeroTreble, 48000, {{110, 3}}},
         {older, 48000, {{110, -4}, {1200, 5}, {8000, 6}}},
         {nine, 48000, {{125, -4}, {1000, 5}, {8000, 6}}},
