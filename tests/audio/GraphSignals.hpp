@@ -1,13 +1,15 @@
 // Signals, files and measurements for the render graph and player tests: real audio files made on
-// the spot (float WAV written here, other formats by the ffmpeg tool), and the few measurements
-// the tests make on rendered audio.
+// the spot (float CAF by the project's own writer, other formats by the ffmpeg tool), and the few
+// measurements the tests make on rendered audio.
 #pragma once
 
 #include "audio/AudioMix.hpp"
 #include "audio/Composition.hpp"
 #include "audio/ProcessingTap.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/ProjectAudio.hpp"
 #include "support/Signals.hpp"
+#include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
 
@@ -29,48 +31,8 @@ using signals::noise;
 using signals::peak;
 using signals::sampleAt;
 using testfiles::run;
-
-// A 32-bit float WAV file of interleaved samples.
-inline void writeFloatWav(const std::filesystem::path& file, const std::vector<float>& samples,
-                          int rate, int channels)
-{
-    std::ofstream out(file, std::ios::binary);
-    auto u32 = [&](std::uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-    auto u16 = [&](std::uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-    const auto bytes = static_cast<std::uint32_t>(samples.size() * sizeof(float));
-    out.write("RIFF", 4);
-    u32(36 + bytes);
-    out.write("WAVEfmt ", 8);
-    u32(16);
-    u16(3); // IEEE float
-    u16(static_cast<std::uint16_t>(channels));
-    u32(static_cast<std::uint32_t>(rate));
-    u32(static_cast<std::uint32_t>(rate * channels * 4));
-    u16(static_cast<std::uint16_t>(channels * 4));
-    u16(32);
-    out.write("data", 4);
-    u32(bytes);
-    out.write(reinterpret_cast<const char*>(samples.data()), bytes);
-}
-
-// A mono sine tone of amplitude 1/16 (the generator's 1/8, halved) encoded by the ffmpeg tool
-// into the container the extension names (16-bit WAV or FLAC: the FFmpeg decoding route).
-inline void writeToneWithFfmpeg(const std::filesystem::path& file, double frequency, int rate,
-                                double seconds)
-{
-    testfiles::makeTone(file, rate, 1, seconds, "", frequency);
-}
-
-inline std::vector<float> sine(double frequency, int rate, int channels, std::int64_t frames,
-                               float amplitude = 0.5f)
-{
-    std::vector<float> samples(static_cast<std::size_t>(frames * channels));
-    for (std::int64_t f = 0; f < frames; ++f)
-        for (int c = 0; c < channels; ++c)
-            samples[static_cast<std::size_t>(f * channels + c)] = static_cast<float>(
-                amplitude * std::sin(2 * std::numbers::pi * frequency * f / rate));
-    return samples;
-}
+using testfiles::writeCaf;
+using testing::sineTone;
 
 inline std::vector<float> constant(float value, int channels, std::int64_t frames)
 {

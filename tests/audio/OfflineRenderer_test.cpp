@@ -39,8 +39,8 @@ protected:
 TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceBetween)
 {
     const auto voice = noise(1, 48000 * 2);
-    writeFloatWav(folder / "voice.wav", voice, 48000, 1);
-    const AudioAsset asset = loadAsset(folder / "voice.wav");
+    writeCaf(folder / "voice.caf", voice, 48000, 1);
+    const AudioAsset asset = loadAsset(folder / "voice.caf");
 
     Composition composition;
     CompositionTrack* track = composition.addTrack(1);
@@ -77,9 +77,9 @@ TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceB
 TEST_F(OfflineRendererTest,
        atAnotherOutputRateSourcesAreResampledAndClipsStillLandOnTheNearestFrame)
 {
-    writeFloatWav(folder / "tone.wav", sine(1000, 48000, 1, 48000 * 2), 48000, 1);
+    writeCaf(folder / "tone.caf", sineTone(1000, 48000, 48000 * 2), 48000, 1);
     Composition composition;
-    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.wav"), {},
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.caf"), {},
                                                          seconds(2), seconds(0.3333)));
     OfflineRenderOptions options = graphOnly();
     options.sampleRate = 44100;
@@ -92,12 +92,12 @@ TEST_F(OfflineRendererTest,
 TEST_F(OfflineRendererTest, musicFadesFollowTheirRampsSampleBySample)
 {
     const auto music = noise(2, 48000 * 10, 11);
-    writeFloatWav(folder / "music.wav", music, 48000, 2);
+    writeCaf(folder / "music.caf", music, 48000, 2);
     Composition composition;
     CompositionTrack* track = composition.addTrack(2);
     track->insertEmptyTimeRange({}, seconds(3));
     ASSERT_TRUE(
-        track->insertTimeRange(loadAsset(folder / "music.wav"), {}, seconds(10), seconds(3)));
+        track->insertTimeRange(loadAsset(folder / "music.caf"), {}, seconds(10), seconds(3)));
     AudioMix mix;
     InputParameters parameters{2, {}, nullptr};
     parameters.volume.setVolume(0, {});
@@ -125,10 +125,10 @@ TEST_F(OfflineRendererTest, a44kToneSourcePlaysAtTheRightPitchAndPlaceAt48k)
 {
     // Half a second of silence, then a 1 kHz tone: its onset marks the place.
     std::vector<float> samples(22050, 0.0f);
-    const auto tone = sine(1000, 44100, 1, 3 * 44100);
+    const auto tone = sineTone(1000, 44100, 3 * 44100);
     samples.insert(samples.end(), tone.begin(), tone.end());
-    writeFloatWav(folder / "raw.wav", samples, 44100, 1);
-    run("ffmpeg -nostdin -y -v error -i '" + (folder / "raw.wav").string() + "' -c:a flac '" +
+    writeCaf(folder / "raw.caf", samples, 44100, 1);
+    run("ffmpeg -nostdin -y -v error -i '" + (folder / "raw.caf").string() + "' -c:a flac '" +
         (folder / "tone.flac").string() + "'");
     const AudioAsset asset = loadAsset(folder / "tone.flac");
     ASSERT_EQ(asset.sampleRate, 44100);
@@ -154,15 +154,15 @@ TEST_F(OfflineRendererTest, a51SourceFoldsDownKeepingItsCentreAndOtherLayoutsKee
     std::vector<float> surround;
     for (int f = 0; f < 4800; ++f)
         surround.insert(surround.end(), {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f});
-    writeFloatWav(folder / "surround.wav", surround, 48000, 6);
+    writeCaf(folder / "surround.caf", surround, 48000, 6);
     std::vector<float> quad;
     for (int f = 0; f < 4410; ++f)
         quad.insert(quad.end(), {0.1f, -0.2f, 0.3f, 0.4f});
-    writeFloatWav(folder / "quad.wav", quad, 44100, 4);
+    writeCaf(folder / "quad.caf", quad, 44100, 4);
     Composition composition;
-    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "surround.wav"), {},
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "surround.caf"), {},
                                                          seconds(0.1), {}));
-    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(loadAsset(folder / "quad.wav"), {},
+    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(loadAsset(folder / "quad.caf"), {},
                                                          seconds(0.1), seconds(0.2)));
     const auto out = render(composition, AudioMix{}, 0, 0.3);
     EXPECT_NEAR(sampleAt(out, 2400, 0), 0.1f + 0.70710678f * (0.3f + 0.5f), 1e-6f);
@@ -174,10 +174,10 @@ TEST_F(OfflineRendererTest, a51SourceFoldsDownKeepingItsCentreAndOtherLayoutsKee
 
 TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
 {
-    writeFloatWav(folder / "dc.wav", constant(0.8f, 1, 48000), 48000, 1);
+    writeCaf(folder / "dc.caf", constant(0.8f, 1, 48000), 48000, 1);
     Composition composition;
     ASSERT_TRUE(
-        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.wav"), {}, seconds(1), {}));
+        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(1), {}));
     auto tap = std::make_shared<CountingTap>();
     tap->gain = 0.5f;
     AudioMix mix;
@@ -201,15 +201,15 @@ TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
 
 TEST_F(OfflineRendererTest, renderingFromAnyFrameGivesTheSamplesOfARenderFromTheStart)
 {
-    writeFloatWav(folder / "voice.wav", noise(1, 48000 * 3, 5), 48000, 1);
-    writeFloatWav(folder / "music.wav", noise(2, 44100 * 5, 6), 44100, 2);
+    writeCaf(folder / "voice.caf", noise(1, 48000 * 3, 5), 48000, 1);
+    writeCaf(folder / "music.caf", noise(2, 44100 * 5, 6), 44100, 2);
     Composition composition;
     CompositionTrack* voice = composition.addTrack(1);
-    const AudioAsset voiceAsset = loadAsset(folder / "voice.wav");
+    const AudioAsset voiceAsset = loadAsset(folder / "voice.caf");
     ASSERT_TRUE(voice->insertTimeRange(voiceAsset, seconds(0.1), seconds(1), seconds(0.5)));
     ASSERT_TRUE(voice->insertTimeRange(voiceAsset, seconds(2), seconds(0.9), seconds(1.7)));
     CompositionTrack* music = composition.addTrack(2);
-    ASSERT_TRUE(music->insertTimeRange(loadAsset(folder / "music.wav"), seconds(0.37), seconds(4),
+    ASSERT_TRUE(music->insertTimeRange(loadAsset(folder / "music.caf"), seconds(0.37), seconds(4),
                                        seconds(0.2)));
     AudioMix mix;
     mix.inputParameters.push_back(InputParameters{2, {}, nullptr});
@@ -225,26 +225,12 @@ TEST_F(OfflineRendererTest, renderingFromAnyFrameGivesTheSamplesOfARenderFromThe
     }
 }
 
-TEST_F(OfflineRendererTest, aMissingSourceFailsWithItsDescription)
-{
-    writeFloatWav(folder / "gone.wav", constant(0.1f, 1, 4800), 48000, 1);
-    const AudioAsset asset = loadAsset(folder / "gone.wav");
-    std::filesystem::remove(folder / "gone.wav");
-    Composition composition;
-    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(asset, {}, seconds(0.1), {}));
-    auto rendered = renderOfflineToBuffer(composition, AudioMix{}, {}, seconds(0.1));
-    ASSERT_FALSE(rendered);
-    EXPECT_EQ(rendered.error().domain, "Audio");
-    EXPECT_NE(rendered.error().description.find("gone.wav"), std::string::npos)
-        << rendered.error().description;
-}
-
 TEST_F(OfflineRendererTest, aSinkThatSaysStopEndsTheRender)
 {
-    writeFloatWav(folder / "dc.wav", constant(0.3f, 2, 48000 * 2), 48000, 2);
+    writeCaf(folder / "dc.caf", constant(0.3f, 2, 48000 * 2), 48000, 2);
     Composition composition;
     ASSERT_TRUE(
-        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.wav"), {}, seconds(2), {}));
+        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(2), {}));
     std::int64_t frames = 0;
     auto rendered = renderOffline(composition, AudioMix{}, {}, seconds(2), {},
                                   [&](const float* stereo, int count) {
@@ -261,16 +247,16 @@ TEST_F(OfflineRendererTest, theMasterStageLimitsTheSumOnlyWhereItGoesOverAndKeep
 {
     // Two tones that sum to 2.5 dB over full scale from 1 s to 1.5 s, and to well under the
     // ceiling elsewhere. The limiter lets go within a second.
-    const std::vector<float> tone = sine(220, 48000, 1, 3 * 48000, 0.45f);
-    std::vector<float> loud = sine(330, 48000, 1, 3 * 48000, 0.2f);
+    const std::vector<float> tone = sineTone(220, 48000, 3 * 48000, 0.45);
+    std::vector<float> loud = sineTone(330, 48000, 3 * 48000, 0.2);
     for (int f = 48000; f < 72000; ++f)
         loud[static_cast<std::size_t>(f)] *= 4.2f;
-    writeFloatWav(folder / "tone.wav", tone, 48000, 1);
-    writeFloatWav(folder / "loud.wav", loud, 48000, 1);
+    writeCaf(folder / "tone.caf", tone, 48000, 1);
+    writeCaf(folder / "loud.caf", loud, 48000, 1);
     Composition composition;
-    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.wav"), {},
+    ASSERT_TRUE(composition.addTrack(1)->insertTimeRange(loadAsset(folder / "tone.caf"), {},
                                                          seconds(3), {}));
-    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(loadAsset(folder / "loud.wav"), {},
+    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(loadAsset(folder / "loud.caf"), {},
                                                          seconds(3), {}));
     const auto plain = render(composition, AudioMix{}, 0.5, 2.5);
     const auto mastered = render(composition, AudioMix{}, 0.5, 2.5, OfflineRenderOptions{});

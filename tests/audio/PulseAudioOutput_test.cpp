@@ -48,48 +48,16 @@ struct Sine {
 
 } // namespace
 
-TEST_F(PulseAudioOutputTest, aToneRenderedForTheOutputIsHeardOnTheSinkMonitor)
+// What it plays is heard in the player's device test; here its thread and its play head.
+TEST_F(PulseAudioOutputTest,
+       rendersOnItsOwnThreadAndThePlayHeadMovesWhilePlayingAndHoldsWhilePaused)
 {
-    rig::ScratchFolder folder;
-    std::string heardFile = folder.file("heard.raw");
     PulseAudioOutput output;
     Sine sine;
     output.setRenderCallback(sine.callback());
     auto format = output.open(StreamFormat{});
     ASSERT_TRUE(format.ok()) << format.error().description;
     EXPECT_EQ(format.value(), (StreamFormat{48000, 2, SampleType::float32, true}));
-
-    // parec listens from before the start until a second and a half of the tone was heard.
-    rig::MonitorRecording monitor(heardFile);
-    ASSERT_TRUE(monitor.listening());
-    ASSERT_TRUE(output.start().ok());
-    EXPECT_TRUE(output.isRunning());
-    ASSERT_TRUE(rig::eventually([&] { return output.framesPlayed() >= 72000; }));
-    ASSERT_TRUE(output.pause().ok());
-    EXPECT_FALSE(output.isRunning());
-
-    EXPECT_TRUE(sine.denormalsOff);
-    EXPECT_FALSE(sine.onCallerThread);
-    // Realtime wherever this machine allows a thread to ask for it.
-    bool permitted = false;
-    std::thread([&] { permitted = requestRealtimeScheduling(); }).join();
-    if (permitted) {
-        EXPECT_EQ(sine.policy, SCHED_RR);
-    }
-    auto heard = rig::loudPart(rig::channel(monitor.finish(), 2, 0));
-    ASSERT_GT(heard.size(), 48000u);
-    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, 48000), 1000, 10);
-    EXPECT_NEAR(rig::toneAmplitude(heard, 1000, 48000), 0.5, 0.1);
-    EXPECT_LT(rig::toneAmplitude(heard, 1500, 48000), 0.05);
-    output.close();
-}
-
-TEST_F(PulseAudioOutputTest, thePlayHeadMovesWhilePlayingAndHoldsWhilePaused)
-{
-    PulseAudioOutput output;
-    Sine sine;
-    output.setRenderCallback(sine.callback());
-    ASSERT_TRUE(output.open(StreamFormat{}).ok());
     // Nothing is heard before start (the server's interpolated timing may say a few ms under load).
     EXPECT_LT(output.framesPlayed(), 480);
 
@@ -102,6 +70,14 @@ TEST_F(PulseAudioOutputTest, thePlayHeadMovesWhilePlayingAndHoldsWhilePaused)
     double latency = output.latency();
     EXPECT_GT(latency, 0.0);
     EXPECT_LT(latency, 0.5);
+    EXPECT_TRUE(sine.denormalsOff);
+    EXPECT_FALSE(sine.onCallerThread);
+    // Realtime wherever this machine allows a thread to ask for it.
+    bool permitted = false;
+    std::thread([&] { permitted = requestRealtimeScheduling(); }).join();
+    if (permitted) {
+        EXPECT_EQ(sine.policy, SCHED_RR);
+    }
 
     ASSERT_TRUE(output.pause().ok());
     auto paused = output.framesPlayed();

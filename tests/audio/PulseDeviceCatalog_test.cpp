@@ -39,24 +39,6 @@ TEST_F(PulseDeviceCatalogTest, listsTheVirtualMicrophoneByItsDescriptionAndNoMon
     }
 }
 
-TEST_F(PulseDeviceCatalogTest, withoutAServerTheListIsEmptyAndComesQuickly)
-{
-    std::string saved = std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "";
-    rig::ScratchFolder folder;
-    setenv("PULSE_SERVER", ("unix:" + folder.file("no-such-socket")).c_str(), 1);
-
-    auto began = std::chrono::steady_clock::now();
-    {
-        PulseDeviceCatalog catalog;
-        EXPECT_TRUE(catalog.sources().empty());
-    }
-    auto took = std::chrono::steady_clock::now() - began;
-    setenv("PULSE_SERVER", saved.c_str(), 1);
-
-    // Only a guard against hanging: connecting gives up after about a second.
-    EXPECT_LT(took, 3s);
-}
-
 TEST_F(PulseDeviceCatalogTest, reportsASourceThatComesAndGoes)
 {
     PulseDeviceCatalog catalog;

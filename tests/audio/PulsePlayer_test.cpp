@@ -47,7 +47,7 @@ protected:
 
 TEST_F(PulsePlayerTest, a44kToneIsHeardAt1kHzThroughTheSoundServer)
 {
-    graphtest::writeToneWithFfmpeg(folder / "tone.flac", 1000, 44100, 5);
+    testfiles::makeTone(folder / "tone.flac", 44100, 1, 5, "", 1000);
     ASSERT_TRUE(open(folder / "tone.flac", 5, 1));
     Player& player = *this->player;
 
@@ -77,8 +77,8 @@ TEST_F(PulsePlayerTest, aSeekCutsTheOldAudioAtOnceAndPausesNeitherRepeatNorSkip)
     std::vector<float> ramp(static_cast<std::size_t>(frames));
     for (std::int64_t f = 0; f < frames; ++f)
         ramp[static_cast<std::size_t>(f)] = static_cast<float>(start + slope * double(f) / 48000);
-    graphtest::writeFloatWav(folder / "ramp.wav", ramp, 48000, 1);
-    ASSERT_TRUE(open(folder / "ramp.wav", length, 1));
+    graphtest::writeCaf(folder / "ramp.caf", ramp, 48000, 1);
+    ASSERT_TRUE(open(folder / "ramp.caf", length, 1));
     Player& player = *this->player;
     const auto playUntil = [&](double seconds) {
         return rig::eventually([&] { return player.currentTime().seconds() >= seconds; });

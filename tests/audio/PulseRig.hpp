@@ -191,16 +191,6 @@ inline double toneAmplitude(const std::vector<float>& samples, double frequency,
     return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(samples.size());
 }
 
-inline double rms(const std::vector<float>& samples)
-{
-    if (samples.empty())
-        return 0;
-    double sum = 0;
-    for (float x : samples)
-        sum += double(x) * x;
-    return std::sqrt(sum / static_cast<double>(samples.size()));
-}
-
 // Points new connections of this process at another server for a scope.
 class ServerOverride {
 public:

@@ -34,20 +34,7 @@ std::vector<float> convert(Resampler& resampler, const std::vector<float>& input
 
 } // namespace
 
-TEST(Resampler, a1kHzToneAt44100PlaysAt1kHzAt48000)
-{
-    auto made = Resampler::create(44100, 48000, 2);
-    ASSERT_TRUE(made) << made.error().description;
-    Resampler& resampler = *made.value();
-    EXPECT_EQ(resampler.inputPeriod(), 147);
-    EXPECT_EQ(resampler.outputPeriod(), 160);
-    const auto input = sine(1000, 44100, 2, 3 * 44100);
-    const auto output = convert(resampler, input, 0, 1000, 2 * 48000);
-    EXPECT_NEAR(measureFrequency(output, 0, 4800, 2 * 48000, 48000), 1000.0, 1.0);
-    EXPECT_NEAR(measureFrequency(output, 1, 4800, 2 * 48000, 48000), 1000.0, 1.0);
-    EXPECT_NEAR(peak(output, 4800, 2 * 48000), 0.5f, 0.01f);
-}
-
+// The pitch of a resampled tone is checked where the renderer plays a 44.1 kHz source at 48 kHz.
 TEST(Resampler, anImpulseLandsAtTheSameTimeAtTheOutputRate)
 {
     auto made = Resampler::create(44100, 48000, 1);
@@ -70,6 +57,8 @@ TEST(Resampler, aStreamStartedOnTheGridMatchesOneStartedMuchEarlier)
     // outputs compared.
     auto again = Resampler::create(44100, 48000, 1);
     Resampler& resampler = *again.value();
+    EXPECT_EQ(resampler.inputPeriod(), 147);
+    EXPECT_EQ(resampler.outputPeriod(), 160);
     const std::int64_t periods = (resampler.historyFrames() + 146) / 147;
     const std::int64_t start = 200 - periods;
     const auto part = convert(resampler, input, start * 147, 777, 20000);

@@ -53,25 +53,6 @@ TEST(SimulatedAudioInput, gathersRandomPiecesIntoBlocksOfTheAskedSizeOnItsOwnThr
     EXPECT_TRUE(collected.denormalsOff);
 }
 
-TEST(SimulatedAudioInput, realTimePaceNeverRunsAheadOfTheClock)
-{
-    auto options = stereo(441);
-    options.pace = SimulatedAudioInput::Pace::realTime;
-    SimulatedAudioInput input(options, [](std::int64_t, int) { return 0.f; });
-    ASSERT_TRUE(input.open(0, 4096).ok());
-    auto began = std::chrono::steady_clock::now();
-    ASSERT_TRUE(input.start().ok());
-    input.waitForFrames(4410);
-    for (int i = 0; i < 5; ++i) {
-        std::this_thread::sleep_for(20ms);
-        double elapsed =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-        // At most one buffer ahead of the time that passed.
-        EXPECT_LE(input.framesDelivered(), static_cast<std::int64_t>(elapsed * 44100) + 441);
-    }
-    input.stop();
-}
-
 TEST(SimulatedAudioInput, pauseHandsOverThePartialBlockAndAFailedResumeKeepsItPaused)
 {
     const auto signal = ramp(2 * 1000);

@@ -1,11 +1,11 @@
 #include "capture/SpectrumAnalyzer.hpp"
 
 #include "base/ManualScheduler.hpp"
+#include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <numbers>
 #include <random>
 
 namespace tw {
@@ -37,16 +37,6 @@ public:
     }
 };
 
-std::vector<float> sine(double frequency, double rate, int frames, float amplitude,
-                        int channels = 1, int channel = 0)
-{
-    std::vector<float> samples(static_cast<std::size_t>(frames) * channels, 0.0f);
-    for (int i = 0; i < frames; ++i)
-        samples[static_cast<std::size_t>(i) * channels + channel] =
-            static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * frequency * i / rate));
-    return samples;
-}
-
 int loudestBand(const SpectrumBands& bands)
 {
     return static_cast<int>(std::max_element(bands.begin(), bands.end()) - bands.begin());
@@ -57,7 +47,7 @@ TEST(SpectrumAnalyzer, fullScaleKilohertzSineLightsTheBandOfBin21AndStampsNearCl
     RecordingMonitor record;
     SpectrumAnalyzer analyzer("record", record.monitor);
     EXPECT_EQ(analyzer.rate(), 48000.0);
-    auto samples = sine(1000.0, 48000.0, 1024, 1.0f);
+    auto samples = testing::sineTone(1000.0, 48000.0, 1024, 1.0);
     analyzer.process(AudioBufferList::interleaved(samples.data(), 1), 1024);
     const Published out = record.latest("record");
     // Band 13 spans 1019…1336 Hz, bins 21 to 27 at 48 kHz. The tone sits a third of a bin
@@ -69,7 +59,7 @@ TEST(SpectrumAnalyzer, fullScaleKilohertzSineLightsTheBandOfBin21AndStampsNearCl
     EXPECT_NEAR(out.level, 1.0f / std::sqrt(2.0f), 1e-3f);
 
     // Just under -1 dBFS does not stamp a clip (on a fresh source).
-    auto quieter = sine(1000.0, 48000.0, 1024, 0.88f);
+    auto quieter = testing::sineTone(1000.0, 48000.0, 1024, 0.88);
     SpectrumAnalyzer voice("voice", record.monitor);
     voice.process(AudioBufferList::interleaved(quieter.data(), 1), 1024);
     EXPECT_FALSE(record.latest("voice").nearClip);
@@ -80,14 +70,14 @@ TEST(SpectrumAnalyzer, windowScaleBufferLengthAndChannels)
     RecordingMonitor record;
     SpectrumAnalyzer analyzer("music", record.monitor);
     // A tone exactly on bin 64 (3 kHz at 48 kHz) of amplitude 0.5 reads 0.5 * 0.8165.
-    auto onBin = sine(3000.0, 48000.0, 1024, 0.5f);
+    auto onBin = testing::sineTone(3000.0, 48000.0, 1024, 0.5);
     analyzer.process(AudioBufferList::interleaved(onBin.data(), 1), 1024);
     Published out = record.latest("music");
     EXPECT_NEAR(*std::max_element(out.bands.begin(), out.bands.end()), 0.5f * 0.8165f, 1e-3f);
 
     // 256 frames are padded with zeros: the same bands as 1024 frames whose tail is silent,
     // but the level is the RMS of the 256 frames alone.
-    auto shortBuffer = sine(2000.0, 48000.0, 256, 0.5f);
+    auto shortBuffer = testing::sineTone(2000.0, 48000.0, 256, 0.5);
     auto padded = shortBuffer;
     padded.resize(1024, 0.0f);
     analyzer.process(AudioBufferList::interleaved(shortBuffer.data(), 1), 256);
@@ -100,11 +90,11 @@ TEST(SpectrumAnalyzer, windowScaleBufferLengthAndChannels)
     EXPECT_NEAR(fromPadded.level, 0.5f / std::sqrt(2.0f) / 2.0f, 2e-3f);
 
     // 4096 frames: only the first 1024 reach the transform, all of them reach the level.
-    auto longBuffer = sine(2000.0, 48000.0, 4096, 0.5f);
+    auto longBuffer = testing::sineTone(2000.0, 48000.0, 4096, 0.5);
     std::fill(longBuffer.begin() + 1024, longBuffer.end(), 0.0f);
     analyzer.process(AudioBufferList::interleaved(longBuffer.data(), 1), 4096);
     const Published fromLong = record.latest("music");
-    auto firstPart = sine(2000.0, 48000.0, 1024, 0.5f);
+    auto firstPart = testing::sineTone(2000.0, 48000.0, 1024, 0.5);
     analyzer.process(AudioBufferList::interleaved(firstPart.data(), 1), 1024);
     const Published fromFirstPart = record.latest("music");
     for (int b = 0; b < 24; ++b)
@@ -112,7 +102,7 @@ TEST(SpectrumAnalyzer, windowScaleBufferLengthAndChannels)
     EXPECT_NEAR(fromLong.level, 0.5f / std::sqrt(2.0f) / 2.0f, 2e-3f);
 
     // Interleaved stereo: the spectrum and level come from the first channel, the clip from any.
-    auto stereo = sine(500.0, 48000.0, 1024, 0.25f, 2, 0);
+    auto stereo = testing::sineTone(500, 48000, 1024, 0.25, 2);
     stereo[2 * 300 + 1] = -0.95f;
     analyzer.process(AudioBufferList::interleaved(stereo.data(), 2), 1024);
     out = record.latest("music");
@@ -121,7 +111,7 @@ TEST(SpectrumAnalyzer, windowScaleBufferLengthAndChannels)
     // Planar stereo: the clip in the second buffer counts too.
     RecordingMonitor other;
     SpectrumAnalyzer planar("voice", other.monitor);
-    auto left = sine(500.0, 48000.0, 1024, 0.25f);
+    auto left = testing::sineTone(500.0, 48000.0, 1024, 0.25);
     std::vector<float> right(1024, 0.0f);
     right[1000] = 0.9f;
     float* planes[] = {left.data(), right.data()};
@@ -135,7 +125,7 @@ TEST(SpectrumAnalyzer, bandsFollowTheRateAndStaySilentAboveWhatTheTransformResol
     SpectrumAnalyzer analyzer("record", record.monitor);
     analyzer.setRate(16000.0);
     // At 16 kHz the bands reach 8 kHz: a 7.8 kHz tone lights the top band.
-    auto high = sine(7800.0, 16000.0, 1024, 0.5f);
+    auto high = testing::sineTone(7800.0, 16000.0, 1024, 0.5);
     analyzer.process(AudioBufferList::interleaved(high.data(), 1), 1024);
     EXPECT_EQ(loudestBand(record.latest("record").bands), 23);
     // White noise reaches every band.

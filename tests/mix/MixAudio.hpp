@@ -21,9 +21,4 @@ using signals::sampleAt;
 using testfiles::readAll;
 using testfiles::writeCaf;
 
-inline std::int64_t frameOf(double seconds)
-{
-    return std::llround(seconds * 48000);
-}
-
 } // namespace tw::mixtest

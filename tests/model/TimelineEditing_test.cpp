@@ -76,9 +76,7 @@ TEST(TimelineEditing, splitCutsEveryClipHoldingTheTimeIntoNewPiecesButNotWithinA
          [](PodcastProject& p) { p.split(2.0011); },
          "2-2.0011 +@0, 2.0011-5 +@0.0011"},
         {{clip(2, 3)}, [](PodcastProject& p) { p.split(2.001); }, "="},
-        {{clip(2, 3)}, [](PodcastProject& p) { p.split(4.9995); }, "="},
         {{clip(2, 3)}, [](PodcastProject& p) { p.split(5); }, "="},
-        {{clip(2, 3)}, [](PodcastProject& p) { p.split(1); }, "="},
         // An older document's clips without positions or files are stored resolved.
         {{legacyClip(4), legacyClip(2, 4)},
          [](PodcastProject& p) {
@@ -101,7 +99,6 @@ TEST(TimelineEditing, trimKeepsTheSelectionWithinTheVoiceMovedToZero)
         {clips, trim(1, 6), "0-1 +@1, 4-5 +@3"},
         {clips, trim(3, 3), "="},
         {clips, trim(4, 2), "="},
-        {clips, trim(7, 9), "="},
     });
 }
 
@@ -127,7 +124,6 @@ TEST(TimelineEditing, deleteLeavesASilentGapOrClosesItPullingLaterClipsLeft)
         {three, closing(0, 6), "0-4 b@0, 6-8 c@0"},
         {three, closing(-3, 100), ""},
         {three, closing(14, 20), "="},
-        {three, closing(3, 3), "="},
     });
 }
 
@@ -171,11 +167,9 @@ TEST(TimelineEditing, pasteInsertsExactlyItsDurationAsNewClipsAndPushesTheRest)
          "0-1 +@30 Media/paste-X.caf g0, 0-1 +@30 Media/paste-X.caf g0, "
          "2-3 a@30 Media/paste-X.caf g0"},
         {{clip(0, 4)}, [](PodcastProject& p) { p.paste({}, 3, 1); }, "="},
-        {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, 0, 1); }, "="},
         {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, -2, 1); }, "="},
         {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, nan, 1); }, "="},
         {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, 1, nan); }, "="},
-        {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, infinity, 1); }, "="},
     });
 }
 
@@ -193,9 +187,7 @@ TEST(TimelineEditing, aTakeInAGapMovesNothingAndOneRunningIntoMaterialPushesItJu
          "0-1 +@0 a.caf, 1-2.5 T@0 b.caf, 2.5-5.5 +@1 a.caf"},
         {{clip(0, 4, 0, "a.caf")}, take("c.caf", 1, -3), "0-1 T@0 c.caf, 1-5 a@0 a.caf"},
         {gap, take("t.caf", 0, 1), "="},
-        {gap, take("t.caf", -1, 1), "="},
         {gap, take("t.caf", 1, nan), "="},
-        {gap, take("t.caf", infinity, 1), "="},
     });
     PodcastProject p;
     p.insertTake("Media/voice-1.caf", 3, 0, Uuid::random());
@@ -219,7 +211,6 @@ TEST(TimelineEditing, aMovedClipLandsAtTheEndOfOneItIsDroppedOntoAndPushesLaterO
         {{clip(0, 4), clip(2, 4), clip(3, 1)}, move(2, 3), "0-4 a@0, 4-8 b@0, 8-9 c@0"},
         {{clip(2, 1)}, [](PodcastProject& p) { p.moveClip(Uuid::random(), 0); }, "="},
         {{clip(2, 1)}, move(0, nan), "="},
-        {{clip(2, 1)}, move(0, infinity), "="},
     });
 }
 
