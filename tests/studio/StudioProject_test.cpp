@@ -351,30 +351,6 @@ TEST(StudioProject, saveProjectMakesAFolderAndTheLastSavedOneIsRecentWhileItHold
     EXPECT_FALSE(f.studio.recentProjectURL());
 }
 
-TEST(StudioProject, everySaveRewritesPlayheadAndZoomSoReopeningRestoresThem)
-{
-    TempFolder temp;
-    PodcastProject document;
-    document.segments = {testing::placedClip(0, 50, "Media/voice-A.wav")};
-    testing::makeTone(temp / "p" / "Media" / "voice-A.wav", 50);
-    writeProject(temp / "p", document);
-    {
-        StudioFixture f;
-        ASSERT_TRUE(f.openAndWait(temp / "p"));
-        f.studio.position = 12.5;
-        f.studio.zoom = 80.0;
-        f.studio.save();
-        f.settle();
-        EXPECT_EQ(readProject(temp / "p").playhead, 12.5);
-        EXPECT_EQ(readProject(temp / "p").timelineZoom, 80.0);
-    } // a project is open in one studio at a time
-
-    StudioFixture g;
-    ASSERT_TRUE(g.openAndWait(temp / "p"));
-    EXPECT_EQ(g.studio.position(), 12.5);
-    EXPECT_EQ(g.studio.zoom(), 80);
-}
-
 TEST(StudioProject, aBurstOfScheduledSavesWritesOnceFourTenthsOfASecondAfterTheLast)
 {
     TempFolder temp;
