@@ -1,7 +1,6 @@
 #include "studio/Studio.hpp"
 
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
@@ -9,38 +8,22 @@ namespace tw {
 namespace {
 
 using testing::StudioFixture;
-using testing::TempFolder;
 
-// A project "Show" of one 12 s tone clip, opened with its peaks.
-struct ChapterProject {
-    TempFolder temp;
-    std::filesystem::path folder = temp / "Show.podcastproject";
-    StudioFixture f;
-    Studio& studio = f.studio;
-
-    ChapterProject()
-    {
-        testing::makeTone(folder / "Media" / "voice-1.wav", 12, 440);
-        PodcastProject document;
-        document.segments = {testing::placedClip(0, 12, "Media/voice-1.wav")};
-        testing::writeProject(folder, document);
-        EXPECT_TRUE(f.openAndWait(folder));
-    }
-    // The chapters as saved on disk.
-    std::vector<Chapter> saved()
-    {
-        f.settle();
-        return testing::readProject(folder).chapters;
-    }
-};
+// The chapters as saved on disk.
+std::vector<Chapter> saved(StudioFixture& f)
+{
+    f.settle();
+    return testing::readProject(f.folder).chapters;
+}
 
 TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
 {
-    ChapterProject p;
+    StudioFixture p;
+    ASSERT_TRUE(p.openTone(12));
     Studio& studio = p.studio;
     studio.togglePlayback();
-    ASSERT_TRUE(p.f.waitIdle());
-    p.f.play(0.5);
+    ASSERT_TRUE(p.waitIdle());
+    p.play(0.5);
     studio.addChapter();
     EXPECT_TRUE(studio.playing()) << "marking a chapter while listening";
     studio.pause();
@@ -51,7 +34,7 @@ TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
     const Chapter second = studio.project->chapters[1];
     EXPECT_EQ(second.title, "Capítulo 2");
     EXPECT_EQ(second.time, 5.0);
-    EXPECT_EQ(p.saved(), studio.project->chapters);
+    EXPECT_EQ(saved(p), studio.project->chapters);
 
     const std::size_t steps = studio.undoStack->size();
     studio.moveChapter(second.id, 40); // past the programme: at its end
@@ -65,7 +48,7 @@ TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
     studio.busy = false;
     EXPECT_EQ(studio.undoStack->size(), steps + 2);
     studio.removeChapter(second.id);
-    EXPECT_EQ(p.saved().size(), 1u);
+    EXPECT_EQ(saved(p).size(), 1u);
     studio.undo();
     studio.undo();
     EXPECT_EQ(studio.project->chapters[1].title, "Capítulo 2");
@@ -73,7 +56,8 @@ TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
 
 TEST(StudioChapters, episodeDetailsRefuseACoverThatIsNoImageAndCopyOneThatIs)
 {
-    ChapterProject p;
+    StudioFixture p;
+    ASSERT_TRUE(p.openTone(12));
     Studio& studio = p.studio;
     testfiles::makeImage(p.temp / "art.png");
     testing::writeFile(p.temp / "notes.txt", "\xFF\xD8\xFF but no frame");

@@ -57,7 +57,7 @@ TEST(StudioClock, aPausedTakeIsNotHeardAtTheNextTick)
     f.studio.stop();
 }
 
-TEST(StudioClock, theVoiceIsWeightedByTheClipUnderTheHeadAndNothingInAGap)
+TEST(StudioClock, theVoiceIsWeightedByTheClipUnderTheHeadNothingInAGapAndNothingWhenIdle)
 {
     StudioFixture f;
     f.studio.project.mutate([](PodcastProject& document) {
@@ -88,6 +88,17 @@ TEST(StudioClock, theVoiceIsWeightedByTheClipUnderTheHeadAndNothingInAGap)
     EXPECT_TRUE(f.studio.peakWarning());
     f.scheduler.advance(0.6);
     EXPECT_FALSE(f.studio.peakWarning());
+
+    // Stopped, the meters fall at the next tick and an idle studio notifies nothing more.
+    SpectrumMonitor::shared().store("voice", flatBands(0.5f), 0.5f, true);
+    f.scheduler.advance(0.1);
+    ASSERT_TRUE(f.studio.peakWarning());
+    f.studio.playing = false;
+    f.scheduler.advance(0.1);
+    expectSilent(f.studio);
+    f.notifications.clear();
+    f.scheduler.advance(10.0); // 100 ticks
+    EXPECT_TRUE(f.notifications.empty());
 }
 
 TEST(StudioClock, musicIsHeardThroughItsFadesAndNotWhileStopped)
@@ -114,26 +125,6 @@ TEST(StudioClock, musicIsHeardThroughItsFadesAndNotWhileStopped)
     f.studio.playing = false;
     f.studio.tick();
     EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
-}
-
-TEST(StudioClock, anIdleStudioNotifiesNothingOnceTheMetersHaveFallen)
-{
-    StudioFixture f;
-    f.studio.project.mutate(
-        [](PodcastProject& document) { document.segments = {placedClip(0, 5, "Media/a.caf")}; });
-    f.studio.position = 1.0;
-    f.studio.playing = true;
-    SpectrumMonitor::shared().store("voice", flatBands(0.3f), 0.3f, true);
-    f.scheduler.advance(0.1);
-    EXPECT_GT(f.studio.vuLevels()[0], 0.0f);
-    EXPECT_TRUE(f.studio.peakWarning());
-
-    f.studio.playing = false;
-    f.scheduler.advance(0.1); // the meters fall
-    expectSilent(f.studio);
-    f.notifications.clear();
-    f.scheduler.advance(10.0); // 100 ticks
-    EXPECT_TRUE(f.notifications.empty());
 }
 
 // How far the supply reel turned over seconds of ticks.

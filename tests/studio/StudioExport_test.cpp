@@ -97,32 +97,6 @@ struct ExportFixture {
     }
 };
 
-TEST(StudioExport, theAudibleMixIsWrittenFromAMarginBeforeTheFirstSoundAndReplacesAnOldFile)
-{
-    ExportFixture x;
-    const std::filesystem::path destination = x.temp / "Show.m4a";
-    testfiles::writeBytes(destination, {'o', 'l', 'd'});
-    int progressUpdates = 0;
-    QObject::connect(&x.f.studio, &Studio::fieldChanged, [&](StudioField field) {
-        if (field == StudioField::exportProgress)
-            ++progressUpdates;
-    });
-
-    ASSERT_TRUE(x.exportTo(destination));
-    EXPECT_EQ(x.f.host.lastExportName, "Show.m4a");
-    EXPECT_EQ(x.f.studio.message()->rfind("Exportación completada: Show.m4a · ", 0), 0u)
-        << *x.f.studio.message();
-    EXPECT_FALSE(x.f.studio.exportProgress());
-    EXPECT_FALSE(x.f.studio.activeExport);
-    EXPECT_GE(progressUpdates, 2) << "set to 0 at the start and cleared at the end";
-    EXPECT_EQ(countFiles(x.scratch, ""), 0) << "the temporary file is gone";
-
-    const std::vector<float> decoded = decodeWithFfmpeg(destination);
-    // The range is [1.96, 5]: the tone starts 0.04 s into the file and plays to the end.
-    EXPECT_NEAR(decoded.size() / 48000.0, 3.04, 1024.0 / 48000);
-    EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
-}
-
 TEST(StudioExport, theEpisodeAndItsChaptersFromTheRangeStartReachAFileOfTheChosenFormat)
 {
     ExportFixture x; // exports [1.96, 5]
@@ -221,7 +195,7 @@ TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeav
     EXPECT_EQ(countFiles(x.scratch, ""), 0);
 }
 
-TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
+TEST(StudioExport, theAudibleMixReplacesAnOldFileAndFailuresSayWhyLeavingNothingBehind)
 {
     ExportFixture x;
     // What a killed export left is removed; what a running one writes is not.
@@ -234,9 +208,25 @@ TEST(StudioExport, failuresSayWhyAndLeaveNothingBehind)
     const auto running = x.scratch / ("tapewright-export-1" + uuid);
     testing::writeFile(killed, "partial");
     testing::writeFile(running, "partial");
-    ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
+    const std::filesystem::path show = x.temp / "Show.m4a";
+    testfiles::writeBytes(show, {'o', 'l', 'd'});
+    int progressUpdates = 0;
+    QObject::connect(&x.f.studio, &Studio::fieldChanged, [&](StudioField field) {
+        progressUpdates += field == StudioField::exportProgress;
+    });
+    ASSERT_TRUE(x.exportTo(show));
+    EXPECT_EQ(x.f.host.lastExportName, "Show.m4a");
+    EXPECT_EQ(x.f.studio.message()->rfind("Exportación completada: Show.m4a · ", 0), 0u)
+        << *x.f.studio.message();
+    EXPECT_FALSE(x.f.studio.exportProgress() || x.f.studio.activeExport);
+    EXPECT_GE(progressUpdates, 2) << "set to 0 at the start and cleared at the end";
     EXPECT_FALSE(std::filesystem::exists(killed));
     EXPECT_TRUE(std::filesystem::remove(running));
+    EXPECT_EQ(countFiles(x.scratch, ""), 0) << "the temporary file is gone";
+    // The range is [1.96, 5]: the tone starts 0.04 s into the file and plays to the end.
+    const std::vector<float> decoded = decodeWithFfmpeg(show);
+    EXPECT_NEAR(decoded.size() / 48000.0, 3.04, 1024.0 / 48000);
+    EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
     x.f.studio.message = std::nullopt;
 
     // A destination whose folder does not exist: the finished file cannot be moved there.

@@ -61,7 +61,7 @@ int recordUntilKilled(const std::filesystem::path& folder, int fd)
     prepare(f, folder);
     f.studio.position = 2.5;
     f.studio.record();
-    testing::runWithWallClock(f.scheduler, 30, [] { return false; });
+    testing::runEventsUntil([] { return false; }, 30, &f.scheduler);
     return 3;
 }
 

@@ -36,11 +36,20 @@ void openWithoutAudio(StudioFixture& f, double length)
     f.studio.message = std::nullopt;
 }
 
-TEST(StudioTransport, playbackFollowsThePlayerAndStopsByItselfAtTheEnd)
+TEST(StudioTransport, playbackFollowsThePlayerStopsByItselfAtTheEndAndIsAbandonedWhilePrepared)
 {
     // The clock's last tick before the end comes within the stop's margin, 20 ms short of it.
     StudioFixture f;
     ASSERT_TRUE(f.openTone(2.02));
+    // A pause or a stop while the start is prepared abandons it: no player, no output.
+    for (void (Studio::*abandon)() : {&Studio::stop, &Studio::pause}) {
+        f.studio.togglePlayback();
+        (f.studio.*abandon)();
+        ASSERT_TRUE(f.waitIdle());
+        EXPECT_FALSE(f.studio.playing() || f.studio.player);
+    }
+    EXPECT_EQ(f.outputsMade, 0);
+
     f.studio.togglePlayback();
     EXPECT_TRUE(f.studio.busy());
     f.studio.togglePlayback(); // refused while the start is prepared
@@ -62,24 +71,6 @@ TEST(StudioTransport, playbackFollowsThePlayerAndStopsByItselfAtTheEnd)
     // Playing from where the automatic stop left the head starts over.
     ASSERT_TRUE(f.startPlayback());
     EXPECT_EQ(f.studio.position(), 0.0);
-}
-
-TEST(StudioTransport, aPauseOrStopDuringThePreparationAbandonsTheStart)
-{
-    StudioFixture f;
-    ASSERT_TRUE(f.openTone(2.0));
-    f.studio.togglePlayback();
-    f.studio.stop();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.playing());
-    EXPECT_FALSE(f.studio.player) << "no player was started";
-    EXPECT_EQ(f.outputsMade, 0);
-
-    f.studio.togglePlayback();
-    f.studio.pause();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.playing());
-    EXPECT_FALSE(f.studio.player);
 }
 
 TEST(StudioTransport, pauseKeepsTheHeardTimeAndStopReturnsToTheStart)
@@ -133,7 +124,7 @@ TEST(StudioTransport, listeningToASelectionPlaysItAndStopsAtItsEnd)
     EXPECT_GT(f.studio.position(), 12.1);
 }
 
-TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
+TEST(StudioTransport, seeksStayWithinTheLimitsSaveOnceAfterTheLastAndJumpsShowTheirDirection)
 {
     StudioFixture f;
     openWithoutAudio(f, 100);
@@ -155,17 +146,7 @@ TEST(StudioTransport, seeksStayWithinTheLimitsAndSaveOnceAfterTheLast)
     EXPECT_EQ(f.savesAfter(0.29), saves);
     EXPECT_EQ(f.savesAfter(0.02), saves + 1);
 
-    StudioFixture small;
-    openWithoutAudio(small, 10);
-    small.studio.seek(500);
-    EXPECT_EQ(small.studio.position(), 120.0);
-}
-
-TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitForTheTake)
-{
-    StudioFixture f;
-    openWithoutAudio(f, 100);
-
+    // Jumps show their direction on the reels; while recording only the jump to the end works.
     f.studio.seek(50);
     f.studio.skipForward();
     EXPECT_EQ(f.studio.position(), 55.0);
@@ -192,6 +173,11 @@ TEST(StudioTransport, shuttleJumpsShowTheirDirectionAndTheJumpsBackAndForthWaitF
     f.studio.goToEnd();
     EXPECT_EQ(f.studio.position(), 100.0);
     f.studio.recording = false;
+
+    StudioFixture small;
+    openWithoutAudio(small, 10);
+    small.studio.seek(500);
+    EXPECT_EQ(small.studio.position(), 120.0);
 }
 
 TEST(StudioTransport, volumeAndTreatmentChangesKeepTheRunningVoiceTapWhichTakesTheNewTreatment)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <locale>
@@ -98,24 +99,6 @@ inline void encodeSamples(const std::filesystem::path& file, const std::vector<f
     std::filesystem::remove(raw);
 }
 
-// The ffmpeg tool's decode of file as interleaved float samples (its own channel count).
-inline std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file)
-{
-    const std::string command =
-        "ffmpeg -nostdin -v error -i " + quoted(file) + " -map 0:a:0 -f f32le -";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        throw std::runtime_error("cannot run: " + command);
-    std::vector<float> samples;
-    float block[4096];
-    std::size_t got = 0;
-    while ((got = std::fread(block, sizeof(float), 4096, pipe)) > 0)
-        samples.insert(samples.end(), block, block + got);
-    if (pclose(pipe) != 0)
-        throw std::runtime_error("ffmpeg failed to decode " + file.string());
-    return samples;
-}
-
 // What a shell command prints; throws when it cannot run or fails.
 inline std::string commandOutput(const std::string& command)
 {
@@ -129,6 +112,16 @@ inline std::string commandOutput(const std::string& command)
     if (pclose(pipe) != 0)
         throw std::runtime_error("failed: " + command);
     return out;
+}
+
+// The ffmpeg tool's decode of file as interleaved float samples (its own channel count).
+inline std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file)
+{
+    const std::string bytes =
+        commandOutput("ffmpeg -nostdin -v error -i " + quoted(file) + " -map 0:a:0 -f f32le -");
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    return samples;
 }
 
 // A small one-colour image made by ffmpeg; the extension picks PNG or JPEG.

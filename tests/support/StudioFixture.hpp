@@ -67,13 +67,6 @@ bool runEventsUntil(Condition condition, double seconds = 10, ManualScheduler* s
     }
 }
 
-// For tests against real devices: virtual time follows the wall clock.
-template <class Condition>
-bool runWithWallClock(ManualScheduler& scheduler, double seconds, Condition condition)
-{
-    return runEventsUntil(condition, seconds, &scheduler);
-}
-
 // A Studio on the sound server, its inputs, output and device list, with virtual time, scripted
 // dialogs and settings in memory, for the device tests. Its waits run the clock with the wall
 // clock for half a minute at most: a hang fails, a slow machine does not.
@@ -94,7 +87,7 @@ struct SoundServerStudio {
     }
     template <class Condition> bool runUntil(Condition condition)
     {
-        return runWithWallClock(scheduler, 30, condition);
+        return runEventsUntil(condition, 30, &scheduler);
     }
     bool startPlayback()
     {

@@ -73,11 +73,9 @@ inline PodcastProject readProject(const std::filesystem::path& folder)
 inline void makeTone(const std::filesystem::path& file, double seconds, double frequency = 440)
 {
     std::filesystem::create_directories(file.parent_path());
-    const std::string command = "sox -n -r 48000 -c 1 -b 16 '" + file.string() + "' synth " +
-                                testfiles::decimal(seconds) + " sine " +
-                                testfiles::decimal(frequency) + " vol 0.5";
-    if (std::system(command.c_str()) != 0)
-        throw std::runtime_error("sox failed: " + command);
+    testfiles::run("sox -n -r 48000 -c 1 -b 16 " + testfiles::quoted(file) + " synth " +
+                   testfiles::decimal(seconds) + " sine " + testfiles::decimal(frequency) +
+                   " vol 0.5");
 }
 
 // The fade points of document: in start and end, out start and end (absent ones empty).

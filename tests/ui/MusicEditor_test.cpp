@@ -1,4 +1,5 @@
 #include "ui/MusicEditor.hpp"
+#include "ui/TrackHeader.hpp"
 #include "ui/WindowStudio.hpp"
 
 #include <QApplication>
@@ -7,6 +8,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTest>
+#include <QToolButton>
 
 #include <gtest/gtest.h>
 
@@ -252,24 +254,11 @@ TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
 TEST(MusicEditor, aClickOnTheAnchorClosesThePopoverWithoutOpeningItAgain)
 {
     Music f;
-    Studio& studio = f.studio;
-    // The anchor works as the music track's "Ajustes…" does: it toggles the flag, and the flag
-    // raised opens the popover.
-    QWidget window;
-    window.resize(300, 200);
-    QPushButton anchor("Ajustes…", &window);
-    anchor.setGeometry(10, 10, 90, 24);
-    QPointer<MusicEditorPopover> popover;
-    QObject::connect(&anchor, &QPushButton::clicked,
-                     [&] { studio.showMusicEditor = !studio.showMusicEditor(); });
-    QObject::connect(&studio, &Studio::fieldChanged, [&](StudioField field) {
-        if (field == StudioField::showMusicEditor && studio.showMusicEditor() && !popover)
-            popover = MusicEditorPopover::open(studio, &anchor);
-    });
-    testing::showActive(window);
-
+    TrackHeader header(f.studio, TrackHeader::Kind::music);
+    testing::showActive(header);
+    QToolButton& anchor = *header.settingsButton();
     QTest::mouseClick(&anchor, Qt::LeftButton);
-    ASSERT_TRUE(studio.showMusicEditor());
+    QPointer<MusicEditorPopover> popover = header.editorPopover();
     ASSERT_FALSE(popover.isNull());
     ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
 
@@ -278,7 +267,7 @@ TEST(MusicEditor, aClickOnTheAnchorClosesThePopoverWithoutOpeningItAgain)
     QTest::mouseClick(popover.data(), Qt::LeftButton, {}, onAnchor);
     QApplication::processEvents();
     EXPECT_TRUE(closed(popover));
-    EXPECT_FALSE(studio.showMusicEditor());
+    EXPECT_FALSE(f.studio.showMusicEditor());
 }
 
 } // namespace

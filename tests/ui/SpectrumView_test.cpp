@@ -51,16 +51,18 @@ TEST(SpectrumView, barsStandInTheirSlotsWithClampedWidthAndAFloorHeight)
     EXPECT_DOUBLE_EQ(SpectrumView::barRects(values, QRectF(0, 0, 84, 40))[0].width(), 1.5);
 }
 
-TEST(SpectrumView, repaintsWhenTheBarsChangeAndOnlyThen)
+TEST(SpectrumView, repaintsOnlyWhenTheBarsChangeAndDrawsTallerBarsBrighterInThePanel)
 {
     testing::uiApplication();
     testing::StudioFixture fixture;
-    SpectrumView view(fixture.studio);
-    EXPECT_EQ(view.bars(), std::vector<float>(24, 0.0f));
-    view.resize(260, 110);
-    view.show();
+    auto* view = new SpectrumView(fixture.studio);
+    EXPECT_EQ(view->bars(), std::vector<float>(24, 0.0f));
+    StudioPanel panel(view);
+    panel.resize(300, 150);
+    panel.show();
     QApplication::processEvents();
-    const int settled = view.paintCount();
+    const QImage silent = panel.grab().toImage();
+    const int settled = view->paintCount();
     ASSERT_GE(settled, 1);
 
     // Other fields of the Studio, and idle clock ticks, leave the view alone.
@@ -68,27 +70,11 @@ TEST(SpectrumView, repaintsWhenTheBarsChangeAndOnlyThen)
     fixture.studio.vuLevels = std::vector<float>{0.2f, 0.1f};
     fixture.scheduler.advance(0.5);
     QApplication::processEvents();
-    EXPECT_EQ(view.paintCount(), settled);
-
+    EXPECT_EQ(view->paintCount(), settled);
     fixture.studio.spectrumBars = ramp();
     QApplication::processEvents();
-    EXPECT_EQ(view.bars(), ramp());
-    EXPECT_EQ(view.paintCount(), settled + 1);
-}
-
-TEST(SpectrumView, drawsTallerBarsBrighterInThePanel)
-{
-    testing::uiApplication();
-    testing::StudioFixture fixture;
-    auto* view = new SpectrumView(fixture.studio);
-    StudioPanel panel(view);
-    panel.resize(300, 150);
-    panel.show();
-    QApplication::processEvents();
-    const QImage silent = panel.grab().toImage();
-
-    fixture.studio.spectrumBars = ramp();
-    QApplication::processEvents();
+    EXPECT_EQ(view->bars(), ramp());
+    EXPECT_EQ(view->paintCount(), settled + 1);
     const QImage lit = testing::saveScreenshot(panel, "spectrum-bars");
 
     // The upper right of the plot is dark while silent and holds the tallest bars afterwards.

@@ -25,19 +25,16 @@ const QString hint = QStringLiteral("Arrastra una cabecera para mover un clip ·
 
 } // namespace
 
-TEST(StatusLine, leftSideShowsTheSelectionOrTheHint)
+TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenExportProgress)
 {
-    Line f;
+    Line f({clipAt(0, 4)});
+    // On the left the selection, or else the hint.
     EXPECT_EQ(f.line.leftText().text(), hint);
     f.studio.selection = TimeRange{3725.456, 3730};
     EXPECT_EQ(f.line.leftText().text(), "Selección: 01:02:05.45 – 01:02:10.00");
     f.studio.selection = std::nullopt;
     EXPECT_EQ(f.line.leftText().text(), hint);
-}
 
-TEST(StatusLine, rightSideShowsTitleAndSaveTimeThenPreparingThenExportProgress)
-{
-    Line f({clipAt(0, 4)});
     EXPECT_EQ(f.line.statusText().text(), "Programa · Sin guardar");
     // A long title gives way in its middle; how it was saved stays whole.
     f.studio.folder =

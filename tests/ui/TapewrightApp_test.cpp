@@ -79,7 +79,7 @@ TEST(TapewrightApp, salirClosesTheWindowAndQuittingSavesThePlayHeadAndZoomMovedJ
     EXPECT_EQ(readProject(folder).timelineZoom, 120.0);
 }
 
-TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
+TEST(TapewrightApp, anOpenRequestWaitsForBusyAndDialogsAndTakesTheDocumentOrARelativePath)
 {
     AppFixture f;
     const auto first = f.newProject();
@@ -89,11 +89,10 @@ TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
     f.studio.record(); // the count-in is busy
     ASSERT_TRUE(f.studio.busy());
     f.app.openRequested(second);
-    f.app.openRequested(third); // only the last request counts
+    f.app.openRequested(third / "project.json"); // only the last request counts
     f.scheduler.advance(1.0);
     QCoreApplication::processEvents();
     EXPECT_EQ(f.studio.folder(), first);
-
     f.studio.stop(); // cancels the count-in: busy clears
     EXPECT_FALSE(f.studio.busy());
     EXPECT_EQ(f.studio.folder(), first); // not inside the notification
@@ -101,48 +100,28 @@ TEST(TapewrightApp, anOpenRequestWhileBusyOpensWhenBusyClearsAndNotBefore)
     EXPECT_FLOAT_EQ(f.studio.project->musicVolume, 0.5f);
     QCoreApplication::processEvents();
     EXPECT_EQ(f.studio.folder(), third);
-}
 
-TEST(TapewrightApp, aRequestDuringAFileDialogWaitsUntilTheDialogCloses)
-{
-    AppFixture f;
-    const auto first = f.newProject();
-    const auto second = f.savedProject("Segundo.podcastproject");
-
-    // A later launch's request arrives while a dialog of the Studio runs its own event loop.
+    // A later launch's request arrives while a dialog runs its own event loop.
     bool heldWhileUp = false;
     QFileDialog dialog(&f.app.window());
     QTimer::singleShot(0, [&] {
         f.app.openRequested(second);
         f.scheduler.advance(1.0);
         QCoreApplication::processEvents();
-        heldWhileUp = f.studio.folder() == first;
+        heldWhileUp = f.studio.folder() == third;
         dialog.reject();
     });
     dialog.exec();
     EXPECT_TRUE(heldWhileUp);
-    EXPECT_EQ(f.studio.folder(), first);
-
-    // Closed: the next look opens it.
-    f.scheduler.advance(0.2);
+    f.scheduler.advance(0.2); // closed: the next look opens it
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == second && !f.studio.busy(); }));
-}
 
-TEST(TapewrightApp, theDocumentOrARelativePathOpensItsFolder)
-{
-    AppFixture f;
-    const auto folder = f.savedProject("Entrevista.podcastproject");
-    f.app.openRequested(folder / "project.json");
-    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder().has_value() && !f.studio.busy(); }));
-    EXPECT_EQ(f.studio.folder(), folder);
-    EXPECT_FALSE(f.studio.showWelcome());
-
-    const auto other = f.savedProject("Otra.podcastproject");
+    // A path relative to where the launch was made.
     const auto previous = std::filesystem::current_path();
     std::filesystem::current_path(f.temp.path());
-    f.app.openRequested("Otra.podcastproject");
+    f.app.openRequested("Tercero.podcastproject");
     std::filesystem::current_path(previous);
-    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == other && !f.studio.busy(); }));
+    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == third && !f.studio.busy(); }));
 }
 
 TEST(TapewrightApp, theDesktopServicesMakeAWorkingStudioAndWindow)
