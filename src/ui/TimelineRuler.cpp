@@ -61,8 +61,10 @@ TimelineRuler::TimelineRuler(Studio& studio, QWidget* viewport, QWidget* parent)
     setFixedHeight(stripHeight);
     setCursor(Qt::IBeamCursor);
     connect(&studio_, &Studio::fieldChanged, this, &TimelineRuler::fieldChanged);
-    new ChapterFlags(studio_, *this);
+    chapterFlags_ = std::make_unique<ChapterFlags>(studio_, *this);
 }
+
+TimelineRuler::~TimelineRuler() = default;
 
 void TimelineRuler::fieldChanged(StudioField field)
 {

@@ -4,10 +4,12 @@
 
 #include <QWidget>
 
+#include <memory>
 #include <vector>
 
 namespace tw {
 
+class ChapterFlags;
 class Studio;
 enum class StudioField;
 
@@ -29,6 +31,7 @@ public:
 
     // viewport is the scroll view's visible area, the ruler a descendant of its content.
     TimelineRuler(Studio& studio, QWidget* viewport, QWidget* parent = nullptr);
+    ~TimelineRuler() override;
 
     // The labels of the part shown now (what the last paint drew).
     std::vector<long long> visibleLabels() const;
@@ -48,6 +51,9 @@ private:
     QWidget* viewport_;
     double zoom_;
     long long end_;
+    // Gone before the widget's own teardown, which takes the focus from a title being typed:
+    // that must not finish the rename into a window that is closing.
+    std::unique_ptr<ChapterFlags> chapterFlags_;
 };
 
 } // namespace tw

@@ -4,6 +4,7 @@
 #include "ui/WindowStudio.hpp"
 
 #include <QAction>
+#include <QApplication>
 #include <QLineEdit>
 #include <QMenu>
 #include <QTest>
@@ -125,6 +126,24 @@ TEST(ChapterFlags, flagsFollowTheChaptersAndTheirGesturesEditThemOnlyWhileIdle)
     menu->actions()[1]->trigger();
     EXPECT_EQ(studio.project->chapters.size(), 1u);
     EXPECT_EQ(f.layer().flags().size(), 1u);
+}
+
+// The window closing while a title is being typed writes nothing, and calls into nothing that is
+// already half gone.
+TEST(ChapterFlags, aRulerDestroyedWhileATitleIsTypedWritesNothing)
+{
+    WindowStudio w{{clipAt(0, 60)}};
+    w.studio.addChapter();
+    auto ruler = std::make_unique<TimelineRuler>(w.studio, nullptr);
+    ruler->resize(900, TimelineRuler::stripHeight);
+    ruler->show();
+    QApplication::setActiveWindow(ruler.get());
+    ChapterFlags& layer = *ruler->findChild<ChapterFlags*>();
+    QTest::mouseDClick(layer.flags().at(0), Qt::LeftButton, {}, QPoint(4, 8));
+    QTest::keyClicks(&layer.editor(), QStringLiteral("Medio"));
+    ASSERT_TRUE(layer.editor().hasFocus());
+    ruler.reset();
+    EXPECT_EQ(w.studio.project->chapters[0].title, "Capítulo 1");
 }
 
 } // namespace
