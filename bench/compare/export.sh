@@ -8,10 +8,9 @@
 # temporary file while measuring, then gain, limiter and encoder) is timed against ours too.
 set -euo pipefail
 
-BUILD=${BUILD:-build}
-tool="$BUILD/bench/bench_export"
-[ -x "$tool" ] || { echo "missing $tool (build the bench_export target)" >&2; exit 1; }
-data="$BUILD/bench-data/export-programme-1h"
+. "$(dirname "$0")/common.bash"
+need_tool bench_export
+data="$data/export-programme-1h"
 mkdir -p "$data"
 
 if [ ! -s "$data/take-11.caf" ]; then

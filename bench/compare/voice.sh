@@ -7,11 +7,8 @@
 # machine inflates far less than wall time.
 set -euo pipefail
 
-BUILD=${BUILD:-build}
-tool="$BUILD/bench/bench_voice_file"
-[ -x "$tool" ] || { echo "missing $tool (build the bench_voice_file target)" >&2; exit 1; }
-data="$BUILD/bench-data"
-mkdir -p "$data"
+. "$(dirname "$0")/common.bash"
+need_tool bench_voice_file
 speech="$data/speech-10min-48k-mono.wav"
 
 if [ ! -s "$speech" ]; then
@@ -28,16 +25,7 @@ for band in "31.5 3" "63 -2" "125 2" "250 -1" "500 1.5" "1000 -2" "2000 2.5" "40
 done
 sox_chain="$sox_chain compand 0.005,0.18 6:-70,-70,-22,-22,0,-16.5 4 -90 0.005"
 
-runs=${RUNS:-3}
-cpu() { # processor seconds per run of the given command, from hyperfine
-  local json
-  json=$(mktemp)
-  hyperfine --style none --warmup 1 --runs "$runs" --export-json "$json" "$1" >/dev/null
-  python3 -c 'import json,sys; r=json.load(open(sys.argv[1]))["results"][0]; print("%.3f" % (r["user"] + r["system"]))' "$json"
-  rm -f "$json"
-}
-
 cat "$speech" >/dev/null # warm the page cache for both sides
-ours=$(cpu "$tool $speech")
-theirs=$(cpu "sox $speech -n $sox_chain")
+ours=$(hyperfine_seconds cpu "$tool $speech")
+theirs=$(hyperfine_seconds cpu "sox $speech -n $sox_chain")
 python3 -c 'import sys; t=float(sys.argv[1]); s=float(sys.argv[2]); print("voice treatment 10 min 48 kHz mono: tapewright %.3f s, sox %.3f s, ratio %.2f" % (t, s, t / s))' "$ours" "$theirs"

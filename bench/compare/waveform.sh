@@ -4,11 +4,8 @@
 # so both sides run from a warm page cache.
 set -euo pipefail
 
-BUILD=${BUILD:-build}
-tool="$BUILD/bench/bench_waveform_file"
-[ -x "$tool" ] || { echo "missing $tool (build the bench_waveform_file target)" >&2; exit 1; }
-data="$BUILD/bench-data"
-mkdir -p "$data"
+. "$(dirname "$0")/common.bash"
+need_tool bench_waveform_file
 take="$data/take-1h.caf"
 music="$data/music-1h.mp3"
 
@@ -22,20 +19,11 @@ if [ ! -s "$music" ]; then
     -c:a libmp3lame -b:a 192k -f mp3 "$music.part" && mv "$music.part" "$music"
 fi
 
-runs=${RUNS:-3}
-mean() { # seconds per run of the given command, from hyperfine
-  local json
-  json=$(mktemp)
-  hyperfine --style none --warmup 1 --runs "$runs" --export-json "$json" "$1" >/dev/null 2>&1
-  python3 -c 'import json,sys; print("%.3f" % json.load(open(sys.argv[1]))["results"][0]["mean"])' "$json"
-  rm -f "$json"
-}
-
 compare() { # label file
   cat "$2" >/dev/null # warm the page cache for both sides
   local ours theirs
-  ours=$(mean "$tool $2")
-  theirs=$(mean "ffmpeg -nostdin -v error -i $2 -f null -")
+  ours=$(hyperfine_seconds mean "$tool $2")
+  theirs=$(hyperfine_seconds mean "ffmpeg -nostdin -v error -i $2 -f null -")
   python3 -c 'import sys; t=float(sys.argv[2]); f=float(sys.argv[3]); print("%s: tapewright %.3f s, ffmpeg %.3f s, ratio %.2f" % (sys.argv[1], t, f, t / f))' "$1" "$ours" "$theirs"
 }
 

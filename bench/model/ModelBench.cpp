@@ -2,8 +2,6 @@
 // (several hours of edited voice), the size at which an edit must still feel instant.
 #include "model/ProjectJson.hpp"
 
-#include "base/MemoryTuning.hpp"
-
 #include <benchmark/benchmark.h>
 
 #include <random>
@@ -154,14 +152,3 @@ BENCHMARK(insertTake)->Unit(benchmark::kMillisecond);
 BENCHMARK(moveClip)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    tw::keepFreedMemoryForReuse(); // as the application does
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -7,7 +7,6 @@
 
 #include "audio/CafWriter.hpp"
 #include "audio/SimulatedAudioOutput.hpp"
-#include "base/MemoryTuning.hpp"
 
 #include <benchmark/benchmark.h>
 
@@ -228,14 +227,3 @@ BENCHMARK(tickWhileRecording)->Unit(benchmark::kMicrosecond)->MinTime(2.0);
 
 } // namespace
 } // namespace tw
-
-int main(int argc, char** argv)
-{
-    tw::keepFreedMemoryForReuse(); // as the application does
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

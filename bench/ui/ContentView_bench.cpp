@@ -135,13 +135,3 @@ BENCHMARK(idlePaints)->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace tw
-
-int main(int argc, char** argv)
-{
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -100,13 +100,3 @@ BENCHMARK(deckStopped)->Iterations(2)->Unit(benchmark::kMillisecond)->UseRealTim
 
 } // namespace
 } // namespace tw
-
-int main(int argc, char** argv)
-{
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -8,7 +8,6 @@
 #include "ui/LaneScene.hpp"
 #include "ui/WaveTrack.hpp"
 
-#include <QApplication>
 #include <QImage>
 #include <QPainter>
 
@@ -136,13 +135,3 @@ BENCHMARK(playheadStep)->Unit(benchmark::kMicrosecond)->MeasureProcessCPUTime();
 
 } // namespace
 } // namespace tw
-
-int main(int argc, char** argv)
-{
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
