@@ -359,6 +359,9 @@ private:
     // The document as last handed to the writer, shared with its job.
     std::shared_ptr<const PodcastProject> savedSnapshot_;
     std::uint64_t savedRevision_ = 0; // the project's revision when savedSnapshot_ was taken
+    // The last save handed to the writer; while it has not started, later saves join it.
+    struct QueuedSave;
+    std::shared_ptr<QueuedSave> queuedSave_;
     // A failing save is reported once; later ones stay quiet until a save succeeds again.
     bool saveFailureShown_ = false;
 

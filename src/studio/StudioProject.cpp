@@ -14,10 +14,25 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
 namespace tw {
+
+struct Studio::QueuedSave {
+    QueuedSave(std::filesystem::path at, std::shared_ptr<const PodcastProject> snapshot)
+        : folder(std::move(at))
+        , document(std::move(snapshot))
+    {
+    }
+
+    const std::filesystem::path folder;
+    std::mutex mutex; // guards the rest, shared with the writer job
+    std::shared_ptr<const PodcastProject> document;
+    std::vector<std::shared_ptr<Result<void>>> outcomes;
+    bool started = false;
+};
 
 namespace {
 
@@ -220,21 +235,43 @@ void Studio::queueSave(const std::shared_ptr<Result<void>>& outcome)
         savedSnapshot_ = std::make_shared<const PodcastProject>(project());
         savedRevision_ = project.revision();
     }
-    projectWriter.async(
-        [document = savedSnapshot_, savedFolder, outcome, studio = QPointer<Studio>(this)] {
-            Result<void> written = [&]() -> Result<void> {
-                Result<std::string> bytes = encode(*document);
-                if (!bytes)
-                    return bytes.error();
-                return writeProjectFile(savedFolder, bytes.value());
-            }();
+    // A save that has not started yet takes the newer document instead, so a drag that saves on
+    // every movement writes no faster than the disk takes it.
+    if (queuedSave_ && queuedSave_->folder == savedFolder) {
+        const std::lock_guard lock(queuedSave_->mutex);
+        if (!queuedSave_->started) {
+            queuedSave_->document = savedSnapshot_;
             if (outcome)
-                *outcome = written;
-            runOnMainThread([studio, savedFolder, written, report = !outcome] {
-                if (studio && (written || report))
-                    studio->saveFinished(savedFolder, written);
-            });
+                queuedSave_->outcomes.push_back(outcome);
+            return;
+        }
+    }
+    queuedSave_ = std::make_shared<QueuedSave>(savedFolder, savedSnapshot_);
+    if (outcome)
+        queuedSave_->outcomes.push_back(outcome);
+    projectWriter.async([queued = queuedSave_, studio = QPointer<Studio>(this)] {
+        std::shared_ptr<const PodcastProject> document;
+        std::vector<std::shared_ptr<Result<void>>> outcomes;
+        {
+            const std::lock_guard lock(queued->mutex);
+            queued->started = true;
+            document = std::move(queued->document);
+            outcomes = std::move(queued->outcomes);
+        }
+        Result<void> written = [&]() -> Result<void> {
+            Result<std::string> bytes = encode(*document);
+            if (!bytes)
+                return bytes.error();
+            return writeProjectFile(queued->folder, bytes.value());
+        }();
+        for (const std::shared_ptr<Result<void>>& outcome : outcomes)
+            *outcome = written;
+        // Whoever waits for an outcome tells its failure itself.
+        runOnMainThread([studio, savedFolder = queued->folder, written, report = outcomes.empty()] {
+            if (studio && (written || report))
+                studio->saveFinished(savedFolder, written);
         });
+    });
 }
 
 void Studio::saveFinished(const std::filesystem::path& savedFolder, const Result<void>& written)

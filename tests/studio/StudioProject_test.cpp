@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <thread>
 
 namespace tw {
@@ -349,7 +350,7 @@ TEST(StudioProject, saveProjectMakesAFolderAndTheLastSavedOneIsRecentWhileItHold
     EXPECT_FALSE(f.studio.recentProjectURL());
 }
 
-TEST(StudioProject, aBurstOfScheduledSavesWritesOnceFourTenthsOfASecondAfterTheLast)
+TEST(StudioProject, aBurstOfSavesWritesOnceScheduledAfterTheLastOrQueuedWhenTheDiskIsFree)
 {
     TempFolder temp;
     writeProject(temp / "p", documentWith(1.0f));
@@ -365,6 +366,20 @@ TEST(StudioProject, aBurstOfScheduledSavesWritesOnceFourTenthsOfASecondAfterTheL
     EXPECT_EQ(f.savesAfter(0.002), before + 1);
     EXPECT_EQ(readProject(temp / "p").timelineZoom, 49.0);
     EXPECT_EQ(f.savesAfter(5), before + 1);
+
+    // Saves queued behind a busy disk become one write of the newest document.
+    std::promise<void> diskFree;
+    f.studio.projectWriter.async([busy = diskFree.get_future().share()] { busy.wait(); });
+    for (int move = 1; move <= 50; ++move) { // a volume drag saving on every movement
+        f.studio.project.mutate([&](PodcastProject& p) { p.musicVolume = move / 100.0f; });
+        f.studio.save();
+    }
+    diskFree.set_value();
+    EXPECT_EQ(f.savesAfter(0), before + 2);
+    EXPECT_EQ(readProject(temp / "p").musicVolume, 0.5f);
+    f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.25f; });
+    EXPECT_TRUE(f.studio.saveAndWait());
+    EXPECT_EQ(readProject(temp / "p").musicVolume, 0.25f);
 }
 
 TEST(StudioProject, aFolderThatCannotBeWrittenSaysSoOnceAndTheProjectCanBeSavedAsACopy)
