@@ -6,14 +6,13 @@
 #include "audio/AudioFileReader.hpp"
 #include "audio/PulseRig.hpp"
 #include "capture/SpectrumAnalyzer.hpp"
+#include "support/ProjectAudio.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 
 namespace tw {
 namespace {
@@ -73,21 +72,6 @@ int bandOf(double frequency, double rate)
 {
     const double top = std::min(rate * 0.5, 20000.0);
     return static_cast<int>(std::floor(24.0 * std::log(frequency / 30.0) / std::log(top / 30.0)));
-}
-
-std::vector<float> readAll(AudioFileReader& reader)
-{
-    std::vector<float> samples(static_cast<std::size_t>(reader.length() * reader.channels()));
-    std::size_t at = 0;
-    while (at < samples.size()) {
-        auto got = reader.read(samples.data() + at,
-                               static_cast<int>((samples.size() - at) / reader.channels()));
-        if (!got || got.value() == 0)
-            break;
-        at += static_cast<std::size_t>(got.value() * reader.channels());
-    }
-    samples.resize(at);
-    return samples;
 }
 
 // The module index of the rig's virtual microphone, empty when it is not loaded.
@@ -173,11 +157,7 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTak
     const std::string name = *segments[0].file;
     EXPECT_NEAR(segments[0].duration, 5.5, 0.5);
 
-    // The file: a CAF in the source's own format, as long as the clip.
-    std::ifstream head(folder / name, std::ios::binary);
-    char magic[4] = {};
-    head.read(magic, 4);
-    EXPECT_EQ(std::string(magic, 4), "caff");
+    // The file: in the source's own format, as long as the clip.
     auto reader = AudioFileReader::open(folder / name);
     ASSERT_TRUE(reader) << reader.error().description;
     EXPECT_EQ(reader.value()->sampleRate(), sampleSpec.rate);
@@ -185,7 +165,7 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTak
     const double seconds = static_cast<double>(reader.value()->length()) / sampleSpec.rate;
     EXPECT_NEAR(seconds, 5.5, 0.5);
     EXPECT_NEAR(seconds, segments[0].duration, 1e-6);
-    const std::vector<float> samples = readAll(*reader.value());
+    const std::vector<float> samples = testfiles::readAll(folder / name);
     const auto heard = rig::loudPart(rig::channel(samples, sampleSpec.channels, 0));
     ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)); // over a second of tone
     EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
