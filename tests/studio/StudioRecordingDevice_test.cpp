@@ -20,13 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::TempFolder;
 
-const char* const interruptedMessage =
-    "El micrófono se desconectó o cambió de formato y detuvo la captura. Se ha conservado la "
-    "grabación disponible. Selecciona la entrada y vuelve a grabar.";
-const char* const pausedInputGone =
-    "La entrada de audio ya no está disponible: se desconectó o el servidor de sonido se detuvo. "
-    "Detén la grabación para conservar lo grabado.";
-
 // The studio clock ticked in step with the wall clock (one 0.1 s tick per 0.1 s) while the
 // capture runs in real time.
 struct DeviceStudio : testing::SoundServerStudio {
@@ -73,44 +66,6 @@ int bandOf(double frequency, double rate)
     const double top = std::min(rate * 0.5, 20000.0);
     return static_cast<int>(std::floor(24.0 * std::log(frequency / 30.0) / std::log(top / 30.0)));
 }
-
-// The module index of the rig's virtual microphone, empty when it is not loaded.
-std::string microphoneModule()
-{
-    return rig::output(std::string("pactl list short modules | awk '$2 == \"module-remap-source\" "
-                                   "&& / source_name=") +
-                       rig::micName + "( |$)/ { print $1; exit }'");
-}
-
-// Unloads the virtual microphone; on leaving the scope it is loaded again as the rig made it and
-// made the default source again, so the tests that follow find it.
-class MicrophoneRemoval {
-public:
-    MicrophoneRemoval() = default;
-    ~MicrophoneRemoval()
-    {
-        if (!removed_)
-            return;
-        rig::run(std::string("pactl load-module module-remap-source master=") + rig::sinkName +
-                 ".monitor source_name=" + rig::micName +
-                 " 'source_properties=device.description=\"Micrófono\\ virtual\"' >/dev/null");
-        rig::run(std::string("pactl set-default-source ") + rig::micName);
-    }
-    MicrophoneRemoval(const MicrophoneRemoval&) = delete;
-    MicrophoneRemoval& operator=(const MicrophoneRemoval&) = delete;
-
-    bool remove()
-    {
-        const std::string module = microphoneModule();
-        if (module.empty())
-            return false;
-        removed_ = rig::run("pactl unload-module " + module) == 0;
-        return removed_;
-    }
-
-private:
-    bool removed_ = false;
-};
 
 TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTakeWithSteadyMeters)
 {
@@ -208,55 +163,6 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTak
         EXPECT_LE(decibels(toneTicks[i - 1].meter, toneTicks[i].meter), 0.5) << i;
         EXPECT_LE(decibels(toneTicks[i - 1].level, toneTicks[i].level), 0.5) << i;
         EXPECT_NEAR(toneTicks[i].band, playedBand, 1.0 / 70) << i;
-    }
-}
-
-TEST_F(StudioRecordingDevice, removingTheMicrophoneDuringATakeOrItsPauseKeepsItsAudio)
-{
-    for (const bool paused : {false, true}) {
-        SCOPED_TRACE(paused ? "paused" : "running");
-        TempFolder temp;
-        DeviceStudio d;
-        const auto folder = d.startProject(temp);
-        std::optional<MicrophoneRemoval> removal(std::in_place);
-
-        d.studio.record();
-        d.scheduler.advance(3.0);
-        ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
-        ASSERT_TRUE(d.tickUntil([&] { return d.studio.liveDuration >= 0.5; }));
-
-        if (paused) {
-            // The microphone goes while the take waits paused: resuming says why it cannot.
-            d.studio.pauseTransport();
-            ASSERT_TRUE(d.studio.recordingPaused());
-            ASSERT_TRUE(removal->remove());
-            d.studio.pauseTransport();
-            EXPECT_EQ(d.studio.message(), pausedInputGone);
-            EXPECT_TRUE(d.studio.recording());
-            EXPECT_TRUE(d.studio.recordingPaused());
-            d.studio.stopRecording();
-        } else {
-            ASSERT_TRUE(removal->remove());
-            ASSERT_TRUE(d.tickUntil([&] { return !d.studio.recording(); }));
-            EXPECT_EQ(d.studio.message(), interruptedMessage);
-        }
-        ASSERT_TRUE(d.waitIdle());
-
-        const auto segments = d.studio.project->resolvedSegments();
-        ASSERT_EQ(segments.size(), 1u);
-        EXPECT_GE(segments[0].duration, 0.5); // what was captured before
-        EXPECT_FALSE(d.studio.project->recordingPending);
-        // What was captured up to the removal is on disk, as long as the clip.
-        ASSERT_TRUE(segments[0].file);
-        auto reader = AudioFileReader::open(folder / *segments[0].file);
-        ASSERT_TRUE(reader) << reader.error().description;
-        EXPECT_NEAR(static_cast<double>(reader.value()->length()) / reader.value()->sampleRate(),
-                    segments[0].duration, 1e-6);
-
-        // The rig has its microphone back, as the default source.
-        removal.reset();
-        EXPECT_FALSE(microphoneModule().empty());
-        EXPECT_EQ(rig::output("pactl get-default-source"), rig::micName);
     }
 }
 

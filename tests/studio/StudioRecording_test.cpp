@@ -250,7 +250,7 @@ TEST(StudioRecording, aPausedTakeOutlivesAFailedResumeAndALostInputAndALostRunni
 {
     StudioFixture f;
     endlessMicrophone(f);
-    f.newProject();
+    const auto folder = f.newProject();
     ASSERT_TRUE(f.startTake());
     SimulatedAudioInput* input = f.lastInput;
     input->waitForFrames(4800);
@@ -285,7 +285,9 @@ TEST(StudioRecording, aPausedTakeOutlivesAFailedResumeAndALostInputAndALostRunni
     f.studio.stop();
     ASSERT_TRUE(f.waitIdle());
     ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
-    EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, (beforeResume + 4800) / rate);
+    const Segment kept = f.studio.project->resolvedSegments()[0];
+    EXPECT_GE(kept.duration, (beforeResume + 4800) / rate);
+    EXPECT_EQ(framesIn(folder / *kept.file), std::llround(kept.duration * rate));
     f.studio.message = std::nullopt;
 
     // A running input that goes away ends the take, which is kept.
