@@ -105,39 +105,12 @@ std::vector<SoundRun> soundRuns(const std::vector<float>& heard)
     return runs;
 }
 
-TEST_F(StudioPlaybackDevice, aSeekWhilePlayingCutsTheOldSoundAtOnceAndStartsOnItsExactSample)
+TEST_F(StudioPlaybackDevice, pausesNeitherRepeatNorSkipASampleAndASeekCutsTheOldSoundAtOnce)
 {
     CountableShow show(4 * 48000, 2 * 48000);
     PlaybackStudio& s = show.s;
     const std::vector<float>& take = show.take;
     double seekedAt = 0;
-    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
-        ASSERT_TRUE(s.startPlayback());
-        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 0.9; }));
-        seekedAt = s.studio.player->currentTime().seconds();
-        s.studio.seek(3.0);
-        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 3.6; }));
-        s.studio.pause();
-    });
-    const std::vector<SoundRun> runs = soundRuns(heard);
-    ASSERT_EQ(runs.size(), 2u) << "the old sound, then the new";
-    ASSERT_TRUE(runs[0].positive && !runs[1].positive);
-    // Heard from the first frame on, the old sound goes on past the seek only as long as the
-    // sound server needs to drop what it holds, beyond what the sink had already mixed.
-    const double oldUntil = static_cast<double>(runs[0].length) / 48000;
-    EXPECT_LT(oldUntil - seekedAt, 0.010 + rig::sinkRendersAhead)
-        << "heard to " << oldUntil << " s, seek at " << seekedAt;
-    for (std::size_t i = 0; i < runs[0].length; ++i)
-        ASSERT_NEAR(heard[runs[0].at + i], take[i], 1e-3) << "old sound, frame " << i;
-    for (std::size_t i = 0; i < runs[1].length; ++i)
-        ASSERT_NEAR(heard[runs[1].at + i], take[3 * 48000 + i], 1e-3) << "new sound, frame " << i;
-}
-
-TEST_F(StudioPlaybackDevice, pauseAndPlayAgainNeitherRepeatNorSkipASample)
-{
-    CountableShow show(3 * 48000, 3 * 48000);
-    PlaybackStudio& s = show.s;
-    const std::vector<float>& take = show.take;
     const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
         for (double pausedAt : {0.7, 1.35}) {
             ASSERT_TRUE(s.startPlayback());
@@ -146,16 +119,26 @@ TEST_F(StudioPlaybackDevice, pauseAndPlayAgainNeitherRepeatNorSkipASample)
             show.wait(0.4);
         }
         ASSERT_TRUE(s.startPlayback());
-        ASSERT_TRUE(s.runUntil([&] { return !s.studio.playing(); }));
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 1.6; }));
+        seekedAt = s.studio.player->currentTime().seconds();
+        s.studio.seek(3.0);
+        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 3.6; }));
+        s.studio.pause();
     });
     const std::vector<SoundRun> runs = soundRuns(heard);
-    ASSERT_EQ(runs.size(), 3u) << "three stretches of sound between two pauses";
+    ASSERT_EQ(runs.size(), 4u)
+        << "three stretches between two pauses, then the sound after the seek";
+    ASSERT_TRUE(runs[2].positive && !runs[3].positive);
     std::size_t frame = 0;
-    for (const SoundRun& run : runs)
-        for (std::size_t i = 0; i < run.length; ++i, ++frame)
-            ASSERT_NEAR(heard[run.at + i], take[frame], 1e-3) << "take frame " << frame;
-    // Playback stops by itself just before the end.
-    EXPECT_GT(frame, take.size() - 4800);
+    for (std::size_t r = 0; r < 3; ++r)
+        for (std::size_t i = 0; i < runs[r].length; ++i, ++frame)
+            ASSERT_NEAR(heard[runs[r].at + i], take[frame], 1e-3) << "take frame " << frame;
+    // The old sound goes on past the seek only as long as the sound server needs to drop what it
+    // holds, beyond what the sink had already mixed; the new starts on its exact sample.
+    EXPECT_LT(static_cast<double>(frame) / 48000 - seekedAt, 0.010 + rig::sinkRendersAhead)
+        << "heard to " << frame << ", seek at " << seekedAt << " s";
+    for (std::size_t i = 0; i < runs[3].length; ++i)
+        ASSERT_NEAR(heard[runs[3].at + i], take[3 * 48000 + i], 1e-3) << "new sound, frame " << i;
 }
 
 TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAtTheirLevels)
