@@ -18,7 +18,6 @@ using testing::readProject;
 using testing::StudioFixture;
 using testing::TempFolder;
 using testing::writeProject;
-using testing::writeProjectText;
 
 PodcastProject documentWith(float voiceVolume, std::optional<double> zoom = std::nullopt,
                             std::optional<double> playhead = std::nullopt)
@@ -122,10 +121,10 @@ TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsThey
 
     const auto& temp = f.temp;
     const std::string half = encode(documentWith(0.3f)).value().substr(0, 20);
-    writeProjectText(temp / "truncated", half);
+    testing::writeFile(temp / "truncated" / "project.json", half);
     std::filesystem::create_directories(temp / "empty");
     // Hostile documents: refused at once, never read whole, never waited on.
-    writeProjectText(temp / "huge", "{}");
+    testing::writeFile(temp / "huge" / "project.json", "{}");
     std::filesystem::resize_file(temp / "huge/project.json", 1'500'000'000); // sparse
     std::vector<std::pair<std::string, std::string>> cases = {
         {"truncated", decode(half).error().description},
@@ -201,7 +200,7 @@ TEST(StudioProject, aNewProjectNeedsAFreeLocationStartsEmptyThereAndKeepsOnlyThe
     EXPECT_EQ(f.host.lastNewProjectTitle, "Crear proyecto de podcast");
     EXPECT_EQ(f.host.lastNewProjectName, "Mi podcast.podcastproject");
     // A taken location, and one below a regular file, which cannot hold the Media folder.
-    writeProjectText(f.temp / "taken", "{}");
+    testing::writeFile(f.temp / "taken" / "project.json", "{}");
     for (auto [location, message] :
          {std::pair{f.temp / "taken", projectLocationTakenError().description},
           {f.temp / "taken" / "project.json" / "x", systemError(ENOTDIR).description}}) {
@@ -285,20 +284,18 @@ TEST(StudioProject,
 
 TEST(StudioProject, aFolderThatCannotBeWrittenSaysSoOnceAndTheProjectCanBeSavedAsACopy)
 {
-    TempFolder temp;
-    const auto folder = temp / "p";
-    writeProject(folder, documentWith(1.0f));
-    makeTone(folder / "Media" / "voice-A.wav", 0.5);
     StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(folder));
+    const auto& temp = f.temp;
+    const auto folder = f.folder;
+    makeTone(folder / "Media" / "voice-A.wav", 0.5);
+    ASSERT_TRUE(f.open(documentWith(1.0f)));
     f.settle();
     const auto savedAt = f.studio.lastSaved();
     ASSERT_TRUE(savedAt);
 
     // A regular file where the folder was: even root cannot write below it.
     std::filesystem::rename(folder, temp / "aside");
-    writeProjectText(temp / "blocker", "x");
-    std::filesystem::rename(temp / "blocker" / "project.json", folder);
+    testing::writeFile(folder, "x");
     f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.25f; });
     for (int attempt = 0; attempt < 3; ++attempt) {
         f.studio.save();
