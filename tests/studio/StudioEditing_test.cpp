@@ -44,8 +44,6 @@ TEST(StudioEditing, theHistoryKeepsTheNewestHundredStepsAndANewEditEmptiesTheRed
     EXPECT_EQ(f.studio.project->voiceVolume, 3.0f);
     setVolume(f.studio, 0.75f);
     EXPECT_TRUE(f.studio.redoStack->empty());
-    f.studio.redo();
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.75f);
 
     // Undo of a volume change does not reload envelopes, and is saved.
     f.studio.undo();
@@ -114,7 +112,6 @@ TEST(StudioEditing, splitActsOnlyWhenThePlayHeadIsInsideAClipBeyondTheMargin)
     f.studio.position = 4.0;
     f.studio.splitClip();
     ASSERT_EQ(f.clips().size(), 3u);
-    EXPECT_EQ(f.clips()[0].duration, 4);
     EXPECT_EQ(f.clips()[1].timelineStart, 4);
     EXPECT_EQ(f.studio.undoStack->size(), 1u);
     EXPECT_EQ(f.studio.position(), 4);
@@ -122,73 +119,51 @@ TEST(StudioEditing, splitActsOnlyWhenThePlayHeadIsInsideAClipBeyondTheMargin)
     EXPECT_EQ(testing::readProject(f.folder).segments.size(), 3u) << "the edit is saved";
 }
 
-TEST(StudioEditing, selectionCommandsRecordAStepAndDropTheSelectionEvenWhenItIsEmpty)
+TEST(StudioEditing, eachSelectionCommandIsOneSavedStepThatDropsTheSelectionEvenWhenItIsEmpty)
 {
-    EditingStudio f(
-        {placedClip(0, 10, "Media/voice-A.wav"), placedClip(10, 10, "Media/voice-B.wav")});
-    const auto before = f.clips();
-
-    f.studio.trimSelection(); // no selection: nothing
-    EXPECT_TRUE(f.studio.undoStack->empty());
-    for (auto command : {&Studio::trimSelection, &Studio::deleteSelection}) {
+    const std::vector<std::pair<const char*, void (*)(Studio&)>> commands = {
+        {"trim", [](Studio& s) { s.trimSelection(); }},
+        {"delete", [](Studio& s) { s.deleteSelection(); }},
+        {"delete closing the gap", [](Studio& s) { s.deleteSelectionClosingGap(); }},
+        {"silence", [](Studio& s) { s.silenceSelection(true); }},
+    };
+    for (const auto& [name, command] : commands) {
+        SCOPED_TRACE(name);
+        EditingStudio f(
+            {placedClip(0, 10, "Media/voice-A.wav"), placedClip(12, 10, "Media/voice-B.wav")});
+        const PodcastProject before = f.studio.project();
+        command(f.studio); // no selection: nothing
+        EXPECT_TRUE(f.studio.undoStack->empty());
         f.studio.selection = TimeRange{5, 5};
-        (f.studio.*command)();
-        EXPECT_EQ(f.clips(), before);
+        command(f.studio);
+        EXPECT_EQ(f.studio.project->voiceDuration(), 22);
         EXPECT_FALSE(f.studio.selection());
+        f.studio.selection = TimeRange{8, 14};
+        command(f.studio);
+        EXPECT_FALSE(f.studio.selection());
+        EXPECT_EQ(f.studio.undoStack->size(), 2u);
+        const std::vector<Segment> edited = f.clips();
+        EXPECT_NE(edited, before.resolvedSegments());
+        f.settle();
+        EXPECT_EQ(testing::readProject(f.folder).resolvedSegments(), edited);
+        f.studio.undo();
+        f.studio.undo();
+        EXPECT_EQ(f.studio.project->segments, before.segments);
     }
-    EXPECT_EQ(f.studio.undoStack->size(), 2u);
+}
 
-    // Copying keeps the selection; an empty copy leaves the clipboard as it was.
+TEST(StudioEditing, copyingKeepsTheSelectionAndAnEmptyCopyLeavesTheClipboardAsItWas)
+{
+    EditingStudio f({placedClip(0, 10, "Media/voice-A.wav")});
     f.studio.selection = TimeRange{2, 4};
     f.studio.copySelection();
     ASSERT_TRUE(f.studio.audioClipboard);
     EXPECT_TRUE(f.studio.canPaste());
-    EXPECT_EQ(f.studio.audioClipboard->duration, 2);
     EXPECT_EQ(f.studio.selection(), (TimeRange{2, 4}));
     f.studio.selection = TimeRange{30, 30};
     f.studio.copySelection();
     EXPECT_EQ(f.studio.audioClipboard->duration, 2);
-    EXPECT_EQ(f.studio.undoStack->size(), 2u);
-
-    // Deleting keeps later clips where they were; trimming moves the selection to 0.
-    f.studio.selection = TimeRange{2, 4};
-    f.studio.deleteSelection();
-    EXPECT_EQ(f.clips().back().timelineStart, 10);
-    EXPECT_EQ(f.studio.project->voiceDuration(), 20);
-    f.studio.selection = TimeRange{12, 15};
-    f.studio.trimSelection();
-    EXPECT_EQ(f.studio.project->voiceDuration(), 3);
-    EXPECT_EQ(f.clips().front().timelineStart, 0);
-
-    f.studio.selection = TimeRange{0, 1};
-    f.studio.silenceSelection(true);
-    EXPECT_EQ(f.studio.project->segment(0.5).value().gain, 0.0f);
-    EXPECT_EQ(f.studio.undoStack->size(), 5u);
-}
-
-TEST(StudioEditing, deletingAndClosingTheGapIsOneStepThatLeavesTheMusicAlone)
-{
-    EditingStudio f(
-        {placedClip(0, 10, "Media/voice-A.wav"), placedClip(12, 10, "Media/voice-B.wav")});
-    f.studio.project.mutate([](PodcastProject& p) { p.musicOffset = 15; });
-    const PodcastProject before = f.studio.project();
-    f.studio.selection = TimeRange{8, 14};
-    f.studio.deleteSelectionClosingGap();
-    EXPECT_EQ(f.clips().back().timelineStart, 8);
-    EXPECT_EQ(f.studio.project->voiceDuration(), 16);
-    EXPECT_EQ(f.studio.project->musicOffset, 15);
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.studio.undo();
-    EXPECT_EQ(f.studio.project->segments, before.segments);
-
-    // Moving a clip is a step, even of a clip that is not there.
-    const Uuid id = f.clips()[0].id;
-    f.studio.moveClip(Uuid::random(), 3);
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    EXPECT_EQ(f.clips()[0].timelineStart, 0);
-    f.studio.moveClip(id, 3);
-    EXPECT_EQ(f.studio.undoStack->size(), 2u);
-    EXPECT_EQ(f.clips()[0].timelineStart, 3);
+    EXPECT_TRUE(f.studio.undoStack->empty());
 }
 
 TEST(StudioEditing, aVoiceTrimStopsAtTheNeighbourTheFileAndTheShortestLength)
@@ -298,40 +273,24 @@ TEST(StudioEditing, automaticFadesFitTheFragmentAndKeepTheSelection)
     EXPECT_EQ(testing::readProject(f.folder).fadeOutStart, 50.0);
 }
 
-TEST(StudioEditing, whileRecordingTheDisplayedProjectShowsTheGrowingTake)
+TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceThePlacedMusicOrTheGrowingTake)
 {
-    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav"), placedClip(8, 4, "Media/voice-B.wav")});
+    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav")});
     f.studio.project.mutate([](PodcastProject& p) {
+        p.musicFile = "Media/music-A.wav";
+        p.musicOffset = 2.0;
         p.pendingVoiceFile = "Media/voice-C.caf";
         p.pendingStart = 5.0;
         p.recordingPending = true;
     });
-    EXPECT_EQ(f.studio.displayProject(), f.studio.project()); // not recording yet
-
-    f.studio.recording = true;
-    f.studio.liveDuration = 2;
-    const PodcastProject shown = f.studio.displayProject();
-    EXPECT_EQ(shown.segment(6)->id, f.studio.liveClipID);
-    EXPECT_EQ(shown.segment(6)->duration, 2);
-    EXPECT_EQ(shown.segment(6)->file, "Media/voice-C.caf");
-    EXPECT_EQ(shown.segment(9)->file, "Media/voice-B.wav"); // the gap absorbs the take
-    EXPECT_EQ(f.studio.duration(), 12);
-    f.studio.liveDuration = 5;
-    EXPECT_EQ(f.studio.duration(), 14);
-    f.studio.recording = false;
-}
-
-TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceOrThePlacedMusic)
-{
-    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav")});
-    EXPECT_EQ(f.studio.duration(), 5);
-    f.studio.project.mutate([](PodcastProject& p) {
-        p.musicFile = "Media/music-A.wav";
-        p.musicOffset = 2.0;
-    });
-    EXPECT_EQ(f.studio.duration(), 5); // music length still unknown
+    EXPECT_EQ(f.studio.duration(), 5); // music length still unknown, no take running
     f.studio.musicDuration = 10.0;
     EXPECT_EQ(f.studio.duration(), 12);
+    f.studio.recording = true;
+    f.studio.liveDuration = 9;
+    EXPECT_EQ(f.studio.displayProject().segment(6)->id, f.studio.liveClipID);
+    EXPECT_EQ(f.studio.duration(), 14);
+    f.studio.recording = false;
 
     f.studio.position = 11.0;
     f.studio.playing = true;

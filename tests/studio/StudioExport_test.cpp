@@ -44,45 +44,30 @@ double firstSoundAt(const std::vector<float>& samples, float threshold = 0.05f)
     return -1;
 }
 
-// Points the system's temporary folder at folder while it lives.
-class ScopedTemporaryFolder {
-public:
-    explicit ScopedTemporaryFolder(const std::filesystem::path& folder)
-    {
-        if (const char* previous = std::getenv("TMPDIR"))
-            previous_ = previous;
-        std::filesystem::create_directories(folder);
-        ::setenv("TMPDIR", folder.c_str(), 1);
-    }
-    ~ScopedTemporaryFolder()
-    {
-        if (previous_)
-            ::setenv("TMPDIR", previous_->c_str(), 1);
-        else
-            ::unsetenv("TMPDIR");
-    }
-
-private:
-    std::optional<std::string> previous_;
-};
-
 // A project whose one clip holds 2 s of silence and then a tone, opened with its peaks, and a
-// private temporary folder for the studio's intermediate files.
+// private temporary folder for the studio's intermediate files while the fixture lives.
 struct ExportFixture {
     TempFolder temp;
     std::filesystem::path folder = temp / "Show.podcastproject";
     std::filesystem::path scratch = temp / "tmp";
     StudioFixture f; // its own temporary folder made before the scratch is the system's
-    ScopedTemporaryFolder scopedScratch{scratch};
+    const char* systemTemporary = std::getenv("TMPDIR");
+    std::string previous = systemTemporary ? systemTemporary : "";
 
     explicit ExportFixture(double tone = 3.0)
     {
+        std::filesystem::create_directories(scratch);
+        ::setenv("TMPDIR", scratch.c_str(), 1);
         std::filesystem::create_directories(folder / "Media");
         encodeSamples(folder / "Media" / "voice-1.wav", silenceThenTone(2.0, tone), 48000, 1);
         PodcastProject document;
         document.segments = {placedClip(0, 2.0 + tone, "Media/voice-1.wav")};
         writeProject(folder, document);
         EXPECT_TRUE(f.openAndWait(folder));
+    }
+    ~ExportFixture()
+    {
+        systemTemporary ? ::setenv("TMPDIR", previous.c_str(), 1) : ::unsetenv("TMPDIR");
     }
 
     // Runs the export to its end, moving virtual time so that the progress poll runs.
@@ -229,25 +214,20 @@ TEST(StudioExport, theAudibleMixReplacesAnOldFileAndFailuresSayWhyLeavingNothing
     EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
     x.f.studio.message = std::nullopt;
 
-    // A destination whose folder does not exist: the finished file cannot be moved there.
-    const std::filesystem::path nowhere = x.temp / "absent" / "Show.m4a";
-    ASSERT_TRUE(x.exportTo(nowhere));
-    ASSERT_TRUE(x.f.studio.message());
-    EXPECT_EQ(x.f.studio.message()->rfind("No se pudo exportar: ", 0), 0u) << *x.f.studio.message();
-    EXPECT_EQ(countFiles(x.scratch, ""), 0);
-    EXPECT_FALSE(x.f.studio.busy());
-
-    // A source deleted after opening fails the build with the file's description.
-    x.f.studio.message = std::nullopt;
-    std::filesystem::remove(x.folder / "Media" / "voice-1.wav");
-    const std::filesystem::path destination = x.temp / "Gone.m4a";
-    ASSERT_TRUE(x.exportTo(destination));
-    ASSERT_TRUE(x.f.studio.message());
-    EXPECT_EQ(x.f.studio.message()->rfind("No se pudo exportar: ", 0), 0u);
-    EXPECT_NE(x.f.studio.message()->find("voice-1.wav"), std::string::npos)
-        << *x.f.studio.message();
-    EXPECT_FALSE(std::filesystem::exists(destination));
-    EXPECT_EQ(countFiles(x.scratch, ""), 0);
+    // A destination whose folder does not exist (the finished file cannot be moved there), and a
+    // source deleted after opening (the build fails with the file's description).
+    for (const auto& [destination, told] :
+         {std::pair{x.temp / "absent" / "Show.m4a", ""}, {x.temp / "Gone.m4a", "voice-1.wav"}}) {
+        if (*told)
+            std::filesystem::remove(x.folder / "Media" / "voice-1.wav");
+        x.f.studio.message = std::nullopt;
+        ASSERT_TRUE(x.exportTo(destination));
+        const std::string message = x.f.studio.message().value_or("");
+        EXPECT_TRUE(message.starts_with("No se pudo exportar: ")) << message;
+        EXPECT_NE(message.find(told), std::string::npos) << message;
+        EXPECT_FALSE(std::filesystem::exists(destination));
+        EXPECT_EQ(countFiles(x.scratch, ""), 0);
+    }
 
     // Nothing audible: its message at once and no file; a cancelled save panel does nothing.
     x.f.studio.message = std::nullopt;

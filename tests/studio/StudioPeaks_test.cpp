@@ -28,29 +28,6 @@ PodcastProject withPendingTake(StudioFixture& f, const std::string& take = "Medi
     return document;
 }
 
-TEST(StudioPeaks, anInterruptedTakeIsInsertedWhenTheProjectIsOpened)
-{
-    StudioFixture f;
-    const PodcastProject document = withPendingTake(f);
-    makeTone(f.folder / "Media" / "voice-B.wav", 7.9);
-    testing::writeProject(f.folder, document);
-    ASSERT_TRUE(f.openAndWait(f.folder));
-    EXPECT_EQ(f.studio.message(), "Se recuperaron 7 segundos de la grabación interrumpida.");
-    const Segment take = f.studio.project->segment(2).value();
-    EXPECT_EQ(take.file, "Media/voice-B.wav");
-    EXPECT_NEAR(take.duration, 7.9, 1e-6);
-    EXPECT_EQ(take.timelineStart, 1.0);
-    EXPECT_TRUE(noPendingTake(f.studio.project()));
-    EXPECT_EQ(f.studio.voiceWaveforms->at("Media/voice-B.wav").size(), 395u);
-    EXPECT_NEAR(f.studio.sourceDurations.at("Media/voice-A.wav"), 2, 1e-6);
-    EXPECT_TRUE(f.studio.voicePeaks->empty()); // no legacy voice file
-    EXPECT_EQ(f.studio.position(), 0.5);
-    f.settle();
-    const PodcastProject saved = readProject(f.folder);
-    EXPECT_FALSE(saved.recordingPending);
-    EXPECT_EQ(saved.resolvedSegments().size(), 3u);
-}
-
 TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
 {
     StudioFixture f;

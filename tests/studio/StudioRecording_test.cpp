@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <regex>
 
 namespace tw {
 namespace {
@@ -65,48 +64,30 @@ TEST(StudioRecording,
     EXPECT_TRUE(pending.recordingPending);
     EXPECT_EQ(pending.pendingStart, 12.5);
     const std::string name = pending.pendingVoiceFile.value();
-    EXPECT_TRUE(std::regex_match(
-        name, std::regex("Media/voice-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}"
-                         "\\.caf")))
-        << name;
-    EXPECT_EQ(f.studio.project->pendingVoiceFile, name);
+    EXPECT_TRUE(name.starts_with("Media/voice-") && name.ends_with(".caf")) << name;
 
     ASSERT_TRUE(f.recordUntil(4.2));
     EXPECT_NEAR(f.studio.position(), 16.7, 1e-9);
     EXPECT_GT(f.studio.meter(), 0.49f);
     EXPECT_EQ(f.studio.voicePeaks->size(), 210u);
-    // The timeline shows the growing take where it will land.
-    const std::optional<Segment> live = f.studio.displayProject().segment(14);
-    ASSERT_TRUE(live);
-    EXPECT_EQ(live->file, name);
-    EXPECT_EQ(live->id, f.studio.liveClipID);
-
     const Uuid clipID = f.studio.liveClipID;
     f.studio.stop();
     EXPECT_FALSE(f.studio.recording());
     EXPECT_EQ(f.studio.meter(), 0.0f);
-    EXPECT_TRUE(f.studio.busy()); // finalizing
     ASSERT_TRUE(f.waitIdle());
-
     EXPECT_NEAR(f.studio.position(), 16.7, 1e-9);
     const std::optional<Segment> take = f.studio.project->segment(14);
     ASSERT_TRUE(take);
-    EXPECT_EQ(take->file, name);
-    EXPECT_EQ(take->id, clipID);
-    EXPECT_EQ(take->timelineStart, 12.5);
+    EXPECT_EQ(std::tuple(take->file, take->id, take->timelineStart),
+              std::tuple(name, clipID, 12.5));
     EXPECT_NEAR(take->duration, 4.2, 1e-12);
     EXPECT_EQ(f.studio.voiceWaveforms->at(name).size(), 210u);
     EXPECT_NEAR(f.studio.sourceDurations.at(name), 4.2, 1e-12);
-    EXPECT_TRUE(noPendingTake(f.studio.project()));
-    EXPECT_FALSE(f.studio.recordingDisplayBase);
-    EXPECT_EQ(f.studio.liveDuration, 0);
     EXPECT_EQ(framesIn(folder / name), 201600);
-
     f.settle();
     const PodcastProject saved = readProject(folder);
     EXPECT_TRUE(noPendingTake(saved));
-    ASSERT_EQ(saved.resolvedSegments().size(), 1u);
-    EXPECT_EQ(saved.resolvedSegments()[0].file, name);
+    EXPECT_EQ(saved.segments, f.studio.project->segments);
     EXPECT_NEAR(*saved.playhead, 16.7, 1e-9);
 }
 
@@ -223,37 +204,6 @@ TEST(StudioRecording, aTakeIsOneUndoStepAndUndoNeverBringsBackItsPendingMark)
     EXPECT_TRUE(f.studio.project->segments.empty());
 }
 
-TEST(StudioRecording, aResumeFailureLeavesTheTakePausedAndALaterResumeRecordsOn)
-{
-    StudioFixture f;
-    endlessMicrophone(f);
-    f.newProject();
-    ASSERT_TRUE(f.startTake());
-    SimulatedAudioInput* input = f.lastInput;
-    input->waitForFrames(4800);
-
-    f.studio.pauseTransport();
-    EXPECT_TRUE(f.studio.recordingPaused());
-    EXPECT_FALSE(input->isRunning());
-    const std::int64_t beforeResume = input->framesDelivered();
-
-    input->failNextResume(Error{"System", 6, "La entrada no responde."});
-    f.studio.pauseTransport();
-    EXPECT_EQ(f.studio.message(), "La entrada no responde.");
-    EXPECT_TRUE(f.studio.recordingPaused() && f.studio.recording());
-    EXPECT_FALSE(input->isRunning());
-
-    f.studio.pauseTransport();
-    EXPECT_FALSE(f.studio.recordingPaused());
-    EXPECT_TRUE(input->isRunning());
-    EXPECT_GE(input->waitForFrames(beforeResume + 4800), beforeResume + 4800);
-
-    ASSERT_TRUE(f.finishTake());
-    const auto segments = f.studio.project->resolvedSegments();
-    ASSERT_EQ(segments.size(), 1u);
-    EXPECT_GE(segments[0].duration, (beforeResume + 4800) / rate);
-}
-
 TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
 {
     StudioFixture f;
@@ -296,24 +246,37 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     EXPECT_FALSE(readProject(folder).recordingPending);
 }
 
-TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
+TEST(StudioRecording, aPausedTakeOutlivesAFailedResumeAndALostInputAndALostRunningInputEndsIt)
 {
     StudioFixture f;
     endlessMicrophone(f);
-    f.newProject();
-
-    // A device list change, and an input lost while the take is paused, end nothing.
+    const auto folder = f.newProject();
     ASSERT_TRUE(f.startTake());
-    f.lastInput->waitForFrames(4800);
+    SimulatedAudioInput* input = f.lastInput;
+    input->waitForFrames(4800);
     ASSERT_TRUE(f.catalog.changeHandler);
-    f.catalog.changeHandler();
+    f.catalog.changeHandler(); // a device list change ends nothing
     f.studio.pauseTransport();
-    f.lastInput->disappear();
+    EXPECT_FALSE(input->isRunning());
+    const std::int64_t beforeResume = input->framesDelivered();
+    input->failNextResume(Error{"System", 6, "La entrada no responde."});
+    f.studio.pauseTransport();
+    EXPECT_EQ(f.studio.message(), "La entrada no responde.");
+    EXPECT_TRUE(f.studio.recordingPaused() && f.studio.recording());
+    EXPECT_FALSE(input->isRunning());
+    f.studio.message = std::nullopt; // each time, the user closes the alert
+    f.studio.pauseTransport();
+    EXPECT_FALSE(f.studio.recordingPaused());
+    EXPECT_GE(input->waitForFrames(beforeResume + 4800), beforeResume + 4800);
+
+    // An input lost while the take is paused ends nothing until resuming says, in Spanish, that
+    // it is gone; the take can still be stopped and kept.
+    f.studio.pauseTransport();
+    input->disappear();
     QCoreApplication::processEvents();
     QCoreApplication::processEvents();
     EXPECT_TRUE(f.studio.recording());
     EXPECT_FALSE(f.studio.message());
-    // Resuming says, in Spanish, that the input is gone; the take can still be stopped and kept.
     f.studio.pauseTransport();
     EXPECT_EQ(f.studio.message(), "La entrada de audio ya no está disponible: se desconectó o el "
                                   "servidor de sonido se detuvo. Detén la grabación para conservar "
@@ -322,8 +285,10 @@ TEST(StudioRecording, onlyALostRunningInputInterruptsTheTakeAndItsAudioIsKept)
     f.studio.stop();
     ASSERT_TRUE(f.waitIdle());
     ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
-    EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, 4800 / rate);
-    f.studio.message = std::nullopt; // the user dismisses the alert
+    const Segment kept = f.studio.project->resolvedSegments()[0];
+    EXPECT_GE(kept.duration, (beforeResume + 4800) / rate);
+    EXPECT_EQ(framesIn(folder / *kept.file), std::llround(kept.duration * rate));
+    f.studio.message = std::nullopt;
 
     // A running input that goes away ends the take, which is kept.
     ASSERT_TRUE(f.startTake());

@@ -1,28 +1,27 @@
 // A take cut short keeps its audio. Children of this test record on a real event loop from a
 // microphone at real-time pace: some are SIGKILLed at chosen moments and a fresh Studio opens
 // each project; one records under a small file-size limit (RLIMIT_FSIZE, SIGXFSZ ignored), so
-// that its writes end in a real EFBIG.
+// that its writes end in a real EFBIG. Children say what happened in lines on their output.
 #include "studio/Studio.hpp"
 
 #include "audio/AudioFileReader.hpp"
-#include "support/ChildProcess.hpp"
 #include "support/HookedWriter.hpp"
 #include "support/StudioFixture.hpp"
 
+#include <QProcess>
+
 #include <gtest/gtest.h>
 
-#include <mutex>
-#include <poll.h>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
 #include <sys/resource.h>
 
 namespace tw {
 namespace {
 
-using testing::report;
-
 constexpr double rate = 48000.0;
-constexpr const char* killedRole = "TAPEWRIGHT_KILLED_CHILD";
-constexpr const char* limitedRole = "TAPEWRIGHT_LIMITED_CHILD";
+constexpr const char* childVariable = "TAPEWRIGHT_TAKE_CHILD"; // its scenario
 // Not a whole number of the input's buffers past the header, so the last write is cut mid-way.
 constexpr rlim_t fileSizeLimit = 200 * 1000 + 6;
 
@@ -32,81 +31,99 @@ float takeSignal(std::int64_t frame)
            static_cast<float>(std::sin(2 * M_PI * 330.0 * static_cast<double>(frame) / rate));
 }
 
-// A child's studio: a microphone at real-time pace playing takeSignal, a new project in folder.
-void prepare(testing::StudioFixture& f, const std::filesystem::path& folder)
+void report(const std::string& line)
 {
+    std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+}
+
+// A child's take from 2.5 s on into a new project in the current folder: it reports the count-in,
+// the start, each write, and, under the limit, how the take ended; killed children never end.
+int recordAsChild(const std::string& scenario)
+{
+    const bool limited = scenario == "limited";
+    const rlimit limit{fileSizeLimit, fileSizeLimit};
+    if (limited && (::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || ::setrlimit(RLIMIT_FSIZE, &limit)))
+        return 2;
+    static std::atomic_flag failed;
+    testing::StudioFixture f;
+    f.writerFactory = testing::hookedWriters(
+        {.after =
+             [](const Result<void>& written, std::int64_t frames) {
+                 if (written)
+                     report("written " + std::to_string(frames));
+                 else if (!failed.test_and_set())
+                     report("failure " + written.error().description);
+             },
+         .closing = [](std::int64_t frames) { report("closed " + std::to_string(frames)); }});
+    QObject::connect(&f.studio, &Studio::fieldChanged, [&](StudioField field) {
+        if (field == StudioField::countdown && f.studio.countdown())
+            report("countdown " + std::to_string(*f.studio.countdown()));
+        if (field == StudioField::recording && f.studio.recording())
+            report("recording");
+    });
     f.inputOptions.pieceFrames = 2400;
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
     f.inputOptions.length = -1;
     f.inputSignal = [](std::int64_t frame, int) { return takeSignal(frame); };
-    f.folder = folder;
+    f.folder = std::filesystem::current_path() / (scenario + ".podcastproject");
     f.newProject();
-}
-
-// Records from 2.5 s on, telling the parent the count-in, the start and each write, until killed.
-int recordUntilKilled(const std::filesystem::path& folder, int fd)
-{
-    testing::StudioFixture f;
-    f.writerFactory =
-        testing::hookedWriters({.after = [fd](const Result<void>& written, std::int64_t frames) {
-            if (written)
-                report(fd, "written " + std::to_string(frames));
-        }});
-    QObject::connect(&f.studio, &Studio::fieldChanged, [&](StudioField field) {
-        if (field == StudioField::countdown && f.studio.countdown())
-            report(fd, "countdown " + std::to_string(*f.studio.countdown()));
-        if (field == StudioField::recording && f.studio.recording())
-            report(fd, "recording");
-    });
-    prepare(f, folder);
     f.studio.position = 2.5;
     f.studio.record();
-    testing::runEventsUntil([] { return false; }, 30, &f.scheduler);
-    return 3;
-}
-
-// Records under the file-size limit until the clock stops the take; reports what happened.
-int recordUnderLimit(const std::filesystem::path& folder, int fd)
-{
-    ::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{fileSizeLimit, fileSizeLimit};
-    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0)
-        return 2;
-    // Declared before the studio, whose take writer refers to them.
-    std::mutex lock;
-    std::string failure;
-    std::int64_t framesAtClose = -1;
-    testing::StudioFixture f;
-    f.writerFactory = testing::hookedWriters({.after =
-                                                  [&](const Result<void>& written, std::int64_t) {
-                                                      std::lock_guard guard(lock);
-                                                      if (!written && failure.empty())
-                                                          failure = written.error().description;
-                                                  },
-                                              .closing =
-                                                  [&](std::int64_t frames) {
-                                                      std::lock_guard guard(lock);
-                                                      framesAtClose = frames;
-                                                  }});
-    prepare(f, folder);
-    // Ten seconds of wall time is far more than the one second the limit allows.
-    if (!f.startTake() || !f.waitUntil([&] {
-            f.scheduler.advance(0.1);
-            return !f.studio.recording();
-        }) ||
-        !f.waitIdle())
-        return 4;
+    // The limit allows about a second: the clock stops that take long before this wait ends.
+    testing::runEventsUntil([&] { return limited && !f.studio.recording() && !f.studio.busy(); },
+                            30, &f.scheduler);
     f.settle();
-    std::lock_guard guard(lock);
-    report(fd, "failure " + failure);
-    report(fd, "writerFrames " + std::to_string(framesAtClose));
-    report(fd, "message " + f.studio.message().value_or("(none)"));
-    report(fd, "liveDuration " + std::to_string(f.studio.liveDuration));
+    report("message " + f.studio.message().value_or("(none)"));
+    report("liveDuration " + std::to_string(f.studio.liveDuration));
     return 0;
 }
 
-const bool isKilledChild = testing::childRole(killedRole, recordUntilKilled);
-const bool isLimitedChild = testing::childRole(limitedRole, recordUnderLimit);
+const bool isChild = [] {
+    if (const char* scenario = std::getenv(childVariable))
+        std::_Exit(recordAsChild(scenario));
+    return false;
+}();
+
+// This program again, as a child recording the scenario in folder; what it said, by first word
+// (the last time it said each).
+struct Child {
+    std::string scenario;
+    std::unique_ptr<QProcess> process = std::make_unique<QProcess>();
+    std::map<std::string, std::string> said;
+    bool killed = false;
+
+    Child(std::string name, const std::filesystem::path& folder) : scenario(std::move(name))
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(childVariable, QString::fromStdString(scenario));
+        environment.insert("TMPDIR", QString::fromStdString(folder.string()));
+        process->setProcessEnvironment(environment);
+        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process->setWorkingDirectory(QString::fromStdString(folder.string()));
+        process->start("/proc/self/exe", {});
+    }
+    void listen()
+    {
+        while (process->canReadLine()) {
+            const std::string line = process->readLine().trimmed().toStdString();
+            said[line.substr(0, line.find(' '))] = line.substr(line.find(' ') + 1);
+        }
+    }
+    std::int64_t written() const
+    {
+        return said.count("written") ? std::stoll(said.at("written")) : 0;
+    }
+    bool dueToDie() const
+    {
+        if (scenario == "countdown") // a second in: the new project's first save has landed
+            return said.count("countdown") && said.at("countdown") == "2";
+        if (scenario == "started")
+            return said.count("recording");
+        return scenario != "limited" &&
+               written() >= static_cast<std::int64_t>((scenario == "early" ? 0.7 : 1.8) * rate);
+    }
+};
 
 // The take file's samples are the microphone's first ones, in order, and as many as expected.
 void expectTakeAudio(const std::filesystem::path& file, std::int64_t frames)
@@ -124,72 +141,62 @@ void expectTakeAudio(const std::filesystem::path& file, std::int64_t frames)
         ASSERT_NEAR(samples[std::size_t(frame)], takeSignal(frame), 1e-6) << frame;
 }
 
-struct Killed {
-    std::string scenario;
-    testing::Child child;
-    int countdown = 0; // the last count shown
-    bool recording = false;
-    bool killed = false;
-    bool ended = false;
-    std::int64_t written = 0; // frames the writer reported as in the file
-
-    void take(const std::vector<std::string>& lines)
-    {
-        for (const std::string& line : lines) {
-            if (line.rfind("countdown ", 0) == 0)
-                countdown = std::stoi(line.substr(10));
-            recording = recording || line == "recording";
-            if (line.rfind("written ", 0) == 0)
-                written = std::stoll(line.substr(8));
-        }
-    }
-    bool dueToDie() const
-    {
-        if (scenario == "countdown") // a second in: the new project's first save has landed
-            return countdown == 2;
-        if (scenario == "started")
-            return recording;
-        return written >= static_cast<std::int64_t>((scenario == "early" ? 0.7 : 1.8) * rate);
-    }
-};
-
-TEST(StudioTakeRecovery, aKilledTakeIsRecoveredUpToTheLastHalfSecondItsWriterReceived)
+TEST(StudioTakeRecovery, aKilledTakeIsRecoveredAndALimitedOneKeepsEveryFrameTheFileHolds)
 {
     testing::TempFolder temp;
-    std::vector<Killed> children;
-    for (const char* scenario : {"countdown", "started", "early", "late"})
-        children.push_back({scenario, testing::Child(killedRole, temp / (std::string(scenario) +
-                                                                         ".podcastproject"))});
-    // Runs every child to its moment and kills it there.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-    for (bool running = true; running && std::chrono::steady_clock::now() < deadline;) {
-        std::vector<pollfd> polled;
-        for (Killed& c : children)
-            polled.push_back({c.ended ? -1 : c.child.fd, POLLIN, 0});
-        ::poll(polled.data(), polled.size(), 50);
-        running = false;
-        for (std::size_t i = 0; i < children.size(); ++i) {
-            Killed& c = children[i];
-            std::vector<std::string> lines;
-            if (!c.ended && (polled[i].revents & (POLLIN | POLLHUP)) && !c.child.read(lines))
-                c.ended = true;
-            c.take(lines);
-            if (!c.killed && c.dueToDie())
-                c.killed = ::kill(c.child.pid, SIGKILL) == 0;
-            running = running || !c.ended;
-        }
-    }
-    for (Killed& c : children) {
-        ::kill(c.child.pid, SIGKILL);
-        std::vector<std::string> lines;
-        c.child.finish(lines);
-        c.take(lines);
+    testing::coreApplication();
+    std::vector<Child> children;
+    for (const char* scenario : {"countdown", "started", "early", "late", "limited"})
+        children.emplace_back(scenario, temp.path());
+    // Runs every child to its moment and kills it there; the limited one ends by itself.
+    testing::runEventsUntil(
+        [&] {
+            bool running = false;
+            for (Child& c : children) {
+                c.listen();
+                if (!c.killed && c.dueToDie())
+                    c.killed = ::kill(pid_t(c.process->processId()), SIGKILL) == 0;
+                running = running || (!c.killed && c.process->state() != QProcess::NotRunning);
+            }
+            return !running;
+        },
+        20);
+    for (Child& c : children) {
+        if (c.scenario != "limited")
+            c.process->kill();
+        c.process->waitForFinished();
+        c.listen();
     }
 
-    for (const Killed& c : children) {
-        SCOPED_TRACE(c.scenario + ", frames reported written: " + std::to_string(c.written));
-        ASSERT_TRUE(c.killed) << "the child never reached its moment";
+    for (const Child& c : children) {
+        SCOPED_TRACE(c.scenario + ", frames reported written: " + std::to_string(c.written()));
         const auto folder = temp / (c.scenario + ".podcastproject");
+        if (c.scenario == "limited") {
+            ASSERT_TRUE(c.process->exitStatus() == QProcess::NormalExit &&
+                        c.process->exitCode() == 0);
+            // The writer met the kernel's EFBIG, and the clock said so with the writer's words.
+            EXPECT_NE(c.said.at("failure").find("»: El archivo es demasiado grande."),
+                      std::string::npos);
+            EXPECT_EQ(c.said.at("message"), "La grabación se detuvo: " + c.said.at("failure"));
+            EXPECT_EQ(std::stod(c.said.at("liveDuration")), 0.0);
+            const PodcastProject saved = testing::readProject(folder);
+            EXPECT_TRUE(testing::noPendingTake(saved));
+            const auto clips = saved.resolvedSegments();
+            ASSERT_EQ(clips.size(), 1u);
+            EXPECT_EQ(clips[0].timelineStart, 2.5);
+            // The clip is as long as the file, which stays within the limit; the writer knew
+            // every frame it put there, a partly written last buffer included, and nothing
+            // written after the failure overlays them.
+            ASSERT_TRUE(clips[0].file);
+            const auto file = folder / *clips[0].file;
+            EXPECT_LE(std::filesystem::file_size(file), fileSizeLimit);
+            const std::int64_t frames = std::stoll(c.said.at("closed"));
+            EXPECT_GT(frames, 0);
+            EXPECT_DOUBLE_EQ(clips[0].duration, double(frames) / rate);
+            expectTakeAudio(file, frames);
+            continue;
+        }
+        ASSERT_TRUE(c.killed) << "the child never reached its moment";
         const PodcastProject onDisk = testing::readProject(folder);
         testing::StudioFixture f;
         // The pending mark was on disk before capture began, and not before the count-in ended.
@@ -210,8 +217,8 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredUpToTheLastHalfSecondItsWriterRec
                                           " segundos de la grabación interrumpida.");
         // Everything the writer had but at most its last half second, and nothing it never got
         // (one write may have landed without being reported).
-        EXPECT_GE(recovered, c.written / rate - 0.5);
-        EXPECT_LE(recovered, (c.written + DiskRecorder::bufferFrames) / rate + 1e-9);
+        EXPECT_GE(recovered, c.written() / rate - 0.5);
+        EXPECT_LE(recovered, (c.written() + DiskRecorder::bufferFrames) / rate + 1e-9);
         EXPECT_GE(recovered, c.scenario == "late" ? 1.3 : 0.0);
         const auto segments = f.studio.project->resolvedSegments();
         ASSERT_EQ(segments.size(), recovered > 0 ? 1u : 0u);
@@ -224,39 +231,6 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredUpToTheLastHalfSecondItsWriterRec
         f.settle();
         EXPECT_FALSE(testing::readProject(folder).recordingPending);
     }
-}
-
-TEST(StudioTakeRecovery, aTakeThatHitsTheFileSizeLimitStopsAndKeepsEveryFrameTheFileHolds)
-{
-    testing::TempFolder temp;
-    const auto folder = temp / "Limitado.podcastproject";
-    std::vector<std::string> lines;
-    const int status = testing::Child(limitedRole, folder).finish(lines);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-    std::map<std::string, std::string> said; // first word → the rest
-    for (const std::string& line : lines)
-        said[line.substr(0, line.find(' '))] = line.substr(line.find(' ') + 1);
-
-    // The writer met the kernel's EFBIG, and the clock said so with the writer's own words.
-    EXPECT_NE(said.at("failure").find("»: El archivo es demasiado grande."), std::string::npos);
-    EXPECT_EQ(said.at("message"), "La grabación se detuvo: " + said.at("failure"));
-    EXPECT_EQ(std::stod(said.at("liveDuration")), 0.0);
-
-    const PodcastProject saved = testing::readProject(folder);
-    EXPECT_FALSE(saved.recordingPending || saved.pendingVoiceFile || saved.pendingStart);
-    const auto clips = saved.resolvedSegments();
-    ASSERT_EQ(clips.size(), 1u);
-    EXPECT_EQ(clips[0].timelineStart, 0.0);
-    // The clip is as long as the file, which stays within the limit; the writer knew every frame
-    // it put there, a partly written last buffer included, and nothing written after the failure
-    // overlays them.
-    ASSERT_TRUE(clips[0].file);
-    const auto file = folder / *clips[0].file;
-    EXPECT_LE(std::filesystem::file_size(file), fileSizeLimit);
-    const std::int64_t frames = std::stoll(said.at("writerFrames"));
-    EXPECT_GT(frames, 0);
-    EXPECT_DOUBLE_EQ(clips[0].duration, double(frames) / rate);
-    expectTakeAudio(file, frames);
 }
 
 } // namespace

@@ -36,7 +36,7 @@ void openWithoutAudio(StudioFixture& f, double length)
     f.studio.message = std::nullopt;
 }
 
-TEST(StudioTransport, playbackFollowsThePlayerStopsByItselfAtTheEndAndIsAbandonedWhilePrepared)
+TEST(StudioTransport, playbackStartsOnceStopsAtTheEndOfTheProgrammeOrSelectionAndPauseHoldsItsPlace)
 {
     // The clock's last tick before the end comes within the stop's margin, 20 ms short of it.
     StudioFixture f;
@@ -49,85 +49,67 @@ TEST(StudioTransport, playbackFollowsThePlayerStopsByItselfAtTheEndAndIsAbandone
         EXPECT_FALSE(f.studio.playing() || f.studio.player);
     }
     EXPECT_EQ(f.outputsMade, 0);
-
     f.studio.togglePlayback();
     EXPECT_TRUE(f.studio.busy());
     f.studio.togglePlayback(); // refused while the start is prepared
     ASSERT_TRUE(f.waitIdle());
     ASSERT_TRUE(f.studio.playing());
-    EXPECT_FALSE(f.studio.pauseEngaged());
     EXPECT_EQ(f.outputsMade, 1);
-
     f.play(1.0);
     EXPECT_NEAR(f.studio.position(), 1.0, 0.051);
     EXPECT_NEAR(peakRendered(f), 0.5f, 0.02f) << "the tone is heard at its level";
 
+    f.studio.pause();
+    EXPECT_TRUE(f.studio.pauseEngaged() && !f.studio.playing());
+    const double paused = f.studio.position();
+    f.play(0.5); // a late tick of the old start changes nothing
+    EXPECT_EQ(f.studio.position(), paused);
+    ASSERT_TRUE(f.startPlayback());
+    EXPECT_FALSE(f.studio.pauseEngaged());
+    EXPECT_EQ(f.studio.position(), paused);
     f.playUntilStopped(5);
     EXPECT_FALSE(f.studio.playing());
     EXPECT_TRUE(f.studio.pauseEngaged());
     EXPECT_GE(f.studio.position(), 2.02 - 0.03);
     EXPECT_LT(f.studio.position(), 2.02);
-
     // Playing from where the automatic stop left the head starts over.
     ASSERT_TRUE(f.startPlayback());
     EXPECT_EQ(f.studio.position(), 0.0);
-}
 
-TEST(StudioTransport, pauseKeepsTheHeardTimeAndStopReturnsToTheStart)
-{
-    StudioFixture f;
-    ASSERT_TRUE(f.openTone(4.0));
-    f.studio.seek(1.0);
-    ASSERT_TRUE(f.startPlayback());
-    EXPECT_EQ(f.studio.position(), 1.0);
-    f.play(0.5);
-    f.studio.pause();
-    EXPECT_FALSE(f.studio.playing());
-    EXPECT_TRUE(f.studio.pauseEngaged());
-    EXPECT_NEAR(f.studio.position(), 1.5, 0.051);
-
-    // A late tick of the old start changes nothing.
-    const double paused = f.studio.position();
-    f.play(0.5);
-    EXPECT_EQ(f.studio.position(), paused);
+    // Listening to a selection stops at its end, unless a seek during it clears that end.
+    f.studio.selection = TimeRange{0.5, 1.5};
+    f.studio.listenToSelection();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.position(), 0.5);
+    f.playUntilStopped(5);
+    EXPECT_GE(f.studio.position(), 1.47);
+    EXPECT_LT(f.studio.position(), 1.53);
+    f.studio.listenToSelection();
+    ASSERT_TRUE(f.waitIdle());
+    f.studio.seek(1.2);
+    EXPECT_FALSE(f.studio.previewEnd);
+    f.studio.player->waitForReadAhead();
+    f.play(0.4);
+    EXPECT_TRUE(f.studio.playing());
+    EXPECT_GT(f.studio.position(), 1.55);
 
     f.studio.stop();
     EXPECT_FALSE(f.studio.pauseEngaged());
     EXPECT_EQ(f.studio.position(), 0.0);
-
     f.studio.pauseTransport(); // latches also when nothing plays
     EXPECT_TRUE(f.studio.pauseEngaged());
 }
 
-TEST(StudioTransport, listeningToASelectionPlaysItAndStopsAtItsEnd)
-{
-    StudioFixture f;
-    ASSERT_TRUE(f.openTone(14.0));
-    f.studio.selection = TimeRange{10, 12};
-    f.studio.listenToSelection();
-    ASSERT_TRUE(f.waitIdle());
-    ASSERT_TRUE(f.studio.playing());
-    EXPECT_EQ(f.studio.position(), 10.0);
-    f.playUntilStopped(5);
-    EXPECT_GE(f.studio.position(), 11.97);
-    EXPECT_LT(f.studio.position(), 12.03);
-    EXPECT_FALSE(f.studio.previewEnd);
-
-    // A seek during it clears the selection end: playback runs on past it.
-    f.studio.listenToSelection();
-    ASSERT_TRUE(f.waitIdle());
-    f.studio.seek(11.5);
-    EXPECT_FALSE(f.studio.previewEnd);
-    f.studio.player->waitForReadAhead();
-    f.play(1.0);
-    EXPECT_TRUE(f.studio.playing());
-    EXPECT_GT(f.studio.position(), 12.1);
-}
-
-TEST(StudioTransport, seeksStayWithinTheLimitsSaveOnceAfterTheLastAndJumpsShowTheirDirection)
+TEST(StudioTransport,
+     aMissingFileStopsNothingAndSeeksStayWithinTheLimitsSaveOnceAndShowTheirDirection)
 {
     StudioFixture f;
     openWithoutAudio(f, 100);
+    // A missing file leaves playback stopped, with its description.
+    f.studio.togglePlayback();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_NE(f.studio.message().value_or("").find("absent.wav"), std::string::npos);
 
     f.studio.seek(-5);
     EXPECT_EQ(f.studio.position(), 0.0);
@@ -180,40 +162,7 @@ TEST(StudioTransport, seeksStayWithinTheLimitsSaveOnceAfterTheLastAndJumpsShowTh
     EXPECT_EQ(small.studio.position(), 120.0);
 }
 
-TEST(StudioTransport, volumeAndTreatmentChangesKeepTheRunningVoiceTapWhichTakesTheNewTreatment)
-{
-    StudioFixture f;
-    ASSERT_TRUE(f.openTone(4.0));
-    ASSERT_TRUE(f.startPlayback());
-    f.play(0.3);
-    const auto voiceTap = [&] { return f.studio.player->currentAudioMix().parameters(1)->tap; };
-    const std::shared_ptr<ProcessingTap> first = voiceTap();
-    ASSERT_TRUE(first);
-
-    f.studio.project.mutate([](PodcastProject& document) { document.voiceVolume = 0.5f; });
-    f.studio.updateMix();
-    EXPECT_TRUE(f.studio.playing()) << "a remix never stops playback";
-    EXPECT_EQ(voiceTap(), first);
-    EXPECT_FLOAT_EQ(f.studio.player->currentAudioMix().parameters(1)->volume.volumeAt(
-                        MediaTime::fromSeconds(1)),
-                    0.5f);
-
-    f.lastOutput->clearRendered();
-    f.play(0.5);
-    EXPECT_NEAR(peakRendered(f, 0.1), 0.25f, 0.02f) << "the new volume is heard after its glide";
-
-    VoiceTreatment treated;
-    treated.enhance = true;
-    treated.reduceNoise = true;
-    f.studio.project.mutate([&](PodcastProject& document) { document.treatment = treated; });
-    f.studio.updateMix();
-    EXPECT_EQ(voiceTap(), first) << "its filters and dynamics carry on into the new treatment";
-    EXPECT_EQ(std::dynamic_pointer_cast<LiveVoiceTap>(first)->treatment(), treated);
-    EXPECT_EQ(f.studio.appliedTreatment, treated);
-    EXPECT_TRUE(f.studio.playing());
-}
-
-TEST(StudioTransport, theLoudnessMeterMeasuresWhatIsPlayedSincePlaybackStartedAndIdleSaysNothing)
+TEST(StudioTransport, theLoudnessIsOfWhatIsPlayedSinceItStartedAndChangesKeepTheRunningVoiceTap)
 {
     StudioFixture f;
     ASSERT_TRUE(f.openTone(4.0));
@@ -233,18 +182,31 @@ TEST(StudioTransport, theLoudnessMeterMeasuresWhatIsPlayedSincePlaybackStartedAn
         EXPECT_EQ(f.count(StudioField::loudness), readings);
         f.studio.seek(0);
     }
-}
 
-TEST(StudioTransport, aMissingFileLeavesPlaybackStoppedWithItsDescription)
-{
-    StudioFixture f;
-    openWithoutAudio(f, 3);
+    // A volume or treatment change keeps the running voice tap, which takes the new treatment.
+    ASSERT_TRUE(f.startPlayback());
+    f.play(0.3);
+    const auto voiceTap = [&] { return f.studio.player->currentAudioMix().parameters(1)->tap; };
+    const std::shared_ptr<ProcessingTap> first = voiceTap();
+    ASSERT_TRUE(first);
 
-    f.studio.togglePlayback();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.playing());
-    ASSERT_TRUE(f.studio.message());
-    EXPECT_NE(f.studio.message()->find("absent.wav"), std::string::npos) << *f.studio.message();
+    f.studio.project.mutate([](PodcastProject& document) { document.voiceVolume = 0.5f; });
+    f.studio.updateMix();
+    EXPECT_TRUE(f.studio.playing()) << "a remix never stops playback";
+    EXPECT_EQ(voiceTap(), first);
+
+    f.lastOutput->clearRendered();
+    f.play(0.5);
+    EXPECT_NEAR(peakRendered(f, 0.1), 0.25f, 0.02f) << "the new volume is heard after its glide";
+
+    VoiceTreatment treated;
+    treated.enhance = true;
+    treated.reduceNoise = true;
+    f.studio.project.mutate([&](PodcastProject& document) { document.treatment = treated; });
+    f.studio.updateMix();
+    EXPECT_EQ(voiceTap(), first) << "its filters and dynamics carry on into the new treatment";
+    EXPECT_EQ(std::dynamic_pointer_cast<LiveVoiceTap>(first)->treatment(), treated);
+    EXPECT_EQ(f.studio.appliedTreatment, treated);
 }
 
 } // namespace

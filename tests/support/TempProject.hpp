@@ -40,14 +40,6 @@ inline void writeProject(const std::filesystem::path& folder, const PodcastProje
         throw std::runtime_error("cannot write the test project in " + folder.string());
 }
 
-// Writes raw text as folder/project.json (damaged documents).
-inline void writeProjectText(const std::filesystem::path& folder, const std::string& text)
-{
-    std::filesystem::create_directories(folder);
-    if (!writeProjectFile(folder, text))
-        throw std::runtime_error("cannot write " + folder.string());
-}
-
 // Writes text as file, creating its folder.
 inline void writeFile(const std::filesystem::path& file, const std::string& text)
 {
