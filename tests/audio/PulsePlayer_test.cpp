@@ -83,8 +83,7 @@ TEST_F(PulsePlayerTest, aSeekCutsTheOldAudioAtOnceAndPausesNeitherRepeatNorSkip)
     const auto playUntil = [&](double seconds) {
         return rig::eventually([&] { return player.currentTime().seconds() >= seconds; });
     };
-    const std::string recording = (folder / "heard.raw").string();
-    rig::MonitorRecording monitor(recording);
+    rig::MonitorRecording monitor((folder / "heard.raw").string());
     ASSERT_TRUE(monitor.listening());
     player.play();
     ASSERT_TRUE(playUntil(2.5));
@@ -95,9 +94,7 @@ TEST_F(PulsePlayerTest, aSeekCutsTheOldAudioAtOnceAndPausesNeitherRepeatNorSkip)
     player.play();
     ASSERT_TRUE(playUntil(5.4));
     player.pause(); // resumed once it has played out and the output is paused
-    ASSERT_TRUE(rig::eventually([&] {
-        return rig::heardToItsEnd(rig::channel(rig::readFloats(recording), 2, 0), 48000, 0.02f);
-    }));
+    ASSERT_TRUE(rig::eventually([&] { return monitor.heardAll(0.02f); }));
     scheduler.advance(1);
     player.play();
     ASSERT_TRUE(playUntil(6.2));
