@@ -57,61 +57,24 @@ std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed,
 }
 
 // Music: a different chord in each channel, at 44.1 kHz so that the render resamples it.
-std::vector<float> musicSignal(std::int64_t frames, int musicRate)
+std::vector<float> musicSignal()
 {
-    std::vector<float> out(static_cast<std::size_t>(frames * 2));
-    for (std::int64_t f = 0; f < frames; ++f) {
-        const double t = static_cast<double>(f) / musicRate;
+    std::vector<float> out(static_cast<std::size_t>(44100 * 5 * 2));
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const double t = static_cast<double>(i / 2) / 44100;
         const auto tone = [&](double hz) { return std::sin(2 * std::numbers::pi * hz * t); };
-        out[static_cast<std::size_t>(2 * f)] =
-            static_cast<float>(0.2 * tone(523.25) + 0.15 * tone(659.25));
-        out[static_cast<std::size_t>(2 * f + 1)] =
-            static_cast<float>(0.2 * tone(392) + 0.15 * tone(987.77));
+        out[i] = static_cast<float>(i % 2 ? 0.2 * tone(392) + 0.15 * tone(987.77)
+                                          : 0.2 * tone(523.25) + 0.15 * tone(659.25));
     }
     return out;
 }
 
-struct Programme {
-    Composition composition;
-    AudioMix mix;
-};
-
-// Two voice clips from two CAF takes (the first at 1 s), and with `music` a stereo bed from
-// 1.5 s that fades in over a second and out over the last one.
-Programme makeProgramme(const ScratchFolder& folder, bool music, float voiceLevel = 1,
-                        bool plosives = false)
+// The shared programme in speech and, with `music`, a stereo bed.
+Programme exportProgramme(const ScratchFolder& folder, bool music, float voiceLevel = 1,
+                          bool plosives = false)
 {
-    writeCaf(folder / "take-a.caf", voiceSignal(rate * 3, 220, 1, plosives), rate, 1);
-    writeCaf(folder / "take-b.caf", voiceSignal(rate * 3, 330, 2, plosives), rate, 1);
-    const AudioAsset a = loadAsset(folder / "take-a.caf");
-    const AudioAsset b = loadAsset(folder / "take-b.caf");
-
-    Programme p;
-    CompositionTrack* voice = p.composition.addTrack(1);
-    voice->insertEmptyTimeRange({}, seconds(1));
-    EXPECT_TRUE(voice->insertTimeRange(a, seconds(0.5), seconds(1.5), seconds(1)));
-    voice->insertEmptyTimeRange(seconds(2.5), seconds(0.25));
-    EXPECT_TRUE(voice->insertTimeRange(b, seconds(0.2), seconds(2), seconds(2.75)));
-    InputParameters voiceParameters{1, {}, nullptr};
-    voiceParameters.volume.setVolume(0, {});
-    addClipVolume(voiceParameters.volume, seconds(1), seconds(1.5), 0.9f * voiceLevel);
-    addClipVolume(voiceParameters.volume, seconds(2.75), seconds(2), 0.6f * voiceLevel);
-    p.mix.inputParameters.push_back(voiceParameters);
-
-    if (music) {
-        const int musicRate = 44100;
-        writeCaf(folder / "music.caf", musicSignal(musicRate * 5, musicRate), musicRate, 2);
-        CompositionTrack* bed = p.composition.addTrack(2);
-        bed->insertEmptyTimeRange({}, seconds(1.5));
-        EXPECT_TRUE(bed->insertTimeRange(loadAsset(folder / "music.caf"), seconds(0.5), seconds(4),
-                                         seconds(1.5)));
-        InputParameters musicParameters{2, {}, nullptr};
-        musicParameters.volume.setVolume(0, {});
-        musicParameters.volume.setVolumeRamp(0, 0.7f, seconds(1.5), seconds(1));
-        musicParameters.volume.setVolumeRamp(0.7f, 0, seconds(4.5), seconds(1));
-        p.mix.inputParameters.push_back(musicParameters);
-    }
-    return p;
+    return makeProgramme(folder, voiceSignal(rate * 3, 220, 1, plosives),
+                         music ? musicSignal() : std::vector<float>{}, voiceLevel);
 }
 
 std::unique_ptr<ExportSession> makeSession(const Programme& p,
@@ -121,15 +84,6 @@ std::unique_ptr<ExportSession> makeSession(const Programme& p,
     if (!session)
         throw std::runtime_error(session.error().description);
     return std::move(session).value();
-}
-
-std::vector<float> channelOf(const std::vector<float>& interleaved, int channels, int channel)
-{
-    std::vector<float> out(interleaved.size() / static_cast<std::size_t>(channels));
-    for (std::size_t i = 0; i < out.size(); ++i)
-        out[i] =
-            interleaved[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(channel)];
-    return out;
 }
 
 // The shift of `signal` against `reference` (within ±maxLag) with the largest correlation, over
@@ -211,8 +165,7 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyWithItsTa
                           Case{false, 4, 30, 0.75, 1, 96000}}) { // the voice ends at 4.75 s
         const bool m4a = c.format == ExportFormat::m4a;
         SCOPED_TRACE(::testing::Message() << c.duration << (m4a ? " m4a" : " mp3"));
-        const Programme p = makeProgramme(folder, c.music);
-        EXPECT_EQ(p.composition.allSourcesMono(), !c.music);
+        const Programme p = exportProgramme(folder, c.music);
         auto session = makeSession(p, c.format);
         EXPECT_EQ(session->channels(), c.channels);
         const std::filesystem::path file = folder / (m4a ? "out.m4a" : "out.mp3");
@@ -261,14 +214,10 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyWithItsTa
         const std::vector<float> decoded = testfiles::readAll(file);
         EXPECT_NEAR(static_cast<double>(decoded.size()) / c.channels, c.length * rate,
                     c.frameSlack);
-        OfflineRenderOptions options;
-        options.runTaps = false;
-        auto rendered = renderOfflineToBuffer(p.composition, p.mix, seconds(c.start),
-                                              seconds(c.duration), options);
-        ASSERT_TRUE(rendered);
+        const auto rendered = renderBuffer(p.composition, p.mix, c.start, c.duration);
         // A mono file is the left (equal to the right) channel of the render.
         for (int channel = 0; channel < c.channels; ++channel) {
-            const auto reference = channelOf(rendered.value(), 2, channel);
+            const auto reference = channelOf(rendered, 2, channel);
             const auto heard = channelOf(decoded, c.channels, channel);
             EXPECT_EQ(bestLag(reference, heard, 1200, 1200), 0) << "channel " << channel;
             EXPECT_GT(signalToDifference(reference, heard), c.minimumSnr) << "channel " << channel;
@@ -355,9 +304,9 @@ TEST_F(ExportSessionTest, failuresCarryAReadableErrorAndLeaveNoFile)
     EXPECT_EQ(none.error(), (Error{"Export", 1, "No se pudo preparar la exportación."}));
 
     // A take deleted after the composition was made fails with the reader's own description.
-    const Programme p = makeProgramme(folder, false);
-    std::filesystem::remove(folder / "take-b.caf");
-    const auto readerError = AudioFileReader::open(folder / "take-b.caf");
+    const Programme p = exportProgramme(folder, false);
+    std::filesystem::remove(folder / "voice.caf");
+    const auto readerError = AudioFileReader::open(folder / "voice.caf");
     ASSERT_FALSE(readerError);
     auto missing = makeSession(p);
     missing->setOutputPath(folder / "missing.m4a");
@@ -368,7 +317,7 @@ TEST_F(ExportSessionTest, failuresCarryAReadableErrorAndLeaveNoFile)
     EXPECT_FALSE(std::filesystem::exists(folder / "missing.m4a"));
 
     // A folder that does not exist, and a "folder" that is a file.
-    const Programme q = makeProgramme(folder, true);
+    const Programme q = exportProgramme(folder, true);
     testfiles::writeBytes(folder / "plain-file", {1, 2, 3});
     for (const auto& output : {folder / "no-such-folder/out.m4a", folder / "plain-file/out.m4a"}) {
         auto unwritable = makeSession(q);
@@ -398,7 +347,7 @@ TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnd
                           Case{false, 1.0f, -19.0}, Case{true, 2.5f, std::nullopt}}) {
         SCOPED_TRACE(::testing::Message() << "level " << c.voiceLevel << ", target "
                                           << c.target.value_or(0) << ", music " << c.music);
-        const Programme p = makeProgramme(folder, c.music, c.voiceLevel, true);
+        const Programme p = exportProgramme(folder, c.music, c.voiceLevel, true);
         auto session = makeSession(p, c.format);
         const auto file = folder / (c.format == ExportFormat::m4a ? "loud.m4a" : "loud.mp3");
         session->setOutputPath(file);
@@ -413,13 +362,10 @@ TEST_F(ExportSessionTest, aLoudnessTargetIsMetByTheDecodedFileWithItsTruePeakUnd
         EXPECT_LT(tool.truePeak, 0.0) << "never over full scale";
         if (!c.target) {
             // The mix as it is: the loudness of its render, no gain.
-            OfflineRenderOptions options;
-            options.runTaps = false;
-            auto rendered =
-                renderOfflineToBuffer(p.composition, p.mix, {}, p.composition.duration(), options);
-            ASSERT_TRUE(rendered);
+            const auto rendered =
+                renderBuffer(p.composition, p.mix, 0, p.composition.duration().seconds());
             LoudnessMeter mix(2, rate, LoudnessMeter::integrated);
-            mix.add(rendered.value().data(), rendered.value().size() / 2);
+            mix.add(rendered.data(), rendered.size() / 2);
             EXPECT_NEAR(tool.integrated, mix.integratedLoudness(), 0.3);
             continue;
         }
