@@ -38,14 +38,12 @@ TEST(SimulatedAudioInput, gathersRandomPiecesIntoBlocksOfTheAskedSizeOnItsOwnThr
     test::Capture collected;
     collected.channels = 2;
     input.setCaptureCallback(collected.callback());
-
     auto format = input.open(0, 4096);
     ASSERT_TRUE(format.ok());
     EXPECT_EQ(format.value(), (StreamFormat{44100, 2, SampleType::float32, true}));
     ASSERT_TRUE(input.start().ok());
     EXPECT_EQ(input.waitForFrames(10000), 10000);
     input.stop();
-
     std::lock_guard lock(collected.mutex);
     EXPECT_EQ(collected.sizes, (std::vector<int>{4096, 4096, 1808}));
     EXPECT_EQ(collected.samples, signal);
