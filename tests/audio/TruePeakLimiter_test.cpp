@@ -1,5 +1,6 @@
 #include "audio/TruePeakLimiter.hpp"
 
+#include "support/Signals.hpp"
 #include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
@@ -125,7 +126,9 @@ double truePeakDb(const std::vector<float>& stereo)
     return testing::referenceTruePeakDb(stereo, 2);
 }
 
-TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAtEveryRateAndBlockSize)
+// Over the ceiling, the true peak is held at it at every rate and in blocks of any size; under
+// it, the output is the input delayed.
+TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouched)
 {
     for (const double rate : {44100.0, 48000.0, 22050.0, 96000.0})
         for (const char* kind :
@@ -136,39 +139,26 @@ TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAtEveryRateAndBlockSize)
             TruePeakLimiter limiter(rate, 2);
             const auto out = limit(limiter, loud, 0);
             EXPECT_LE(truePeakDb(out), -1.0);
-            float samplePeak = 0;
-            for (float x : out)
-                samplePeak = std::max(samplePeak, std::fabs(x));
-            EXPECT_LT(samplePeak, 0.8913f);
+            EXPECT_LT(signals::peak(out, 0, static_cast<std::int64_t>(out.size() / 2)), 0.8913f);
             // Limited, not silenced: the loud parts still come close to the ceiling.
             EXPECT_GT(truePeakDb(out), -1.5);
-            // Blocks of any size give the same samples.
             for (const int block : {1, 4096}) {
                 TruePeakLimiter again(rate, 2);
                 ASSERT_EQ(limit(again, loud, block), out) << "in blocks of " << block;
             }
-        }
-}
-
-TEST(TruePeakLimiter, belowTheCeilingTheOutputIsTheInputDelayed)
-{
-    for (const double rate : {44100.0, 48000.0})
-        for (const char* kind : {"high tones", "noise", "clicking bursts"}) {
-            SCOPED_TRACE(::testing::Message() << rate << " Hz, " << kind);
-            // Scaled to a true peak 0.2 dB under the ceiling (the limiter keeps 0.1 dB for
-            // itself).
-            auto quiet = signal(kind, rate, static_cast<std::size_t>(rate / 2), 1.0);
-            const double scale = std::pow(10.0, (-1.2 - truePeakDb(quiet)) / 20);
+            if (kind[0] == 'q' || rate == 22050 || rate == 96000)
+                continue;
+            // Scaled to a true peak 0.2 dB under the ceiling (the limiter keeps 0.1 dB for itself).
+            auto quiet = loud;
+            const double scale = std::pow(10.0, (-1.2 - truePeakDb(loud)) / 20);
             for (float& x : quiet)
                 x = static_cast<float>(x * scale);
-            TruePeakLimiter limiter(rate, 2);
-            const auto out = limit(limiter, quiet, 0);
-            const auto lag = static_cast<std::size_t>(2 * limiter.latency());
-            for (std::size_t i = 0; i < lag; ++i)
-                ASSERT_EQ(out[i], 0.0f);
-            for (std::size_t i = lag; i < out.size(); ++i)
-                ASSERT_EQ(out[i], quiet[i - lag]) << "sample " << i;
-            EXPECT_EQ(limiter.gain(), 1.0);
+            TruePeakLimiter gentle(rate, 2);
+            const auto same = limit(gentle, quiet, 0);
+            const auto lag = static_cast<std::size_t>(2 * gentle.latency());
+            for (std::size_t i = 0; i < same.size(); ++i)
+                ASSERT_EQ(same[i], i < lag ? 0.0f : quiet[i - lag]) << "sample " << i;
+            EXPECT_EQ(gentle.gain(), 1.0);
         }
 }
 
