@@ -148,37 +148,31 @@ inline double measureFrequency(const std::vector<float>& stereo, int channel, st
     return (crossings - 1) / ((lastCrossing - firstCrossing) / rate);
 }
 
-// A tap that counts its calls and keeps the largest sample it was given.
+// A tap that counts its calls, keeps the largest sample it was given and applies a gain.
 class CountingTap final : public ProcessingTap {
 public:
-    void prepare(int maxFrames, const StreamFormat& format) override
+    void prepare(int, const StreamFormat& format) override
     {
         ++prepares;
-        preparedMaxFrames = maxFrames;
         preparedFormat = format;
     }
     void process(AudioBufferList& list, int frames) override
     {
-        ++processCalls;
         framesProcessed += frames;
         float p = largestInput.load();
         for (int b = 0; b < list.count; ++b)
-            for (int i = 0; i < frames * list.buffers[b].channels; ++i)
+            for (int i = 0; i < frames * list.buffers[b].channels; ++i) {
                 p = std::max(p, std::fabs(list.buffers[b].data[i]));
+                list.buffers[b].data[i] *= gain;
+            }
         largestInput = p;
-        if (gain != 1.0f)
-            for (int b = 0; b < list.count; ++b)
-                for (int i = 0; i < frames * list.buffers[b].channels; ++i)
-                    list.buffers[b].data[i] *= gain;
     }
     void unprepare() override { ++unprepares; }
 
     std::atomic<int> prepares{0};
     std::atomic<int> unprepares{0};
-    std::atomic<std::int64_t> processCalls{0};
     std::atomic<std::int64_t> framesProcessed{0};
     std::atomic<float> largestInput{0};
-    int preparedMaxFrames = 0;
     StreamFormat preparedFormat;
     float gain = 1.0f;
 };

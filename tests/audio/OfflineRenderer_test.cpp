@@ -188,37 +188,6 @@ TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
     EXPECT_FLOAT_EQ(sampleAt(plain, 1000, 1), 0.8f * 0.25f);
 }
 
-TEST_F(OfflineRendererTest, renderingFromAnyFrameGivesTheSamplesOfARenderFromTheStart)
-{
-    const Programme p = makeProgramme(folder, noise(1, 48000 * 3, 5), noise(2, 44100 * 5, 6));
-    const auto full = render(p.composition, p.mix, 0, 5.5);
-    for (double from : {0.2, 1.0001, 1.5, 1.3333, 2.75, 2.61, 4.19, 5.1}) {
-        const auto part = render(p.composition, p.mix, from, 0.4);
-        const std::int64_t first = seconds(from).frameAt(48000);
-        for (std::size_t i = 0; i < part.size(); ++i)
-            ASSERT_EQ(part[i], full[static_cast<std::size_t>(first * 2) + i])
-                << "from " << from << " s, sample " << i;
-    }
-}
-
-TEST_F(OfflineRendererTest, aSinkThatSaysStopEndsTheRender)
-{
-    writeCaf(folder / "dc.caf", constant(0.3f, 2, 48000 * 2), 48000, 2);
-    Composition composition;
-    ASSERT_TRUE(
-        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(2), {}));
-    std::int64_t frames = 0;
-    auto rendered = renderOffline(composition, AudioMix{}, {}, seconds(2), {},
-                                  [&](const float* stereo, int count) {
-                                      EXPECT_FLOAT_EQ(stereo[0], 0.3f);
-                                      frames += count;
-                                      return frames < 10000;
-                                  });
-    EXPECT_TRUE(rendered);
-    EXPECT_GE(frames, 10000);
-    EXPECT_LT(frames, 2 * 48000);
-}
-
 TEST_F(OfflineRendererTest, theMasterStageLimitsTheSumOnlyWhereItGoesOverAndKeepsItInPlace)
 {
     // Two tones that sum to 2.5 dB over full scale from 1 s to 1.5 s, and to well under the

@@ -155,7 +155,7 @@ TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTh
     rebuilt.inputParameters[1].tap = newMusicTap;
     player.setAudioMix(rebuilt);
     EXPECT_EQ(newMusicTap->prepares.load(), 1) << "prepared before the render thread sees it";
-    EXPECT_EQ(newMusicTap->processCalls.load(), 0);
+    EXPECT_EQ(newMusicTap->framesProcessed.load(), 0);
     (void)pull(player, 9600);
     EXPECT_EQ(voiceTap->prepares.load(), 1) << "never prepared twice";
     EXPECT_EQ(voiceTap->framesProcessed.load(), before + 9600) << "and kept processing";
