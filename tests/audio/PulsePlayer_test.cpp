@@ -1,6 +1,6 @@
-// The player on the real PulseAudio output of the virtual rig: what it plays is heard on the
-// sink's monitor at the right pitch, and its clock follows what was heard; a seek cuts the old
-// audio at once and starts on its frame, and a pause resumes on the next frame.
+// The player on the real PulseAudio output of the virtual rig: its clock follows what the sink's
+// monitor heard, a seek cuts the old audio at once and starts on its frame, and a pause resumes
+// on the next frame. The pitch heard through the server is checked where the window plays a take.
 #include "audio/Player.hpp"
 
 #include "audio/PulseAudioOutput.hpp"
@@ -44,30 +44,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(PulsePlayerTest, a44kToneIsHeardAt1kHzThroughTheSoundServer)
-{
-    testfiles::makeTone(folder / "tone.flac", 44100, 1, 5, "", 1000);
-    ASSERT_TRUE(open(folder / "tone.flac", 5, 1));
-    Player& player = *this->player;
-
-    rig::MonitorRecording monitor((folder / "heard.raw").string());
-    ASSERT_TRUE(monitor.listening());
-    player.play();
-    ASSERT_TRUE(rig::eventually([&] { return player.currentTime().seconds() >= 2.5; }));
-    player.pause();
-    const double heardUntil = player.currentTime().seconds();
-    const std::vector<float> recording = monitor.finish(0.02f);
-
-    EXPECT_EQ(player.underruns(), 0);
-    auto heard = rig::loudPart(rig::channel(recording, 2, 0), 0.02f);
-    // The clock says what was heard: the tone from the seek at 1 s up to the pause.
-    EXPECT_NEAR(static_cast<double>(heard.size()) / 48000, heardUntil - 1.0, 0.05);
-    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, 48000), 1000, 2);
-    EXPECT_NEAR(rig::toneAmplitude(heard, 1000, 48000), 1.0 / 16, 0.01);
-    auto right = rig::loudPart(rig::channel(recording, 2, 1), 0.02f);
-    EXPECT_NEAR(rig::toneAmplitude(right, 1000, 48000), 1.0 / 16, 0.01) << "mono in both channels";
-}
 
 TEST_F(PulsePlayerTest, aSeekCutsTheOldAudioAtOnceAndPausesNeitherRepeatNorSkip)
 {
