@@ -71,38 +71,6 @@ TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceB
     EXPECT_EQ(peak(out, second + 14400, 3 * 48000), 0.0f);
 }
 
-TEST_F(OfflineRendererTest, musicFadesFollowTheirRampsSampleBySample)
-{
-    const auto music = noise(2, 48000 * 10, 11);
-    writeCaf(folder / "music.caf", music, 48000, 2);
-    Composition composition;
-    CompositionTrack* track = composition.addTrack(2);
-    track->insertEmptyTimeRange({}, seconds(3));
-    ASSERT_TRUE(
-        track->insertTimeRange(loadAsset(folder / "music.caf"), {}, seconds(10), seconds(3)));
-    AudioMix mix;
-    InputParameters parameters{2, {}, nullptr};
-    parameters.volume.setVolume(0, {});
-    parameters.volume.setVolumeRamp(0, 0.7f, seconds(4), seconds(2));
-    parameters.volume.setVolumeRamp(0.7f, 0, seconds(11), seconds(2));
-    mix.inputParameters.push_back(parameters);
-
-    const auto out = render(composition, mix, 0, 14);
-    float worst = 0;
-    for (std::int64_t f = 0; f < 14 * 48000; ++f) {
-        const float gain = parameters.volume.volumeAt(MediaTime{f});
-        for (int c = 0; c < 2; ++c) {
-            const float source = f >= 3 * 48000 && f < 13 * 48000
-                                     ? music[static_cast<std::size_t>((f - 3 * 48000) * 2 + c)]
-                                     : 0.0f;
-            worst = std::max(worst, std::fabs(sampleAt(out, f, c) - source * gain));
-        }
-    }
-    EXPECT_LT(worst, 1e-6f);
-    // The two channels stay apart.
-    EXPECT_NE(sampleAt(out, 8 * 48000, 0), sampleAt(out, 8 * 48000, 1));
-}
-
 TEST_F(OfflineRendererTest, aSourceAtAnotherRatePlaysAtTheRightPitchAndLandsOnTheNearestFrame)
 {
     // 44.1 kHz FLAC (FFmpeg's route) at 48 kHz, and float CAF (the reader's own) at 44.1 kHz.
