@@ -44,29 +44,36 @@ std::vector<float> pull(Player& player, std::int64_t frames, unsigned seed = 1)
     return out;
 }
 
-// Seeks and runs the scheduler until the completion arrives.
-void seekAndWait(Player& player, ManualScheduler& scheduler, double time)
-{
-    bool finished = false;
-    player.seek(seconds(time), [&](bool ok) { finished = ok; });
-    player.waitForReadAhead();
-    scheduler.advance(0.01);
-    ASSERT_TRUE(finished);
-}
-
 class PlayerTest : public ::testing::Test {
 protected:
+    // A player with these options holding the programme, with `mix` for its own if given.
+    Player& open(Player::Options options = {}, const std::optional<AudioMix>& mix = {})
+    {
+        player.emplace(scheduler, options);
+        EXPECT_TRUE(player->setItem(p.composition, mix.value_or(p.mix)));
+        return *player;
+    }
+    // Seeks and runs the scheduler until the completion arrives.
+    void seekAndWait(Player& to, double time)
+    {
+        bool finished = false;
+        to.seek(seconds(time), [&](bool ok) { finished = ok; });
+        to.waitForReadAhead();
+        scheduler.advance(0.01);
+        ASSERT_TRUE(finished);
+    }
+
     ScratchFolder folder;
     ManualScheduler scheduler;
+    const Programme p = quietProgramme(folder);
+    std::optional<Player> player;
 };
 
 } // namespace
 
 TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCompletesWithFalse)
 {
-    const Programme p = quietProgramme(folder);
-    Player player(scheduler);
-    ASSERT_TRUE(player.setItem(p.composition, p.mix));
+    Player& player = open();
     // An item whose file is gone fails with its description and the current one stays.
     writeCaf(folder / "gone.caf", constant(0.1f, 1, 4800), 48000, 1);
     const AudioAsset gone = loadAsset(folder / "gone.caf");
@@ -100,45 +107,19 @@ TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCo
     EXPECT_EQ(player.currentTime(), seconds(5.5));
 }
 
-TEST_F(PlayerTest, theTimeObserverReportsTheHeardTimeThroughTheSchedulerUntilRemoved)
+// The transport rebuilds the mix with new volumes and the same voice tap, read back from the
+// player, and swaps it in while another thread renders.
+TEST_F(PlayerTest, aMixSwapKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSwapSafely)
 {
-    const Programme p = quietProgramme(folder);
-    Player::Options options;
-    options.outputLatency = [] { return 0.02; };
-    Player player(scheduler, options);
-    ASSERT_TRUE(player.setItem(p.composition, p.mix));
-    seekAndWait(player, scheduler, 2);
-    std::vector<MediaTime> times;
-    TaskHandle observer =
-        player.addPeriodicTimeObserver(0.05, [&](MediaTime t) { times.push_back(t); });
-    player.play();
-    scheduler.advance(0.05);
-    (void)pull(player, 480); // less than the latency: still nothing heard past the start
-    scheduler.advance(0.05);
-    (void)pull(player, 4800);
-    scheduler.advance(0.05);
-    player.removeTimeObserver(observer);
-    (void)pull(player, 4800);
-    scheduler.advance(0.2);
-    ASSERT_EQ(times.size(), 3u);
-    EXPECT_EQ(times[0], seconds(2));
-    EXPECT_EQ(times[1], seconds(2));
-    EXPECT_EQ(times[2], seconds(2 + 0.01 + 0.1 - 0.02));
-}
-
-TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSwap)
-{
-    const Programme p = quietProgramme(folder);
     auto voiceTap = std::make_shared<CountingTap>();
     auto musicTap = std::make_shared<CountingTap>();
     AudioMix mix = p.mix;
     mix.inputParameters[0].tap = voiceTap;
     mix.inputParameters[1].tap = musicTap;
-    Player player(scheduler);
-    ASSERT_TRUE(player.setItem(p.composition, mix));
+    Player& player = open({}, mix);
     EXPECT_EQ(voiceTap->prepares.load(), 1);
     EXPECT_EQ(voiceTap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
-    seekAndWait(player, scheduler, 0.5);
+    seekAndWait(player, 0.5);
     player.play();
     (void)pull(player, 9600);
     // Taps run ahead of what is heard by the master stage's look-ahead.
@@ -146,8 +127,6 @@ TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTh
     const std::int64_t before = voiceTap->framesProcessed.load();
     EXPECT_EQ(before, 9600 + ahead);
 
-    // The transport rebuilds the mix with new volumes and the same voice tap, read back from the
-    // player; the music gets a new tap.
     AudioMix rebuilt = player.currentAudioMix();
     rebuilt.inputParameters[0].volume = VolumeAutomation();
     rebuilt.inputParameters[0].volume.setVolume(0.1f, {});
@@ -169,6 +148,27 @@ TEST_F(PlayerTest, setAudioMixKeepsAPreparedTapRunningAndPreparesANewOneBeforeTh
     (void)pull(player, 4800);
     EXPECT_EQ(musicTap->prepares.load(), 1);
     EXPECT_EQ(musicTap->framesProcessed.load(), 9600 + ahead + 4800);
+
+    // Swaps and seeks from this thread, each landing while another thread renders.
+    std::atomic<bool> stop{false};
+    std::atomic<std::int64_t> renders{0};
+    std::thread renderThread([&] {
+        std::vector<float> block(2 * 256);
+        for (; !stop; ++renders)
+            player.render(block.data(), 256);
+    });
+    for (int i = 0; i < 300; ++i) {
+        for (const std::int64_t rendered = renders.load(); renders.load() < rendered + 2;)
+            std::this_thread::yield();
+        if (i % 3 == 0)
+            player.seek(seconds(i % 11 / 2.0));
+        rebuilt.inputParameters[1].volume.setVolume(static_cast<float>(i % 10) / 10, {});
+        player.setAudioMix(rebuilt);
+        scheduler.advance(0.002);
+    }
+    stop = true;
+    renderThread.join();
+    EXPECT_EQ(voiceTap->prepares.load(), 1);
 }
 
 TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
@@ -181,12 +181,11 @@ TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
     loud.inputParameters.push_back(InputParameters{1, {}, nullptr});
     loud.inputParameters[0].volume.setVolume(0.8f, {});
     AudioMix soft = loud;
-    soft.inputParameters[0].volume = VolumeAutomation();
     soft.inputParameters[0].volume.setVolume(0.4f, {});
 
-    Player player(scheduler);
+    Player& player = open();
     ASSERT_TRUE(player.setItem(composition, loud));
-    seekAndWait(player, scheduler, 0);
+    seekAndWait(player, 0);
     player.play();
     auto first = pull(player, 10000);
     EXPECT_FLOAT_EQ(sampleAt(first, 9999, 0), 0.4f);
@@ -204,14 +203,12 @@ TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
 
 TEST_F(PlayerTest, aSourceThatDecodesTooSlowlyIsHeardAsCountedSilenceAndPlaybackRecovers)
 {
-    const Programme p = quietProgramme(folder);
     std::atomic<bool> decoding{true};
     Player::Options options;
     options.readAheadSeconds = 0.5;
     options.readAheadGate = [&] { return decoding.load(); };
-    Player player(scheduler, options);
-    ASSERT_TRUE(player.setItem(p.composition, p.mix));
-    seekAndWait(player, scheduler, 1.2);
+    Player& player = open(options);
+    seekAndWait(player, 1.2);
     player.play();
     std::vector<float> heard = pull(player, 4800);
 
@@ -221,66 +218,28 @@ TEST_F(PlayerTest, aSourceThatDecodesTooSlowlyIsHeardAsCountedSilenceAndPlayback
     int silentCalls = 0;
     for (int call = 0; call < 100; ++call) {
         player.render(block.data(), 1000);
-        if (peak(block, 0, 1000) == 0.0f) {
+        if (peak(block, 0, 1000) == 0.0f)
             ++silentCalls;
-            continue;
-        }
-        heard.insert(heard.end(), block.begin(), block.end());
+        else
+            heard.insert(heard.end(), block.begin(), block.end());
     }
     EXPECT_GT(silentCalls, 50);
     EXPECT_EQ(player.underruns(), silentCalls);
-    const MediaTime stalled = player.currentTime();
-    EXPECT_EQ(stalled, seconds(1.2) + MediaTime{static_cast<std::int64_t>(heard.size() / 2)});
+    EXPECT_EQ(player.currentTime(),
+              seconds(1.2) + MediaTime{static_cast<std::int64_t>(heard.size() / 2)});
 
     decoding = true;
     const auto after = pull(player, 9600);
     heard.insert(heard.end(), after.begin(), after.end());
     EXPECT_EQ(player.underruns(), silentCalls) << "no more once the audio is back";
     // Nothing was skipped: what was heard, gaps left out, is the programme from 1.2 s on.
-    const auto reference = offline(p, 1.2, static_cast<double>(heard.size() / 2) / 48000);
-    EXPECT_EQ(heard, reference);
+    EXPECT_EQ(heard, offline(p, 1.2, static_cast<double>(heard.size() / 2) / 48000));
 }
 
-TEST_F(PlayerTest, mixSwapsAndSeeksFromTheMainThreadWhileAnotherThreadRendersAreSafe)
+// Through an output, the time heard (behind the render by the output's latency) is what the
+// periodic observer reports on the scheduler's thread.
+TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheHeardTime)
 {
-    const Programme p = quietProgramme(folder);
-    auto tap = std::make_shared<CountingTap>();
-    AudioMix mix = p.mix;
-    mix.inputParameters[0].tap = tap;
-    Player player(scheduler);
-    ASSERT_TRUE(player.setItem(p.composition, mix));
-    player.play();
-    std::atomic<bool> stop{false};
-    std::atomic<std::int64_t> renders{0};
-    std::thread renderThread([&] {
-        std::vector<float> block(2 * 256);
-        while (!stop) {
-            player.render(block.data(), 256);
-            ++renders;
-        }
-    });
-    for (int i = 0; i < 300; ++i) {
-        // Every change lands while the other thread is rendering.
-        for (const std::int64_t rendered = renders.load(); renders.load() < rendered + 2;)
-            std::this_thread::yield();
-        if (i % 3 == 0) {
-            player.seek(seconds(i % 11 / 2.0));
-        } else {
-            AudioMix changed = player.currentAudioMix();
-            changed.inputParameters[1].volume = VolumeAutomation();
-            changed.inputParameters[1].volume.setVolume(static_cast<float>(i % 10) / 10, {});
-            player.setAudioMix(changed);
-        }
-        scheduler.advance(0.002);
-    }
-    stop = true;
-    renderThread.join();
-    EXPECT_EQ(tap->prepares.load(), 1);
-}
-
-TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesIt)
-{
-    const Programme p = quietProgramme(folder);
     SimulatedAudioOutput output(512);
     output.setLatency(0.05);
     {
@@ -291,14 +250,20 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesIt)
         EXPECT_FALSE(output.isRunning());
         ASSERT_TRUE(player.setItem(p.composition, p.mix));
         const int flushes = output.flushCount();
-        seekAndWait(player, scheduler, 1);
+        seekAndWait(player, 1);
         EXPECT_EQ(output.flushCount(), flushes + 1) << "a seek drops what the output holds";
+        std::vector<MediaTime> times;
+        TaskHandle observer =
+            player.addPeriodicTimeObserver(0.05, [&](MediaTime t) { times.push_back(t); });
 
         player.play();
         EXPECT_TRUE(output.isRunning());
         EXPECT_EQ(output.advance(4800), 4800);
         EXPECT_EQ(output.rendered(), offline(p, 1, 0.1));
         EXPECT_EQ(player.currentTime(), seconds(1.05)) << "what is heard, behind the render";
+        EXPECT_TRUE(times.empty());
+        scheduler.advance(0.05);
+        player.removeTimeObserver(observer);
 
         player.pause();
         EXPECT_EQ(player.rate(), 0.0f);
@@ -307,6 +272,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesIt)
         EXPECT_EQ(output.advance(4800), 4800) << "the output plays out what it holds";
         EXPECT_EQ(peak(output.rendered(), 0, 4800), 0.0f);
         scheduler.advance(0.11);
+        EXPECT_EQ(times, std::vector<MediaTime>{seconds(1.05)}) << "none once removed";
         EXPECT_FALSE(output.isRunning()) << "and is paused once it has";
         EXPECT_EQ(output.advance(4800), 0);
         const int drainedFlushes = output.flushCount();
