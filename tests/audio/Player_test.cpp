@@ -264,10 +264,16 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         EXPECT_TRUE(times.empty());
         scheduler.advance(0.05);
         player.removeTimeObserver(observer);
+        // Paused and played again before the output has played out: on from the stop frame.
+        player.pause();
+        player.play();
+        output.clearRendered();
+        EXPECT_EQ(output.advance(4800), 4800);
+        EXPECT_EQ(output.rendered(), offline(p, 1.1, 0.1));
 
         player.pause();
         EXPECT_EQ(player.rate(), 0.0f);
-        EXPECT_EQ(player.currentTime(), seconds(1.1)) << "where the sound stops";
+        EXPECT_EQ(player.currentTime(), seconds(1.2)) << "where the sound stops";
         output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800) << "the output plays out what it holds";
         EXPECT_EQ(peak(output.rendered(), 0, 4800), 0.0f);
@@ -281,7 +287,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.waitForReadAhead();
         output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1.1, 0.1)) << "on from the stop frame exactly";
+        EXPECT_EQ(output.rendered(), offline(p, 1.2, 0.1)) << "on from the stop frame exactly";
         EXPECT_EQ(player.underruns(), 0);
     }
     EXPECT_FALSE(output.isRunning()) << "closed with the player";

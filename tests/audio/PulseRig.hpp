@@ -310,17 +310,13 @@ public:
         });
     }
 
-    // Whether the left channel has heard everything played so far to its end.
-    bool heardAll(float threshold = 0.05f) const
-    {
-        return heardToItsEnd(channel(readFloats(file_), 2, 0), 48000, threshold);
-    }
-
     // Once everything played has been heard to its end (on the left channel), stops parec and
     // returns the interleaved stereo recording. Gives up waiting after a minute.
     std::vector<float> finish(float threshold = 0.05f)
     {
-        eventually([&] { return heardAll(threshold); }, std::chrono::minutes(1));
+        eventually(
+            [&] { return heardToItsEnd(channel(readFloats(file_), 2, 0), 48000, threshold); },
+            std::chrono::minutes(1));
         parec_.reset();
         return readFloats(file_);
     }
