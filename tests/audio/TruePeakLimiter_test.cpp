@@ -105,8 +105,9 @@ double truePeakDb(const std::vector<float>& stereo)
     return testing::referenceTruePeakDb(stereo, 2);
 }
 
-// Over the ceiling, the true peak is held at it at every rate and in blocks of any size; under
-// it, the output is the input delayed.
+// Over the ceiling, the true peak is held at it at every rate and in blocks of any size, without
+// allocating; under it, the output is the input delayed. (That it lets go after a peak is the
+// render's master stage test.)
 TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouched)
 {
     for (const double rate : {44100.0, 48000.0, 22050.0, 96000.0})
@@ -116,7 +117,9 @@ TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouche
             const auto loud = signal(kind, rate, static_cast<std::size_t>(rate / 2), 2.5);
             ASSERT_GT(truePeakDb(loud), 6.0);
             TruePeakLimiter limiter(rate, 2);
+            allocations = 0;
             const auto out = limit(limiter, loud, 0);
+            EXPECT_EQ(allocations.load(), 0) << "the render thread never waits for memory";
             EXPECT_LE(truePeakDb(out), -1.0);
             EXPECT_LT(signals::peak(out, 0, static_cast<std::int64_t>(out.size() / 2)), 0.8913f);
             // Limited, not silenced: the loud parts still come close to the ceiling.
@@ -139,27 +142,6 @@ TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouche
                 ASSERT_EQ(same[i], i < lag ? 0.0f : quiet[i - lag]) << "sample " << i;
             EXPECT_EQ(gentle.gain(), 1.0);
         }
-}
-
-TEST(TruePeakLimiter, letsGoAfterAPeakAndNeverAllocatesWhileProcessing)
-{
-    TruePeakLimiter limiter(48000, 2);
-    // A burst far over the ceiling, then a tone under it: a second later the tone passes
-    // untouched again.
-    auto samples = signal("clicking bursts", 48000, 4800, 3.0);
-    const auto tone = testing::sineTone(440, 48000, 96000, 0.5, 2);
-    samples.insert(samples.end(), tone.begin(), tone.end());
-    allocations = 0;
-    const auto out = limit(limiter, samples, 0);
-    EXPECT_EQ(allocations.load(), 0);
-    const std::size_t from = out.size() - 2 * 48000;
-    for (std::size_t i = from; i < out.size(); ++i)
-        ASSERT_EQ(out[i], samples[i - 2 * static_cast<std::size_t>(limiter.latency())]);
-    limiter.reset();
-    EXPECT_EQ(limiter.gain(), 1.0);
-    std::vector<float> after(2 * 512, 0.25f);
-    limiter.process(after.data(), 512);
-    EXPECT_EQ(after[0], 0.0f) << "the reset emptied the delay line";
 }
 
 } // namespace
