@@ -75,30 +75,39 @@ protected:
 
 } // namespace
 
-TEST_F(PulseDevicesTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnFormat)
+// The server's default source (identifier zero, the rig's microphone) is recorded in its own
+// format; a tone played while the capture is paused is never captured, not even once it resumes.
+TEST_F(PulseDevicesTest, recordsAToneFromTheDefaultSourceInItsOwnFormatAndNothingWhilePaused)
 {
-    std::string tone = folder.file("tone.wav");
-    ASSERT_TRUE(rig::makeTone(tone, 1000, 1.5));
-    auto sampleSpec = rig::sourceSpec(rig::micName);
+    const auto sampleSpec = rig::sourceSpec(rig::micName);
     ASSERT_GT(sampleSpec.rate, 0);
-    ASSERT_NO_FATAL_FAILURE(start(captureSourceId(rig::micName)));
+    ASSERT_TRUE(rig::makeTone(folder.file("tone.wav"), 1000, 1.5));
+    ASSERT_TRUE(rig::makeTone(folder.file("paused.wav"), 1500, 0.5));
+    ASSERT_NO_FATAL_FAILURE(start(0));
     EXPECT_EQ(format, (StreamFormat{double(sampleSpec.rate), sampleSpec.channels,
                                     SampleType::float32, true}));
     EXPECT_EQ(input.format(), format);
-    ASSERT_TRUE(rig::play(tone));
+    ASSERT_TRUE(input.setPaused(true).ok());
+    EXPECT_FALSE(input.isRunning());
+    ASSERT_TRUE(rig::play(folder.file("paused.wav")));
+    ASSERT_TRUE(input.setPaused(false).ok());
+    EXPECT_TRUE(input.isRunning());
+    ASSERT_TRUE(rig::play(folder.file("tone.wav")));
     // The server has played the tone; the capture thread hands it over when it gets to run.
     EXPECT_TRUE(rig::eventually([&] { return rig::heardToItsEnd(left(), sampleSpec.rate); }));
     input.stop();
+    EXPECT_FALSE(input.isRunning());
+    // Pausing a stopped input does nothing.
+    EXPECT_TRUE(input.setPaused(true).ok());
     EXPECT_FALSE(input.isRunning());
 
     std::lock_guard lock(capture.mutex);
     EXPECT_EQ(capture.badBuffers, 0);
     // Whatever pieces the server handed over, the capture came in the blocks asked for; only the
-    // one handed over at the stop may be shorter.
+    // ones handed over at the pause and at the stop may be shorter.
     ASSERT_FALSE(capture.sizes.empty());
-    EXPECT_EQ(std::count(capture.sizes.begin(), capture.sizes.end() - 1, 4096),
-              static_cast<std::ptrdiff_t>(capture.sizes.size() - 1));
-    EXPECT_LE(capture.sizes.back(), 4096);
+    EXPECT_LE(std::ranges::count_if(capture.sizes, [](int n) { return n != 4096; }), 2);
+    EXPECT_LE(std::ranges::max(capture.sizes), 4096);
     EXPECT_NE(capture.thread, std::this_thread::get_id());
     EXPECT_TRUE(capture.denormalsOff);
     EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * sampleSpec.rate));
@@ -107,29 +116,8 @@ TEST_F(PulseDevicesTest, recordsAToneFromTheVirtualMicrophoneInTheSourcesOwnForm
         ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)) << "channel " << c;
         EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
         EXPECT_NEAR(rig::toneAmplitude(heard, 1000, sampleSpec.rate), 0.5, 0.1);
-        EXPECT_LT(rig::toneAmplitude(heard, 1500, sampleSpec.rate), 0.05);
+        EXPECT_LT(rig::toneAmplitude(heard, 1500, sampleSpec.rate), 0.05) << "paused";
     }
-}
-
-TEST_F(PulseDevicesTest, pausingTheDefaultSourceCorksTheStreamAndResumingUncorksIt)
-{
-    // Identifier zero is the server's default source, the rig's microphone.
-    ASSERT_NO_FATAL_FAILURE(start(0));
-    EXPECT_EQ(format.sampleRate, rig::sourceSpec(rig::micName).rate);
-    ASSERT_TRUE(input.setPaused(true).ok());
-    EXPECT_FALSE(input.isRunning());
-    // A tone played while paused is never captured, not even once the capture resumes.
-    ASSERT_TRUE(rig::makeTone(folder.file("tone.wav"), 1000, 0.5));
-    ASSERT_TRUE(rig::play(folder.file("tone.wav")));
-    ASSERT_TRUE(input.setPaused(false).ok());
-    EXPECT_TRUE(input.isRunning());
-    const std::int64_t resumed = capture.frames;
-    EXPECT_TRUE(rig::eventually([&] { return capture.frames > resumed + format.sampleRate / 2; }));
-    input.stop();
-    EXPECT_LT(rig::toneAmplitude(left(), 1000, format.sampleRate), 0.1);
-    // Pausing a stopped input does nothing.
-    EXPECT_TRUE(input.setPaused(true).ok());
-    EXPECT_FALSE(input.isRunning());
 }
 
 // A microphone plugged in shows in the list by its description (monitors never do); unplugged
