@@ -278,7 +278,7 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoud
     }
 }
 
-TEST_F(ExportSessionTest, progressRisesToOneAndACancelledOrFailedExportLeavesNoFile)
+TEST_F(ExportSessionTest, progressRisesAndACancelledOrFailedExportLeavesNoFile)
 {
     // Nothing to play: no session.
     auto none = ExportSession::create(Composition{}, AudioMix{});
@@ -302,30 +302,19 @@ TEST_F(ExportSessionTest, progressRisesToOneAndACancelledOrFailedExportLeavesNoF
         return session;
     };
 
+    // Cancelled half way (an MP3 this time): the progress rose until then, and the partial file
+    // is removed. (A completed export's progress ends at one in the table above.)
     std::atomic<bool> finished{false};
-    auto complete = start(folder / "complete.m4a", finished);
+    auto halfway = start(folder / "halfway.mp3", finished);
     std::vector<float> seen;
-    while (!finished) {
-        seen.push_back(complete->progress());
+    while (seen.empty() || (seen.back() < 0.3f && !finished)) {
+        seen.push_back(halfway->progress());
         std::this_thread::yield();
     }
-    seen.push_back(complete->progress());
-    EXPECT_EQ(complete->status(), ExportSession::Status::completed);
-    EXPECT_EQ(seen.back(), 1.0f);
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
-    EXPECT_TRUE(
-        std::any_of(seen.begin(), seen.end(), [](float v) { return v > 0.2f && v < 0.8f; }));
-    EXPECT_NEAR(static_cast<double>(testfiles::readAll(folder / "complete.m4a").size()),
-                60.0 * rate, 1024);
-
-    // Cancelled half way (an MP3 this time): the partial file is removed.
-    std::atomic<bool> halfwayFinished{false};
-    auto halfway = start(folder / "halfway.mp3", halfwayFinished);
-    while (halfway->progress() < 0.3f && !halfwayFinished)
-        std::this_thread::yield();
     EXPECT_TRUE(std::filesystem::exists(folder / "halfway.mp3")) << "being written";
     halfway->cancelExport();
-    while (!halfwayFinished)
+    while (!finished)
         std::this_thread::yield();
     EXPECT_EQ(halfway->status(), ExportSession::Status::cancelled);
     EXPECT_FALSE(halfway->error());
