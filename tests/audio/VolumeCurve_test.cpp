@@ -24,34 +24,36 @@ VolumeAutomation musicFades()
     return volume;
 }
 
-// Walks the cursor over [0, frames) in blocks of random sizes.
-std::vector<float> walk(const VolumeCurve& curve, std::int64_t frames, unsigned seed)
-{
-    std::mt19937 random(seed);
-    std::uniform_int_distribution<int> size(1, 3000);
-    std::vector<float> gains(static_cast<std::size_t>(frames));
-    VolumeCursor cursor(&curve);
-    for (std::int64_t done = 0; done < frames;) {
-        const int count = static_cast<int>(std::min<std::int64_t>(size(random), frames - done));
-        cursor.fillGains(gains.data() + done, count, done);
-        done += count;
-    }
-    return gains;
-}
-
 } // namespace
 
-TEST(VolumeCurve, followsTheAutomationSampleBySampleAt48kWhateverTheBlockSizes)
+// A cursor walked over the music's fades in blocks of random sizes follows the automation sample
+// by sample; sent back and forth, it gives the same gains again.
+TEST(VolumeCurve, aCursorFollowsTheAutomationSampleBySampleWhateverItsBlocksAndJumps)
 {
     const VolumeAutomation volume = musicFades();
     const VolumeCurve curve(volume, 48000);
+    VolumeCursor cursor(&curve);
+    std::mt19937 random(1);
     const std::int64_t frames = 14 * 48000;
-    const std::vector<float> gains = walk(curve, frames, 1);
+    std::vector<float> gains(static_cast<std::size_t>(frames));
+    for (std::int64_t done = 0; done < frames;) {
+        const auto count = std::min<std::int64_t>(random() % 3000 + 1, frames - done);
+        cursor.fillGains(gains.data() + done, static_cast<int>(count), done);
+        done += count;
+    }
     float worst = 0;
     for (std::int64_t f = 0; f < frames; ++f)
         worst = std::max(
             worst, std::fabs(gains[static_cast<std::size_t>(f)] - volume.volumeAt(MediaTime{f})));
     EXPECT_LT(worst, 1e-6f);
+    std::vector<float> block(512);
+    for (int i = 0; i < 200; ++i) {
+        const auto start = static_cast<std::int64_t>(random() % (frames - 512));
+        cursor.fillGains(block.data(), 512, start);
+        EXPECT_EQ(cursor.position(), start + 512);
+        for (std::size_t k = 0; k < 512; k += 37)
+            ASSERT_NEAR(block[k], gains[static_cast<std::size_t>(start) + k], 1e-6) << start;
+    }
 }
 
 // Each row: an automation, a rate and the gains expected at some frames.
@@ -87,22 +89,6 @@ TEST(VolumeCurve, eventsLandOnTheNearestFrameAtAnyRateAndTheGainHoldsOrRampsBetw
             EXPECT_NEAR(curve.gainAt(frame), gain, 1e-7) << "frame " << frame << " at " << c.rate;
     }
     EXPECT_EQ(VolumeCurve().gainAt(123456), 1.0);
-}
-
-TEST(VolumeCurve, aCursorSentBackAndForthGivesTheSameGainsAsTheCurve)
-{
-    const VolumeCurve curve(musicFades(), 48000);
-    VolumeCursor cursor(&curve);
-    std::mt19937 random(3);
-    std::uniform_int_distribution<std::int64_t> frame(0, 14 * 48000);
-    std::vector<float> gains(512);
-    for (int i = 0; i < 200; ++i) {
-        const std::int64_t start = frame(random);
-        cursor.fillGains(gains.data(), 512, start);
-        for (int k = 0; k < 512; k += 37)
-            ASSERT_NEAR(gains[static_cast<std::size_t>(k)], curve.gainAt(start + k), 1e-6);
-        EXPECT_EQ(cursor.position(), start + 512);
-    }
 }
 
 } // namespace tw
