@@ -35,55 +35,46 @@ std::int64_t sndfileFrames(const std::filesystem::path& file)
 TEST(CafWriter, writesFloatCafFromAnyBufferLayoutThatFfmpegAndSndfileReadBack)
 {
     TempDir dir;
-    const auto file = dir / "Media" / "take.caf";
-    std::filesystem::create_directories(file.parent_path());
-    auto created = CafWriter::create(file, 44100, 2);
-    ASSERT_TRUE(created.ok()) << created.error().description;
-    CafWriter& writer = *created.value();
-    EXPECT_EQ(writer.sampleRate(), 44100);
-    EXPECT_EQ(writer.channels(), 2);
-
-    // 3000 frames interleaved, then 1000 planar, then 500 through an interleaved list.
-    std::vector<float> interleaved, left, right;
-    for (int f = 0; f < 4500; ++f)
-        for (int c = 0; c < 2; ++c)
-            interleaved.push_back(sampleAt(f, c));
-    for (int f = 3000; f < 4000; ++f) {
-        left.push_back(sampleAt(f, 0));
-        right.push_back(sampleAt(f, 1));
-    }
-    ASSERT_TRUE(writer.writeInterleaved(interleaved.data(), 3000).ok());
-    float* planes[] = {left.data(), right.data()};
-    ASSERT_TRUE(writer.write(AudioBufferList::planar(planes, 2), 1000).ok());
-    ASSERT_TRUE(writer.write(AudioBufferList::interleaved(&interleaved[8000], 2), 500).ok());
-    EXPECT_EQ(writer.framesWritten(), 4500);
-
-    // Readable while still open: the header is kept current.
-    EXPECT_EQ(sndfileFrames(file), 4500);
-    EXPECT_EQ(testfiles::decodeWithFfmpeg(file).size(), 9000u);
-
-    // A list whose channels do not add up is refused.
-    float* one[] = {left.data()};
-    EXPECT_FALSE(writer.write(AudioBufferList::planar(one, 1), 10).ok());
-    ASSERT_TRUE(writer.close().ok());
-    EXPECT_FALSE(writer.writeInterleaved(interleaved.data(), 1).ok());
-
-    EXPECT_EQ(testfiles::decodeWithFfmpeg(file), interleaved);
-    auto reader = AudioFileReader::open(file);
-    ASSERT_TRUE(reader.ok());
-    EXPECT_EQ(reader.value()->length(), 4500);
-    EXPECT_EQ(reader.value()->sampleRate(), 44100);
-}
-
-TEST(CafWriter, refusesFormatsItCannotWriteAndFoldersThatDoNotExist)
-{
-    TempDir dir;
     EXPECT_FALSE(CafWriter::create(dir / "a.caf", 0, 1).ok());
     EXPECT_FALSE(CafWriter::create(dir / "b.caf", 48000, 0).ok());
     auto missing = CafWriter::create(dir / "no" / "such" / "c.caf", 48000, 1);
     ASSERT_FALSE(missing.ok());
     EXPECT_EQ(missing.error().domain, "Audio");
     EXPECT_NE(missing.error().description.find("c.caf"), std::string::npos);
+
+    const auto file = dir / "take.caf";
+    auto created = CafWriter::create(file, 44100, 2);
+    ASSERT_TRUE(created.ok()) << created.error().description;
+    CafWriter& writer = *created.value();
+    // 3000 frames interleaved, then 1000 planar, then 500 through an interleaved list.
+    std::vector<float> interleaved, left, right;
+    for (int f = 0; f < 4500; ++f)
+        for (int c = 0; c < 2; ++c) {
+            const bool planar = f >= 3000 && f < 4000;
+            (planar ? (c ? right : left) : interleaved).push_back(sampleAt(f, c));
+        }
+    ASSERT_TRUE(writer.writeInterleaved(interleaved.data(), 3000).ok());
+    float* planes[] = {left.data(), right.data()};
+    ASSERT_TRUE(writer.write(AudioBufferList::planar(planes, 2), 1000).ok());
+    ASSERT_TRUE(writer.write(AudioBufferList::interleaved(&interleaved[6000], 2), 500).ok());
+    EXPECT_EQ(writer.framesWritten(), 4500);
+    // Readable while still open: the header is kept current.
+    EXPECT_EQ(sndfileFrames(file), 4500);
+    EXPECT_EQ(testfiles::decodeWithFfmpeg(file).size(), 9000u);
+
+    // A list whose channels do not add up is refused, and so is a write after closing.
+    float* one[] = {left.data()};
+    EXPECT_FALSE(writer.write(AudioBufferList::planar(one, 1), 10).ok());
+    ASSERT_TRUE(writer.close().ok());
+    EXPECT_FALSE(writer.writeInterleaved(interleaved.data(), 1).ok());
+    std::vector<float> all;
+    for (int f = 0; f < 4500; ++f)
+        all.insert(all.end(), {sampleAt(f, 0), sampleAt(f, 1)});
+    EXPECT_EQ(testfiles::decodeWithFfmpeg(file), all);
+    auto reader = AudioFileReader::open(file);
+    ASSERT_TRUE(reader.ok());
+    EXPECT_EQ(reader.value()->length(), 4500);
+    EXPECT_EQ(reader.value()->sampleRate(), 44100);
 }
 
 // A child writes buffers and reports each finished write through a pipe; it is killed at a

@@ -6,35 +6,23 @@
 
 using namespace tw;
 
-TEST(DeviceCatalog, identifiersFollowTheSourceNameAndAreNeverZero)
+TEST(DeviceCatalog, identifiersFollowTheSourceNameAndChangesAreAnnouncedOnceVisible)
 {
     // The same name gives the same identifier in any catalog, so a device plugged in again
     // keeps its selection.
     EXPECT_EQ(captureSourceId("alsa_input.usb-Blue_Yeti-00.analog-stereo"),
               captureSourceId(std::string("alsa_input.usb-Blue_Yeti-00.analog-stereo")));
-    EXPECT_NE(captureSourceId("alsa_input.pci-0000_00_1f.3.analog-stereo"),
-              captureSourceId("alsa_input.pci-0000_00_1f.3.analog-stereo.2"));
+    std::set<std::uint32_t> seen{captureSourceId("")};
+    for (int i = 0; i < 20000; ++i)
+        seen.insert(captureSourceId("alsa_input.device-" + std::to_string(i)));
+    EXPECT_EQ(seen.size(), 20001u); // no collisions among similar names
+    EXPECT_FALSE(seen.contains(0));
 
-    std::set<std::uint32_t> seen;
-    for (int i = 0; i < 20000; ++i) {
-        auto id = captureSourceId("alsa_input.device-" + std::to_string(i));
-        EXPECT_NE(id, 0u);
-        seen.insert(id);
-    }
-    EXPECT_EQ(seen.size(), 20000u); // no collisions among similar names
-    EXPECT_NE(captureSourceId(""), 0u);
-}
-
-TEST(DeviceCatalog, simulatedCatalogAnnouncesEveryChangeAfterItIsVisible)
-{
+    // The simulated catalog announces each change once the new list can be read.
     SimulatedDeviceCatalog catalog({SimulatedDeviceCatalog::source("mic.a", "Micrófono A")});
     std::vector<std::size_t> sizesSeen;
     catalog.setChangeHandler([&] { sizesSeen.push_back(catalog.sources().size()); });
-
-    catalog.setSources({SimulatedDeviceCatalog::source("mic.a", "Micrófono A"),
-                        SimulatedDeviceCatalog::source("mic.b", "Micrófono B")});
+    catalog.setSources({catalog.sources()[0], SimulatedDeviceCatalog::source("mic.b", "B")});
     catalog.setSources({});
-
     EXPECT_EQ(sizesSeen, (std::vector<std::size_t>{2, 0}));
-    EXPECT_TRUE(catalog.sources().empty());
 }

@@ -4,18 +4,17 @@
 // the sink, waited for rather than timed.
 #pragma once
 
+#include "support/AudioFiles.hpp"
 #include "support/BuildFolders.hpp"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <random>
 #include <string>
@@ -50,14 +49,15 @@ inline int run(const std::string& command)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Runs a shell command and returns what it printed, without the final newline.
+// Runs a shell command and returns what it printed, without the final newline; unlike
+// testfiles::commandOutput a failing command is an answer here (an empty one).
 inline std::string output(const std::string& command)
 {
     std::string text;
     if (FILE* pipe = popen(command.c_str(), "r")) {
-        std::array<char, 256> chunk{};
-        while (std::fgets(chunk.data(), chunk.size(), pipe))
-            text += chunk.data();
+        char chunk[256];
+        while (std::fgets(chunk, sizeof chunk, pipe))
+            text += chunk;
         pclose(pipe);
     }
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
@@ -65,18 +65,27 @@ inline std::string output(const std::string& command)
     return text;
 }
 
-// Loads a virtual microphone of the rig's sink under another name; returns the module index.
-inline std::string loadExtraMicrophone(const std::string& name, const std::string& description)
-{
-    return output(std::string("pactl load-module module-remap-source master=") + sinkName +
-                  ".monitor source_name=" + name +
-                  " source_properties=device.description=" + description);
-}
+// Another virtual microphone on the rig's sink, under its own name, until unload().
+class ExtraMicrophone {
+public:
+    explicit ExtraMicrophone(const std::string& name)
+        : module_(output(std::string("pactl load-module module-remap-source master=") + sinkName +
+                         ".monitor source_name=" + name +
+                         " source_properties=device.description=Sonda"))
+    {
+    }
+    ~ExtraMicrophone() { unload(); }
+    bool loaded() const { return !module_.empty(); }
+    void unload()
+    {
+        if (loaded())
+            run("pactl unload-module " + module_);
+        module_.clear();
+    }
 
-inline void unloadModule(const std::string& index)
-{
-    run("pactl unload-module " + index);
-}
+private:
+    std::string module_;
+};
 
 // The sample rate and channel count the server gives a source, from `pactl list short sources`.
 struct SourceSpec {
@@ -97,36 +106,23 @@ inline SourceSpec sourceSpec(const std::string& name)
 class BackgroundProgram {
 public:
     explicit BackgroundProgram(const std::string& command)
-        : pid_(rig::output(command + " >/dev/null 2>&1 & echo $!"))
+        : pid_(output(command + " >/dev/null 2>&1 & echo $!"))
     {
     }
     ~BackgroundProgram()
     {
         if (!pid_.empty())
-            rig::run("kill " + pid_ + " 2>/dev/null");
+            run("kill " + pid_ + " 2>/dev/null");
     }
     BackgroundProgram(const BackgroundProgram&) = delete;
     BackgroundProgram& operator=(const BackgroundProgram&) = delete;
-    bool started() const { return !pid_.empty(); }
 
 private:
     std::string pid_;
 };
 
-class ScratchFolder {
-public:
-    ScratchFolder()
-    {
-        std::random_device random;
-        path_ = std::filesystem::temp_directory_path() /
-                ("tw-rig-" + std::to_string(random()) + "-" + std::to_string(random()));
-        std::filesystem::create_directories(path_);
-    }
-    ~ScratchFolder() { std::filesystem::remove_all(path_); }
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    std::filesystem::path path_;
+struct ScratchFolder : testfiles::TempDir {
+    std::string file(const std::string& name) const { return (*this / name).string(); }
 };
 
 // A sine tone WAV made by sox.
@@ -136,6 +132,12 @@ inline bool makeTone(const std::string& path, double frequency, double seconds, 
     return run("sox -q -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) +
                " -b 16 '" + path + "' synth " + std::to_string(seconds) + " sine " +
                std::to_string(frequency) + " vol 0.5") == 0;
+}
+
+// A file played into the rig's sink (so the virtual microphone hears it), to its end.
+inline bool play(const std::string& file)
+{
+    return run(std::string("paplay --device=") + sinkName + " '" + file + "'") == 0;
 }
 
 // One channel of interleaved samples.
@@ -191,13 +193,13 @@ inline double toneAmplitude(const std::vector<float>& samples, double frequency,
     return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(samples.size());
 }
 
-// Points new connections of this process at another server for a scope.
+// Points new connections of this process at another server (an address that answers or not)
+// for a scope.
 class ServerOverride {
 public:
     explicit ServerOverride(const std::string& address)
+        : saved_(std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "")
     {
-        if (const char* current = std::getenv("PULSE_SERVER"))
-            saved_ = current;
         setenv("PULSE_SERVER", address.c_str(), 1);
     }
     ~ServerOverride() { setenv("PULSE_SERVER", saved_.c_str(), 1); }
@@ -213,11 +215,11 @@ private:
 class PrivateServer {
 public:
     PrivateServer()
+        : startOutput_(
+              output(std::string(testing::sourceFolder) + "/scripts/virtual-audio start 2>&1"))
+        , folder_(value("TAPEWRIGHT_AUDIO_DIR"))
+        , address_(value("PULSE_SERVER"))
     {
-        startOutput_ =
-            output(std::string(testing::sourceFolder) + "/scripts/virtual-audio start 2>&1");
-        folder_ = value("TAPEWRIGHT_AUDIO_DIR");
-        address_ = value("PULSE_SERVER");
     }
     ~PrivateServer() { stop(); }
     PrivateServer(const PrivateServer&) = delete;
@@ -238,11 +240,11 @@ private:
     // The value of one `export NAME=value` line of the start output.
     std::string value(const std::string& name) const
     {
-        std::string key = "export " + name + "=";
-        auto at = startOutput_.find(key);
+        const std::string key = "export " + name + "=";
+        const auto at = startOutput_.find(key);
         if (at == std::string::npos)
             return {};
-        auto begin = at + key.size();
+        const auto begin = at + key.size();
         return startOutput_.substr(begin, startOutput_.find('\n', begin) - begin);
     }
 
@@ -268,8 +270,7 @@ bool eventually(Condition condition, std::chrono::milliseconds timeout = std::ch
 // Interleaved float samples of a raw file.
 inline std::vector<float> readFloats(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
+    const std::vector<std::uint8_t> bytes = testfiles::readBytes(path);
     std::vector<float> samples(bytes.size() / sizeof(float));
     std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
     return samples;

@@ -34,18 +34,8 @@ std::vector<float> convert(Resampler& resampler, const std::vector<float>& input
 
 } // namespace
 
-// The pitch of a resampled tone is checked where the renderer plays a 44.1 kHz source at 48 kHz.
-TEST(Resampler, anImpulseLandsAtTheSameTimeAtTheOutputRate)
-{
-    auto made = Resampler::create(44100, 48000, 1);
-    ASSERT_TRUE(made);
-    std::vector<float> input(20000, 0.0f);
-    input[4410] = 1.0f; // 0.1 s
-    const auto output = convert(*made.value(), input, 0, 512, 10000);
-    const auto loudest = std::max_element(output.begin(), output.end()) - output.begin();
-    EXPECT_EQ(loudest, 4800);
-}
-
+// Where a resampled sound lands and at what pitch is checked where the renderer plays a 44.1 kHz
+// source at 48 kHz and the other way round.
 TEST(Resampler, aStreamStartedOnTheGridMatchesOneStartedMuchEarlier)
 {
     const auto input = noise(1, 100000);

@@ -1,5 +1,6 @@
 #include "audio/TruePeakLimiter.hpp"
 
+#include "support/Signals.hpp"
 #include "support/SoundChecks.hpp"
 
 #include <gtest/gtest.h>
@@ -53,28 +54,10 @@ namespace tw {
 namespace {
 
 // Stereo signals that test a true-peak limiter: peaks between samples well above the samples
-// themselves, high frequencies, dense noise, and short bursts after silence.
+// themselves, high frequencies, and short bursts after silence.
 std::vector<float> signal(const std::string& kind, double rate, std::size_t frames, double gain)
 {
     std::vector<float> out(2 * frames);
-    // Noise without its top octave, as music and speech have little energy near the Nyquist
-    // frequency (where true-peak meters disagree the most).
-    std::mt19937 random(11);
-    std::normal_distribution<float> noise(0, 0.5f);
-    std::vector<float> lowNoise(2 * frames + 64);
-    for (float& x : lowNoise)
-        x = noise(random);
-    for (std::size_t i = 0; i < 2 * frames; ++i) {
-        double sum = 0;
-        for (int k = -15; k <= 15; ++k) {
-            const double t = 0.35 * k;
-            const double sinc =
-                k == 0 ? 1 : std::sin(std::numbers::pi * t) / (std::numbers::pi * t);
-            sum += 0.35 * sinc * (0.54 + 0.46 * std::cos(std::numbers::pi * k / 16)) *
-                   lowNoise[i + 2 * static_cast<std::size_t>(k + 16)];
-        }
-        lowNoise[i] = static_cast<float>(sum);
-    }
     for (std::size_t f = 0; f < frames; ++f) {
         const double t = static_cast<double>(f) / rate;
         double l = 0, r = 0;
@@ -85,9 +68,6 @@ std::vector<float> signal(const std::string& kind, double rate, std::size_t fram
             l = std::sin(2 * std::numbers::pi * 15000 * t);
             r = 0.7 * std::sin(2 * std::numbers::pi * 9000 * t) +
                 0.3 * std::sin(2 * std::numbers::pi * 17000 * t);
-        } else if (kind == "noise") {
-            l = lowNoise[2 * f];
-            r = lowNoise[2 * f + 1];
         } else { // bursts of a low tone with clicks, every 0.3 s
             const double in = std::fmod(t, 0.3);
             l = r =
@@ -125,72 +105,43 @@ double truePeakDb(const std::vector<float>& stereo)
     return testing::referenceTruePeakDb(stereo, 2);
 }
 
-TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAtEveryRateAndBlockSize)
+// Over the ceiling, the true peak is held at it at every rate and in blocks of any size, without
+// allocating; under it, the output is the input delayed. (That it lets go after a peak is the
+// render's master stage test.)
+TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouched)
 {
     for (const double rate : {44100.0, 48000.0, 22050.0, 96000.0})
         for (const char* kind :
-             {"quarter-rate sine between samples", "high tones", "noise", "clicking bursts"}) {
+             {"quarter-rate sine between samples", "high tones", "clicking bursts"}) {
             SCOPED_TRACE(::testing::Message() << rate << " Hz, " << kind);
             const auto loud = signal(kind, rate, static_cast<std::size_t>(rate / 2), 2.5);
             ASSERT_GT(truePeakDb(loud), 6.0);
             TruePeakLimiter limiter(rate, 2);
+            allocations = 0;
             const auto out = limit(limiter, loud, 0);
+            EXPECT_EQ(allocations.load(), 0) << "the render thread never waits for memory";
             EXPECT_LE(truePeakDb(out), -1.0);
-            float samplePeak = 0;
-            for (float x : out)
-                samplePeak = std::max(samplePeak, std::fabs(x));
-            EXPECT_LT(samplePeak, 0.8913f);
+            EXPECT_LT(signals::peak(out, 0, static_cast<std::int64_t>(out.size() / 2)), 0.8913f);
             // Limited, not silenced: the loud parts still come close to the ceiling.
             EXPECT_GT(truePeakDb(out), -1.5);
-            // Blocks of any size give the same samples.
             for (const int block : {1, 4096}) {
                 TruePeakLimiter again(rate, 2);
                 ASSERT_EQ(limit(again, loud, block), out) << "in blocks of " << block;
             }
-        }
-}
-
-TEST(TruePeakLimiter, belowTheCeilingTheOutputIsTheInputDelayed)
-{
-    for (const double rate : {44100.0, 48000.0})
-        for (const char* kind : {"high tones", "noise", "clicking bursts"}) {
-            SCOPED_TRACE(::testing::Message() << rate << " Hz, " << kind);
-            // Scaled to a true peak 0.2 dB under the ceiling (the limiter keeps 0.1 dB for
-            // itself).
-            auto quiet = signal(kind, rate, static_cast<std::size_t>(rate / 2), 1.0);
-            const double scale = std::pow(10.0, (-1.2 - truePeakDb(quiet)) / 20);
+            if (kind[0] == 'q' || rate == 22050 || rate == 96000)
+                continue;
+            // Scaled to a true peak 0.2 dB under the ceiling (the limiter keeps 0.1 dB for itself).
+            auto quiet = loud;
+            const double scale = std::pow(10.0, (-1.2 - truePeakDb(loud)) / 20);
             for (float& x : quiet)
                 x = static_cast<float>(x * scale);
-            TruePeakLimiter limiter(rate, 2);
-            const auto out = limit(limiter, quiet, 0);
-            const auto lag = static_cast<std::size_t>(2 * limiter.latency());
-            for (std::size_t i = 0; i < lag; ++i)
-                ASSERT_EQ(out[i], 0.0f);
-            for (std::size_t i = lag; i < out.size(); ++i)
-                ASSERT_EQ(out[i], quiet[i - lag]) << "sample " << i;
-            EXPECT_EQ(limiter.gain(), 1.0);
+            TruePeakLimiter gentle(rate, 2);
+            const auto same = limit(gentle, quiet, 0);
+            const auto lag = static_cast<std::size_t>(2 * gentle.latency());
+            for (std::size_t i = 0; i < same.size(); ++i)
+                ASSERT_EQ(same[i], i < lag ? 0.0f : quiet[i - lag]) << "sample " << i;
+            EXPECT_EQ(gentle.gain(), 1.0);
         }
-}
-
-TEST(TruePeakLimiter, letsGoAfterAPeakAndNeverAllocatesWhileProcessing)
-{
-    TruePeakLimiter limiter(48000, 2);
-    // A burst far over the ceiling, then a tone under it: a second later the tone passes
-    // untouched again.
-    auto samples = signal("noise", 48000, 4800, 3.0);
-    const auto tone = testing::sineTone(440, 48000, 96000, 0.5, 2);
-    samples.insert(samples.end(), tone.begin(), tone.end());
-    allocations = 0;
-    const auto out = limit(limiter, samples, 0);
-    EXPECT_EQ(allocations.load(), 0);
-    const std::size_t from = out.size() - 2 * 48000;
-    for (std::size_t i = from; i < out.size(); ++i)
-        ASSERT_EQ(out[i], samples[i - 2 * static_cast<std::size_t>(limiter.latency())]);
-    limiter.reset();
-    EXPECT_EQ(limiter.gain(), 1.0);
-    std::vector<float> after(2 * 512, 0.25f);
-    limiter.process(after.data(), 512);
-    EXPECT_EQ(after[0], 0.0f) << "the reset emptied the delay line";
 }
 
 } // namespace

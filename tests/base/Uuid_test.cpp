@@ -18,9 +18,8 @@ TEST(Uuid, randomIdentifiersAreDistinctUpperCaseVersion4AndOnlyTheCanonicalFormR
     }
     EXPECT_EQ(seen.size(), 2000u);
     // Either case of the canonical form reads, nothing else does.
-    auto lower = Uuid::parse("e621e1f8-c36c-495a-93fc-0c247a3e6e5f");
-    EXPECT_EQ(lower.value().text(), "E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
-    EXPECT_EQ(lower, Uuid::parse("E621E1F8-C36C-495A-93FC-0C247A3E6E5F"));
+    EXPECT_EQ(Uuid::parse("e621e1f8-c36c-495a-93fc-0c247a3e6e5f").value().text(),
+              "E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
     for (const char* bad :
          {"", "E621E1F8C36C495A93FC0C247A3E6E5F", "E621E1F8-C36C-495A-93FC-0C247A3E6E5",
           "E621E1F8-C36C-495A-93FC-0C247A3E6E5FF", "G621E1F8-C36C-495A-93FC-0C247A3E6E5F",
