@@ -97,11 +97,6 @@ TEST(ExportBoundsTest, theRangeIsTheAudiblePartWithAMarginWithinTheProgramme)
                 loudAndQuiet);
     expectRange("a gain of 3 lifts it above", TimeRange{0, 7}, loudThenQuiet, loudAndQuiet,
                 [](PodcastProject& p) { p.segments[1].gain = 3.0f; });
-    expectRange("the voice volume counts in the product", TimeRange{0, 2.04}, loudThenQuiet,
-                loudAndQuiet, [](PodcastProject& p) {
-                    p.segments[1].gain = 3.0f;
-                    p.voiceVolume = 0.25f;
-                });
     expectRange(
         "a fade-in from the music's start begins the export at its offset; the default "
         "fade-out ends with the music",
@@ -129,13 +124,6 @@ TEST(ExportBoundsTest, theRangeIsTheAudiblePartWithAMarginWithinTheProgramme)
             p.fadeOut = 0;
         },
         peaks({{2.5, 0.0f}, {3.5, 0.4f}, {4, 0.0f}}), 10);
-    expectRange(
-        "and the music at 0 too", none, {clip("Media/voice-A.caf", 0, 10, 0)}, tenSeconds,
-        [](PodcastProject& p) {
-            p.voiceVolume = p.musicVolume = 0;
-            music(p, 2, 0);
-        },
-        peaks({{10, 0.4f}}), 10);
     expectRange("the end is the programme's end", TimeRange{1, 7}, twoClips, tenSeconds);
     expectRange(
         "music running past the voice ends the programme", TimeRange{1, 9}, twoClips, tenSeconds,

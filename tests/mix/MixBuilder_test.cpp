@@ -1,9 +1,10 @@
 #include "mix/MixBuilder.hpp"
 
-#include "MixAudio.hpp"
 #include "audio/OfflineRenderer.hpp"
 #include "model/TestClips.hpp"
 #include "support/AudioFiles.hpp"
+#include "support/ProjectAudio.hpp"
+#include "support/Signals.hpp"
 #include "support/SoundChecks.hpp"
 #include "voice/LiveVoiceTap.hpp"
 #include "voice/VoiceProcessor.hpp"
@@ -14,7 +15,11 @@ namespace tw {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace mixtest;
+using signals::noise;
+using signals::peak;
+using signals::sampleAt;
+using testfiles::readAll;
+using testfiles::writeCaf;
 
 MediaTime at(double seconds)
 {
@@ -109,30 +114,23 @@ std::vector<float> render(const BuiltMix& built, double seconds, int rate = 4800
 
 } // namespace
 
-TEST_F(MixBuilderTest, anEmptyProjectGivesAnEmptyCompositionAndNoInputParameters)
+TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreatedCopies)
 {
     for (bool live : {false, true}) {
-        const BuiltMix built = build(PodcastProject{}, live);
-        EXPECT_TRUE(built.composition.tracks().empty());
-        EXPECT_EQ(built.composition.duration(), MediaTime{});
-        EXPECT_TRUE(built.audioMix.inputParameters.empty());
+        const BuiltMix empty = build(PodcastProject{}, live);
+        EXPECT_TRUE(empty.composition.tracks().empty());
+        EXPECT_TRUE(empty.audioMix.inputParameters.empty());
     }
     EXPECT_TRUE(loads.empty());
-}
-
-TEST_F(MixBuilderTest, clipsOfOneFileLoadItOnceInClipOrder)
-{
     PodcastProject project;
     project.treatment = enhanced(); // live playback treats in the tap, never offline
     project.segments = {clip("Media/voice-A.caf", 0, 1, 0), clip("Media/voice-B.caf", 0, 1, 1),
                         clip("Media/voice-A.caf", 2, 1, 2), clip("Media/voice-A.caf", 4, 1, 3)};
-    const BuiltMix built = build(project, true);
-    EXPECT_EQ(loads,
-              (std::vector<fs::path>{folder / "Media/voice-A.caf", folder / "Media/voice-B.caf"}));
-    EXPECT_TRUE(prepares.empty());
-    EXPECT_TRUE(renderFiles().empty());
-
-    EXPECT_EQ(ranges(built.composition.track(1)),
+    const BuiltMix live = build(project, true);
+    const std::vector<fs::path> recorded = {folder / "Media/voice-A.caf",
+                                            folder / "Media/voice-B.caf"};
+    EXPECT_EQ(loads, recorded);
+    EXPECT_EQ(ranges(live.composition.track(1)),
               (std::vector<Range>{{"voice-A.caf", {}, {}, at(1)},
                                   {"voice-B.caf", {}, at(1), at(1)},
                                   {"voice-A.caf", at(2), at(2), at(1)},
@@ -142,41 +140,30 @@ TEST_F(MixBuilderTest, clipsOfOneFileLoadItOnceInClipOrder)
     loads.clear();
     project.treatment = VoiceTreatment{};
     build(project, false);
-    EXPECT_EQ(loads.size(), 2u);
+    EXPECT_EQ(loads, recorded);
     EXPECT_TRUE(prepares.empty());
     EXPECT_TRUE(renderFiles().empty());
-}
 
-TEST_F(MixBuilderTest, exportWithAnEnabledTreatmentRendersEachSourceOnceAndPlacesTheTreatedCopy)
-{
-    PodcastProject project;
+    // With one, each source is rendered once and the treated copy is what plays.
+    loads.clear();
     project.treatment = enhanced();
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0), clip("Media/voice-A.caf", 2, 1, 1),
-                        clip("Media/voice-B.caf", 1, 1, 2), clip("Media/voice-A.caf", 4, 1, 3)};
-    const BuiltMix built = build(project, false);
-
+    const BuiltMix exported = build(project, false);
     EXPECT_EQ(prepares, (std::vector<std::string>{"Media/voice-A.caf", "Media/voice-B.caf"}));
-    const fs::path treatedA =
-        folder / ".Render" / VoiceProcessor::cacheName("Media/voice-A.caf", *project.treatment);
-    const fs::path treatedB =
-        folder / ".Render" / VoiceProcessor::cacheName("Media/voice-B.caf", *project.treatment);
+    std::vector<fs::path> treated;
+    for (const char* source : {"Media/voice-A.caf", "Media/voice-B.caf"})
+        treated.push_back(folder / ".Render" / VoiceProcessor::cacheName(source, enhanced()));
     auto found = renderFiles();
     std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, (std::vector<fs::path>{treatedA, treatedB}));
-    EXPECT_EQ(loads, (std::vector<fs::path>{treatedA, treatedB}));
-
-    for (const TrackSegment& s : built.composition.track(1)->segments())
-        EXPECT_EQ(s.source.value().file.parent_path(), folder / ".Render");
-
-    // What plays is the treated copy: the render's samples, not the recording's.
-    const std::vector<float> treated = readAll(treatedA);
-    const std::vector<float> out = render(built, 2);
+    EXPECT_EQ(found, treated);
+    EXPECT_EQ(loads, treated);
+    const std::vector<float> treatedA = readAll(treated[0]);
+    const std::vector<float> out = render(exported, 3);
     float worst = 0;
-    for (std::int64_t f = 0; f < 48000; ++f) // clip 2: 2 s of the file at 1 s
-        worst = std::max(worst, std::fabs(sampleAt(out, 48000 + f, 0) -
-                                          treated[static_cast<std::size_t>(96000 + f)]));
+    for (std::int64_t f = 0; f < 48000; ++f) // the third clip: 2 s into the file at 2 s
+        worst = std::max(worst, std::fabs(sampleAt(out, 96000 + f, 0) -
+                                          treatedA[static_cast<std::size_t>(96000 + f)]));
     EXPECT_LT(worst, 1e-6f);
-    EXPECT_GT(peak(out, 48000, 96000), 0.05f);
+    EXPECT_GT(peak(out, 96000, 144000), 0.05f);
 }
 
 // A gap is an empty range of exactly the difference; touching clips leave none; a muted clip is
@@ -236,19 +223,22 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     for (const InputParameters& p : built.audioMix.inputParameters)
         EXPECT_EQ(p.tap, nullptr) << "taps come only with live playback";
 
-    // Live, the voice is treated and the music only measured, each in a tap of its own, under
-    // the same automation.
-    project.treatment = enhanced();
-    const BuiltMix live = build(project, true);
-    ASSERT_EQ(live.audioMix.inputParameters.size(), 2u);
-    for (std::size_t i = 0; i < 2; ++i) {
-        const auto* tap =
-            dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[i].tap.get());
-        ASSERT_NE(tap, nullptr);
-        EXPECT_EQ(tap->source(), i == 0 ? "voice" : "music");
-        EXPECT_EQ(tap->treatment(), i == 0 ? enhanced() : VoiceTreatment{});
-        EXPECT_EQ(live.audioMix.inputParameters[i].volume,
-                  built.audioMix.inputParameters[i].volume);
+    // Live, the voice is treated (by the neutral treatment without one) and the music only
+    // measured, each in a tap of its own, under the same automation.
+    for (const auto& treatment : {std::optional<VoiceTreatment>{}, std::optional(enhanced())}) {
+        project.treatment = treatment;
+        const BuiltMix live = build(project, true);
+        ASSERT_EQ(live.audioMix.inputParameters.size(), 2u);
+        for (std::size_t i = 0; i < 2; ++i) {
+            const auto* tap =
+                dynamic_cast<const LiveVoiceTap*>(live.audioMix.inputParameters[i].tap.get());
+            ASSERT_NE(tap, nullptr);
+            EXPECT_EQ(tap->source(), i == 0 ? "voice" : "music");
+            EXPECT_EQ(tap->treatment(),
+                      i == 0 ? treatment.value_or(VoiceTreatment{}) : VoiceTreatment{});
+            EXPECT_EQ(live.audioMix.inputParameters[i].volume,
+                      built.audioMix.inputParameters[i].volume);
+        }
     }
 
     // Without a length the music plays to the end of its file, once.
@@ -292,7 +282,6 @@ TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicF
     project.segments = {clip("Media/voice-A.caf", 0, 1, 0), clip("Media/voice-gone.caf", 0, 1, 1)};
     const auto readerError = AudioAsset::load(folder / "Media/voice-gone.caf");
     ASSERT_FALSE(readerError);
-    ASSERT_NE(readerError.error().description.find("voice-gone.caf"), std::string::npos);
     for (bool live : {false, true}) {
         auto built = MixBuilder::make(project, folder.path(), live);
         ASSERT_FALSE(built);
@@ -307,20 +296,6 @@ TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicF
         VoiceProcessor::prepare("Media/voice-gone.caf", folder.path(), *project.treatment);
     ASSERT_FALSE(renderError);
     EXPECT_EQ(built.error(), renderError.error());
-
-    // A music file that cannot be read is left out, saying why; the voice stays.
-    project = PodcastProject{};
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0)};
-    project.musicFile = "Media/music-gone.caf";
-    for (bool live : {false, true}) {
-        built = MixBuilder::make(project, folder.path(), live);
-        ASSERT_TRUE(built);
-        EXPECT_EQ(built.value().musicLeftOut,
-                  AudioAsset::load(folder / "Media/music-gone.caf").error());
-        EXPECT_EQ(built.value().composition.tracks().size(), 1u);
-        EXPECT_EQ(built.value().audioMix.inputParameters.size(), 1u);
-        EXPECT_NE(built.value().composition.track(1), nullptr);
-    }
 
     // A clip cut from beyond the end of its file cannot be inserted.
     project = PodcastProject{};

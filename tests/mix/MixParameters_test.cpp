@@ -1,7 +1,6 @@
 #include "mix/MixParameters.hpp"
 
 #include "model/TestClips.hpp"
-#include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
 
@@ -21,11 +20,6 @@ Segment clip(std::optional<std::string> file, double duration, double at,
              std::optional<float> gain = std::nullopt)
 {
     return test::clip(at, duration, 0, std::move(file), gain);
-}
-
-const LiveVoiceTap* liveTap(const InputParameters& parameters)
-{
-    return dynamic_cast<const LiveVoiceTap*>(parameters.tap.get());
 }
 
 } // namespace
@@ -55,27 +49,6 @@ TEST(MixParametersTest, eachClipPlaysAtVoiceVolumeTimesItsGainFromItsFirstTickAn
     EXPECT_EQ(volume.volumeAt(MediaTime{end - 1}), 0.8f);
     EXPECT_EQ(volume.volumeAt(MediaTime{end}), 0.0f);
     expectVolumes(voiceMixParameters(1, PodcastProject{}, false).value(), {{0, 0}, {10, 0}});
-}
-
-TEST(MixParametersTest, liveVoiceCarriesATapWithTheProjectsTreatmentOrTheNeutralOne)
-{
-    PodcastProject project;
-    project.segments = {clip("Media/a.caf", 1, 0)};
-    auto neutral = voiceMixParameters(1, project, true);
-    ASSERT_TRUE(neutral && liveTap(neutral.value()));
-    EXPECT_EQ(liveTap(neutral.value())->source(), "voice");
-    EXPECT_EQ(liveTap(neutral.value())->treatment(), VoiceTreatment{});
-
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.preset = Preset::femaleRadio;
-    treatment.eqBands = std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-    project.treatment = treatment;
-    auto treated = voiceMixParameters(1, project, true);
-    ASSERT_TRUE(treated && liveTap(treated.value()));
-    EXPECT_EQ(liveTap(treated.value())->treatment(), treatment);
-    // The automation is the same in both modes.
-    EXPECT_EQ(treated.value().volume, neutral.value().volume);
 }
 
 // The fades ramp from the music's offset on the timeline, with silence before the fade-in and
