@@ -167,8 +167,9 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
 }
 
 // A gap is an empty range of exactly the difference; touching clips leave none; a muted clip is
-// placed and a clip without a file leaves a gap.
-TEST_F(MixBuilderTest, clipsArePlacedAtTheirTimesWithTheirGainsAndEmptyRangesBetween)
+// placed and a clip without a file leaves a gap. The music follows once, at its offset, on a track
+// and with parameters after the voice's.
+TEST_F(MixBuilderTest, voiceClipsAndTheMusicArePlacedAtTheirTimesWithEmptyRangesBetween)
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
@@ -176,26 +177,6 @@ TEST_F(MixBuilderTest, clipsArePlacedAtTheirTimesWithTheirGainsAndEmptyRangesBet
                         clip("Media/voice-A.caf", 1, 1, 1.75, 0.0f), clip(std::nullopt, 0, 1, 2.75),
                         clip("Media/voice-B.caf", 0, 1, 3.75),
                         clip("Media/voice-B.caf", 3, 0.5, 5.2345678)};
-    const BuiltMix built = build(project, false);
-    const CompositionTrack* voice = built.composition.track(1);
-    const MediaTime none{};
-    EXPECT_EQ(ranges(voice), (std::vector<Range>{{"", none, none, at(0.75)},
-                                                 {"voice-A.caf", none, at(0.75), at(1)},
-                                                 {"voice-A.caf", at(1), at(1.75), at(1)},
-                                                 {"", none, at(2.75), at(1)},
-                                                 {"voice-B.caf", none, at(3.75), at(1)},
-                                                 {"", none, at(4.75), at(5.2345678) - at(4.75)},
-                                                 {"voice-B.caf", at(3), at(5.2345678), at(0.5)}}));
-    EXPECT_EQ(voice->end(), at(5.2345678) + at(0.5));
-
-    ASSERT_EQ(built.audioMix.inputParameters.size(), 1u);
-    EXPECT_EQ(built.audioMix.inputParameters[0].volume.volumeAt(at(1)), 0.4f);
-}
-
-TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
-{
-    PodcastProject project;
-    project.segments = {clip("Media/voice-A.caf", 0, 2, 0)};
     project.musicFile = "Media/music-A.caf";
     project.musicOffset = 3;
     project.musicSourceStart = 1;
@@ -206,13 +187,23 @@ TEST_F(MixBuilderTest, musicIsPlacedOnceAtItsOffsetAfterTheVoiceParameters)
     project.fadeOut = 0;
     const BuiltMix built = build(project, false);
     EXPECT_EQ(loads.back(), folder / "Media/music-A.caf");
-
+    const CompositionTrack* voice = built.composition.track(1);
+    const MediaTime none{};
+    EXPECT_EQ(ranges(voice), (std::vector<Range>{{"", none, none, at(0.75)},
+                                                 {"voice-A.caf", none, at(0.75), at(1)},
+                                                 {"voice-A.caf", at(1), at(1.75), at(1)},
+                                                 {"", none, at(2.75), at(1)},
+                                                 {"voice-B.caf", none, at(3.75), at(1)},
+                                                 {"", none, at(4.75), at(5.2345678) - at(4.75)},
+                                                 {"voice-B.caf", at(3), at(5.2345678), at(0.5)}}));
+    EXPECT_EQ(voice->end(), at(5.2345678) + at(0.5));
     EXPECT_EQ(ranges(built.composition.track(2)),
               (std::vector<Range>{{"", {}, {}, at(3)}, {"music-A.caf", at(1), at(3), at(10)}}));
     EXPECT_EQ(built.composition.duration(), at(13));
 
     ASSERT_EQ(built.audioMix.inputParameters.size(), 2u);
     EXPECT_EQ(built.audioMix.inputParameters[0].trackID, 1);
+    EXPECT_EQ(built.audioMix.inputParameters[0].volume.volumeAt(at(1)), 0.4f);
     const InputParameters& m = built.audioMix.inputParameters[1];
     EXPECT_EQ(m.trackID, 2);
     // The fade-in over the fragment's first 2 s starts where the music does.
