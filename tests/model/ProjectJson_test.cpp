@@ -6,10 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <limits>
-#include <random>
 
 namespace tw {
 
@@ -177,10 +175,25 @@ TEST(ProjectJson, whatIsWrittenReadsBackAsTheSameDocument)
     PodcastProject sparse;
     sparse.segments = {test::clip(9, 1), test::legacyClip(2), test::clip(0, 1, 0, std::nullopt)};
     sparse.treatment = VoiceTreatment{};
-    for (const PodcastProject& p : {PodcastProject{}, fullProject(), sparse}) {
-        Result<PodcastProject> back = decode(encoded(p));
+    // Extreme and denormal numbers, -0 and escapes: writing what was read gives the same text
+    // again, so not even the sign of a zero is lost.
+    PodcastProject extreme = fullProject();
+    extreme.fadeIn = -0.0;
+    extreme.fadeOut = std::numeric_limits<double>::denorm_min();
+    extreme.playhead = std::numeric_limits<double>::max();
+    extreme.musicOffset = -1.2345678901234567e-300;
+    extreme.chapters[1].time = 0.1 + 0.2;
+    extreme.treatment->eqBands->at(2) = -1e21;
+    extreme.voiceVolume = std::numeric_limits<float>::denorm_min();
+    extreme.musicVolume = -std::numeric_limits<float>::max();
+    extreme.segments[0].gain = -0.0f;
+    extreme.voiceFile = "Media/caf\xC3\xA9 \"1\"\\x\n\t\x01\x7F/\xF0\x9F\x8E\x99.caf";
+    for (const PodcastProject& p : {PodcastProject{}, fullProject(), sparse, extreme}) {
+        const std::string text = encoded(p);
+        Result<PodcastProject> back = decode(text);
         ASSERT_TRUE(back.ok()) << back.error().description;
         EXPECT_EQ(back.value(), p);
+        EXPECT_EQ(encoded(back.value()), text);
     }
     for (const auto& [target, text] : {std::pair{LoudnessTarget::podcast, "podcast"},
                                        std::pair{LoudnessTarget::broadcast, "ebuR128"},
@@ -405,72 +418,6 @@ TEST(ProjectJson, openingRefusesChaptersBelowZeroOrWithoutTitleAndCoversOutsideT
         p.episode->cover = c.cover;
         Result<void> check = validateForOpen(p);
         EXPECT_EQ(check.ok() ? "" : check.error().description, c.problem) << c.time << c.title;
-    }
-}
-
-// Extreme and denormal numbers, -0, escapes and optionals present or absent; writing what was
-// read gives the same text again, so not even the sign of a zero is lost.
-TEST(ProjectJson, randomDocumentsRoundTripExactly)
-{
-    std::mt19937 random(20261122);
-    const auto number = [&]() -> double {
-        switch (random() % 4) {
-        case 0:
-            return std::uniform_real_distribution<double>(-1e6, 1e6)(random);
-        case 1:
-            return std::ldexp(std::uniform_real_distribution<double>(0.5, 1)(random),
-                              static_cast<int>(random() % 2099) - 1074);
-        case 2:
-            return -0.0;
-        default:
-            return static_cast<int>(random() % 8000) / 8.0 - 500;
-        }
-    };
-    const auto single = [&] { // any finite float, from its bits
-        for (;;) {
-            const std::uint32_t bits = random();
-            float value;
-            std::memcpy(&value, &bits, sizeof value);
-            if (std::isfinite(value))
-                return value;
-        }
-    };
-    const auto text = [&] {
-        static const std::string pieces[] = {
-            "Media/", "voice-", ".caf", "\xC3\xA9",        "\"", "\\", "\n",
-            "\x01",   "/",      "..",   "\xF0\x9F\x8E\x99"};
-        std::string result;
-        for (int n = static_cast<int>(random() % 9); n > 0; --n)
-            result += pieces[random() % std::size(pieces)];
-        return result;
-    };
-    for (int i = 0; i < 2000; ++i) {
-        PodcastProject p = fullProject();
-        p.version = static_cast<int>(random() % 3);
-        for (double* field : {&p.fadeIn, &p.fadeOut, &p.segments[0].start, &p.segments[1].duration,
-                              &*p.segments[0].timelineStart, &*p.playhead, &*p.musicOffset,
-                              &p.chapters[1].time, &p.treatment->eqBands->at(4)})
-            *field = number();
-        for (float* field : {&p.voiceVolume, &p.musicVolume, &*p.segments[0].gain})
-            *field = single();
-        p.voiceFile = text();
-        p.segments[0].file = text();
-        p.chapters[0].title = text();
-        p.episode->author = text();
-        if (random() % 2)
-            p.treatment->eqBands->resize(random() % 11);
-        if (random() % 4 == 0)
-            p.treatment.reset();
-        if (random() % 4 == 0)
-            p.episode.reset();
-        if (random() % 4 == 0)
-            p.musicOffset.reset();
-        const std::string written = encoded(p);
-        ASSERT_TRUE(nlohmann::json::accept(written)) << written;
-        Result<PodcastProject> back = decode(written);
-        ASSERT_TRUE(back.ok()) << back.error().description << "\n" << written;
-        ASSERT_EQ(back.value(), p) << written;
-        ASSERT_EQ(encoded(back.value()), written);
     }
 }
 

@@ -138,12 +138,6 @@ TEST(VoiceProcessor, preparedRenderIsTheTreatedSourceAndASecondPrepareReusesIt)
     EXPECT_EQ(std::tie(after.st_ino, after.st_mtim.tv_sec, after.st_mtim.tv_nsec),
               std::tie(before.st_ino, before.st_mtim.tv_sec, before.st_mtim.tv_nsec));
     EXPECT_EQ(filesIn(project / ".Render").size(), 1u);
-
-    // Another treatment is another file beside it.
-    auto other = VoiceProcessor::prepare("Media/voice-1.wav", project.path(), enhanced());
-    ASSERT_TRUE(other.ok());
-    EXPECT_NE(other.value(), prepared.value());
-    EXPECT_EQ(filesIn(project / ".Render").size(), 2u);
 }
 
 TEST(VoiceProcessor, sourcesOfWholeBlocksOrLessThanOneRenderToTheirExactLength)
