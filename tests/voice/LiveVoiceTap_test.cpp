@@ -2,6 +2,7 @@
 
 #include "base/ManualScheduler.hpp"
 #include "support/SoundChecks.hpp"
+#include "support/Treatments.hpp"
 
 #include <gtest/gtest.h>
 
@@ -11,16 +12,7 @@
 namespace tw {
 namespace {
 
-VoiceTreatment heaviest()
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::femaleRadio;
-    return treatment;
-}
+const VoiceTreatment heaviest = test::fullTreatment(Preset::femaleRadio);
 
 // Interleaved stereo: a 1 kHz tone on the left, half of it on the right.
 std::vector<float> stereoTone(int frames, double amplitude, double rate = 48000.0, int start = 0)
@@ -62,9 +54,9 @@ TEST_F(TapFixture, disabledTreatmentOrAnotherFormatLeavesAudioBitIdentical)
         StreamFormat format;
     } cases[] = {
         {VoiceTreatment{}, {44100.0, 2, SampleType::float32, true}},
-        {heaviest(), {48000.0, 2, SampleType::int16, true}},
-        {heaviest(), {48000.0, 2, SampleType::float64, true}},
-        {heaviest(), {48000.0, 2, SampleType::float32, false}},
+        {heaviest, {48000.0, 2, SampleType::int16, true}},
+        {heaviest, {48000.0, 2, SampleType::float64, true}},
+        {heaviest, {48000.0, 2, SampleType::float32, false}},
     };
     for (const auto& c : cases) {
         SpectrumMonitor fresh(clock);
@@ -85,7 +77,7 @@ TEST_F(TapFixture, disabledTreatmentOrAnotherFormatLeavesAudioBitIdentical)
 
 TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIsAnalysed)
 {
-    auto tap = make(heaviest(), "voice");
+    auto tap = make(heaviest, "voice");
     tap->prepare(512, StreamFormat{44100.0, 1, SampleType::int16, true});
     tap->prepare(1024, StreamFormat{96000.0, 2, SampleType::float32, true});
 
@@ -96,7 +88,7 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIs
 
     // After the new prepare the tap sounds like a fresh treatment at 48 kHz, cycle after cycle,
     // and what is analysed is the treated sound.
-    VoiceDSP reference(heaviest());
+    VoiceDSP reference(heaviest);
     reference.prepare(48000.0, 2);
     std::vector<float> last;
     for (int cycle = 0; cycle < 40; ++cycle) {
@@ -138,12 +130,12 @@ TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDyn
     };
     std::vector<VoiceTreatment> drag;
     for (double gain = 0.5; gain <= 9; gain += 0.5)
-        drag.push_back(withBand(heaviest(), 4, gain));
+        drag.push_back(withBand(heaviest, 4, gain));
     const std::vector<Change> changes = {
         {"treatment switched on", 0.5, off, {enhanced}},
-        {"treatment switched off", 0.5, heaviest(), {off}},
-        {"a preset and an equaliser band", 0.3, heaviest(), {withBand(enhanced, 4, 6)}},
-        {"an equaliser drag", 0.3, heaviest(), drag},
+        {"treatment switched off", 0.5, heaviest, {off}},
+        {"a preset and an equaliser band", 0.3, heaviest, {withBand(enhanced, 4, 6)}},
+        {"an equaliser drag", 0.3, heaviest, drag},
         {"a band far from the tone under the leveller", 0.01, levelled, {withBand(levelled, 9, 6)}},
     };
     constexpr int block = 240;
