@@ -39,17 +39,6 @@ TEST(PodcastProject, theClipAtATimeIsTheEarliestStartedOneHoldingIt)
         EXPECT_EQ(found ? std::optional(found->id) : std::nullopt, id) << at;
     }
     EXPECT_EQ(*p.segment(5.5)->timelineStart, 5.0);
-    // Positions and files of an older document are resolved.
-    PodcastProject legacy;
-    legacy.voiceFile = "voice.caf";
-    Segment d = legacyClip(4), e = legacyClip(2), f = legacyClip(1);
-    f.timelineStart = 4; // starts together with e; e was stored first
-    legacy.segments = {d, e, f};
-    std::optional<Segment> found = legacy.segment(4.5);
-    ASSERT_TRUE(found);
-    EXPECT_EQ(found->id, e.id);
-    EXPECT_EQ(found->file, "voice.caf");
-    EXPECT_EQ(found->timelineStart, 4.0);
 }
 
 TEST(PodcastProject, voiceSourcesListEachVoiceFileOnceInTextOrder)

@@ -253,7 +253,6 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         {replaced("segments", "[1]"), "segments[0]"},
         {replaced("recordingPending", "0"), "recordingPending"},
         {replaced("voiceVolume", R"("1")"), "voiceVolume"},
-        {replaced("musicVolume", "[0.35]"), "musicVolume"},
         {replaced("fadeOut", "false"), "fadeOut"},
         {replaced("fadeIn", "1e999"), "fadeIn"},
         {replaced("voiceVolume", "1e39"), "voiceVolume"},
