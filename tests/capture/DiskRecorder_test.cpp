@@ -174,12 +174,12 @@ TEST(DiskRecorder, writingResumesOnceTheDiskCatchesUp)
               written);
 }
 
-TEST(DiskRecorder, startFailuresLeaveTheRecorderIdle)
+// A start that fails leaves the recorder idle; once running, only its own input stopping while
+// it runs is an interruption.
+TEST(DiskRecorder, startFailuresLeaveItIdleAndOnlyItsOwnRunningInputStoppingIsAnInterruption)
 {
     TempDir dir;
-    Inputs inputs{options(1, 480, 480)};
-    DiskRecorder recorder(inputs.factory());
-
+    Inputs inputs{options(1, 480, -1)};
     auto factory = inputs.factory();
     DiskRecorder picky([&] {
         auto input = factory();
@@ -191,27 +191,18 @@ TEST(DiskRecorder, startFailuresLeaveTheRecorderIdle)
     EXPECT_EQ(missing.error().description, "No se pudo activar la entrada seleccionada.");
     EXPECT_FALSE(std::filesystem::exists(dir / "b.caf"));
 
+    DiskRecorder recorder(inputs.factory());
     std::ofstream(dir / "plain-file") << "x";
-    auto unwritable = recorder.start(dir / "plain-file/Media/c.caf", std::nullopt);
-    EXPECT_FALSE(unwritable);
-
-    recorder.stop();
+    EXPECT_FALSE(recorder.start(dir / "plain-file/Media/c.caf", std::nullopt));
     EXPECT_TRUE(recorder.setPaused(true));
     EXPECT_FALSE(recorder.captureWasInterrupted(nullptr, false));
-}
 
-TEST(DiskRecorder, onlyItsOwnRunningInputStoppingIsAnInterruption)
-{
-    TempDir dir;
-    Inputs inputs{options(1, 480, -1)};
-    DiskRecorder recorder(inputs.factory());
     const void* reported = nullptr;
     recorder.setConfigurationChangeHandler([&](const void* input) { reported = input; });
     ASSERT_TRUE(recorder.start(dir / "take.caf", std::nullopt));
     inputs.current->waitForFrames(4800);
     int other = 0;
     EXPECT_FALSE(recorder.captureWasInterrupted(inputs.current, false)); // still running
-
     inputs.current->disappear();
     EXPECT_EQ(reported, inputs.current);
     EXPECT_TRUE(recorder.captureWasInterrupted(reported, false));
