@@ -132,7 +132,6 @@ TEST(SpectrumMonitor, concurrentWritersNeverTearWhatReadersSee)
         });
     }
     std::atomic<long> torn{0};
-    std::atomic<long> reads{0};
     std::vector<std::thread> readers;
     for (int r = 0; r < 2; ++r) {
         readers.emplace_back([&] {
@@ -145,7 +144,6 @@ TEST(SpectrumMonitor, concurrentWritersNeverTearWhatReadersSee)
                 const float level = monitor.level(source);
                 if (level != 0.0f && (level < 0.001f || level > 0.92f))
                     ++torn;
-                ++reads;
             }
         });
     }
@@ -155,7 +153,6 @@ TEST(SpectrumMonitor, concurrentWritersNeverTearWhatReadersSee)
     for (auto& writer : writers)
         writer.join();
     EXPECT_EQ(torn.load(), 0);
-    EXPECT_EQ(reads.load(), 40000);
     // Each source ended up in one slot of its own.
     EXPECT_GT(monitor.level("music"), 0.0f);
     EXPECT_GT(monitor.level("record"), 0.0f);
