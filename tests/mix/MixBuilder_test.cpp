@@ -14,6 +14,8 @@
 namespace tw {
 namespace {
 
+using test::clip;
+
 namespace fs = std::filesystem;
 using signals::noise;
 using signals::peak;
@@ -24,12 +26,6 @@ using testfiles::writeCaf;
 MediaTime at(double seconds)
 {
     return MediaTime::fromSeconds(seconds);
-}
-
-Segment clip(std::optional<std::string> file, double start, double duration, double timelineStart,
-             std::optional<float> gain = std::nullopt)
-{
-    return test::clip(timelineStart, duration, start, std::move(file), gain);
 }
 
 // A track's ranges in order: the file each plays (empty for none), where it starts in the source
@@ -124,8 +120,8 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     EXPECT_TRUE(loads.empty());
     PodcastProject project;
     project.treatment = enhanced(); // live playback treats in the tap, never offline
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0), clip("Media/voice-B.caf", 0, 1, 1),
-                        clip("Media/voice-A.caf", 2, 1, 2), clip("Media/voice-A.caf", 4, 1, 3)};
+    project.segments = {clip(0, 1), clip(1, 1, 0, "Media/voice-B.caf"), clip(2, 1, 2),
+                        clip(3, 1, 4)};
     const BuiltMix live = build(project, true);
     const std::vector<fs::path> recorded = {folder / "Media/voice-A.caf",
                                             folder / "Media/voice-B.caf"};
@@ -173,10 +169,10 @@ TEST_F(MixBuilderTest, voiceClipsAndTheMusicArePlacedAtTheirTimesWithEmptyRanges
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0.75, 0.5f),
-                        clip("Media/voice-A.caf", 1, 1, 1.75, 0.0f), clip(std::nullopt, 0, 1, 2.75),
-                        clip("Media/voice-B.caf", 0, 1, 3.75),
-                        clip("Media/voice-B.caf", 3, 0.5, 5.2345678)};
+    project.segments = {clip(0.75, 1, 0, "Media/voice-A.caf", 0.5f),
+                        clip(1.75, 1, 1, "Media/voice-A.caf", 0.0f), clip(2.75, 1, 0, std::nullopt),
+                        clip(3.75, 1, 0, "Media/voice-B.caf"),
+                        clip(5.2345678, 0.5, 3, "Media/voice-B.caf")};
     project.musicFile = "Media/music-A.caf";
     project.musicOffset = 3;
     project.musicSourceStart = 1;
@@ -241,7 +237,7 @@ TEST_F(MixBuilderTest, voiceClipsAndTheMusicArePlacedAtTheirTimesWithEmptyRanges
 TEST_F(MixBuilderTest, musicWithoutDurationOrAudioGivesNoMusicTrack)
 {
     PodcastProject project;
-    project.segments = {clip("Media/voice-A.caf", 0, 2, 0)};
+    project.segments = {clip(0, 2)};
     // Starting past the end of the 12 s file, no length, or a file with video and no audio.
     testfiles::run(
         "ffmpeg -nostdin -y -v error -f lavfi -i color=c=black:s=16x16:d=0.5 -c:v mpeg4 " +
@@ -257,8 +253,8 @@ TEST_F(MixBuilderTest, musicWithoutDurationOrAudioGivesNoMusicTrack)
     }
     // And so is a voice clip of such a file, while the others are placed.
     project.musicFile.reset();
-    project.segments.push_back(clip("Media/music-B.mp4", 0, 1, 3));
-    project.segments.push_back(clip("Media/voice-B.caf", 0, 1, 5));
+    project.segments.push_back(clip(3, 1, 0, "Media/music-B.mp4"));
+    project.segments.push_back(clip(5, 1, 0, "Media/voice-B.caf"));
     const BuiltMix built = build(project, false);
     const CompositionTrack* voice = built.composition.track(1);
     ASSERT_NE(voice, nullptr);
@@ -270,7 +266,7 @@ TEST_F(MixBuilderTest, musicWithoutDurationOrAudioGivesNoMusicTrack)
 TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicFailureLeavesItOut)
 {
     PodcastProject project;
-    project.segments = {clip("Media/voice-A.caf", 0, 1, 0), clip("Media/voice-gone.caf", 0, 1, 1)};
+    project.segments = {clip(0, 1), clip(1, 1, 0, "Media/voice-gone.caf")};
     const auto readerError = AudioAsset::load(folder / "Media/voice-gone.caf");
     ASSERT_FALSE(readerError);
     for (bool live : {false, true}) {
@@ -290,7 +286,7 @@ TEST_F(MixBuilderTest, aVoiceFailureEndsTheBuildWithThatErrorUnchangedAndAMusicF
 
     // A clip cut from beyond the end of its file cannot be inserted.
     project = PodcastProject{};
-    project.segments = {clip("Media/voice-B.caf", 10, 1, 0)};
+    project.segments = {clip(0, 1, 10, "Media/voice-B.caf")};
     built = MixBuilder::make(project, folder.path(), false);
     ASSERT_FALSE(built);
     EXPECT_EQ(built.error().domain, ErrorDomain::audio);
@@ -308,7 +304,7 @@ TEST_F(MixBuilderTest, touchingClipsOfOneTakeJoinWithoutADroppedOrRepeatedSample
                  testing::sineTone(440, sourceRate, static_cast<std::size_t>(4 * sourceRate)),
                  sourceRate, 1);
         PodcastProject project;
-        project.segments = {clip("Media/tone.caf", 0.1, 3.0, 1.2345678901)};
+        project.segments = {clip(1.2345678901, 3.0, 0.1, "Media/tone.caf")};
         for (const double cut : {1.5000104, 2.1234567891, 2.7777777777, 3.3000052})
             project.split(cut);
         ASSERT_EQ(project.segments.size(), 5u);

@@ -7,6 +7,8 @@
 namespace tw {
 namespace {
 
+using test::clip;
+
 using Volumes = std::vector<std::pair<double, float>>; // seconds, volume heard then
 
 void expectVolumes(const InputParameters& parameters, const Volumes& expected)
@@ -16,21 +18,15 @@ void expectVolumes(const InputParameters& parameters, const Volumes& expected)
             << "at " << seconds << " s";
 }
 
-Segment clip(std::optional<std::string> file, double duration, double at,
-             std::optional<float> gain = std::nullopt)
-{
-    return test::clip(at, duration, 0, std::move(file), gain);
-}
-
 } // namespace
 
 TEST(MixParametersTest, eachClipPlaysAtVoiceVolumeTimesItsGainFromItsFirstTickAndTheRestIsSilent)
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
-    project.segments = {clip("Media/a.caf", 2, 1, 0.5f), clip("Media/a.caf", 1, 4, 0.0f),
-                        clip("Media/a.caf", 1, 5), clip(std::nullopt, 1, 7),
-                        clip("Media/a.caf", 0.5, 11.2345678)};
+    project.segments = {clip(1, 2, 0, "Media/a.caf", 0.5f), clip(4, 1, 0, "Media/a.caf", 0.0f),
+                        clip(5, 1, 0, "Media/a.caf"), clip(7, 1, 0, std::nullopt),
+                        clip(11.2345678, 0.5, 0, "Media/a.caf")};
     auto parameters = voiceMixParameters(1, project, false);
     ASSERT_TRUE(parameters);
     EXPECT_EQ(parameters.value().trackID, 1);
