@@ -40,7 +40,6 @@ void music(PodcastProject& p, double offset, std::optional<double> fadeInEnd = s
     p.fadeInEnd = fadeInEnd;
 }
 
-const Segment a04 = clip(0, 4);
 const std::vector<Segment> twoClips = {clip(1, 3, 2), clip(6, 1)};
 const std::vector<Segment> loudThenQuiet = {clip(0, 2, 0, "Media/loud.caf"),
                                             clip(4, 3, 0, "Media/quiet.caf", 1.5f)};
@@ -70,7 +69,7 @@ TEST(ExportBoundsTest, theRangeIsTheAudiblePartWithAMarginWithinTheProgramme)
                 fourSeconds);
     expectRange("the same clip heard", TimeRange{0, 4}, {clip(0, 4, 0, "Media/voice-A.caf", 1.0f)},
                 fourSeconds);
-    expectRange("the voice volume at 0", none, {a04}, fourSeconds,
+    expectRange("the voice volume at 0", none, {clip(0, 4)}, fourSeconds,
                 [](PodcastProject& p) { p.voiceVolume = 0; });
     expectRange("no peaks for the clip's file", none, {clip(0, 4, 0, "Media/voice-B.caf")},
                 fourSeconds);

@@ -51,12 +51,9 @@ class MixBuilderTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        voiceA = noise(1, 6 * 48000, 1);
-        voiceB = noise(1, 4 * 48000, 2);
-        music = noise(2, 12 * 48000, 3);
-        writeCaf(folder / "Media/voice-A.caf", voiceA, 48000, 1);
-        writeCaf(folder / "Media/voice-B.caf", voiceB, 48000, 1);
-        writeCaf(folder / "Media/music-A.caf", music, 48000, 2);
+        writeCaf(folder / "Media/voice-A.caf", noise(1, 6 * 48000, 1), 48000, 1);
+        writeCaf(folder / "Media/voice-B.caf", noise(1, 4 * 48000, 2), 48000, 1);
+        writeCaf(folder / "Media/music-A.caf", noise(2, 12 * 48000, 3), 48000, 2);
     }
 
     // The real sources, watched: every file opened and every treated copy asked for, in order.
@@ -94,7 +91,6 @@ protected:
     }
 
     testfiles::TempDir folder;
-    std::vector<float> voiceA, voiceB, music;
     std::vector<fs::path> loads;
     std::vector<std::string> prepares;
 };
