@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <numbers>
 
 namespace tw {
 namespace {
@@ -25,12 +24,19 @@ std::vector<float> stereoTone(int frames, double amplitude, double rate = 48000.
     return samples;
 }
 
-double leftRms(const std::vector<float>& interleaved)
+// The RMS of `count` samples from `from`, every `stride`th (2: the left channel of stereo).
+double rms(const std::vector<float>& samples, std::size_t from, std::size_t count,
+           std::size_t stride = 2)
 {
     double sum = 0.0;
-    for (std::size_t i = 0; i < interleaved.size(); i += 2)
-        sum += double(interleaved[i]) * interleaved[i];
-    return std::sqrt(sum / static_cast<double>(interleaved.size() / 2));
+    for (std::size_t i = from; i < from + count * stride; i += stride)
+        sum += double(samples[i]) * samples[i];
+    return std::sqrt(sum / static_cast<double>(count));
+}
+
+double leftRms(const std::vector<float>& interleaved)
+{
+    return rms(interleaved, 0, interleaved.size() / 2);
 }
 
 struct TapFixture : ::testing::Test {
@@ -143,35 +149,27 @@ TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDyn
         SCOPED_TRACE(change.what);
         auto tap = make(change.before, "voice");
         tap->prepare(block, StreamFormat{48000.0, 2, SampleType::float32, true});
-        std::vector<float> left;
         const int changeAt = 48000, end = 96000;
+        auto samples = testing::sineTone(500, 48000, end, change.amplitude, 2);
         for (int at = 0; at < end; at += block) {
             const auto step = static_cast<std::size_t>((at - changeAt) / block);
             if (at >= changeAt && step < change.after.size())
                 tap->setTreatment(change.after[step]);
-            std::vector<float> samples(2 * block);
-            for (int f = 0; f < block; ++f) // the tone runs on across blocks
-                samples[2 * f] = samples[2 * f + 1] = static_cast<float>(
-                    change.amplitude * std::sin(2 * std::numbers::pi * 500 * (at + f) / 48000));
-            AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+            AudioBufferList list = AudioBufferList::interleaved(samples.data() + 2 * at, 2);
             tap->process(list, block);
-            for (int f = 0; f < block; ++f)
-                left.push_back(samples[2 * f]);
         }
+        std::vector<float> left;
+        for (std::size_t i = 0; i < samples.size(); i += 2)
+            left.push_back(samples[i]);
         EXPECT_EQ(tap->treatment(), change.after.back());
         // No step larger than the tone's own at its level of the moment.
         EXPECT_LE(testing::roughness(left, changeAt - 4800, end, 500, 48000), 1.05);
         // The dynamics carry on: right after a change that leaves the tone alone, the leveller
         // still holds its gain instead of starting again from 1.
-        const auto level = [&](int from) {
-            double sum = 0;
-            for (int i = from; i < from + 960; ++i)
-                sum +=
-                    double(left[static_cast<std::size_t>(i)]) * left[static_cast<std::size_t>(i)];
-            return std::sqrt(sum / 960);
-        };
         if (change.amplitude < 0.1) {
-            EXPECT_NEAR(20 * std::log10(level(changeAt + 960) / level(changeAt - 960)), 0, 0.5);
+            EXPECT_NEAR(20 * std::log10(rms(left, changeAt + 960, 960, 1) /
+                                        rms(left, changeAt - 960, 960, 1)),
+                        0, 0.5);
         }
     }
 }
