@@ -16,7 +16,7 @@ std::vector<Chapter> saved(StudioFixture& f)
     return testing::readProject(f.folder).chapters;
 }
 
-TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
+TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndAnEpisodeCoverIsCopiedOnlyWhenItIsAnImage)
 {
     StudioFixture p;
     ASSERT_TRUE(p.openTone(12));
@@ -52,13 +52,8 @@ TEST(StudioChapters, eachChapterEditIsOneSavedUndoStepAndPlaybackGoesOn)
     studio.undo();
     studio.undo();
     EXPECT_EQ(studio.project->chapters[1].title, "Capítulo 2");
-}
 
-TEST(StudioChapters, episodeDetailsRefuseACoverThatIsNoImageAndCopyOneThatIs)
-{
-    StudioFixture p;
-    ASSERT_TRUE(p.openTone(12));
-    Studio& studio = p.studio;
+    // The episode's cover: refused when it is no image, copied into the project when it is.
     testfiles::makeImage(p.temp / "art.png");
     testing::writeFile(p.temp / "notes.txt", "\xFF\xD8\xFF but no frame");
     studio.setEpisodeDetails({"Episodio 1", "", "", std::nullopt}, p.temp / "notes.txt");

@@ -6,13 +6,10 @@
 #include "audio/Player.hpp"
 #include "audio/PulseRig.hpp"
 #include "support/ProjectAudio.hpp"
-#include "support/SoundChecks.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -168,40 +165,6 @@ TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAtTheirLevels)
     EXPECT_NEAR(20 * std::log10(rms(heard, second + 4800, 14400) / loud), 20 * std::log10(0.5),
                 0.5);
     EXPECT_LT(rms(heard, first + 36000, 24000), loud * 0.01) << "the gap is silent";
-}
-
-TEST_F(StudioPlaybackDevice, aVolumeChangeWhilePlayingIsHeardWithoutAClick)
-{
-    TempFolder temp;
-    const auto folder = temp / "Show.podcastproject";
-    testing::makeTone(folder / "Media" / "voice-1.wav", 4.0, 440);
-    PodcastProject document;
-    document.segments = {placedClip(0, 4.0, "Media/voice-1.wav")};
-    testing::writeProject(folder, document);
-    PlaybackStudio s;
-    s.studio.openProject(folder);
-    ASSERT_TRUE(s.runUntil([&] { return !s.studio.busy(); }));
-
-    const std::vector<float> heard = listen(temp.path() / "heard.raw", [&] {
-        ASSERT_TRUE(s.startPlayback());
-        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 1.0; }));
-        s.studio.project.mutate([](PodcastProject& project) { project.voiceVolume = 0.3f; });
-        s.studio.updateMix();
-        ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 2.0; }));
-        s.studio.pause();
-    });
-    const std::vector<float> tone = rig::loudPart(heard, 0.002f);
-    ASSERT_GT(tone.size(), 48000u);
-    float amplitude = 0;
-    for (float sample : tone)
-        amplitude = std::max(amplitude, std::fabs(sample));
-    // A jump of the gain would step further than the loudest part of the sine ever does.
-    EXPECT_LT(testing::largestStep(tone, 1, tone.size()),
-              testing::toneStep(amplitude, 440, 48000) * 1.1);
-    // And the change was heard: the end is quieter than the start by the volume ratio.
-    const double before = rms(tone, 4800, 24000);
-    const double after = rms(tone, tone.size() - 30000, 24000);
-    EXPECT_NEAR(20 * std::log10(after / before), 20 * std::log10(0.3), 0.5);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "audio/Player.hpp"
+#include "support/SoundChecks.hpp"
 #include "support/StudioFixture.hpp"
 #include "voice/LiveVoiceTap.hpp"
 
@@ -198,6 +199,10 @@ TEST(StudioTransport, theLoudnessIsOfWhatIsPlayedSinceItStartedAndChangesKeepThe
     f.lastOutput->clearRendered();
     f.play(0.5);
     EXPECT_NEAR(peakRendered(f, 0.1), 0.25f, 0.02f) << "the new volume is heard after its glide";
+    // A jump of the gain would step further than the loudest part of the sine ever does.
+    const std::vector<float> rendered = f.lastOutput->rendered();
+    EXPECT_LT(testing::largestStep(rendered, 0, rendered.size(), 2),
+              testing::toneStep(0.5, 440, 48000) * 1.1);
 
     VoiceTreatment treated;
     treated.enhance = true;

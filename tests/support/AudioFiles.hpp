@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <locale>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -22,11 +21,10 @@ class TempDir {
 public:
     TempDir()
     {
-        std::random_device device;
-        std::mt19937_64 random(device());
-        path_ = std::filesystem::temp_directory_path() /
-                ("tapewright-test-" + std::to_string(random()));
-        std::filesystem::create_directories(path_);
+        std::string name = std::filesystem::temp_directory_path() / "tapewright-test-XXXXXX";
+        if (!::mkdtemp(name.data()))
+            throw std::runtime_error("cannot make a temporary folder in " + name);
+        path_ = name;
     }
     ~TempDir()
     {

@@ -15,8 +15,6 @@ struct WriterHooks {
     std::function<std::optional<Error>()> before = {};
     // After each write: its result and the frames the file then holds.
     std::function<void(const Result<void>&, std::int64_t)> after = {};
-    // At close: the frames the file holds.
-    std::function<void(std::int64_t)> closing = {};
 };
 
 class HookedWriter final : public CafWriter {
@@ -37,12 +35,7 @@ public:
         return hooked([&] { return inner_->writeInterleaved(samples, frames); });
     }
     std::int64_t framesWritten() const override { return inner_->framesWritten(); }
-    Result<void> close() override
-    {
-        if (hooks_.closing)
-            hooks_.closing(inner_->framesWritten());
-        return inner_->close();
-    }
+    Result<void> close() override { return inner_->close(); }
 
 private:
     template <class Write> Result<void> hooked(Write write)

@@ -12,7 +12,7 @@
 #include "base/ManualScheduler.hpp"
 #include "base/SettingsStore.hpp"
 #include "studio/Studio.hpp"
-#include "support/FakeStudioHost.hpp"
+#include "studio/StudioHost.hpp"
 #include "support/TempProject.hpp"
 #include "support/TestApplication.hpp"
 
@@ -22,10 +22,60 @@
 
 #include <chrono>
 #include <cmath>
+#include <deque>
 #include <map>
 #include <thread>
 
 namespace tw::testing {
+
+// A StudioHost whose dialogs answer from a script (an empty queue answers "cancelled") and
+// remember how they were asked.
+class FakeStudioHost final : public StudioHost {
+public:
+    using Answers = std::deque<std::optional<std::filesystem::path>>;
+    Answers newProjectAnswers, openAnswers, audioFileAnswers, exportAnswers;
+    bool microphoneAllowed = true;
+    std::string lastNewProjectTitle, lastNewProjectName, lastExportName;
+    int newProjectRequests = 0, openRequests = 0, audioFileRequests = 0, exportRequests = 0,
+        microphoneRequests = 0;
+
+    std::optional<std::filesystem::path> chooseNewProjectLocation(const std::string& title,
+                                                                  const std::string& name) override
+    {
+        lastNewProjectTitle = title;
+        lastNewProjectName = name;
+        return next(newProjectRequests, newProjectAnswers);
+    }
+    std::optional<std::filesystem::path> chooseProjectToOpen() override
+    {
+        return next(openRequests, openAnswers);
+    }
+    std::optional<std::filesystem::path> chooseAudioFile() override
+    {
+        return next(audioFileRequests, audioFileAnswers);
+    }
+    std::optional<std::filesystem::path> chooseExportDestination(const std::string& name) override
+    {
+        lastExportName = name;
+        return next(exportRequests, exportAnswers);
+    }
+    void requestMicrophonePermission(std::function<void(bool)> answer) override
+    {
+        ++microphoneRequests;
+        answer(microphoneAllowed);
+    }
+
+private:
+    static std::optional<std::filesystem::path> next(int& requests, Answers& answers)
+    {
+        ++requests;
+        if (answers.empty())
+            return std::nullopt;
+        auto answer = answers.front();
+        answers.pop_front();
+        return answer;
+    }
+};
 
 class FakeDeviceCatalog final : public DeviceCatalog {
 public:

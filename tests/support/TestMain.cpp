@@ -18,36 +18,24 @@ bool definedIn(std::string_view file, std::string_view wanted)
                               file[file.size() - wanted.size() - 1] == '/');
 }
 
-// The gtest filter patterns of the tests written, or not written, in a unit's file: a whole suite
-// where all of it is on that side, else its tests one by one.
+// The full names of the tests written, or not written, in a unit's file, as gtest filters.
 struct UnitPatterns {
     std::string inside;
     std::string outside;
 };
 
-void add(std::string& patterns, const std::string& pattern)
-{
-    patterns += (patterns.empty() ? "" : ":") + pattern;
-}
-
 UnitPatterns unitPatterns(const std::string& unit)
 {
-    const std::string file = unit + "_test.cpp";
     UnitPatterns found;
     const testing::UnitTest& all = *testing::UnitTest::GetInstance();
     for (int s = 0; s < all.total_test_suite_count(); ++s) {
         const testing::TestSuite& suite = *all.GetTestSuite(s);
-        std::string inside, outside;
         for (int t = 0; t < suite.total_test_count(); ++t) {
             const testing::TestInfo& test = *suite.GetTestInfo(t);
-            add(definedIn(test.file(), file) ? inside : outside,
-                std::string(suite.name()) + "." + test.name());
+            std::string& side =
+                definedIn(test.file(), unit + "_test.cpp") ? found.inside : found.outside;
+            side += (side.empty() ? "" : ":") + std::string(suite.name()) + "." + test.name();
         }
-        const std::string wholeSuite = std::string(suite.name()) + ".*";
-        if (!inside.empty())
-            add(found.inside, outside.empty() ? wholeSuite : inside);
-        if (!outside.empty())
-            add(found.outside, inside.empty() ? wholeSuite : outside);
     }
     return found;
 }
