@@ -111,12 +111,12 @@ TEST_F(PulseDevicesTest, recordsAToneFromTheDefaultSourceInItsOwnFormatAndNothin
     EXPECT_NE(capture.thread, std::this_thread::get_id());
     EXPECT_TRUE(capture.denormalsOff);
     EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * sampleSpec.rate));
+    // Only the tone: the one played while paused would have made it longer and lower.
     for (int c = 0; c < capture.channels; ++c) {
         auto heard = rig::loudPart(rig::channel(capture.samples, capture.channels, c));
-        ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)) << "channel " << c;
+        EXPECT_NEAR(static_cast<double>(heard.size()) / sampleSpec.rate, 1.5, 0.05) << c;
         EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
-        EXPECT_NEAR(rig::toneAmplitude(heard, 1000, sampleSpec.rate), 0.5, 0.1);
-        EXPECT_LT(rig::toneAmplitude(heard, 1500, sampleSpec.rate), 0.05) << "paused";
+        EXPECT_NEAR(*std::ranges::max_element(heard), 0.5, 0.05) << "the level it was played at";
     }
 }
 
