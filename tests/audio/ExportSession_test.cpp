@@ -122,15 +122,6 @@ double signalToDifference(const std::vector<float>& reference, const std::vector
     return 10 * std::log10(power / difference);
 }
 
-// One value of the file's first audio stream or of its container, as ffprobe reports it.
-std::string probe(const std::filesystem::path& file, const std::string& entries)
-{
-    const std::string out = testfiles::commandOutput(
-        "ffprobe -v error -select_streams a:0 -show_entries " + entries +
-        " -of default=noprint_wrappers=1:nokey=1 " + testfiles::quoted(file));
-    return out.substr(0, out.find('\n'));
-}
-
 class ExportSessionTest : public ::testing::Test {
 protected:
     ScratchFolder folder;
@@ -191,7 +182,11 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoud
         const std::vector<std::uint8_t> bytes = testfiles::readBytes(file);
         if (isM4a) {
             // The edit list hides the encoder's priming and padding: the container says the range.
-            EXPECT_NEAR(std::stod(probe(file, "stream=duration")), c.length, 1.0 / rate);
+            EXPECT_NEAR(std::stod(testfiles::commandOutput(
+                            "ffprobe -v error -select_streams a:0 -show_entries stream=duration "
+                            "-of csv=p=0 " +
+                            testfiles::quoted(file))),
+                        c.length, 1.0 / rate);
             const std::string_view boxes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
             EXPECT_LT(boxes.find("moov"), boxes.find("mdat"))
                 << "the index comes first for streaming";
