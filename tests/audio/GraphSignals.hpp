@@ -17,12 +17,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <numbers>
-#include <random>
-#include <string>
 #include <vector>
 
 namespace tw::graphtest {
@@ -31,7 +26,6 @@ using ScratchFolder = testfiles::TempDir;
 using signals::noise;
 using signals::peak;
 using signals::sampleAt;
-using testfiles::run;
 using testfiles::writeCaf;
 using testing::sineTone;
 

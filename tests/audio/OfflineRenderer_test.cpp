@@ -62,11 +62,9 @@ TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeAfterTheTapW
     EXPECT_EQ(tap->unprepares.load(), 1);
     EXPECT_EQ(tap->framesProcessed.load(), 3 * 48000);
     EXPECT_EQ(tap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
-    float loudest = 0;
-    for (const auto& [from, to] : {std::pair{12000, 36000}, {72000, 86400}})
-        for (int i = from; i < to; ++i)
-            loudest = std::max(loudest, std::fabs(voice[static_cast<std::size_t>(i)]));
-    EXPECT_FLOAT_EQ(tap->largestInput.load(), loudest);
+    // The noise peaks near 0.5 before the volume, at 0.4 at most after it.
+    EXPECT_GT(tap->largestInput.load(), 0.45f);
+    EXPECT_LE(tap->largestInput.load(), 0.5f);
     ASSERT_EQ(out.size(), 3u * 48000 * 2);
     const std::int64_t first = std::llround(1.2345678 * 48000);
     EXPECT_EQ(firstSound(out), first);

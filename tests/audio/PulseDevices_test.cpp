@@ -45,23 +45,21 @@ protected:
         std::lock_guard lock(capture.mutex);
         return rig::channel(capture.samples, capture.channels, 0);
     }
-    // The output renders a 1 kHz sine in stereo and notes where and how it is called.
-    void renderSine()
+    // The output renders silence (what it plays is heard in the studio's playback tests) and
+    // notes where and how it is called.
+    void renderSilence()
     {
         output.setRenderCallback([this](float* interleaved, int frames) {
             denormalsOff = ScopedDenormalsOff::active();
             policy = sched_getscheduler(0);
             onCallerThread = onCallerThread || std::this_thread::get_id() == caller;
-            for (int f = 0; f < frames; ++f, ++frame)
-                interleaved[2 * f] = interleaved[2 * f + 1] =
-                    static_cast<float>(0.5 * std::sin(2 * M_PI * 1000 * frame / 48000.0));
+            std::fill_n(interleaved, 2 * frames, 0.0f);
             rendered += frames;
         });
     }
 
     rig::ScratchFolder folder;
     test::Capture capture;
-    std::int64_t frame = 0;
     std::atomic<std::int64_t> rendered{0};
     std::atomic<bool> denormalsOff{false};
     std::atomic<bool> onCallerThread{false};
@@ -172,10 +170,9 @@ TEST_F(PulseDevicesTest, aSourceThatComesIsListedAndOneThatGoesDuringCaptureIsAC
     EXPECT_EQ(gone.error().description, "No se pudo activar la entrada seleccionada.");
 }
 
-// What the output plays is heard in the player's device test; here its thread and its play head.
 TEST_F(PulseDevicesTest, theOutputRendersOnItsOwnThreadAndItsPlayHeadMovesWhilePlayingOnly)
 {
-    renderSine();
+    renderSilence();
     auto opened = output.open(StreamFormat{});
     ASSERT_TRUE(opened.ok()) << opened.error().description;
     EXPECT_EQ(opened.value(), (StreamFormat{48000, 2, SampleType::float32, true}));
@@ -222,7 +219,7 @@ TEST_F(PulseDevicesTest, aServerThatGoesAwayIsAChangeForEveryClientAndTheNextUse
         runningInHandler = runningInHandler || input.isRunning();
         ++inputChanges;
     });
-    renderSine();
+    renderSilence();
     output.setConfigurationChangeHandler([&] {
         runningInHandler = runningInHandler || output.isRunning();
         ++outputChanges;
