@@ -29,7 +29,10 @@ namespace {
 constexpr int rate = 48000;
 
 // A voice-like mono signal: two partials gliding upwards under a slow tremolo, with a little
-// noise. The glide keeps it from repeating, so a correlation finds one best alignment.
+// noise. The glide keeps it from repeating, so a correlation finds one best alignment. With
+// plosives: a short burst every 0.4 s, peaks far above the speech's loudness, and a click (a
+// hard-edged millisecond, as a cut without a fade leaves) every 0.5 s, which the encoder renders
+// with peaks of its own.
 std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed,
                                bool plosives = false)
 {
@@ -38,20 +41,15 @@ std::vector<float> voiceSignal(std::int64_t frames, double base, unsigned seed,
         const double t = static_cast<double>(f) / rate;
         const double phase = 2 * std::numbers::pi * (base * t + 40 * t * t);
         const double tremolo = 0.7 + 0.3 * std::sin(2 * std::numbers::pi * 3 * t);
+        const std::int64_t sinceBurst = f % (rate * 2 / 5);
+        const double burst = plosives && sinceBurst < rate / 100
+                                 ? 1.2 * std::sin(std::numbers::pi * sinceBurst / (rate / 100.0)) *
+                                       std::sin(0.3 * static_cast<double>(f))
+                                 : 0;
+        const double click = plosives && f % (rate / 2) < rate / 500 ? 1.5 * std::sin(0.7 * f) : 0;
         out[static_cast<std::size_t>(f)] =
             static_cast<float>(tremolo * (0.35 * std::sin(phase) + 0.15 * std::sin(3 * phase)) +
-                               0.02 * out[static_cast<std::size_t>(f)]);
-    }
-    // Plosives: a short burst every 0.4 s, peaks far above the speech's loudness; and a click
-    // (a hard-edged millisecond, as a cut without a fade leaves) every 0.5 s, which the encoder
-    // renders with peaks of its own.
-    for (std::int64_t f = 0; plosives && f < frames; ++f) {
-        if (const std::int64_t in = f % (rate * 2 / 5); in < rate / 100)
-            out[static_cast<std::size_t>(f)] += static_cast<float>(
-                1.2 * std::sin(std::numbers::pi * static_cast<double>(in) / (rate / 100.0)) *
-                std::sin(0.3 * static_cast<double>(f)));
-        if (f % (rate / 2) < rate / 500)
-            out[static_cast<std::size_t>(f)] += 1.5f * std::sin(0.7f * static_cast<float>(f));
+                               0.02 * out[static_cast<std::size_t>(f)] + burst + click);
     }
     return out;
 }
