@@ -46,8 +46,7 @@ TEST(AudioFileReader, decodesCommonFormatsSampleForSampleLikeFfmpeg)
         {"ogg", "-c:a libvorbis", 44100, 2}, {"aiff", "", 48000, 1},
         {"caf", "-c:a pcm_s16be", 32000, 2}, {"caf", "-c:a pcm_f32le", 48000, 1},
         {"mp3", "-c:a libmp3lame", 8000, 1}, {"m4a", "-c:a aac", 22050, 1},
-        {"wav", "-c:a pcm_f64le", 16000, 1},
-    };
+        {"wav", "-c:a pcm_f64le", 16000, 1}};
     TempDir dir;
     std::mt19937 random(7);
     int index = 0;
@@ -178,14 +177,10 @@ TEST(AudioFileReader, brokenOrForeignFilesFailWithAReadableError)
     auto wavBytes = testfiles::readBytes(wav);
     wavBytes.resize(30); // cut inside the header
 
+    const std::vector<std::uint8_t> json{'{', '"', 't', '"', ':', '1', '}', '\n'};
     const std::vector<std::pair<std::string, std::vector<std::uint8_t>>> cases = {
-        {"empty.wav", {}},
-        {"empty.mp3", {}},
-        {"noise.wav", noise},
-        {"noise.m4a", noise},
-        {"truncated.wav", wavBytes},
-        {"project.m4a", std::vector<std::uint8_t>{'{', '"', 't', '"', ':', '1', '}', '\n'}},
-    };
+        {"empty.wav", {}},    {"empty.mp3", {}},           {"noise.wav", noise},
+        {"noise.m4a", noise}, {"truncated.wav", wavBytes}, {"project.m4a", json}};
     for (const auto& [name, bytes] : cases) {
         SCOPED_TRACE(name);
         testfiles::writeBytes(dir / name, bytes);

@@ -33,7 +33,9 @@ protected:
 
 } // namespace
 
-TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceBetween)
+// The track's tap (here halving) sees the clips before their volume and is prepared for the
+// render only.
+TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeAfterTheTapWithSilenceBetween)
 {
     const auto voice = noise(1, 48000 * 2);
     writeCaf(folder / "voice.caf", voice, 48000, 1);
@@ -46,19 +48,28 @@ TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceB
     const MediaTime firstAt = seconds(1.2345678), secondAt = seconds(2.2);
     ASSERT_TRUE(track->insertTimeRange(asset, seconds(0.25), seconds(0.5), firstAt));
     ASSERT_TRUE(track->insertTimeRange(asset, seconds(1.5), seconds(0.3), secondAt));
+    auto tap = std::make_shared<CountingTap>();
+    tap->gain = 0.5f;
     AudioMix mix;
-    InputParameters parameters{1, {}, nullptr};
-    parameters.volume.setVolume(0, {});
-    addClipVolume(parameters.volume, firstAt, seconds(0.5), 0.8f * 0.5f);
-    addClipVolume(parameters.volume, secondAt, seconds(0.3), 0.8f);
-    mix.inputParameters.push_back(parameters);
+    mix.inputParameters.push_back(InputParameters{1, {}, tap});
+    VolumeAutomation& volume = mix.inputParameters[0].volume;
+    volume.setVolume(0, {});
+    addClipVolume(volume, firstAt, seconds(0.5), 0.8f * 0.5f);
+    addClipVolume(volume, secondAt, seconds(0.3), 0.8f);
 
     const auto out = render(composition, mix, 0, 3);
+    EXPECT_EQ(tap->prepares.load(), 1);
+    EXPECT_EQ(tap->unprepares.load(), 1);
+    EXPECT_EQ(tap->framesProcessed.load(), 3 * 48000);
+    EXPECT_EQ(tap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
+    // The noise peaks near 0.5 before the volume, at 0.4 at most after it.
+    EXPECT_GT(tap->largestInput.load(), 0.45f);
+    EXPECT_LE(tap->largestInput.load(), 0.5f);
     ASSERT_EQ(out.size(), 3u * 48000 * 2);
     const std::int64_t first = std::llround(1.2345678 * 48000);
     EXPECT_EQ(firstSound(out), first);
     for (std::int64_t f = first; f < first + 24000; ++f) {
-        const float expected = voice[static_cast<std::size_t>(12000 + f - first)] * 0.4f;
+        const float expected = voice[static_cast<std::size_t>(12000 + f - first)] * 0.5f * 0.4f;
         ASSERT_NEAR(sampleAt(out, f, 0), expected, 1e-6f) << f;
         ASSERT_EQ(sampleAt(out, f, 0), sampleAt(out, f, 1)) << "mono feeds both channels";
     }
@@ -66,9 +77,16 @@ TEST_F(OfflineRendererTest, clipsStartOnTheNearestFrameAtTheirVolumeWithSilenceB
     EXPECT_EQ(peak(out, first + 24000, second), 0.0f);
     EXPECT_EQ(firstSound(out, first + 24000), second);
     for (std::int64_t f = second; f < second + 14400; ++f)
-        ASSERT_NEAR(sampleAt(out, f, 1), voice[static_cast<std::size_t>(72000 + f - second)] * 0.8f,
-                    1e-6f);
+        ASSERT_NEAR(sampleAt(out, f, 1),
+                    voice[static_cast<std::size_t>(72000 + f - second)] * 0.5f * 0.8f, 1e-6f);
     EXPECT_EQ(peak(out, second + 14400, 3 * 48000), 0.0f);
+
+    // Without taps, the plain mix.
+    OfflineRenderOptions noTaps = graphOnly();
+    noTaps.runTaps = false;
+    const auto plain = render(composition, mix, 0, 3, noTaps);
+    EXPECT_EQ(tap->prepares.load(), 1);
+    EXPECT_FLOAT_EQ(sampleAt(plain, first + 100, 1), voice[12100] * 0.4f);
 }
 
 TEST_F(OfflineRendererTest, aSourceAtAnotherRatePlaysAtTheRightPitchAndLandsOnTheNearestFrame)
@@ -127,33 +145,6 @@ TEST_F(OfflineRendererTest, a51SourceFoldsDownKeepingItsCentreAndOtherLayoutsKee
     // Resampled from 44.1 kHz, a constant stays that constant away from the edges.
     EXPECT_NEAR(sampleAt(out, 12000, 0), 0.1f, 1e-3f);
     EXPECT_NEAR(sampleAt(out, 12000, 1), -0.2f, 1e-3f);
-}
-
-TEST_F(OfflineRendererTest, aTapSeesTheTrackAudioBeforeItsVolume)
-{
-    writeCaf(folder / "dc.caf", constant(0.8f, 1, 48000), 48000, 1);
-    Composition composition;
-    ASSERT_TRUE(
-        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(1), {}));
-    auto tap = std::make_shared<CountingTap>();
-    tap->gain = 0.5f;
-    AudioMix mix;
-    mix.inputParameters.push_back(InputParameters{1, {}, tap});
-    mix.inputParameters[0].volume.setVolume(0.25f, {});
-
-    const auto out = render(composition, mix, 0, 1);
-    EXPECT_FLOAT_EQ(tap->largestInput.load(), 0.8f);
-    EXPECT_FLOAT_EQ(sampleAt(out, 1000, 0), 0.8f * 0.5f * 0.25f);
-    EXPECT_EQ(tap->prepares.load(), 1);
-    EXPECT_EQ(tap->unprepares.load(), 1);
-    EXPECT_EQ(tap->framesProcessed.load(), 48000);
-    EXPECT_EQ(tap->preparedFormat, (StreamFormat{48000, 2, SampleType::float32, true}));
-
-    OfflineRenderOptions noTaps = graphOnly();
-    noTaps.runTaps = false;
-    const auto plain = render(composition, mix, 0, 1, noTaps);
-    EXPECT_EQ(tap->prepares.load(), 1);
-    EXPECT_FLOAT_EQ(sampleAt(plain, 1000, 1), 0.8f * 0.25f);
 }
 
 TEST_F(OfflineRendererTest, theMasterStageLimitsTheSumOnlyWhereItGoesOverAndKeepsItInPlace)

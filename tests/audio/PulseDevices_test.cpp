@@ -45,23 +45,21 @@ protected:
         std::lock_guard lock(capture.mutex);
         return rig::channel(capture.samples, capture.channels, 0);
     }
-    // The output renders a 1 kHz sine in stereo and notes where and how it is called.
-    void renderSine()
+    // The output renders silence (what it plays is heard in the studio's playback tests) and
+    // notes where and how it is called.
+    void renderSilence()
     {
         output.setRenderCallback([this](float* interleaved, int frames) {
             denormalsOff = ScopedDenormalsOff::active();
             policy = sched_getscheduler(0);
             onCallerThread = onCallerThread || std::this_thread::get_id() == caller;
-            for (int f = 0; f < frames; ++f, ++frame)
-                interleaved[2 * f] = interleaved[2 * f + 1] =
-                    static_cast<float>(0.5 * std::sin(2 * M_PI * 1000 * frame / 48000.0));
+            std::fill_n(interleaved, 2 * frames, 0.0f);
             rendered += frames;
         });
     }
 
     rig::ScratchFolder folder;
     test::Capture capture;
-    std::int64_t frame = 0;
     std::atomic<std::int64_t> rendered{0};
     std::atomic<bool> denormalsOff{false};
     std::atomic<bool> onCallerThread{false};
@@ -111,12 +109,12 @@ TEST_F(PulseDevicesTest, recordsAToneFromTheDefaultSourceInItsOwnFormatAndNothin
     EXPECT_NE(capture.thread, std::this_thread::get_id());
     EXPECT_TRUE(capture.denormalsOff);
     EXPECT_GE(capture.frames, static_cast<std::int64_t>(1.5 * sampleSpec.rate));
+    // Only the tone: the one played while paused would have made it longer and lower.
     for (int c = 0; c < capture.channels; ++c) {
         auto heard = rig::loudPart(rig::channel(capture.samples, capture.channels, c));
-        ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)) << "channel " << c;
+        EXPECT_NEAR(static_cast<double>(heard.size()) / sampleSpec.rate, 1.5, 0.05) << c;
         EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
-        EXPECT_NEAR(rig::toneAmplitude(heard, 1000, sampleSpec.rate), 0.5, 0.1);
-        EXPECT_LT(rig::toneAmplitude(heard, 1500, sampleSpec.rate), 0.05) << "paused";
+        EXPECT_NEAR(*std::ranges::max_element(heard), 0.5, 0.05) << "the level it was played at";
     }
 }
 
@@ -172,10 +170,9 @@ TEST_F(PulseDevicesTest, aSourceThatComesIsListedAndOneThatGoesDuringCaptureIsAC
     EXPECT_EQ(gone.error().description, "No se pudo activar la entrada seleccionada.");
 }
 
-// What the output plays is heard in the player's device test; here its thread and its play head.
 TEST_F(PulseDevicesTest, theOutputRendersOnItsOwnThreadAndItsPlayHeadMovesWhilePlayingOnly)
 {
-    renderSine();
+    renderSilence();
     auto opened = output.open(StreamFormat{});
     ASSERT_TRUE(opened.ok()) << opened.error().description;
     EXPECT_EQ(opened.value(), (StreamFormat{48000, 2, SampleType::float32, true}));
@@ -222,7 +219,7 @@ TEST_F(PulseDevicesTest, aServerThatGoesAwayIsAChangeForEveryClientAndTheNextUse
         runningInHandler = runningInHandler || input.isRunning();
         ++inputChanges;
     });
-    renderSine();
+    renderSilence();
     output.setConfigurationChangeHandler([&] {
         runningInHandler = runningInHandler || output.isRunning();
         ++outputChanges;

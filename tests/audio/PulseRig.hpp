@@ -176,23 +176,6 @@ inline double zeroCrossingFrequency(const std::vector<float>& samples, double ra
     return crossings * rate / static_cast<double>(samples.size());
 }
 
-// Amplitude of one frequency in the signal (a single DFT bin, Goertzel).
-inline double toneAmplitude(const std::vector<float>& samples, double frequency, double rate)
-{
-    if (samples.empty())
-        return 0;
-    double w = 2 * M_PI * frequency / rate;
-    double coefficient = 2 * std::cos(w);
-    double s1 = 0, s2 = 0;
-    for (float x : samples) {
-        double s0 = x + coefficient * s1 - s2;
-        s2 = s1;
-        s1 = s0;
-    }
-    double power = s1 * s1 + s2 * s2 - coefficient * s1 * s2;
-    return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(samples.size());
-}
-
 // Points new connections of this process at another server (an address that answers or not)
 // for a scope.
 class ServerOverride {

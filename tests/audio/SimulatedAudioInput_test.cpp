@@ -1,6 +1,7 @@
 #include "audio/SimulatedAudioInput.hpp"
 
 #include "support/CapturedAudio.hpp"
+#include "support/Signals.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,24 +11,12 @@
 using namespace tw;
 using namespace std::chrono_literals;
 
-namespace {
-
-std::vector<float> ramp(std::size_t count)
-{
-    std::vector<float> samples(count);
-    for (std::size_t i = 0; i < count; ++i)
-        samples[i] = static_cast<float>(i) / static_cast<float>(count);
-    return samples;
-}
-
-} // namespace
-
 // The pieces gathered into blocks of the size asked for on the capture thread are checked on the
 // sound server's input; what the recorder sees of this one (random pieces, a source gone, its
 // messages) in the recorder's tests. Here the partial block a pause hands over.
 TEST(SimulatedAudioInput, pauseHandsOverThePartialBlockAndAFailedResumeKeepsItPaused)
 {
-    const auto signal = ramp(2 * 1000);
+    const auto signal = signals::noise(2, 1000);
     SimulatedAudioInput::Options options;
     options.format = StreamFormat{44100, 2, SampleType::float32, true};
     options.pieceFrames = 100;

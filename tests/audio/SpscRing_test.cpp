@@ -32,31 +32,28 @@ TEST(SpscRing, aProducerAndAConsumerOnTwoThreadsLoseAndRepeatNothing)
 {
     SpscRing ring(2, 1024);
     constexpr std::int64_t total = 2'000'000;
+    // Frame n holds n (modulo 2^16) on the left, its negative on the right.
+    const auto value = [](std::int64_t frame) { return static_cast<float>(frame % 65536); };
     std::thread producer([&] {
         std::vector<float> block(2 * 300);
-        std::int64_t next = 0;
-        while (next < total) {
+        for (std::int64_t next = 0; next < total;) {
             const std::int64_t count = std::min<std::int64_t>(300, total - next);
             for (std::int64_t i = 0; i < count; ++i) {
-                block[2 * i] = static_cast<float>((next + i) % 65536);
+                block[2 * i] = value(next + i);
                 block[2 * i + 1] = -block[2 * i];
             }
-            std::int64_t written = 0;
-            while (written < count)
+            for (std::int64_t written = 0; written < count;)
                 written += ring.write(block.data() + 2 * written, count - written);
             next += count;
         }
     });
     std::vector<float> block(2 * 257);
-    std::int64_t expected = 0;
     bool inOrder = true;
-    while (expected < total) {
+    for (std::int64_t expected = 0; expected < total;) {
         const std::int64_t got = ring.read(block.data(), 257);
-        for (std::int64_t i = 0; i < got; ++i) {
-            const auto value = static_cast<float>((expected + i) % 65536);
-            inOrder = inOrder && block[2 * i] == value && block[2 * i + 1] == -value;
-        }
-        expected += got;
+        for (std::int64_t i = 0; i < got; ++i, ++expected)
+            inOrder =
+                inOrder && block[2 * i] == value(expected) && block[2 * i + 1] == -value(expected);
     }
     producer.join();
     EXPECT_TRUE(inOrder);

@@ -100,10 +100,9 @@ std::vector<float> limit(TruePeakLimiter& limiter, std::vector<float> samples, i
     return samples;
 }
 
-double truePeakDb(const std::vector<float>& stereo)
-{
+const auto truePeakDb = [](const std::vector<float>& stereo) {
     return testing::referenceTruePeakDb(stereo, 2);
-}
+};
 
 // Over the ceiling, the true peak is held at it at every rate and in blocks of any size, without
 // allocating; under it, the output is the input delayed. (That it lets go after a peak is the
