@@ -153,7 +153,6 @@ TEST(ProjectJson, writingRefusesWhatJsonCannotCarryNamingTheKey)
         {"voiceVolume", [](PodcastProject& p) { p.voiceVolume = float(nan); }},
         {"segments[1].duration", [](PodcastProject& p) { p.segments[1].duration = infinity; }},
         {"segments[0].gain", [](PodcastProject& p) { p.segments[0].gain = float(infinity); }},
-        {"fadeOutEnd", [](PodcastProject& p) { p.fadeOutEnd = -infinity; }},
         {"treatment.eqBands", [](PodcastProject& p) { p.treatment->eqBands->at(3) = nan; }},
         {"musicFile", [](PodcastProject& p) { p.musicFile = "Media/\xFF.mp3"; }},
     };
@@ -230,8 +229,6 @@ TEST(ProjectJson, readingAcceptsWhatAnyJsonWriterMayProduce)
         // Of a key given twice the last value counts.
         {withMember(R"("fadeIn":7,"segments":[)" + segmentText + "]"),
          replaced("fadeIn", "7", withSegment(segmentText))},
-        {withMember(R"("segments":[])", withSegment(segmentText)), newProjectText},
-        {replaced("version", "1.0"), newProjectText},
         // A document from before the loudness choice existed: no target, the podcast norm.
         {withMember(R"("loudnessTarget":null)"), newProjectText},
         {replaced("fadeIn", "1e-400"), replaced("fadeIn", "0")}, // too small reads as zero
@@ -260,11 +257,8 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         {withMember(R"("treatment":[])"), "treatment"},
         {withMember(R"("playhead":"3")"), "playhead"},
         {withMember(R"("chapters":[1])"), "chapters[0]"},
-        {withMember(R"("episode":[])"), "episode"},
         {withMember(R"("episode":{"show":3})"), "episode.show"},
         {withSegment(R"({"id":7,"start":0,"duration":1})"), "segments[0].id"},
-        {withSegment(R"({"id":")" + std::string(idA) + R"(","start":"0","duration":1})"),
-         "segments[0].start"},
         {withSegment(R"({"id":")" + std::string(idA) + R"(","start":0,"duration":1,"gain":"1"})"),
          "segments[0].gain"},
         {withMember(R"("treatment":{"enhance":1,"reduceNoise":false,"preset":"Radio masculina"})"),
@@ -274,6 +268,7 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
          "treatment.eqBands"},
         {withMember(R"("future":")" + std::string(65u << 20, 'x') + "\""), "64 MiB"},
         {"not json", "JSON"},
+        {newProjectText + std::string(" x"), "JSON"}, // bytes after the document
         {"[]", "objeto"},
     };
     for (const char* key : {"version", "segments", "recordingPending", "voiceVolume", "musicVolume",
@@ -307,11 +302,6 @@ TEST(ProjectJson, readingRefusesDamageSayingWhere)
         EXPECT_NE(problem.find(where), std::string::npos)
             << text.substr(0, 200) << " -> " << problem;
     }
-    // The grammar itself is the reader's; a document cut short or with bytes after it is refused.
-    for (std::string_view text :
-         {std::string_view(""), std::string_view(R"({"version":1,"segments":[)"),
-          std::string_view(R"({"version":1,"segments":[]} x)")})
-        EXPECT_GT(decodeProblem(text).size(), 10u) << text;
 }
 
 // Validation before opening -----------------------------------------------------------------------
@@ -349,8 +339,6 @@ TEST(ProjectJson, openingRefusesOtherVersionsFirstThenPathsOutsideTheFolder)
         spoil(p);
         EXPECT_EQ(validateForOpen(p).error(), invalidPath);
     }
-    EXPECT_EQ(projectLocationTakenError(),
-              (Error{"Project", 1, "Elige un nombre nuevo para evitar reemplazar otro proyecto."}));
 }
 
 TEST(ProjectJson, openingRefusesTimesBeyondADayAndVolumesBeyondSixteenNamingTheNumber)
@@ -407,7 +395,6 @@ TEST(ProjectJson, openingRefusesChaptersBelowZeroOrWithoutTitleAndCoversOutsideT
         {nan, "Nada", std::nullopt,
          R"(El número de "chapters[1].time" está fuera de rango (nan).)"},
         {5, "", std::nullopt, R"(La clave "chapters[1].title" no puede estar vacía.)"},
-        {5, "Uno", "../cover.jpg", "Ruta de imagen inválida."},
         {5, "Uno", "/tmp/cover.png", "Ruta de imagen inválida."},
     };
     for (const auto& c : cases) {

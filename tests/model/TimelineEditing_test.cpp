@@ -61,20 +61,51 @@ void check(const std::vector<Edit>& edits)
 
 } // namespace
 
-TEST(TimelineEditing, splitCutsEveryClipHoldingTheTimeIntoNewPiecesButNotWithinAMillisecond)
+// Splits cut every clip holding the time but not within a millisecond of an end; a trim keeps the
+// selection within the voice, moved to zero; a delete leaves a silent gap or closes it, pulling
+// later clips left; silence mutes exactly the selection and restoring cuts nothing; a paste inserts
+// exactly its duration as new clips and pushes the rest; a take in a gap moves nothing and one
+// running into material pushes it just enough; a moved clip lands at the end of one it is dropped
+// onto and pushes later ones. An empty project, an empty range or a time that is no number changes
+// nothing.
+TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
 {
+    auto split = [](double at) { return [=](PodcastProject& p) { p.split(at); }; };
+    auto trim = [](double from, double to) {
+        return [=](PodcastProject& p) { p.trimVoice({from, to}); };
+    };
+    auto deleting = [](double from, double to) {
+        return [=](PodcastProject& p) { p.deleteVoice(from, to); };
+    };
+    auto closing = [](double from, double to) {
+        return [=](PodcastProject& p) { p.deleteVoiceClosingGap(from, to); };
+    };
+    auto silence = [](double from, double to, bool on) {
+        return [=](PodcastProject& p) { p.silence({from, to}, on); };
+    };
+    auto paste = [](std::vector<Segment> clips, double duration, double at) {
+        return [=](PodcastProject& p) { p.paste(clips, duration, at); };
+    };
+    auto take = [](const char* file, double duration, double at) {
+        return [=](PodcastProject& p) { p.insertTake(file, duration, at, takeId); };
+    };
+    auto move = [](std::size_t index, double to) {
+        return [=](PodcastProject& p) { p.moveClip(p.segments[index].id, to); };
+    };
+    const std::vector<Segment> two = {clip(0, 2), clip(5, 2, 3)};
+    const std::vector<Segment> four = {clip(0, 1), clip(1, 1), clip(2, 1), clip(5, 1)};
+    // A [0, 4) from source 10, B [6, 10), C [12, 14).
+    const std::vector<Segment> three = {clip(0, 4, 10), clip(6, 4), clip(12, 2)};
+    const std::vector<Segment> gap = {clip(0, 4), clip(10, 2)};
+    const Segment copied = muted(clip(0, 1, 30, "Media/paste-X.caf"));
     check({
-        {{muted(clip(2, 3, 10, "a.caf"))},
-         [](PodcastProject& p) { p.split(3); },
-         "2-3 +@10 a.caf g0, 3-5 +@11 a.caf g0"},
+        {{muted(clip(2, 3, 10, "a.caf"))}, split(3), "2-3 +@10 a.caf g0, 3-5 +@11 a.caf g0"},
         {{clip(0, 4), clip(2, 4), clip(8, 1)},
-         [](PodcastProject& p) { p.split(3); },
+         split(3),
          "0-3 +@0, 2-3 +@0, 3-4 +@3, 3-6 +@1, 8-9 c@0"},
-        {{clip(2, 3)},
-         [](PodcastProject& p) { p.split(2.0011); },
-         "2-2.0011 +@0, 2.0011-5 +@0.0011"},
-        {{clip(2, 3)}, [](PodcastProject& p) { p.split(2.001); }, "="},
-        {{clip(2, 3)}, [](PodcastProject& p) { p.split(5); }, "="},
+        {{clip(2, 3)}, split(2.0011), "2-2.0011 +@0, 2.0011-5 +@0.0011"},
+        {{clip(2, 3)}, split(2.001), "="},
+        {{clip(2, 3)}, split(5), "="},
         // An older document's clips without positions or files are stored resolved.
         {{legacyClip(4), legacyClip(2, 4)},
          [](PodcastProject& p) {
@@ -82,55 +113,26 @@ TEST(TimelineEditing, splitCutsEveryClipHoldingTheTimeIntoNewPiecesButNotWithinA
              p.split(5);
          },
          "0-4 a@0 voice.caf, 4-5 +@4 voice.caf, 5-6 +@5 voice.caf"},
-    });
-}
 
-TEST(TimelineEditing, trimKeepsTheSelectionWithinTheVoiceMovedToZero)
-{
-    const std::vector<Segment> clips = {clip(0, 2), clip(5, 2, 3)};
-    auto trim = [](double from, double to) {
-        return [=](PodcastProject& p) { p.trimVoice({from, to}); };
-    };
-    check({
         {{clip(0, 4, 7)}, trim(1, 2), "0-1 +@8"},
-        {clips, trim(-10, 100), "0-2 +@0, 5-7 +@3"},
-        {clips, trim(1, 6), "0-1 +@1, 4-5 +@3"},
-        {clips, trim(3, 3), "="},
-        {clips, trim(4, 2), "="},
-    });
-}
+        {two, trim(-10, 100), "0-2 +@0, 5-7 +@3"},
+        {two, trim(1, 6), "0-1 +@1, 4-5 +@3"},
+        {two, trim(3, 3), "="},
+        {two, trim(4, 2), "="},
 
-TEST(TimelineEditing, deleteLeavesASilentGapOrClosesItPullingLaterClipsLeft)
-{
-    const std::vector<Segment> four = {clip(0, 1), clip(1, 1), clip(2, 1), clip(5, 1)};
-    // A [0, 4) from source 10, B [6, 10), C [12, 14).
-    const std::vector<Segment> three = {clip(0, 4, 10), clip(6, 4), clip(12, 2)};
-    auto closing = [](double from, double to) {
-        return [=](PodcastProject& p) { p.deleteVoiceClosingGap(from, to); };
-    };
-    check({
-        {{clip(0, 4, 10)}, [](PodcastProject& p) { p.deleteVoice(1, 2); }, "0-1 +@10, 2-4 +@12"},
-        {four, [](PodcastProject& p) { p.deleteVoice(1, 2.5); }, "0-1 a@0, 2.5-3 +@0.5, 5-6 d@0"},
-        {four, [](PodcastProject& p) { p.deleteVoice(-5, 0.5); },
-         "0.5-1 +@0.5, 1-2 b@0, 2-3 c@0, 5-6 d@0"},
-        {four, [](PodcastProject& p) { p.deleteVoice(0, infinity); }, ""},
-        {four, [](PodcastProject& p) { p.deleteVoice(7, 9); }, "="},
-        {four, [](PodcastProject& p) { p.deleteVoice(3, 3); }, "="},
+        {{clip(0, 4, 10)}, deleting(1, 2), "0-1 +@10, 2-4 +@12"},
+        {four, deleting(1, 2.5), "0-1 a@0, 2.5-3 +@0.5, 5-6 d@0"},
+        {four, deleting(-5, 0.5), "0.5-1 +@0.5, 1-2 b@0, 2-3 c@0, 5-6 d@0"},
+        {four, deleting(0, infinity), ""},
+        {four, deleting(7, 9), "="},
+        {four, deleting(3, 3), "="},
         {three, closing(5, 8), "0-4 a@10, 5-7 +@2, 9-11 c@0"},  // from a gap into B
         {three, closing(2, 13), "0-2 +@10, 2-3 +@1"},           // from A into C
         {three, closing(4, 6), "0-4 a@10, 4-8 b@0, 10-12 c@0"}, // exactly a gap
         {three, closing(0, 6), "0-4 b@0, 6-8 c@0"},
         {three, closing(-3, 100), ""},
         {three, closing(14, 20), "="},
-    });
-}
 
-TEST(TimelineEditing, silenceMutesExactlyTheSelectionAndRestoringCutsNothing)
-{
-    auto silence = [](double from, double to, bool on) {
-        return [=](PodcastProject& p) { p.silence({from, to}, on); };
-    };
-    check({
         {{clip(0, 4)}, silence(1, 2, true), "0-1 +@0, 1-2 +@1 g0, 2-4 +@2"},
         {{clip(0, 1), muted(clip(1, 1, 1)), clip(2, 2, 2)},
          silence(1, 2, false),
@@ -141,43 +143,22 @@ TEST(TimelineEditing, silenceMutesExactlyTheSelectionAndRestoringCutsNothing)
          silence(3, 5, true),
          "0-3 +@0, 2-3 +@0, 3-4 +@3 g0, 3-5 +@1 g0, 5-6 +@3"},
         {{clip(0, 4)}, silence(nan, nan, true), "="},
-    });
-}
 
-TEST(TimelineEditing, pasteInsertsExactlyItsDurationAsNewClipsAndPushesTheRest)
-{
-    const Segment copied = muted(clip(0, 1, 30, "Media/paste-X.caf"));
-    check({
         {{clip(0, 4, 10)},
-         [&](PodcastProject& p) { p.paste({copied}, 3, 2); },
+         paste({copied}, 3, 2),
          "0-2 +@10, 2-3 +@30 Media/paste-X.caf g0, 5-7 +@12"},
         // Clips without a position go to the insertion point; one ending there stays.
-        {{clip(0, 1)},
-         [](PodcastProject& p) {
-             p.paste({legacyClip(1), clip(2, 1)}, 3, 1);
-         },
-         "0-1 a@0, 1-2 +@0 -, 3-4 +@0"},
+        {{clip(0, 1)}, paste({legacyClip(1), clip(2, 1)}, 3, 1), "0-1 a@0, 1-2 +@0 -, 3-4 +@0"},
         // Each pasted clip is new, also when pasted into the project it was copied from.
         {{copied},
-         [&](PodcastProject& p) {
-             p.paste({copied, copied}, 2, -5);
-         },
+         paste({copied, copied}, 2, -5),
          "0-1 +@30 Media/paste-X.caf g0, 0-1 +@30 Media/paste-X.caf g0, "
          "2-3 a@30 Media/paste-X.caf g0"},
-        {{clip(0, 4)}, [](PodcastProject& p) { p.paste({}, 3, 1); }, "="},
-        {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, -2, 1); }, "="},
-        {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, nan, 1); }, "="},
-        {{clip(0, 4)}, [&](PodcastProject& p) { p.paste({copied}, 1, nan); }, "="},
-    });
-}
+        {{clip(0, 4)}, paste({}, 3, 1), "="},
+        {{clip(0, 4)}, paste({copied}, -2, 1), "="},
+        {{clip(0, 4)}, paste({copied}, nan, 1), "="},
+        {{clip(0, 4)}, paste({copied}, 1, nan), "="},
 
-TEST(TimelineEditing, aTakeInAGapMovesNothingAndOneRunningIntoMaterialPushesItJustEnough)
-{
-    auto take = [](const char* file, double duration, double at) {
-        return [=](PodcastProject& p) { p.insertTake(file, duration, at, takeId); };
-    };
-    const std::vector<Segment> gap = {clip(0, 4), clip(10, 2)};
-    check({
         {gap, take("t.caf", 2, 5), "0-4 a@0, 5-7 T@0 t.caf, 10-12 b@0"},
         {gap, take("t.caf", 2, 9), "0-4 a@0, 9-11 T@0 t.caf, 11-13 b@0"},
         {{clip(0, 4, 0, "a.caf")},
@@ -186,19 +167,7 @@ TEST(TimelineEditing, aTakeInAGapMovesNothingAndOneRunningIntoMaterialPushesItJu
         {{clip(0, 4, 0, "a.caf")}, take("c.caf", 1, -3), "0-1 T@0 c.caf, 1-5 a@0 a.caf"},
         {gap, take("t.caf", 0, 1), "="},
         {gap, take("t.caf", 1, nan), "="},
-    });
-    PodcastProject p;
-    p.insertTake("Media/voice-1.caf", 3, 0, Uuid::random());
-    p.insertTake("Media/voice-2.caf", 3, 3, Uuid::random());
-    EXPECT_EQ(p.voiceFile, "Media/voice-1.caf"); // the first take
-}
 
-TEST(TimelineEditing, aMovedClipLandsAtTheEndOfOneItIsDroppedOntoAndPushesLaterOnes)
-{
-    auto move = [](std::size_t index, double to) {
-        return [=](PodcastProject& p) { p.moveClip(p.segments[index].id, to); };
-    };
-    check({
         {{clip(1, 2), clip(4, 2), clip(6, 2), clip(20, 1)},
          move(2, 1.5),
          "1-3 a@0, 3-5 c@0, 5-7 b@0, 20-21 d@0"},
@@ -209,20 +178,20 @@ TEST(TimelineEditing, aMovedClipLandsAtTheEndOfOneItIsDroppedOntoAndPushesLaterO
         {{clip(0, 4), clip(2, 4), clip(3, 1)}, move(2, 3), "0-4 a@0, 4-8 b@0, 8-9 c@0"},
         {{clip(2, 1)}, [](PodcastProject& p) { p.moveClip(Uuid::random(), 0); }, "="},
         {{clip(2, 1)}, move(0, nan), "="},
-    });
-}
 
-TEST(TimelineEditing, everyOperationOnAnEmptyProjectLeavesItEmpty)
-{
+        {{}, split(1), "="},
+        {{}, trim(0, 5), "="},
+        {{}, deleting(0, 5), "="},
+        {{}, closing(0, 5), "="},
+        {{}, silence(0, 5, true), "="},
+        {{}, paste({}, 1, 0), "="},
+        {{}, [](PodcastProject& p) { p.moveClip(Uuid::random(), 3); }, "="},
+    });
+    // The first take, and only it, also becomes the project's voice file.
     PodcastProject p;
-    p.split(1);
-    p.trimVoice({0, 5});
-    p.deleteVoice(0, 5);
-    p.deleteVoiceClosingGap(0, 5);
-    p.silence({0, 5}, true);
-    p.paste({}, 1, 0);
-    p.moveClip(Uuid::random(), 3);
-    EXPECT_EQ(p, PodcastProject{});
+    p.insertTake("Media/voice-1.caf", 3, 0, Uuid::random());
+    p.insertTake("Media/voice-2.caf", 3, 3, Uuid::random());
+    EXPECT_EQ(p.voiceFile, "Media/voice-1.caf");
 }
 
 } // namespace tw
