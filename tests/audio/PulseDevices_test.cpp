@@ -40,11 +40,6 @@ protected:
         EXPECT_TRUE(input.isRunning());
         ASSERT_TRUE(rig::eventually([&] { return capture.frames > 0; }));
     }
-    std::vector<float> left()
-    {
-        std::lock_guard lock(capture.mutex);
-        return rig::channel(capture.samples, capture.channels, 0);
-    }
     // The output renders silence (what it plays is heard in the studio's playback tests) and
     // notes where and how it is called.
     void renderSilence()
@@ -92,7 +87,11 @@ TEST_F(PulseDevicesTest, recordsAToneFromTheDefaultSourceInItsOwnFormatAndNothin
     EXPECT_TRUE(input.isRunning());
     ASSERT_TRUE(rig::play(folder.file("tone.wav")));
     // The server has played the tone; the capture thread hands it over when it gets to run.
-    EXPECT_TRUE(rig::eventually([&] { return rig::heardToItsEnd(left(), sampleSpec.rate); }));
+    EXPECT_TRUE(rig::eventually([&] {
+        std::lock_guard lock(capture.mutex);
+        return rig::heardToItsEnd(rig::channel(capture.samples, capture.channels, 0),
+                                  sampleSpec.rate);
+    }));
     input.stop();
     EXPECT_FALSE(input.isRunning());
     // Pausing a stopped input does nothing.

@@ -200,23 +200,21 @@ public:
     PrivateServer()
         : startOutput_(
               output(std::string(testing::sourceFolder) + "/scripts/virtual-audio start 2>&1"))
-        , folder_(value("TAPEWRIGHT_AUDIO_DIR"))
-        , address_(value("PULSE_SERVER"))
     {
     }
     ~PrivateServer() { stop(); }
     PrivateServer(const PrivateServer&) = delete;
     PrivateServer& operator=(const PrivateServer&) = delete;
 
-    bool started() const { return !folder_.empty() && !address_.empty(); }
+    bool started() const { return !value("TAPEWRIGHT_AUDIO_DIR").empty() && !address().empty(); }
     const std::string& startOutput() const { return startOutput_; }
-    const std::string& address() const { return address_; }
+    std::string address() const { return value("PULSE_SERVER"); }
     void stop()
     {
-        if (!folder_.empty())
-            run("TAPEWRIGHT_AUDIO_DIR='" + folder_ + "' '" + testing::sourceFolder +
-                "/scripts/virtual-audio' stop");
-        folder_.clear();
+        if (started() && !stopped_)
+            run("TAPEWRIGHT_AUDIO_DIR='" + value("TAPEWRIGHT_AUDIO_DIR") + "' '" +
+                testing::sourceFolder + "/scripts/virtual-audio' stop");
+        stopped_ = true;
     }
 
 private:
@@ -232,8 +230,7 @@ private:
     }
 
     std::string startOutput_;
-    std::string folder_;
-    std::string address_;
+    bool stopped_ = false;
 };
 
 // Polls a condition for up to `timeout` (the server works in real time, there is no clock to
