@@ -4,7 +4,6 @@
 #pragma once
 
 #include <array>
-#include <vector>
 
 namespace tw {
 
@@ -25,30 +24,6 @@ struct AudioBufferList {
 
     static AudioBufferList interleaved(float* data, int channels);
     static AudioBufferList planar(float* const* channelData, int channels);
-};
-
-// Owning storage for frames x channels of float audio, either interleaved or one buffer per
-// channel; list() views it.
-class AudioBufferStorage {
-public:
-    enum class Layout { interleaved, planar };
-
-    AudioBufferStorage() = default;
-    AudioBufferStorage(int channels, int frameCapacity, Layout layout = Layout::interleaved);
-
-    int channels() const { return channels_; }
-    int frameCapacity() const { return frameCapacity_; }
-    Layout layout() const { return layout_; }
-    // The samples of channel c in frame f.
-    float& at(int frame, int channel);
-    float at(int frame, int channel) const;
-    AudioBufferList list();
-
-private:
-    int channels_ = 0;
-    int frameCapacity_ = 0;
-    Layout layout_ = Layout::interleaved;
-    std::vector<float> samples_;
 };
 
 } // namespace tw
