@@ -91,11 +91,7 @@ TEST(VoiceProcessor, cacheNameSpellsOutEveryTreatmentSetting)
         c.set(treatment);
         EXPECT_EQ(VoiceProcessor::cacheName(c.source, treatment), c.name);
     }
-    // Numbers are the shortest text that reads back as the same double, always with a fraction.
-    const std::pair<double, const char*> decimals[] = {
-        {12.0, "12.0"}, {1.0 / 3.0, "0.3333333333333333"}, {-0.0, "-0.0"}, {1e-5, "1e-05"}};
-    for (const auto& [value, text] : decimals)
-        EXPECT_EQ(VoiceProcessor::decimalText(value), text);
+    // Numbers in the name read back as the same double, so distinct settings never share it.
     for (double value : {0.1 + 0.2, -7.3, 1e-3, 2.5e-7, 123456.789})
         EXPECT_EQ(std::stod(VoiceProcessor::decimalText(value)), value) << value;
 }
