@@ -223,8 +223,6 @@ TEST(ProjectJson, readingAcceptsWhatAnyJsonWriterMayProduce)
         // Of a key given twice the last value counts.
         {withMember(R"("fadeIn":7,"segments":[)" + segmentText + "]"),
          replaced("fadeIn", "7", withSegment(segmentText))},
-        // A document from before the loudness choice existed: no target, the podcast norm.
-        {withMember(R"("loudnessTarget":null)"), newProjectText},
         {replaced("fadeIn", "1e-400"), replaced("fadeIn", "0")}, // too small reads as zero
     };
     for (const auto& [given, meant] : cases) {
