@@ -118,15 +118,11 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     project.treatment = enhanced(); // live playback treats in the tap, never offline
     project.segments = {clip(0, 1), clip(1, 1, 0, "Media/voice-B.caf"), clip(2, 1, 2),
                         clip(3, 1, 4)};
-    const BuiltMix live = build(project, true);
+    build(project, true);
     const std::vector<fs::path> recorded = {folder / "Media/voice-A.caf",
                                             folder / "Media/voice-B.caf"};
     EXPECT_EQ(loads, recorded);
-    EXPECT_EQ(ranges(live.composition.track(1)),
-              (std::vector<Range>{{"voice-A.caf", {}, {}, at(1)},
-                                  {"voice-B.caf", {}, at(1), at(1)},
-                                  {"voice-A.caf", at(2), at(2), at(1)},
-                                  {"voice-A.caf", at(4), at(3), at(1)}}));
+    EXPECT_TRUE(prepares.empty());
 
     // Export without an enabled treatment places the recorded files as they are.
     loads.clear();
