@@ -124,7 +124,6 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
         {four, deleting(-5, 0.5), "0.5-1 +@0.5, 1-2 b@0, 2-3 c@0, 5-6 d@0"},
         {four, deleting(0, infinity), ""},
         {four, deleting(7, 9), "="},
-        {four, deleting(3, 3), "="},
         {three, closing(5, 8), "0-4 a@10, 5-7 +@2, 9-11 c@0"},  // from a gap into B
         {three, closing(2, 13), "0-2 +@10, 2-3 +@1"},           // from A into C
         {three, closing(4, 6), "0-4 a@10, 4-8 b@0, 10-12 c@0"}, // exactly a gap
