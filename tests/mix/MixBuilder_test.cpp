@@ -81,15 +81,6 @@ protected:
         return std::move(built).value();
     }
 
-    std::vector<fs::path> renderFiles() const
-    {
-        std::vector<fs::path> files;
-        if (fs::exists(folder / ".Render"))
-            for (const auto& entry : fs::directory_iterator(folder / ".Render"))
-                files.push_back(entry.path());
-        return files;
-    }
-
     testfiles::TempDir folder;
     std::vector<fs::path> loads;
     std::vector<std::string> prepares;
@@ -130,7 +121,7 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     build(project, false);
     EXPECT_EQ(loads, recorded);
     EXPECT_TRUE(prepares.empty());
-    EXPECT_TRUE(renderFiles().empty());
+    EXPECT_FALSE(fs::exists(folder / ".Render"));
 
     // With one, each source is rendered once and the treated copy is what plays.
     loads.clear();
@@ -140,9 +131,6 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     std::vector<fs::path> treated;
     for (const char* source : {"Media/voice-A.caf", "Media/voice-B.caf"})
         treated.push_back(folder / ".Render" / VoiceProcessor::cacheName(source, enhanced()));
-    auto found = renderFiles();
-    std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, treated);
     EXPECT_EQ(loads, treated);
     const std::vector<float> treatedA = readAll(treated[0]);
     const std::vector<float> out = render(exported, 3);
