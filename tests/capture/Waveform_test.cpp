@@ -30,11 +30,6 @@ std::vector<float> envelopeOf(const std::vector<float>& interleaved, int channel
     return peaks;
 }
 
-std::vector<float> noise(std::size_t count, unsigned seed)
-{
-    return signals::noise(1, static_cast<std::int64_t>(count), seed);
-}
-
 TEST(Waveform, fiftyPeaksASecondOfTheLargestSampleOfAnyChannelWithAPartialLastOne)
 {
     TempDir dir;
@@ -51,10 +46,8 @@ TEST(Waveform, fiftyPeaksASecondOfTheLargestSampleOfAnyChannelWithAPartialLastOn
     writeCaf(dir / "stereo.caf", stereo, 48000, 2);
     // Below 50 Hz every frame is its own peak.
     writeCaf(dir / "slow.caf", {0.1f, -0.2f, 0.3f, -0.4f, 0.0f, 0.9f, -1.5f}, 40, 1);
-    // Empty files, written by the project's writer and by ffmpeg.
+    // An empty take.
     writeCaf(dir / "empty.caf", {}, 48000, 2);
-    testfiles::run("ffmpeg -nostdin -y -v error -f lavfi -i anullsrc=r=44100:cl=mono -t 0 " +
-                   testfiles::quoted(dir / "empty.wav"));
     const struct {
         const char* name;
         std::vector<float> peaks;
@@ -65,7 +58,6 @@ TEST(Waveform, fiftyPeaksASecondOfTheLargestSampleOfAnyChannelWithAPartialLastOn
         {"stereo.caf", {0.0f, 0.8f, 0.1f}, 2000.0 / 48000.0},
         {"slow.caf", {0.1f, 0.2f, 0.3f, 0.4f, 0.0f, 0.9f, 1.5f}, 7.0 / 40.0},
         {"empty.caf", {}, 0.0},
-        {"empty.wav", {}, 0.0},
     };
     for (const auto& c : cases) {
         auto result = waveform(dir / c.name);
@@ -86,7 +78,6 @@ TEST(Waveform, chunkedReadsGiveTheWholeFileEnvelopeInEveryCommonFormat)
         int channels;
     } cases[] = {
         {"a.mp3", "-c:a libmp3lame", 44100, 2},
-        {"d.wav", "-c:a pcm_s16le", 44100, 1},
         {"g.flac", "", 192000, 2},
         {"k.caf", "-c:a pcm_f32le", 48000, 2},
         {"l.wav", "-c:a pcm_f32le", 8000, 1},
@@ -97,7 +88,7 @@ TEST(Waveform, chunkedReadsGiveTheWholeFileEnvelopeInEveryCommonFormat)
         SCOPED_TRACE(c.name);
         // A little over 2.5 reads of 8192 frames plus a partial bucket, so buckets straddle reads.
         const std::size_t frames = 8192 * 2 + 5000 + 7;
-        testfiles::encodeSamples(dir / c.name, noise(frames * c.channels, seed++), c.rate,
+        testfiles::encodeSamples(dir / c.name, signals::noise(c.channels, frames, seed++), c.rate,
                                  c.channels, c.codecArgs);
         const std::vector<float> decoded = testfiles::decodeWithFfmpeg(dir / c.name);
         auto result = waveform(dir / c.name);
@@ -106,7 +97,7 @@ TEST(Waveform, chunkedReadsGiveTheWholeFileEnvelopeInEveryCommonFormat)
         EXPECT_DOUBLE_EQ(result.value().duration, double(decoded.size() / c.channels) / c.rate);
     }
     // A take of the project's own writer gives the envelope of exactly what was written.
-    const std::vector<float> samples = noise(2 * 50000, 99);
+    const std::vector<float> samples = signals::noise(2, 50000, 99);
     writeCaf(dir / "take.caf", samples, 44100, 2);
     EXPECT_EQ(waveform(dir / "take.caf").value().peaks, envelopeOf(samples, 2, 44100));
 }

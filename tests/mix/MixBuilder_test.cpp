@@ -81,15 +81,6 @@ protected:
         return std::move(built).value();
     }
 
-    std::vector<fs::path> renderFiles() const
-    {
-        std::vector<fs::path> files;
-        if (fs::exists(folder / ".Render"))
-            for (const auto& entry : fs::directory_iterator(folder / ".Render"))
-                files.push_back(entry.path());
-        return files;
-    }
-
     testfiles::TempDir folder;
     std::vector<fs::path> loads;
     std::vector<std::string> prepares;
@@ -118,15 +109,11 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     project.treatment = enhanced(); // live playback treats in the tap, never offline
     project.segments = {clip(0, 1), clip(1, 1, 0, "Media/voice-B.caf"), clip(2, 1, 2),
                         clip(3, 1, 4)};
-    const BuiltMix live = build(project, true);
+    build(project, true);
     const std::vector<fs::path> recorded = {folder / "Media/voice-A.caf",
                                             folder / "Media/voice-B.caf"};
     EXPECT_EQ(loads, recorded);
-    EXPECT_EQ(ranges(live.composition.track(1)),
-              (std::vector<Range>{{"voice-A.caf", {}, {}, at(1)},
-                                  {"voice-B.caf", {}, at(1), at(1)},
-                                  {"voice-A.caf", at(2), at(2), at(1)},
-                                  {"voice-A.caf", at(4), at(3), at(1)}}));
+    EXPECT_TRUE(prepares.empty());
 
     // Export without an enabled treatment places the recorded files as they are.
     loads.clear();
@@ -134,7 +121,7 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     build(project, false);
     EXPECT_EQ(loads, recorded);
     EXPECT_TRUE(prepares.empty());
-    EXPECT_TRUE(renderFiles().empty());
+    EXPECT_FALSE(fs::exists(folder / ".Render"));
 
     // With one, each source is rendered once and the treated copy is what plays.
     loads.clear();
@@ -144,9 +131,6 @@ TEST_F(MixBuilderTest, eachFileLoadsOnceAndOnlyAnExportWithATreatmentPlacesTreat
     std::vector<fs::path> treated;
     for (const char* source : {"Media/voice-A.caf", "Media/voice-B.caf"})
         treated.push_back(folder / ".Render" / VoiceProcessor::cacheName(source, enhanced()));
-    auto found = renderFiles();
-    std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, treated);
     EXPECT_EQ(loads, treated);
     const std::vector<float> treatedA = readAll(treated[0]);
     const std::vector<float> out = render(exported, 3);

@@ -28,7 +28,6 @@ TEST(JsonNumbers, readsEveryJsonFormFlushesWhatIsTooSmallAndRefusesWhatDoesNotFi
     EXPECT_TRUE(std::signbit(doubleValue("-1e-400").value()));
 
     const std::pair<const char*, std::optional<float>> floats[] = {
-        {"0.35", 0.35f},
         {"0.33333334", 1.0f / 3.0f},
         {"3.4028235e38", std::numeric_limits<float>::max()},
         {"1e-45", std::numeric_limits<float>::denorm_min()},
@@ -40,7 +39,6 @@ TEST(JsonNumbers, readsEveryJsonFormFlushesWhatIsTooSmallAndRefusesWhatDoesNotFi
         EXPECT_EQ(floatValue(text), value) << text;
 
     const std::pair<const char*, std::optional<long long>> integers[] = {
-        {"1", 1},
         {"-7", -7},
         {"1.0", 1},
         {"2E1", 20},

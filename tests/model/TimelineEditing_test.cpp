@@ -117,7 +117,6 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
         {{clip(0, 4, 7)}, trim(1, 2), "0-1 +@8"},
         {two, trim(-10, 100), "0-2 +@0, 5-7 +@3"},
         {two, trim(1, 6), "0-1 +@1, 4-5 +@3"},
-        {two, trim(3, 3), "="},
         {two, trim(4, 2), "="},
 
         {{clip(0, 4, 10)}, deleting(1, 2), "0-1 +@10, 2-4 +@12"},
@@ -125,7 +124,6 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
         {four, deleting(-5, 0.5), "0.5-1 +@0.5, 1-2 b@0, 2-3 c@0, 5-6 d@0"},
         {four, deleting(0, infinity), ""},
         {four, deleting(7, 9), "="},
-        {four, deleting(3, 3), "="},
         {three, closing(5, 8), "0-4 a@10, 5-7 +@2, 9-11 c@0"},  // from a gap into B
         {three, closing(2, 13), "0-2 +@10, 2-3 +@1"},           // from A into C
         {three, closing(4, 6), "0-4 a@10, 4-8 b@0, 10-12 c@0"}, // exactly a gap
@@ -155,7 +153,6 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
          "0-1 +@30 Media/paste-X.caf g0, 0-1 +@30 Media/paste-X.caf g0, "
          "2-3 a@30 Media/paste-X.caf g0"},
         {{clip(0, 4)}, paste({}, 3, 1), "="},
-        {{clip(0, 4)}, paste({copied}, -2, 1), "="},
         {{clip(0, 4)}, paste({copied}, nan, 1), "="},
         {{clip(0, 4)}, paste({copied}, 1, nan), "="},
 
@@ -179,13 +176,9 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
         {{clip(2, 1)}, [](PodcastProject& p) { p.moveClip(Uuid::random(), 0); }, "="},
         {{clip(2, 1)}, move(0, nan), "="},
 
+        // An empty project: the edits that do not stop at an empty range or unknown clip.
         {{}, split(1), "="},
-        {{}, trim(0, 5), "="},
-        {{}, deleting(0, 5), "="},
-        {{}, closing(0, 5), "="},
         {{}, silence(0, 5, true), "="},
-        {{}, paste({}, 1, 0), "="},
-        {{}, [](PodcastProject& p) { p.moveClip(Uuid::random(), 3); }, "="},
     });
     // The first take, and only it, also becomes the project's voice file.
     PodcastProject p;

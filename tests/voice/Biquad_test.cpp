@@ -28,12 +28,6 @@ TEST(Biquad, peakingSectionReachesItsGainAtTheCentreAndLeavesFarFrequenciesAlone
             }
         }
     }
-    // A narrower bell falls faster away from its centre.
-    const double wide = gainOf(Biquad::peaking(1000.0, 1.4, 6.0, 48000.0), 2000.0, 48000.0);
-    const double narrow = gainOf(Biquad::peaking(1000.0, 1.8, 6.0, 48000.0), 2000.0, 48000.0);
-    EXPECT_GT(wide, narrow + 0.2);
-    EXPECT_GT(narrow, 0.5);
-    EXPECT_LT(wide, 6.0);
 }
 
 TEST(Biquad, highPassIsThreeDecibelsDownAtItsCornerPassesSpeechAndCutsRumble)
