@@ -166,7 +166,7 @@ TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAn
                       Qt::NoScrollPhase, false);
     QApplication::sendEvent(&slider, &notch);
     EXPECT_EQ(f.gain(4), 1.2);
-    QTest::mouseDClick(&slider, Qt::LeftButton, {}, slider.handleRect().center());
+    testing::doubleClick(&slider, slider.handleRect().center());
     EXPECT_EQ(f.gain(4), 0.0);
     EXPECT_EQ(f.steps(), stepsBefore + 3);
 

@@ -68,8 +68,7 @@ void doubleClickEntry(QFileDialog& dialog, const QString& name)
     auto* view = dialog.findChild<QListView*>(QStringLiteral("listView"));
     view->scrollTo(entry);
     const QPoint centre = view->visualRect(entry).center();
-    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, centre);
-    QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, centre);
+    testing::doubleClick(view->viewport(), centre);
 }
 
 // The name typed in the dialog's file name field.
