@@ -164,42 +164,6 @@ TEST_F(MainWindowTest, atItsSmallestTheWindowFitsALaptopScreenAndShowsTheWelcome
         3.0);
 }
 
-TEST_F(MainWindowTest, everyMenuPopUpTooltipAlertAndDialogIsDark)
-{
-    f.studio.showWelcome = false;
-    showWindow();
-    f.studio.selection = TimeRange{1, 2};
-    ContentView& view = window->content();
-    auto expectDark = [](const char* name, QWidget* shown) {
-        ASSERT_TRUE(shown) << name;
-        const QImage image = testing::saveScreenshot(*shown, QStringLiteral("Dark-") + name);
-        EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0) << name;
-        shown->hide();
-    };
-    const QPoint near = window->mapToGlobal(QPoint(300, 300));
-    window->menus().audioMenu().popup(near);
-    expectDark("audio-menu", &window->menus().audioMenu());
-    expectDark("menu-bar", window->menuBar());
-    std::unique_ptr<QMenu> clipMenu(makeClipMenu(f.studio, testing::clipAt(0, 4), window.get()));
-    clipMenu->popup(near);
-    expectDark("clip-menu", clipMenu.get());
-    for (QComboBox* picker : {&view.voicePanel().stylePicker(), &view.controls().inputPicker()}) {
-        picker->showPopup();
-        expectDark(picker == &view.controls().inputPicker() ? "input-popup" : "style-popup",
-                   picker->view()->window());
-    }
-    QToolTip::showText(near, QStringLiteral("Actualizar entradas"), window.get());
-    expectDark("tooltip", window->findChild<QLabel*>(QStringLiteral("qtooltip_label")));
-    f.studio.message = std::string("No se pudo guardar el proyecto: disco lleno");
-    expectDark("alert", window->findChild<QMessageBox*>());
-    f.studio.message = std::nullopt;
-    f.studio.showMusicEditor = true;
-    expectDark("music-editor", window->findChild<MusicEditorPopover*>());
-    f.studio.showWelcome = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return window->welcome().isVisible(); }));
-    expectDark("welcome", &window->welcome());
-}
-
 TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)
 {
     showWindow();
@@ -401,13 +365,15 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     EXPECT_TRUE(f.playheadShown());
 }
 
-TEST(MainWindowStates, smallTextStandsOutFourAndAHalfTimesFromItsBackground)
+// Every menu, pop-up, tooltip, alert and dialog is dark, and small text stands out four and a
+// half times from its background: in the window, its music editor and its welcome sheet.
+TEST(MainWindowStates, popUpsAreDarkAndSmallTextStandsOutFourAndAHalfTimes)
 {
     ProgrammeWindow f;
     f.settings.setValue("lastProject", f.folder.string());
     f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
     QCoreApplication::processEvents();
-    // Every small label of window, and the texts painted in boxes (in widget's coordinates).
+    // Every small label of window, and the texts painted in boxes (in window's coordinates).
     auto check = [](QWidget& window, std::vector<std::pair<QString, QRect>> painted) {
         const QImage image = window.grab().toImage();
         for (QLabel* label : window.findChildren<QLabel*>())
@@ -428,12 +394,41 @@ TEST(MainWindowStates, smallTextStandsOutFourAndAHalfTimesFromItsBackground)
                      {"30 Hz … 20 kHz", in(*spectrum, {0, plot.bottom() + 2, plot.width(), 12})},
                      {"ruler", in(f.timeline().ruler(), f.timeline().ruler().rect())},
                      {"Toma", in(f.timeline().voiceLane(), {22, 8, 150, 22})}});
+
+    auto expectDark = [](const char* name, QWidget* shown) {
+        ASSERT_TRUE(shown) << name;
+        const QImage image = testing::saveScreenshot(*shown, QStringLiteral("Dark-") + name);
+        EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0) << name;
+        shown->hide();
+    };
+    MainWindow& window = f.window;
+    ContentView& view = window.content();
+    f.studio.selection = TimeRange{1, 2};
+    const QPoint near = window.mapToGlobal(QPoint(300, 300));
+    window.menus().audioMenu().popup(near);
+    expectDark("audio-menu", &window.menus().audioMenu());
+    expectDark("menu-bar", window.menuBar());
+    std::unique_ptr<QMenu> clipMenu(makeClipMenu(f.studio, testing::clipAt(0, 4), &window));
+    clipMenu->popup(near);
+    expectDark("clip-menu", clipMenu.get());
+    for (QComboBox* picker : {&view.voicePanel().stylePicker(), &view.controls().inputPicker()}) {
+        picker->showPopup();
+        expectDark(picker == &view.controls().inputPicker() ? "input-popup" : "style-popup",
+                   picker->view()->window());
+    }
+    QToolTip::showText(near, QStringLiteral("Actualizar entradas"), &window);
+    expectDark("tooltip", window.findChild<QLabel*>(QStringLiteral("qtooltip_label")));
+    f.studio.message = std::string("No se pudo guardar el proyecto: disco lleno");
+    expectDark("alert", window.findChild<QMessageBox*>());
+    f.studio.message = std::nullopt;
     f.studio.showMusicEditor = true;
-    check(*f.window.findChild<MusicEditorPopover*>(), {});
+    check(*window.findChild<MusicEditorPopover*>(), {});
+    expectDark("music-editor", window.findChild<MusicEditorPopover*>());
     f.studio.showMusicEditor = false;
     f.studio.showWelcome = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return f.window.welcome().isVisible(); }));
-    check(f.window.welcome(), {});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
+    check(window.welcome(), {});
+    expectDark("welcome", &window.welcome());
 }
 
 } // namespace
