@@ -205,33 +205,6 @@ TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProjectAsAnUnd
     f.studio.busy = false;
 }
 
-TEST_F(AppMenusTest, aDisabledItemIgnoresItsKey)
-{
-    f.studio.busy = true;
-    press(Qt::Key_N, Qt::ControlModifier);
-    press(Qt::Key_O, Qt::ControlModifier);
-    press(Qt::Key_I, Qt::ControlModifier);
-    press(Qt::Key_R);
-    EXPECT_EQ(f.host.newProjectRequests, 0);
-    EXPECT_EQ(f.host.openRequests, 0);
-    EXPECT_EQ(f.host.audioFileRequests, 0);
-    EXPECT_FALSE(f.studio.countdown());
-
-    f.studio.busy = false;
-    press(Qt::Key_N, Qt::ControlModifier);
-    press(Qt::Key_O, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 1);
-    EXPECT_EQ(f.host.openRequests, 1);
-
-    // Saving is never disabled: without a folder it asks for one even while busy.
-    f.studio.busy = true;
-    press(Qt::Key_S, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 1); // newProject itself refuses while busy
-    f.studio.busy = false;
-    press(Qt::Key_S, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 2);
-}
-
 TEST_F(AppMenusTest, keysTypedIntoATextFieldStayText)
 {
     startProject();

@@ -123,8 +123,6 @@ TEST(ControlRow, zoomSliderWritesTheZoomAndAZoomChangeAloneIsSaved)
 {
     Row f;
     QSlider& slider = f.row.zoomSlider();
-    EXPECT_EQ(slider.minimum(), 2);
-    EXPECT_EQ(slider.maximum(), 300);
     EXPECT_EQ(slider.value(), 30);
 
     slider.setValue(120);
