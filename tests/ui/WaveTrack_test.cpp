@@ -331,19 +331,14 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
     act(voice.a, "Silenciar");
     EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
     EXPECT_FALSE(f.studio.selection().has_value()) << "the edit drops the selection";
-    act(voice.c, "Restaurar sonido");
-    EXPECT_EQ(f.studio.project().segment(9.0)->gain, 1.0f);
-    act(voice.b, "Copiar");
-    EXPECT_EQ(f.studio.audioClipboard->duration, 3.0);
     act(voice.b, "Cortar"); // copied, then its range becomes a gap
     EXPECT_FALSE(f.studio.project().segment(6.0).has_value());
+    EXPECT_EQ(f.studio.audioClipboard->duration, 3.0);
     f.studio.seek(1.0);
     act(voice.a, "Pegar en el cabezal"); // three seconds of B come in at the play head
     EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 13.0);
     act(f.clips().front(), "Eliminar y cerrar hueco"); // the later clips pulled left by 1 s
     EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 12.0);
-    act(f.clips().front(), "Eliminar"); // a gap over the clip's range
-    EXPECT_FALSE(f.studio.project().segment(0.5).has_value());
 
     // While busy every item of both menus is off.
     f.studio.busy = true;
