@@ -96,7 +96,10 @@ TEST(TapeDeck, reelsCarryOnFromTheLastTickWithTheTransportsSpeed)
     f.studio.project = oneHourTake();
     f.studio.reelAngle = 100;
     f.studio.rightReelAngle = -40;
-    f.studio.previousReelTick = f.scheduler.now() - 0.05;
+    const double tick = f.scheduler.now() - 0.05;
+    f.studio.previousReelTick = tick;
+    // 0.05 s as the clock's own subtraction gives it back (its time may be large).
+    const double since = f.scheduler.now() - tick;
     const auto speeds = ReelPhysics::angularSpeeds(0, 3600);
     // Standing still, playing, rewinding: the stored angles carried on by 0, 1 and −8 times the
     // tape's speed since the tick.
@@ -105,8 +108,8 @@ TEST(TapeDeck, reelsCarryOnFromTheLastTickWithTheTransportsSpeed)
         f.studio.playing = playing;
         f.studio.shuttleDirection = shuttle;
         const auto [left, right] = f.deck.reelAngles();
-        EXPECT_NEAR(left, 100 - factor * 0.05 * speeds.supply, 1e-6) << factor;
-        EXPECT_NEAR(right, -40 - factor * 0.05 * speeds.takeup, 1e-6) << factor;
+        EXPECT_NEAR(left, 100 - factor * since * speeds.supply, 1e-6) << factor;
+        EXPECT_NEAR(right, -40 - factor * since * speeds.takeup, 1e-6) << factor;
     }
     // A stalled frame long after the last tick carries them on two tenths of a second at most.
     f.studio.shuttleDirection = 0;
