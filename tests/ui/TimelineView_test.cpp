@@ -1,5 +1,6 @@
 #include "ui/TimelineView.hpp"
 
+#include "ui/ContentView.hpp"
 #include "ui/TimelineRuler.hpp"
 #include "ui/TrackHeader.hpp"
 #include "ui/WaveTrack.hpp"
@@ -32,7 +33,7 @@ struct Timeline : testing::WindowStudio {
 
 } // namespace
 
-TEST(TimelineView, contentWidthCoversTheProgrammeAMinuteMoreAndThirtySecondsPastTheHead)
+TEST(TimelineView, contentCoversTheProgrammeAMinuteMoreAndThirtySecondsPastTheHeadWhichATakeFollows)
 {
     Timeline f;
     // Empty project: two minutes at the zoom.
@@ -58,18 +59,15 @@ TEST(TimelineView, contentWidthCoversTheProgrammeAMinuteMoreAndThirtySecondsPast
           {&f.view.musicHeader(), &f.view.musicLane()}})
         EXPECT_EQ(std::pair(header->mapTo(&f.view, QPoint()).y(), header->height()),
                   std::pair(lane->mapTo(&f.view, QPoint()).y(), lane->height()));
-}
 
-TEST(TimelineView, duringATakeTheViewKeepsTheRecordHeadAtItsTrailingEdge)
-{
-    Timeline f({clipAt(0, 30)});
+    // During a take the view keeps the record head at its trailing edge.
     f.studio.zoom = 100.0;
     const int visible = f.view.scrollArea().viewport()->width();
     ASSERT_GT(visible, 100);
-    f.studio.position = 30.0;
+    f.studio.position = 100.0;
     ASSERT_TRUE(f.startTake());
     ASSERT_TRUE(f.recordUntil(2.0));
-    // Record head at 32 s = 3200 points: the content reaches 30 s past it.
+    // The content reaches 30 s past the record head.
     EXPECT_GE(f.contentWidth(), static_cast<int>((f.studio.position() + 30) * 100) - 1);
     const int head = f.view.recordHead().x();
     EXPECT_NEAR(head, f.studio.position() * 100, 1);
@@ -128,6 +126,33 @@ TEST(TimelineRuler, dragOnTheRulerSeeksUnlessATakeOrALongOperationRuns)
             ink = ink || qGray(image.pixel(x, y)) > 100;
     EXPECT_TRUE(ink);
     EXPECT_EQ(ruler.visibleLabels().front(), 0);
+}
+
+TEST(ContentView, anOpenProjectLeftIdlePaintsNothingForTwoSeconds)
+{
+    testing::WindowStudio f;
+    ContentView view{f.studio, f.scheduler};
+    view.resize(1280, 680);
+    view.show();
+    f.openProgramme();
+    // Let the window finish its first paints and any deferred layout.
+    for (int i = 0; i < 5; ++i) {
+        f.scheduler.advance(0.1);
+        QCoreApplication::processEvents();
+    }
+    testing::PaintRecorder counter;
+    qApp->installEventFilter(&counter);
+    for (int tick = 0; tick < 20; ++tick) {
+        f.scheduler.advance(0.1);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(counter.widgets.isEmpty()) << counter.widgets.join(", ").toStdString();
+
+    // The counter proves it counts: a moved play head repaints the views that show it.
+    f.studio.position = 9.0;
+    QCoreApplication::processEvents();
+    qApp->removeEventFilter(&counter);
+    EXPECT_FALSE(counter.widgets.isEmpty());
 }
 
 } // namespace tw
