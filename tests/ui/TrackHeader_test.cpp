@@ -19,7 +19,7 @@ struct Headers : testing::WindowStudio {
     TrackHeader music{studio, TrackHeader::Kind::music};
 };
 
-TEST(TrackHeader, muteSilencesAndRestoresFullVoiceButTheBedLevelForMusic)
+TEST(TrackHeader, muteRestoresFullVoiceOrTheBedLevelAndASliderDragIsOneStepSavedAtItsEnd)
 {
     Headers f({clipAt(0, 5)});
     f.studio.project.mutate([](PodcastProject& p) {
@@ -47,30 +47,26 @@ TEST(TrackHeader, muteSilencesAndRestoresFullVoiceButTheBedLevelForMusic)
     }
     EXPECT_EQ(icon(), speaking);
     EXPECT_EQ(f.studio.undoStack->size(), 4u);
-}
 
-TEST(TrackHeader, volumeSliderDragIsOneUndoStepHeardLiveAndSavedAtTheEnd)
-{
-    Headers f({clipAt(0, 5)});
+    // A slider drag is one undo step, heard live and saved at its end.
     QSlider& slider = f.voice.volumeSlider();
-    EXPECT_EQ(slider.value(), 100);
-    slider.setSliderDown(true); // the drag begins
+    slider.setSliderDown(true);
     for (int value : {90, 75, 42})
         slider.setValue(value);
     EXPECT_FLOAT_EQ(f.studio.project->voiceVolume, 0.42f);
     EXPECT_EQ(f.voice.percentage().text(), "42");
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    slider.setSliderDown(false); // the drag ends
+    EXPECT_EQ(f.studio.undoStack->size(), 5u);
+    slider.setSliderDown(false);
     f.settle();
     EXPECT_FLOAT_EQ(testing::readProject(f.folder).voiceVolume, 0.42f);
 
     // The document's volume moves the slider without an edit of its own.
     f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.5f; });
     EXPECT_EQ(f.music.volumeSlider().value(), 50);
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    EXPECT_EQ(f.studio.undoStack->size(), 5u);
 }
 
-TEST(TrackHeader, captionsCountClipsAndNoticeMusicFromTheVoiceSource)
+TEST(TrackHeader, captionsCountClipsAndMusicButtonsOpenTheEditorAndFollowTakeAndBusy)
 {
     Headers f({clipAt(0, 5), clipAt(5, 5, "Media/voice-B.caf")});
     f.voice.show();
@@ -87,12 +83,7 @@ TEST(TrackHeader, captionsCountClipsAndNoticeMusicFromTheVoiceSource)
     f.studio.position = 2.0;
     f.studio.splitClip();
     EXPECT_EQ(f.voice.caption().text(), "3 clips · Original intacto");
-}
 
-TEST(TrackHeader, musicButtonsLoadOpenTheEditorAndFollowTakeAndBusy)
-{
-    Headers f({clipAt(0, 5)});
-    f.music.show();
     ASSERT_TRUE(f.music.loadButton() && f.music.settingsButton() && f.music.autoFadesButton());
     EXPECT_FALSE(f.voice.loadButton());
     EXPECT_EQ(f.music.autoFadesButton()->text(), "Auto fades · 5s / 10s");
