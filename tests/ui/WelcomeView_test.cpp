@@ -32,7 +32,7 @@ struct Sheet : testing::UiFirst, testing::StudioFixture {
     }
 };
 
-TEST(WelcomeView, offersTheRecentProjectOnlyWhileItHoldsADocumentAndContinuesIt)
+TEST(WelcomeView, offersAnExistingRecentProjectClosesOnceOneIsOpenAndLikeCerrarOrEscape)
 {
     Sheet f;
     // A remembered folder that no longer holds a project counts as none.
@@ -43,27 +43,6 @@ TEST(WelcomeView, offersTheRecentProjectOnlyWhileItHoldsADocumentAndContinuesIt)
     EXPECT_TRUE(view.openButton().isVisible() && view.newButton().isVisible());
     EXPECT_FALSE(f.showsText("Continuar el último proyecto"));
     testing::saveScreenshot(view, "welcome");
-
-    testing::writeProject(f.folder, PodcastProject{});
-    f.show(f.folder);
-    ASSERT_TRUE(view.continueButton().isVisible());
-    EXPECT_EQ(view.recentName(), "Programa");
-    EXPECT_TRUE(f.showsText("Continuar el último proyecto"));
-    EXPECT_TRUE(view.openButton().isVisible() && view.newButton().isVisible());
-    testing::saveScreenshot(view, "welcome-recent");
-
-    QTest::mouseClick(&view.continueButton(), Qt::LeftButton);
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.folder(), f.folder);
-    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
-    EXPECT_EQ(f.host.openRequests, 0);
-}
-
-TEST(WelcomeView, openAndCreateAskTheHostStayWhenCancelledAndCloseLikeCerrarOrEscape)
-{
-    Sheet f;
-    f.show();
-    WelcomeView& view = *f.view;
     const PodcastProject before = f.studio.project();
 
     // Cerrar, Escape and the window's own close button close it alike: the user is left with
@@ -101,13 +80,28 @@ TEST(WelcomeView, openAndCreateAskTheHostStayWhenCancelledAndCloseLikeCerrarOrEs
     f.settle();
     EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
 
-    // Shown again later (the recent project now exists), opening a saved project closes it.
+    // Shown again later, opening a saved project closes it.
+    const auto other = f.temp / "Otro.podcastproject";
+    testing::writeProject(other, PodcastProject{});
     f.show();
-    EXPECT_TRUE(view.continueButton().isVisible());
-    f.host.openAnswers.push_back(f.folder);
+    f.host.openAnswers.push_back(other);
     QTest::mouseClick(&view.openButton(), Qt::LeftButton);
     ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), other);
     EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+
+    // The recent project that exists is offered, and continuing it opens it without a dialog.
+    const int asked = f.host.openRequests;
+    f.show(f.folder);
+    ASSERT_TRUE(view.continueButton().isVisible());
+    EXPECT_EQ(view.recentName(), "Programa");
+    EXPECT_TRUE(f.showsText("Continuar el último proyecto"));
+    testing::saveScreenshot(view, "welcome-recent");
+    QTest::mouseClick(&view.continueButton(), Qt::LeftButton);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    EXPECT_EQ(f.host.openRequests, asked);
 }
 
 } // namespace
