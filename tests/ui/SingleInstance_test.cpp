@@ -32,19 +32,14 @@ bool launch(const QString& name, const std::optional<QString>& path)
     return handedOver.get();
 }
 
-// A meeting point no other test or running studio uses.
-QString uniqueServerName(const TempFolder& temp)
-{
-    return QString::fromStdString((temp / "instance.socket").string());
-}
-
 TEST(SingleInstance, aLaunchTakesOverAFreeDeadOrHungSocketAndLaterLaunchesHandItTheirPaths)
 {
     testing::uiApplication();
     for (const char* left : {"none", "dead", "hung"}) {
         SCOPED_TRACE(left);
         TempFolder temp;
-        const QString name = uniqueServerName(temp);
+        // A meeting point no other test or running studio uses.
+        const QString name = QString::fromStdString((temp / "instance.socket").string());
         // A socket file nobody listens on, as a killed instance leaves it; or one whose instance
         // hangs: the system accepts connections and bytes for it, and nobody ever answers.
         const bool none = std::string(left) == "none", hung = std::string(left) == "hung";

@@ -29,20 +29,17 @@ TEST(TrackHeader, muteRestoresFullVoiceOrTheBedLevelAndASliderDragIsOneStepSaved
     const auto icon = [&] { return f.voice.muteButton().icon().pixmap(14, 14).toImage(); };
     const QImage speaking = icon();
     // Not back to the 0.6 and 0.8 from before, but to full voice and the bed's level.
-    for (auto [header, restored, shown] :
-         {std::tuple{&f.voice, 1.0f, "100"}, {&f.music, 0.35f, "35"}}) {
-        const auto volume = [&] {
-            return header == &f.voice ? f.studio.project->voiceVolume
-                                      : f.studio.project->musicVolume;
-        };
+    for (auto [header, volume, restored, shown] :
+         {std::tuple{&f.voice, &PodcastProject::voiceVolume, 1.0f, "100"},
+          {&f.music, &PodcastProject::musicVolume, 0.35f, "35"}}) {
         header->muteButton().click();
-        EXPECT_EQ(volume(), 0.0f);
+        EXPECT_EQ(f.studio.project().*volume, 0.0f);
         EXPECT_EQ(header->percentage().text(), "0");
         if (header == &f.voice) {
             EXPECT_NE(icon(), speaking);
         }
         header->muteButton().click();
-        EXPECT_EQ(volume(), restored);
+        EXPECT_EQ(f.studio.project().*volume, restored);
         EXPECT_EQ(header->percentage().text(), shown);
     }
     EXPECT_EQ(icon(), speaking);
