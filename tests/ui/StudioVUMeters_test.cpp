@@ -16,7 +16,7 @@
 
 namespace tw {
 
-TEST(AnalogVU, theNeedleFollowsTheVUScaleBetweenItsStopsOnTheFacesGeometry)
+TEST(StudioVUMeters, needlesFollowTheVUScaleAndTheStudioLevelsAndThePeakLampItsWarning)
 {
     // The linear level of a VU reading (0 VU = −18 dBFS).
     const auto atVU = [](double vu) { return std::pow(10.0, (vu - 18.0) / 20.0); };
@@ -39,10 +39,7 @@ TEST(AnalogVU, theNeedleFollowsTheVUScaleBetweenItsStopsOnTheFacesGeometry)
     EXPECT_EQ(wide.pivot, QPointF(100, 78));
     EXPECT_DOUBLE_EQ(wide.radius, 68);
     EXPECT_DOUBLE_EQ(vuGeometry(QSizeF(100, 90)).radius, 43);
-}
 
-TEST(StudioVUMeters, needlesFollowTheStudioLevelsAndThePeakLampItsWarning)
-{
     testing::uiApplication();
     testing::StudioFixture fixture;
     StudioVUMeters meters(fixture.studio);

@@ -85,7 +85,7 @@ TEST(TimelineView, contentCoversTheProgrammeAMinuteMoreAndThirtySecondsPastTheHe
     EXPECT_EQ(f.bar().value(), 0);
 }
 
-TEST(TimelineRuler, labelStepsFollowTheZoomAndLabelsCoverTheVisiblePartOnly)
+TEST(TimelineRuler, labelsFollowTheZoomCoverTheVisiblePartAndADragSeeksUnlessBusy)
 {
     for (auto [zoom, step] :
          {std::pair{2.0, 60}, {9.99, 60}, {10.0, 10}, {39.9, 10}, {40.0, 5}, {99.9, 5}, {100.0, 1}})
@@ -100,10 +100,8 @@ TEST(TimelineRuler, labelStepsFollowTheZoomAndLabelsCoverTheVisiblePartOnly)
     // Far zoomed out: minutes.
     EXPECT_EQ(rulerLabels(0, 1000, 2, 3600, 0).front(), 0);
     EXPECT_EQ(rulerLabels(0, 1000, 2, 3600, 0)[1], 60);
-}
 
-TEST(TimelineRuler, dragOnTheRulerSeeksUnlessATakeOrALongOperationRuns)
-{
+    // A drag on the ruler seeks, unless a take or a long operation runs.
     Timeline f({clipAt(0, 60)});
     TimelineRuler& ruler = f.view.ruler();
     sendMouse(ruler, QEvent::MouseButtonPress, {300, 10});
