@@ -42,9 +42,9 @@ struct Row : testing::WindowStudio {
     }
 };
 
-TEST(ControlRow, inputPickerLevelBarAndZoomSliderFollowAndDriveTheStudio)
+TEST(ControlRow, pickerLevelBarZoomAndEditButtonsDriveTheStudioAndFollowTakeBusyAndTheHead)
 {
-    Row f;
+    Row f({clipAt(0, 10), clipAt(10, 10, "Media/voice-B.caf")});
     QComboBox& picker = f.row.inputPicker();
     EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Micrófono USB",
                                            "Auriculares con micrófono"}));
@@ -119,11 +119,7 @@ TEST(ControlRow, inputPickerLevelBarAndZoomSliderFollowAndDriveTheStudio)
     EXPECT_EQ(readProject(f.folder).timelineZoom, 120.0);
     f.studio.zoom = 7.0;
     EXPECT_EQ(slider.value(), 7);
-}
 
-TEST(ControlRow, editButtonsAreOneUndoStepEachFollowSelectionTakeBusyAndTheHeadAndListenPlays)
-{
-    Row f({clipAt(0, 10), clipAt(10, 10, "Media/voice-B.caf")});
     // Each button changes the document as one undo step.
     f.studio.position = 5.0;
     f.row.splitButton().click();

@@ -19,9 +19,9 @@ struct Headers : testing::WindowStudio {
     TrackHeader music{studio, TrackHeader::Kind::music};
 };
 
-TEST(TrackHeader, muteRestoresFullVoiceOrTheBedLevelAndASliderDragIsOneStepSavedAtItsEnd)
+TEST(TrackHeader, muteVolumeCaptionsAndMusicButtonsDriveTheStudioAndFollowTakeAndBusy)
 {
-    Headers f({clipAt(0, 5)});
+    Headers f({clipAt(0, 5), clipAt(5, 5, "Media/voice-B.caf")});
     f.studio.project.mutate([](PodcastProject& p) {
         p.voiceVolume = 0.6f;
         p.musicVolume = 0.8f;
@@ -61,11 +61,8 @@ TEST(TrackHeader, muteRestoresFullVoiceOrTheBedLevelAndASliderDragIsOneStepSaved
     f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.5f; });
     EXPECT_EQ(f.music.volumeSlider().value(), 50);
     EXPECT_EQ(f.studio.undoStack->size(), 5u);
-}
 
-TEST(TrackHeader, captionsCountClipsAndMusicButtonsOpenTheEditorAndFollowTakeAndBusy)
-{
-    Headers f({clipAt(0, 5), clipAt(5, 5, "Media/voice-B.caf")});
+    // The captions count the clips and notice music from the voice's source.
     f.voice.show();
     f.music.show();
     EXPECT_EQ(f.voice.caption().text(), "2 clips · Original intacto");
