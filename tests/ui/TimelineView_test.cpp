@@ -19,7 +19,6 @@ using testing::clipAt;
 using testing::sendMouse;
 
 struct Timeline : testing::WindowStudio {
-    using WindowStudio::WindowStudio;
     TimelineView view{studio};
     Timeline(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips))
     {

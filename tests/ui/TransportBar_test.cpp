@@ -35,7 +35,7 @@ struct Bar : testing::WindowStudio {
     }
 };
 
-TEST(TransportBar, enablingLitKeysAndThePauseLabelFollowEmptyProjectBusyCountInAndTake)
+TEST(TransportBar, keysFollowEmptyProjectBusyCountInAndTakeAndMoveThePlayHeadAndStartTheTake)
 {
     Bar f;
     // To start, back, stop, play, pause, record, forward, to end.
@@ -97,11 +97,9 @@ TEST(TransportBar, enablingLitKeysAndThePauseLabelFollowEmptyProjectBusyCountInA
     EXPECT_FALSE(f.studio.recording());
     ASSERT_TRUE(f.waitIdle());
     EXPECT_EQ(f.clips().size(), 3u);
-}
 
-TEST(TransportBar, clicksMoveThePlayHeadAndStartTheTake)
-{
-    Bar f({clipAt(0, 40)});
+    // The keys move the play head, wind the reels that way and start the take.
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 40)}; });
     f.studio.position = 20.0;
     for (auto [symbol, position, shuttle] : {std::tuple{"gobackward.5", 15.0, -1},
                                              {"goforward.5", 20.0, 1},
