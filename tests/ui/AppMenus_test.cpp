@@ -105,28 +105,6 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     EXPECT_TRUE(menus->saveCopy().isEnabled());
 }
 
-TEST_F(AppMenusTest, spaceWhileRecordingPausesTheTakeInsteadOfPlaying)
-{
-    startProject();
-    // A microphone at a real one's pace, so the take is still running when it is resumed.
-    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
-    f.inputOptions.length = 48000 * 30;
-    press(Qt::Key_R);
-    f.scheduler.advance(3.0);
-    ASSERT_TRUE(f.studio.recording());
-
-    press(Qt::Key_Space);
-    EXPECT_TRUE(f.studio.recordingPaused());
-    EXPECT_TRUE(f.studio.recording());
-    EXPECT_FALSE(f.studio.playing());
-    press(Qt::Key_Space);
-    EXPECT_FALSE(f.studio.recordingPaused());
-    EXPECT_TRUE(f.studio.recording());
-    press(Qt::Key_R);
-    EXPECT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.recording());
-}
-
 TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
 {
     ASSERT_TRUE(f.openTone(20));
@@ -205,34 +183,7 @@ TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProjectAsAnUnd
     f.studio.busy = false;
 }
 
-TEST_F(AppMenusTest, aDisabledItemIgnoresItsKey)
-{
-    f.studio.busy = true;
-    press(Qt::Key_N, Qt::ControlModifier);
-    press(Qt::Key_O, Qt::ControlModifier);
-    press(Qt::Key_I, Qt::ControlModifier);
-    press(Qt::Key_R);
-    EXPECT_EQ(f.host.newProjectRequests, 0);
-    EXPECT_EQ(f.host.openRequests, 0);
-    EXPECT_EQ(f.host.audioFileRequests, 0);
-    EXPECT_FALSE(f.studio.countdown());
-
-    f.studio.busy = false;
-    press(Qt::Key_N, Qt::ControlModifier);
-    press(Qt::Key_O, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 1);
-    EXPECT_EQ(f.host.openRequests, 1);
-
-    // Saving is never disabled: without a folder it asks for one even while busy.
-    f.studio.busy = true;
-    press(Qt::Key_S, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 1); // newProject itself refuses while busy
-    f.studio.busy = false;
-    press(Qt::Key_S, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 2);
-}
-
-TEST_F(AppMenusTest, keysTypedIntoATextFieldStayText)
+TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
 {
     startProject();
     f.studio.selection = TimeRange{0, 1};
@@ -247,11 +198,27 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayText)
     EXPECT_TRUE(f.studio.selection());
     EXPECT_TRUE(f.studio.undoStack->empty());
 
-    // The same key anywhere else in the window is the command.
+    // The same key anywhere else in the window is the command; R again cancels the count-in.
     press(Qt::Key_R);
     EXPECT_EQ(f.studio.countdown(), 3);
     press(Qt::Key_R);
     EXPECT_FALSE(f.studio.countdown());
+
+    // During a take (a microphone at a real one's pace, so that it still runs when resumed)
+    // Space pauses and resumes it instead of playing.
+    f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
+    f.inputOptions.length = 48000 * 30;
+    press(Qt::Key_R);
+    f.scheduler.advance(3.0);
+    ASSERT_TRUE(f.studio.recording());
+    for (bool paused : {true, false}) {
+        press(Qt::Key_Space);
+        EXPECT_EQ(f.studio.recordingPaused(), paused);
+        EXPECT_TRUE(f.studio.recording() && !f.studio.playing());
+    }
+    press(Qt::Key_R);
+    EXPECT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.recording());
 }
 
 } // namespace

@@ -74,7 +74,7 @@ TEST(ChapterFlags, flagsFollowTheChaptersAndTheirGesturesEditThemOnlyWhileIdle)
         f.send(f.flag(0), QEvent::MouseMove, 225);
         EXPECT_EQ(f.flag(0).x(), 120) << "the flag stays put";
         f.send(f.flag(0), QEvent::MouseButtonRelease, 225);
-        QTest::mouseDClick(&f.flag(0), Qt::LeftButton, {}, QPoint(4, 8));
+        testing::doubleClick(&f.flag(0), {4, 8});
         EXPECT_FALSE(editor.isVisible());
         std::unique_ptr<QMenu> menu(makeChapterMenu(
             studio, before.chapters[0], [] {}, nullptr));
@@ -106,14 +106,14 @@ TEST(ChapterFlags, flagsFollowTheChaptersAndTheirGesturesEditThemOnlyWhileIdle)
     EXPECT_EQ(studio.project->chapters[0].time, 30.0);
 
     // A double-click edits the title in place: Return keeps it, Escape drops it.
-    QTest::mouseDClick(&f.flag(0), Qt::LeftButton, {}, QPoint(4, 8));
+    testing::doubleClick(&f.flag(0), {4, 8});
     ASSERT_TRUE(editor.isVisible());
     EXPECT_EQ(editor.text(), "Capítulo 2");
     QTest::keyClicks(&editor, QStringLiteral("  Entrevista "));
     QTest::keyClick(&editor, Qt::Key_Return);
     EXPECT_FALSE(editor.isVisible());
     EXPECT_EQ(studio.project->chapters[0].title, "Entrevista");
-    QTest::mouseDClick(&f.flag(0), Qt::LeftButton, {}, QPoint(4, 8));
+    testing::doubleClick(&f.flag(0), {4, 8});
     QTest::keyClicks(&editor, QStringLiteral("Otra"));
     QTest::keyClick(&editor, Qt::Key_Escape);
     EXPECT_FALSE(editor.isVisible());
@@ -139,7 +139,7 @@ TEST(ChapterFlags, aRulerDestroyedWhileATitleIsTypedWritesNothing)
     ruler->show();
     QApplication::setActiveWindow(ruler.get());
     ChapterFlags& layer = *ruler->findChild<ChapterFlags*>();
-    QTest::mouseDClick(layer.flags().at(0), Qt::LeftButton, {}, QPoint(4, 8));
+    testing::doubleClick(layer.flags().at(0), {4, 8});
     QTest::keyClicks(&layer.editor(), QStringLiteral("Medio"));
     ASSERT_TRUE(layer.editor().hasFocus());
     ruler.reset();

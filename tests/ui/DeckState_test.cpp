@@ -83,29 +83,4 @@ TEST(DeckState, theNeedleSpansNinetyDegreesOverHalfScale)
         EXPECT_DOUBLE_EQ(deckNeedleRotation(level), rotation) << level;
 }
 
-TEST(DeckState, rewindingTurnsTheReelsEightTimesAsFastTheOtherWayAndAPauseMovesThemLittle)
-{
-    DeckTransport playing;
-    playing.playing = true;
-    DeckTransport rewinding = playing;
-    rewinding.shuttleDirection = -1;
-    const double dt = reelFrameDelta(10.05, 10.0);
-    const double forward = reelDrawAngle(30, reelSpeedFactor(playing), dt, 85) - 30;
-    const double backward = reelDrawAngle(30, reelSpeedFactor(rewinding), dt, 85) - 30;
-    EXPECT_LT(forward, 0);
-    EXPECT_NEAR(backward, -8 * forward, 1e-9);
-
-    DeckTransport recording;
-    recording.recording = true;
-    EXPECT_EQ(reelSpeedFactor(recording), 1);
-    recording.recordingPaused = true;
-    EXPECT_EQ(reelSpeedFactor(recording), 0);
-    EXPECT_EQ(reelSpeedFactor(DeckTransport{}), 0);
-
-    // A long drawing pause moves the reels at most two tenths of a second.
-    EXPECT_DOUBLE_EQ(reelFrameDelta(15.0, 10.0), 0.2);
-    EXPECT_DOUBLE_EQ(reelFrameDelta(9.0, 10.0), 0.0);
-    EXPECT_DOUBLE_EQ(reelDrawAngle(0, 1, reelFrameDelta(15.0, 10.0), 100), -20);
-}
-
 } // namespace tw

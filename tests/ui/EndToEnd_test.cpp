@@ -1,15 +1,11 @@
-// The whole road of a programme through the application's window, on fakes: a new project from
-// the welcome sheet, a take from the simulated microphone with the record key, playback with the
-// space key, the voice treatment switched on in its panel, and an M4A export with its shortcut.
+// The whole road of a programme through the application's window, on fakes: a new project with
+// its shortcut, a take from the simulated microphone with the record key, playback with the
+// space key, and an M4A export with its shortcut.
 #include "audio/AudioFileReader.hpp"
 #include "support/AudioFiles.hpp"
 #include "ui/MainWindow.hpp"
-#include "ui/WelcomeView.hpp"
 #include "ui/WindowStudio.hpp"
 
-#include <QAbstractButton>
-#include <QCheckBox>
-#include <QPushButton>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -19,16 +15,6 @@ namespace {
 
 using testing::AppFixture;
 
-// The window's button or switch whose label or help is text.
-QAbstractButton* findButton(QWidget& window, const QString& text)
-{
-    for (QAbstractButton* button : window.findChildren<QAbstractButton*>())
-        if (button->isVisible() && (button->text() == text || button->accessibleName() == text ||
-                                    button->toolTip() == text))
-            return button;
-    return nullptr;
-}
-
 double rms(const std::vector<float>& samples)
 {
     double sum = 0;
@@ -37,25 +23,21 @@ double rms(const std::vector<float>& samples)
     return samples.empty() ? 0 : std::sqrt(sum / samples.size());
 }
 
-TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
+TEST(EndToEnd, newProjectRecordPlayAndExportThroughTheWindow)
 {
     AppFixture f;
     MainWindow& window = f.app.window();
+    f.studio.showWelcome = false;
     window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-
-    // The welcome sheet creates the project and closes.
-    WelcomeView& sheet = window.welcome();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.isVisible(); }));
-    const auto folder = f.temp / "Programa.podcastproject";
-    f.host.newProjectAnswers.push_back(folder);
-    QTest::mouseClick(&sheet.newButton(), Qt::LeftButton);
-    ASSERT_EQ(f.studio.folder(), folder);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !sheet.isVisible(); }));
     window.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
 
-    // R counts in and records; R again ends the take, which becomes the one clip.
+    // Ctrl+N creates the project; R counts in and records; R again ends the take, which becomes
+    // the one clip.
+    const auto folder = f.temp / "Programa.podcastproject";
+    f.host.newProjectAnswers.push_back(folder);
+    QTest::keyClick(&window, Qt::Key_N, Qt::ControlModifier);
+    ASSERT_EQ(f.studio.folder(), folder);
     QTest::keyClick(&window, Qt::Key_R);
     ASSERT_EQ(f.studio.countdown(), 3);
     f.scheduler.advance(3.0);
@@ -70,10 +52,8 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
     const double take = f.studio.project->voiceDuration();
     EXPECT_GE(take, 1.0);
 
-    // Back to the start with the transport key, then Space plays half a second and pauses.
-    QAbstractButton* start = findButton(window, QStringLiteral("Volver al inicio"));
-    ASSERT_TRUE(start);
-    QTest::mouseClick(start, Qt::LeftButton);
+    // Home goes back to the start, then Space plays half a second and pauses.
+    QTest::keyClick(&window, Qt::Key_Home);
     EXPECT_DOUBLE_EQ(f.studio.position(), 0.0);
     QTest::keyClick(&window, Qt::Key_Space);
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.playing() && !f.studio.busy(); }))
@@ -86,16 +66,7 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
     QTest::keyClick(&window, Qt::Key_Space);
     EXPECT_FALSE(f.studio.playing());
 
-    // The voice treatment is switched on in its panel: one undo step, stored in the document.
-    const std::size_t steps = f.studio.undoStack->size();
-    QAbstractButton* enhance = findButton(window, QStringLiteral("Mejorar voz"));
-    ASSERT_TRUE(enhance);
-    QTest::mouseClick(enhance, Qt::LeftButton);
-    ASSERT_TRUE(f.studio.project->treatment);
-    EXPECT_TRUE(f.studio.project->treatment->enhance);
-    EXPECT_EQ(f.studio.undoStack->size(), steps + 1);
-
-    // Ctrl+E exports the audible programme through the treatment.
+    // Ctrl+E exports the audible programme.
     const auto destination = f.temp / "Programa.m4a";
     f.host.exportAnswers.push_back(destination);
     QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
@@ -107,7 +78,6 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
               0u)
         << f.studio.message().value_or("");
     ASSERT_TRUE(std::filesystem::exists(destination));
-    EXPECT_GT(testing::countFiles(folder / ".Render", ""), 0);
     auto reader = AudioFileReader::open(destination);
     ASSERT_TRUE(reader) << reader.error().description;
     const double seconds = double(reader.value()->length()) / reader.value()->sampleRate();
@@ -115,12 +85,9 @@ TEST(EndToEnd, newProjectRecordPlayTreatAndExportThroughTheWindow)
     EXPECT_LT(seconds, take + 1.0);
     EXPECT_GT(rms(testfiles::decodeWithFfmpeg(destination)), 0.05);
 
-    // The document on disk holds the take and the treatment.
+    // The document on disk holds the take.
     f.studio.flushSaves();
-    const PodcastProject saved = testing::readProject(folder);
-    EXPECT_EQ(saved.resolvedSegments().size(), 1u);
-    ASSERT_TRUE(saved.treatment);
-    EXPECT_TRUE(saved.treatment->enhance);
+    EXPECT_EQ(testing::readProject(folder).resolvedSegments().size(), 1u);
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 #include "ui/ResponseCurve.hpp"
 #include "ui/StudioPanel.hpp"
 #include "ui/WindowStudio.hpp"
-#include "voice/VoiceDSP.hpp"
 
 #include <QApplication>
 #include <QTest>
@@ -50,47 +49,30 @@ void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
 
 } // namespace
 
+// The filters are the voice layer's to check; here where the curve lies on its plot: flat at
+// 43 % of the height, a boost's peak at its band on the ceiling, cuts held on the floor at 80 %.
 TEST(ResponseCurve, flatChainsLieAt43PercentAndABoostPeaksAtItsBand)
 {
     const QSizeF size(400, 100);
-    // No sections, and sections that are all unity gain, draw the same straight line.
-    const std::vector<QPointF> flat = ResponseCurve::points(VoiceTreatment{}, size);
-    ASSERT_EQ(flat.size(), 181u);
-    for (const QPointF& point : flat)
+    for (const QPointF& point : ResponseCurve::points(VoiceTreatment{}, size))
         EXPECT_NEAR(point.y(), 100 * (0.25 + 0.55 * (1 - 24.0 / 36)), 1e-9);
-    const std::vector<Biquad> unity(3);
-    for (int i = 0; i < 181; i += 20)
-        EXPECT_NEAR(responseDecibels(unity, ResponseCurve::frequencyAt(i), 48000), 0.0, 1e-12);
-    VoiceTreatment zeros;
-    zeros.eqBands = std::vector<double>(10, 0.0);
-    EXPECT_EQ(ResponseCurve::points(zeros, size), flat);
-
-    // +12 dB at 1 kHz: the response reaches 12 dB there, and the line its ceiling.
-    VoiceTreatment boost;
+    VoiceTreatment boost, cut;
     boost.eqBands = std::vector<double>{0, 0, 0, 0, 0, 12, 0, 0, 0, 0};
-    const std::vector<Biquad> sections = VoiceDSP::eqFilters(boost, 48000);
-    EXPECT_NEAR(responseDecibels(sections, 1000, 48000), 12.0, 1e-6);
-    EXPECT_NEAR(responseDecibels(sections, 31.5, 48000), 0.0, 0.2);
     const std::vector<QPointF> peaked = ResponseCurve::points(boost, size);
     const auto highest = std::min_element(peaked.begin(), peaked.end(),
                                           [](QPointF a, QPointF b) { return a.y() < b.y(); });
     EXPECT_NEAR(ResponseCurve::frequencyAt(int(highest - peaked.begin())), 1000.0, 40.0);
     EXPECT_NEAR(highest->y(), 25.0, 0.5);
-    EXPECT_NEAR(peaked.front().y(), flat.front().y(), 1.0);
-
-    // Every band cut by 12 dB: the sum goes below −24 dB, which is drawn at 80 %.
-    VoiceTreatment cut;
     cut.eqBands = std::vector<double>(10, -12.0);
     const std::vector<QPointF> low = ResponseCurve::points(cut, size);
-    int floored = 0;
-    for (const QPointF& point : low) {
-        EXPECT_LE(point.y(), 80.0 + 1e-9);
-        floored += point.y() == 80.0;
-    }
-    EXPECT_GT(floored, 10);
+    EXPECT_GT(std::count_if(low.begin(), low.end(), [](QPointF p) { return p.y() == 80.0; }), 10);
+    EXPECT_LE(
+        std::max_element(low.begin(), low.end(), [](QPointF a, QPointF b) { return a.y() < b.y(); })
+            ->y(),
+        80.0);
 }
 
-TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndEvenMarks)
+TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndEvenMarksAndWaitWhileBusy)
 {
     Panel f;
     EqualizerPanel& panel = f.panel;
@@ -109,6 +91,19 @@ TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndEvenMarks)
     EXPECT_NEAR(ticks[3], flat.handleRect().center().y(), 1);
     EXPECT_EQ(panel.band(2).slider().tickCentres(), ticks);
     EXPECT_EQ(panel.curve().treatment(), f.studio.treatment());
+
+    // While busy or recording neither keys nor drags reach the treatment.
+    for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
+        *blocker = true;
+        EXPECT_FALSE(f.panel.isEnabled());
+        const PodcastProject before = f.studio.project();
+        QTest::keyClick(&f.panel.band(4).slider(), Qt::Key_Up);
+        dragHandle(f.panel.band(4).slider(), {-10, -20});
+        EXPECT_EQ(f.studio.project(), before);
+        EXPECT_EQ(f.steps(), 0u);
+        *blocker = false;
+        EXPECT_TRUE(f.panel.isEnabled());
+    }
 }
 
 TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBandsAndClearsTheOlderFields)
@@ -166,7 +161,7 @@ TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAn
                       Qt::NoScrollPhase, false);
     QApplication::sendEvent(&slider, &notch);
     EXPECT_EQ(f.gain(4), 1.2);
-    QTest::mouseDClick(&slider, Qt::LeftButton, {}, slider.handleRect().center());
+    testing::doubleClick(&slider, slider.handleRect().center());
     EXPECT_EQ(f.gain(4), 0.0);
     EXPECT_EQ(f.steps(), stepsBefore + 3);
 
@@ -192,23 +187,6 @@ TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAn
         EXPECT_EQ(f.gain(9), gain) << key;
         EXPECT_EQ(f.steps(), stepsBefore + 3 + steps) << key;
         EXPECT_EQ(f.panel.band(9).gainText(), shown);
-    }
-}
-
-TEST(EqualizerPanel, cannotBeTouchedWhileRecordingOrBusy)
-{
-    Panel f;
-    EXPECT_TRUE(f.panel.isEnabled());
-    for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
-        *blocker = true;
-        EXPECT_FALSE(f.panel.isEnabled());
-        const PodcastProject before = f.studio.project();
-        QTest::keyClick(&f.panel.band(4).slider(), Qt::Key_Up);
-        dragHandle(f.panel.band(4).slider(), {-10, -20});
-        EXPECT_EQ(f.studio.project(), before);
-        EXPECT_EQ(f.steps(), 0u);
-        *blocker = false;
-        EXPECT_TRUE(f.panel.isEnabled());
     }
 }
 

@@ -168,30 +168,6 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
     EXPECT_EQ(editor.field(length).text(), "20");
 }
 
-TEST(MusicEditor, aNegativeValueInAnyRowStoresZeroThenTheFadesKeepTheirOrder)
-{
-    Music f;
-    Studio& studio = f.studio;
-    MusicEditor editor(studio);
-    testing::showActive(editor);
-    // 20 s fragment, fade-in 0…5, fade-out 10…20. A fade-out point set to 0 is held at the
-    // fade-in end or the fade-out start by the order of the fades.
-    const double stored[] = {0, 0, 0, 0, 0, 5, 10};
-    for (int row = 0; row < MusicEditor::rowCount; ++row) {
-        const std::size_t steps = studio.undoStack().size();
-        enter(editor, row, "-5");
-        const PodcastProject& project = studio.project();
-        const std::optional<double> fields[] = {project.musicSourceStart, project.musicLength,
-                                                project.musicOffset,      project.fadeInStart,
-                                                project.fadeInEnd,        project.fadeOutStart,
-                                                project.fadeOutEnd};
-        EXPECT_EQ(fields[row], stored[row]) << MusicEditor::rowLabels[std::size_t(row)];
-        EXPECT_EQ(studio.undoStack().size(), steps + 1);
-        studio.undo();
-        EXPECT_EQ(studio.project().fadeInStart, std::nullopt);
-    }
-}
-
 TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
 {
     Music f;

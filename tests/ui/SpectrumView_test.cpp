@@ -47,8 +47,6 @@ TEST(SpectrumView, barsStandInTheirSlotsWithClampedWidthAndAFloorHeight)
     const std::vector<QRectF> narrow = SpectrumView::barRects(values, QRectF(0, 0, 60, 40));
     EXPECT_DOUBLE_EQ(narrow[3].width(), 1.0);
     EXPECT_DOUBLE_EQ(narrow[3].center().x(), 8.75);
-    // A middling one: slots of 3.5 points hold bars of 1.5 points.
-    EXPECT_DOUBLE_EQ(SpectrumView::barRects(values, QRectF(0, 0, 84, 40))[0].width(), 1.5);
 }
 
 TEST(SpectrumView, repaintsOnlyWhenTheBarsChangeAndDrawsTallerBarsBrighterInThePanel)

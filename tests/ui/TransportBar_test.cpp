@@ -1,7 +1,10 @@
 #include "ui/TransportBar.hpp"
 
+#include "ui/MainToolbar.hpp"
 #include "ui/TransportButtonStyle.hpp"
 #include "ui/WindowStudio.hpp"
+
+#include <QAction>
 
 #include <gtest/gtest.h>
 
@@ -32,7 +35,7 @@ struct Bar : testing::WindowStudio {
     }
 };
 
-TEST(TransportBar, enablingFollowsEmptyProjectBusyCountInAndTake)
+TEST(TransportBar, keysFollowEmptyProjectBusyCountInAndTakeAndMoveThePlayHeadAndStartTheTake)
 {
     Bar f;
     // To start, back, stop, play, pause, record, forward, to end.
@@ -61,11 +64,8 @@ TEST(TransportBar, enablingFollowsEmptyProjectBusyCountInAndTake)
     ASSERT_TRUE(f.finishTake());
     EXPECT_EQ(f.enabled(), "11111111");
     EXPECT_EQ(f.key("record.circle.fill").toolTip(), "Grabar");
-}
 
-TEST(TransportBar, litKeysAndThePauseLabelFollowTheTransport)
-{
-    Bar f({clipAt(0, 8)});
+    // The lit keys and the pause label follow the transport.
     EXPECT_EQ(f.lit(), "0000");
     const QImage idlePlay = f.key("play.fill").icon().pixmap(16, 16).toImage();
     f.studio.playing = true;
@@ -79,6 +79,7 @@ TEST(TransportBar, litKeysAndThePauseLabelFollowTheTransport)
     f.studio.pauseEngaged = false;
 
     // The pause key pauses and resumes the take, saying so.
+    f.studio.position = 0.0;
     ASSERT_TRUE(f.startTake());
     EXPECT_EQ(f.lit(), "0010");
     for (auto [paused, lit, label] :
@@ -95,12 +96,10 @@ TEST(TransportBar, litKeysAndThePauseLabelFollowTheTransport)
     f.key("record.circle.fill").click();
     EXPECT_FALSE(f.studio.recording());
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.clips().size(), 2u);
-}
+    EXPECT_EQ(f.clips().size(), 3u);
 
-TEST(TransportBar, clicksMoveThePlayHeadAndStartTheTake)
-{
-    Bar f({clipAt(0, 40)});
+    // The keys move the play head, wind the reels that way and start the take.
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 40)}; });
     f.studio.position = 20.0;
     for (auto [symbol, position, shuttle] : {std::tuple{"gobackward.5", 15.0, -1},
                                              {"goforward.5", 20.0, 1},
@@ -117,29 +116,50 @@ TEST(TransportBar, clicksMoveThePlayHeadAndStartTheTake)
     EXPECT_TRUE(f.studio.playing());
     f.studio.playing = false;
 
-    // The stop key releases a latched pause and returns to the start.
+    // Pause latches, stop returns to the start, record starts the count-in and stop cancels it
+    // (what each does further is the Studio's).
     f.studio.position = 12.0;
     f.key("pause.fill").click();
     EXPECT_TRUE(f.studio.pauseEngaged());
     f.key("stop.fill").click();
-    EXPECT_FALSE(f.studio.pauseEngaged());
     EXPECT_DOUBLE_EQ(f.studio.position(), 0.0);
-
-    // The record key starts the count-in; stop during it cancels the take.
     f.key("record.circle.fill").click();
     EXPECT_EQ(f.studio.countdown(), 3);
     f.key("stop.fill").click();
     EXPECT_FALSE(f.studio.countdown());
-    f.scheduler.advance(5.0);
-    EXPECT_FALSE(f.studio.recording());
+}
 
-    // Disabled keys do nothing while busy.
-    f.studio.busy = true;
-    f.studio.position = 10.0;
-    f.key("backward.end.fill").click();
-    f.key("goforward.5").click();
-    EXPECT_DOUBLE_EQ(f.studio.position(), 10.0);
-    f.studio.busy = false;
+TEST(MainToolbar, buttonsCallTheirOperationsAndExportNeedsAProgramme)
+{
+    testing::WindowStudio f;
+    MainToolbar bar{f.studio};
+    bar.newAction().trigger();
+    bar.openAction().trigger();
+    bar.importAction().trigger();
+    EXPECT_EQ(std::tuple(f.host.newProjectRequests, f.host.openRequests, f.host.audioFileRequests),
+              std::tuple(1, 1, 1));
+    bar.saveAction().trigger();
+    f.settle();
+    EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
+
+    // Export needs something to export; music alone makes a programme once its length is known.
+    EXPECT_FALSE(bar.exportAction().isEnabled());
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 3)}; });
+    EXPECT_TRUE(bar.exportAction().isEnabled());
+    f.studio.project.mutate([](PodcastProject& p) {
+        p.segments.clear();
+        p.musicFile = "Media/music-A.wav";
+    });
+    EXPECT_FALSE(bar.exportAction().isEnabled());
+    f.studio.musicDuration = 42.0;
+    EXPECT_TRUE(bar.exportAction().isEnabled());
+
+    // A take being recorded counts as it grows.
+    f.studio.musicDuration = 0.0;
+    f.studio.project.mutate([](PodcastProject& p) { p.musicFile.reset(); });
+    ASSERT_TRUE(f.startTake());
+    ASSERT_TRUE(f.recordUntil(0.3));
+    EXPECT_TRUE(bar.exportAction().isEnabled());
 }
 
 } // namespace

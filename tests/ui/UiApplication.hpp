@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QPaintEngine>
 #include <QPaintEvent>
+#include <QTest>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -33,6 +34,17 @@ inline QImage saveScreenshot(QWidget& widget, const QString& name)
     const QImage image = widget.grab().toImage();
     EXPECT_TRUE(image.save(folder + "/" + name + ".png")) << name.toStdString();
     return image;
+}
+
+// A double-click as a person makes it: click, double-click, release. QTest::mouseDClick alone
+// (Qt 6.4) sends no release and leaves the left button held in the application's state, where
+// every later test in the process would find it (a view that follows the play head only while no
+// button is held then no longer follows).
+inline void doubleClick(QWidget* widget, QPoint at)
+{
+    QTest::mouseClick(widget, Qt::LeftButton, {}, at);
+    QTest::mouseDClick(widget, Qt::LeftButton, {}, at);
+    QTest::mouseRelease(widget, Qt::LeftButton, {}, at);
 }
 
 // The widget drawn alone onto a transparent image (no window background), to see its own alpha.

@@ -10,27 +10,19 @@
 
 namespace tw {
 
-namespace {
-
 using testing::clipAt;
 using testing::readProject;
 
-struct Panel : testing::WindowStudio {
-    Panel() : WindowStudio({clipAt(0, 5)}) {}
-    VoiceStudioPanel panel{studio};
-};
-
-} // namespace
-
 TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
 {
-    Panel f;
+    testing::WindowStudio f({clipAt(0, 5)});
+    VoiceStudioPanel panel{f.studio};
     // Without a treatment the controls show the neutral one.
-    EXPECT_FALSE(f.panel.enhanceSwitch().isChecked() || f.panel.noiseSwitch().isChecked());
-    EXPECT_EQ(f.panel.stylePicker().currentIndex(), 0);
+    EXPECT_FALSE(panel.enhanceSwitch().isChecked() || panel.noiseSwitch().isChecked());
+    EXPECT_EQ(panel.stylePicker().currentIndex(), 0);
     // During a take nothing here can change: the take is one undo step of its own.
-    const QList<QWidget*> controls = {&f.panel.enhanceSwitch(), &f.panel.stylePicker(),
-                                      &f.panel.noiseSwitch(), &f.panel.levelButton()};
+    const QList<QWidget*> controls = {&panel.enhanceSwitch(), &panel.stylePicker(),
+                                      &panel.noiseSwitch(), &panel.levelButton()};
     ASSERT_TRUE(f.startTake());
     for (QWidget* control : controls)
         EXPECT_FALSE(control->isEnabled());
@@ -42,15 +34,15 @@ TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
     // Each control changes its own field, keeps the others, and is saved; an absent level
     // counts as off.
     const auto treatment = [&] { return f.studio.project->treatment.value_or(VoiceTreatment{}); };
-    f.panel.enhanceSwitch().click();
-    emit f.panel.stylePicker().activated(3);
-    f.panel.noiseSwitch().click();
+    panel.enhanceSwitch().click();
+    emit panel.stylePicker().activated(3);
+    panel.noiseSwitch().click();
     EXPECT_FALSE(treatment().level);
-    f.panel.levelButton().click();
+    panel.levelButton().click();
     EXPECT_EQ(treatment().level, true);
-    EXPECT_EQ(f.panel.levelButton().text(), "Audio nivelado");
-    f.panel.levelButton().click();
-    EXPECT_EQ(f.panel.levelButton().text(), "Nivelar audio");
+    EXPECT_EQ(panel.levelButton().text(), "Audio nivelado");
+    panel.levelButton().click();
+    EXPECT_EQ(panel.levelButton().text(), "Nivelar audio");
     VoiceTreatment expected;
     expected.enhance = true;
     expected.preset = Preset::femaleRadio;
@@ -63,13 +55,13 @@ TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
 
     // Undo brings the controls back with the document.
     f.studio.undo();
-    EXPECT_EQ(f.panel.levelButton().text(), "Audio nivelado");
+    EXPECT_EQ(panel.levelButton().text(), "Audio nivelado");
     f.studio.undo();
     f.studio.undo();
-    EXPECT_FALSE(f.panel.noiseSwitch().isChecked());
+    EXPECT_FALSE(panel.noiseSwitch().isChecked());
     f.studio.undo();
-    EXPECT_EQ(f.panel.stylePicker().currentText(), "Podcast masculino");
-    EXPECT_TRUE(f.panel.enhanceSwitch().isChecked());
+    EXPECT_EQ(panel.stylePicker().currentText(), "Podcast masculino");
+    EXPECT_TRUE(panel.enhanceSwitch().isChecked());
 }
 
 } // namespace tw

@@ -28,58 +28,40 @@ struct VoiceDocument {
     Segment a{Uuid::random(), 0, 4, "Media/voice.wav", 0.0, std::nullopt};
     Segment b{Uuid::random(), 4, 3, "Media/voice.wav", 5.0, std::nullopt};
     Segment c{Uuid::random(), 7, 2, "Media/voice.wav", 8.0, 0.0f};
-
-    PodcastProject project() const
-    {
-        PodcastProject document;
-        document.voiceFile = "Media/voice.wav";
-        document.segments = {a, b, c};
-        document.timelineZoom = 50;
-        document.playhead = 11;
-        return document;
-    }
 };
 
-// A 60 s music file placed from 5 s into it at timeline 2, so the fragment is 55 s long; at
-// zoom 10 the region spans x 20…570 and the fades are 0–5 and 45–55. With voice, those clips too.
-PodcastProject musicDocument(const VoiceDocument* voice = nullptr)
-{
-    PodcastProject document = voice ? voice->project() : PodcastProject{};
-    document.musicFile = "Media/music.wav";
-    document.musicSourceStart = 5;
-    document.musicOffset = 2;
-    document.fadeInStart = 0;
-    document.fadeInEnd = 5;
-    document.fadeOutStart = 45;
-    document.fadeOutEnd = 55;
-    document.timelineZoom = 10;
-    document.playhead = 65;
-    return document;
-}
+// What the lanes' project holds: the three clips, and or a 60 s music file placed from 5 s into
+// it at timeline 2, so the fragment is 55 s long; at zoom 10 the region spans x 20…570 and the
+// fades are 0–5 and 45–55.
+enum Content { voiceOnly = 1, musicOnly = 2, voiceAndMusic = 3, nothing = 0 };
 
-PodcastProject voiceOnly(const VoiceDocument& voice)
-{
-    return voice.project();
-}
-PodcastProject musicOnly(const VoiceDocument&)
-{
-    return musicDocument();
-}
-PodcastProject voiceAndMusic(const VoiceDocument& voice)
-{
-    return musicDocument(&voice);
-}
-
-// A Studio over the document made from the voice clips, with both lanes shown.
+// A Studio over such a project, with both lanes shown.
 struct Lanes : testing::WindowStudio {
     VoiceDocument voice;
     std::unique_ptr<WaveTrack> voiceLane, musicLane;
-    explicit Lanes(PodcastProject (*make)(const VoiceDocument&) = voiceOnly, int width = 800,
+    explicit Lanes(Content content = voiceOnly, int width = 800,
                    const std::function<void(PodcastProject&)>& adjust = {})
     {
         testing::makeTone(folder / "Media/voice.wav", 12, 220);
         testing::makeTone(folder / "Media/music.wav", 60, 330);
-        PodcastProject document = make(voice);
+        PodcastProject document;
+        if (content & voiceOnly) {
+            document.voiceFile = "Media/voice.wav";
+            document.segments = {voice.a, voice.b, voice.c};
+            document.timelineZoom = 50;
+            document.playhead = 11;
+        }
+        if (content & musicOnly) {
+            document.musicFile = "Media/music.wav";
+            document.musicSourceStart = 5;
+            document.musicOffset = 2;
+            document.fadeInStart = 0;
+            document.fadeInEnd = 5;
+            document.fadeOutStart = 45;
+            document.fadeOutEnd = 55;
+            document.timelineZoom = 10;
+            document.playhead = 65;
+        }
         if (adjust)
             adjust(document);
         EXPECT_TRUE(open(document)) << studio.message().value_or("");
@@ -110,8 +92,10 @@ struct Lanes : testing::WindowStudio {
         return {};
     }
     std::size_t steps() { return studio.undoStack().size(); }
+    double fadeInEnd() { return studio.project().fadeInEnd.value(); }
 };
 
+// The items of menu, separators left out.
 QList<QAction*> items(QMenu& menu)
 {
     QList<QAction*> found;
@@ -119,15 +103,6 @@ QList<QAction*> items(QMenu& menu)
         if (!action->isSeparator())
             found.push_back(action);
     return found;
-}
-
-QAction* item(QMenu& menu, const char* text)
-{
-    for (QAction* action : menu.actions())
-        if (action->text() == QString::fromUtf8(text))
-            return action;
-    ADD_FAILURE() << "no item " << text;
-    return nullptr;
 }
 
 } // namespace
@@ -159,30 +134,23 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
     EXPECT_NEAR(f.studio.position(), 213 / 50.0, 1e-9);
 
     // A click on a clip's body selects the clip at the touch, its range, and seeks there.
-    QTest::mousePress(&lane, Qt::LeftButton, {}, {300, 70});
-    EXPECT_EQ(f.studio.selectedClip(), f.voice.b.id);
-    QTest::mouseRelease(&lane, Qt::LeftButton, {}, {301, 70});
+    drag(lane, {300, 70}, {{301, 70}}, [&] { EXPECT_EQ(f.studio.selectedClip(), f.voice.b.id); });
     EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
     EXPECT_NEAR(f.studio.position(), 301 / 50.0, 1e-9);
     // Dragged further, the body selects like the background, from where it was pressed.
     drag(lane, {330, 70}, {{310, 70}, {100, 70}});
     EXPECT_EQ(f.studio.selection(), (TimeRange{2, 6.6}));
 
-    // The play head's handle seeks on every move and never selects.
+    // The play head's handle seeks while it moves and never selects.
     f.studio.seek(5.2); // x 260, inside B
     f.studio.selectedClip = std::nullopt;
     f.studio.selection = std::nullopt;
-    QTest::mousePress(&lane, Qt::LeftButton, {}, {270, 60});
-    EXPECT_NEAR(f.studio.position(), 5.4, 1e-9);
-    for (auto [x, at] : {std::pair{300, 6.0}, {150, 3.0}}) {
-        QTest::mouseMove(&lane, {x, 60});
-        EXPECT_NEAR(f.studio.position(), at, 1e-9);
-    }
-    QTest::mouseRelease(&lane, Qt::LeftButton, {}, {150, 60});
+    drag(lane, {270, 60}, {{300, 60}, {150, 60}},
+         [&] { EXPECT_NEAR(f.studio.position(), 3.0, 1e-9); });
     EXPECT_FALSE(f.studio.selection() || f.studio.selectedClip());
 }
 
-TEST(WaveTrack, headerDragMovesTheClipAndBeforeTheStartLandsAtZero)
+TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighboursAndTheSource)
 {
     Lanes f;
     WaveTrack& lane = *f.voiceLane;
@@ -190,7 +158,6 @@ TEST(WaveTrack, headerDragMovesTheClipAndBeforeTheStartLandsAtZero)
 
     // A tap on B's header selects it and its range, and moves nothing.
     drag(lane, {300, 15}, {});
-    EXPECT_EQ(f.studio.selectedClip(), f.voice.b.id);
     EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
     EXPECT_EQ(f.steps(), steps);
 
@@ -207,7 +174,6 @@ TEST(WaveTrack, headerDragMovesTheClipAndBeforeTheStartLandsAtZero)
     QTest::mouseMove(&lane, {-200, 15});
     EXPECT_EQ(f.studio.clipDragTime(), 0.0);
     QTest::mouseRelease(&lane, Qt::LeftButton, {}, {-200, 15});
-
     EXPECT_FALSE(f.studio.draggedClip() || f.studio.clipDragTime());
     EXPECT_EQ(lane.cursor().shape(), Qt::ArrowCursor) << "released away from any header";
     EXPECT_EQ(f.steps(), steps + 1);
@@ -216,37 +182,25 @@ TEST(WaveTrack, headerDragMovesTheClipAndBeforeTheStartLandsAtZero)
     hoverAt(lane, {100, 15});
     EXPECT_EQ(f.studio.hoveredControl(), "clip-" + f.voice.b.id.text());
     EXPECT_EQ(lane.cursor().shape(), Qt::OpenHandCursor);
-}
-
-TEST(WaveTrack, voiceGripsTrimWithinTheNeighboursAndTheSource)
-{
-    Lanes f;
-    WaveTrack& lane = *f.voiceLane;
-    f.studio.selectedClip = f.voice.b.id;
-    const std::size_t steps = f.steps();
+    f.studio.undo();
 
     // B's head pulled 3 s to the left stops at A's end (4 s), 1 s earlier in the source.
-    QTest::mousePress(&lane, Qt::LeftButton, {}, {250, 55});
-    QTest::mouseMove(&lane, {200, 55});
-    QTest::mouseMove(&lane, {100, 55});
-    EXPECT_DOUBLE_EQ(f.studio.voiceTrimPreview().value().timelineStart.value(), 4.0);
-    QTest::mouseRelease(&lane, Qt::LeftButton, {}, {100, 55});
+    f.studio.selectedClip = f.voice.b.id;
+    drag(lane, {250, 55}, {{200, 55}, {100, 55}},
+         [&] { EXPECT_DOUBLE_EQ(f.studio.voiceTrimPreview().value().timelineStart.value(), 4.0); });
     EXPECT_FALSE(f.studio.voiceTrimPreview().has_value());
-    const Segment b = f.clip(f.voice.b.id);
-    EXPECT_DOUBLE_EQ(b.start, 3.0);
-    EXPECT_DOUBLE_EQ(b.duration, 4.0);
+    EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).start, 3.0);
+    EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).duration, 4.0);
     EXPECT_EQ(f.steps(), steps + 1);
 
-    // The tail pulled 1 s in (the edit dropped the selection, so select B again first).
-    f.studio.selectedClip = f.voice.b.id;
-    drag(lane, {400, 55}, {{390, 55}, {350, 55}});
-    EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).duration, 3.0);
-
-    // A click on a grip trims nothing and records no step.
-    const std::size_t before = f.steps();
-    f.studio.selectedClip = f.voice.b.id;
-    drag(lane, {350, 55}, {{351, 55}});
-    EXPECT_EQ(f.steps(), before);
+    // The tail pulled 1 s in (the edit dropped the selection, so select B again first); then a
+    // click on a grip trims nothing and records no step.
+    for (auto [from, to, duration, step] : {std::tuple{400, 350, 3.0, 2u}, {350, 351, 3.0, 2u}}) {
+        f.studio.selectedClip = f.voice.b.id;
+        drag(lane, {from, 55}, {{(from + to) / 2, 55}, {to, 55}});
+        EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).duration, duration);
+        EXPECT_EQ(f.steps(), steps + step);
+    }
 }
 
 TEST(WaveTrack, theMusicLaneSeeksNeverSelectsAndItsGripsTrimWithinTheFileAndTheTimeline)
@@ -262,15 +216,13 @@ TEST(WaveTrack, theMusicLaneSeeksNeverSelectsAndItsGripsTrimWithinTheFileAndTheT
     EXPECT_FALSE(f.studio.selection().has_value());
     EXPECT_NEAR(f.studio.position(), 30.2, 1e-9);
 
-    // The head pulled 10 s to the left stops at timeline 0: both start and offset move by 2.
+    // The head pulled 10 s to the left stops at timeline 0: both start and offset move by 2;
+    // the tail pulled 10 s in shortens the fragment.
     const std::size_t steps = f.steps();
     drag(lane, {20, 80}, {{10, 80}, {-80, 80}});
     EXPECT_FALSE(f.studio.musicTrimBase.has_value());
     EXPECT_DOUBLE_EQ(f.studio.project().musicSourceStart.value(), 3.0);
     EXPECT_DOUBLE_EQ(f.studio.project().musicLength.value(), 57.0);
-    EXPECT_EQ(f.steps(), steps + 1);
-
-    // The tail pulled 10 s in shortens the fragment.
     drag(lane, {570, 80}, {{560, 80}, {470, 80}});
     EXPECT_NEAR(f.studio.project().musicLength.value(), 47.0, 1e-9);
     EXPECT_EQ(f.steps(), steps + 2);
@@ -290,26 +242,23 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     EXPECT_EQ(f.steps(), steps);
 
     // The fade-in end dragged past the fade-out start stops there; many moves, one step.
-    QTest::mousePress(&lane, Qt::LeftButton, {}, {70, 16});
-    QTest::mouseMove(&lane, {90, 16});
-    EXPECT_TRUE(f.studio.fadeEditing);
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 7.0);
-    for (int x = 100; x <= 800; x += 50)
-        QTest::mouseMove(&lane, {x, 20});
-    QTest::mouseRelease(&lane, Qt::LeftButton, {}, {800, 20});
+    drag(lane, {70, 16}, {{90, 16}}, [&] {
+        EXPECT_TRUE(f.studio.fadeEditing);
+        EXPECT_DOUBLE_EQ(f.fadeInEnd(), 7.0);
+        for (int x = 100; x <= 800; x += 50)
+            QTest::mouseMove(&lane, {x, 20});
+    });
     EXPECT_FALSE(f.studio.fadeEditing);
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
     EXPECT_EQ(f.steps(), steps + 1);
 
     // The fade-out end dragged before the fade-out start stops there.
     drag(lane, {570, 145}, {{550, 145}, {100, 145}});
     EXPECT_DOUBLE_EQ(f.studio.project().fadeOutEnd.value(), 45.0);
-    EXPECT_EQ(f.steps(), steps + 2);
-
     // Undo takes back the whole second drag at once, then the whole first.
     f.studio.undo();
     EXPECT_EQ(f.studio.project().fadeOutEnd, 55.0);
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
     f.studio.undo();
     EXPECT_EQ(f.studio.project().fadeInEnd, 5.0);
 
@@ -328,14 +277,14 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     // Handles on one another part the way the pointer goes: left, the fade-in end follows;
     // right, the fade-out start.
     drag(lane, {70, 16}, {{90, 16}, {600, 16}});
-    ASSERT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    ASSERT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
     drag(lane, {470, 16}, {{450, 16}, {300, 16}});
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 28.0);
+    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 28.0);
     EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 45.0);
     f.studio.undo();
     drag(lane, {470, 16}, {{490, 16}, {500, 16}});
     EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 48.0);
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeInEnd.value(), 45.0);
+    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
     EXPECT_EQ(f.steps(), steps + 3);
 
     // The document on disk has the last fades once the drag has ended.
@@ -354,11 +303,9 @@ TEST(WaveTrack, aFadeDraggedWhilePlayingIsHeardAtOnceAndSavedWhenReleased)
             MediaTime::fromSeconds(4.5));
     };
     const float before = heard();
-    QTest::mousePress(f.musicLane.get(), Qt::LeftButton, {}, {70, 16});
-    QTest::mouseMove(f.musicLane.get(), {90, 16});
-    QTest::mouseMove(f.musicLane.get(), {200, 16});
-    EXPECT_LT(heard(), before * 0.5) << "the fade-in, now 18 s long, is heard while dragging";
-    QTest::mouseRelease(f.musicLane.get(), Qt::LeftButton, {}, {200, 16});
+    drag(*f.musicLane, {70, 16}, {{90, 16}, {200, 16}}, [&] {
+        EXPECT_LT(heard(), before * 0.5) << "the fade-in, now 18 s long, is heard while dragging";
+    });
     EXPECT_TRUE(f.studio.playing());
     f.settle();
     EXPECT_EQ(testing::readProject(f.folder).fadeInEnd, 18.0);
@@ -368,32 +315,30 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
 {
     Lanes f(voiceAndMusic);
     const VoiceDocument& voice = f.voice;
-    std::unique_ptr<QMenu> menu(makeClipMenu(f.studio, voice.a, nullptr));
-    EXPECT_FALSE(item(*menu, "Pegar en el cabezal")->isEnabled())
-        << "nothing copied yet, though the studio is idle";
-
     // Each item acts on the whole clip it was opened on.
-    const auto act = [&](const Segment& clip, const char* text) {
+    std::unique_ptr<QMenu> menu;
+    const auto act = [&](const Segment& clip, const QString& text, bool enabled = true) {
         menu.reset(makeClipMenu(f.studio, clip, nullptr));
-        item(*menu, text)->trigger();
+        const QList<QAction*> offered = items(*menu);
+        const auto found = std::find_if(offered.begin(), offered.end(),
+                                        [&](QAction* action) { return action->text() == text; });
+        ASSERT_NE(found, offered.end()) << text.toStdString();
+        EXPECT_EQ((*found)->isEnabled(), enabled) << text.toStdString();
+        (*found)->trigger();
         EXPECT_TRUE(f.waitIdle());
     };
+    act(voice.a, "Pegar en el cabezal", false); // nothing copied yet, though the studio is idle
     act(voice.a, "Silenciar");
     EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
     EXPECT_FALSE(f.studio.selection().has_value()) << "the edit drops the selection";
-    act(voice.c, "Restaurar sonido");
-    EXPECT_EQ(f.studio.project().segment(9.0)->gain, 1.0f);
-    act(voice.b, "Copiar");
-    EXPECT_EQ(f.studio.audioClipboard->duration, 3.0);
     act(voice.b, "Cortar"); // copied, then its range becomes a gap
     EXPECT_FALSE(f.studio.project().segment(6.0).has_value());
+    EXPECT_EQ(f.studio.audioClipboard->duration, 3.0);
     f.studio.seek(1.0);
     act(voice.a, "Pegar en el cabezal"); // three seconds of B come in at the play head
     EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 13.0);
     act(f.clips().front(), "Eliminar y cerrar hueco"); // the later clips pulled left by 1 s
     EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 12.0);
-    act(f.clips().front(), "Eliminar"); // a gap over the clip's range
-    EXPECT_FALSE(f.studio.project().segment(0.5).has_value());
 
     // While busy every item of both menus is off.
     f.studio.busy = true;
@@ -423,43 +368,9 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
     EXPECT_EQ(f.steps(), steps + 1);
 }
 
-TEST(WaveTrack, everyGestureIsRefusedWhileRecordingOrBusy)
-{
-    Lanes f(voiceAndMusic, 900);
-    f.studio.zoom = 50;
-    WaveTrack& voiceLane = *f.voiceLane;
-    for (int blocked = 0; blocked < 2; ++blocked) {
-        (blocked ? f.studio.recording : f.studio.busy) = true;
-        const PodcastProject before = f.studio.project();
-        const double position = f.studio.position();
-        const std::size_t steps = f.steps();
-        drag(voiceLane, {210, 60}, {{212, 60}});            // click
-        drag(voiceLane, {210, 60}, {{260, 60}, {300, 60}}); // selection
-        drag(voiceLane, {300, 70}, {});                     // clip body
-        drag(voiceLane, {300, 15}, {{250, 15}, {100, 15}}); // header
-        f.studio.selectedClip = f.voice.b.id;
-        drag(voiceLane, {250, 55}, {{240, 55}, {200, 55}}); // grip
-        f.studio.selectedClip = std::nullopt;
-        f.studio.zoom = 10;
-        drag(*f.musicLane, {70, 16}, {{90, 16}, {300, 16}});   // fade handle
-        drag(*f.musicLane, {570, 80}, {{560, 80}, {470, 80}}); // music grip
-        f.studio.zoom = 50;
-        EXPECT_EQ(f.studio.position(), position);
-        EXPECT_FALSE(f.studio.selection() || f.studio.selectedClip() || f.studio.draggedClip() ||
-                     f.studio.voiceTrimPreview() || f.studio.fadeEditing);
-        EXPECT_EQ(f.studio.project(), before);
-        EXPECT_EQ(f.steps(), steps);
-        // Over a header the arrow stays while the controls are off.
-        hoverAt(voiceLane, {300, 15});
-        EXPECT_EQ(voiceLane.cursor().shape(), Qt::ArrowCursor);
-        f.studio.busy = false;
-        f.studio.recording = false;
-        hoverAt(voiceLane, {301, 15});
-        EXPECT_EQ(voiceLane.cursor().shape(), Qt::OpenHandCursor);
-    }
-}
-
-TEST(WaveTrack, hoverSetsAndClearsTheControlKeysWithTheirCursors)
+// Where the pointer rests sets the control key and the cursor; while recording or busy the
+// gestures are refused and the arrow stays.
+TEST(WaveTrack, hoverSetsTheControlKeysAndEveryGestureIsRefusedWhileRecordingOrBusy)
 {
     Lanes f(voiceAndMusic, 900);
     WaveTrack& voiceLane = *f.voiceLane;
@@ -491,7 +402,6 @@ TEST(WaveTrack, hoverSetsAndClearsTheControlKeysWithTheirCursors)
     }
     // The help tells the fade's time.
     EXPECT_EQ(musicLane.helpAt({70, 16}), "Fin del fade in: 5.00 s");
-
     // Leaving the lane clears its key; a key another lane set is left alone.
     QEvent leave(QEvent::Leave);
     QApplication::sendEvent(&musicLane, &leave);
@@ -499,6 +409,35 @@ TEST(WaveTrack, hoverSetsAndClearsTheControlKeysWithTheirCursors)
     f.studio.hoveredControl = std::string("clip-") + b;
     QApplication::sendEvent(&musicLane, &leave);
     EXPECT_EQ(f.studio.hoveredControl(), "clip-" + b);
+
+    f.studio.zoom = 50;
+    for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
+        *blocker = true;
+        const PodcastProject before = f.studio.project();
+        const double position = f.studio.position();
+        const std::size_t steps = f.steps();
+        drag(voiceLane, {210, 60}, {{212, 60}});            // click
+        drag(voiceLane, {210, 60}, {{260, 60}, {300, 60}}); // selection
+        drag(voiceLane, {300, 70}, {});                     // clip body
+        drag(voiceLane, {300, 15}, {{250, 15}, {100, 15}}); // header
+        f.studio.selectedClip = f.voice.b.id;
+        drag(voiceLane, {250, 55}, {{240, 55}, {200, 55}}); // grip
+        f.studio.selectedClip = std::nullopt;
+        f.studio.zoom = 10;
+        drag(musicLane, {70, 16}, {{90, 16}, {300, 16}});   // fade handle
+        drag(musicLane, {570, 80}, {{560, 80}, {470, 80}}); // music grip
+        f.studio.zoom = 50;
+        EXPECT_EQ(f.studio.position(), position);
+        EXPECT_FALSE(f.studio.selection() || f.studio.selectedClip() || f.studio.draggedClip() ||
+                     f.studio.voiceTrimPreview() || f.studio.fadeEditing);
+        EXPECT_EQ(f.studio.project(), before);
+        EXPECT_EQ(f.steps(), steps);
+        hoverAt(voiceLane, {300, 15});
+        EXPECT_EQ(voiceLane.cursor().shape(), Qt::ArrowCursor);
+        *blocker = false;
+        hoverAt(voiceLane, {301, 15});
+        EXPECT_EQ(voiceLane.cursor().shape(), Qt::OpenHandCursor);
+    }
 }
 
 TEST(WaveTrack, theEmptyMusicLaneOffersToLoadMusic)
@@ -509,7 +448,6 @@ TEST(WaveTrack, theEmptyMusicLaneOffersToLoadMusic)
     EXPECT_TRUE(load->isVisible());
     EXPECT_EQ(load->text(), "Cargar música");
     saveScreenshot(*f.musicLane, "WaveTrack-music-empty");
-
     f.studio.busy = true;
     EXPECT_FALSE(load->isEnabled());
     f.studio.busy = false;
@@ -524,49 +462,44 @@ TEST(WaveTrack, theEmptyMusicLaneOffersToLoadMusic)
     EXPECT_FALSE(load->isVisible());
 }
 
-TEST(WaveTrack, aMovingPlayheadRepaintsOnlyTheStripsItLeavesAndEnters)
+// A moving play head repaints only the strips it leaves and enters; a take repaints the whole
+// lane at each clock step, where it grows, and the pointer waits for its end.
+TEST(WaveTrack, repaintsFollowThePlayHeadAndTheGrowingTake)
 {
-    Lanes f;
+    Lanes f(nothing, 600);
+    WaveTrack& lane = *f.voiceLane;
+    f.studio.zoom = 50;
     f.studio.seek(2.0);
     QApplication::processEvents();
-    testing::PaintRecorder recorder;
-    f.voiceLane->installEventFilter(&recorder);
+    testing::PaintRecorder moved;
+    lane.installEventFilter(&moved);
     f.studio.seek(2.1);
     QApplication::processEvents();
-    ASSERT_FALSE(recorder.regions.empty());
-    for (const QRegion& region : recorder.regions) {
+    ASSERT_FALSE(moved.regions.empty());
+    for (const QRegion& region : moved.regions) {
         const QRect rect = region.boundingRect();
         EXPECT_LE(rect.width(), 40) << "a play head step repaints its strips only";
         EXPECT_GE(rect.right(), 100 - 20);
         EXPECT_LE(rect.left(), 105 + 20);
     }
-}
+    lane.removeEventFilter(&moved);
 
-TEST(WaveTrack, aTakeGrowsOnTheVoiceLaneWhileGesturesWait)
-{
-    Lanes f([](const VoiceDocument&) { return PodcastProject{}; }, 600);
-    WaveTrack& lane = *f.voiceLane;
-    f.studio.zoom = 50;
+    f.studio.seek(0.0);
     const QRect takeStart(5, 40, 40, 50);
     const double empty = meanBrightness(lane.grab().toImage(), takeStart);
-
     ASSERT_TRUE(f.startTake());
     ASSERT_TRUE(f.recordUntil(1.0));
-    // Each clock step of a take repaints the whole lane, where the take grows.
-    testing::PaintRecorder recorder;
-    lane.installEventFilter(&recorder);
+    testing::PaintRecorder growing;
+    lane.installEventFilter(&growing);
     f.scheduler.advance(0.1);
     QApplication::processEvents();
-    ASSERT_FALSE(recorder.regions.empty());
-    EXPECT_EQ(recorder.regions.back().boundingRect().width(), lane.width());
+    ASSERT_FALSE(growing.regions.empty());
+    EXPECT_EQ(growing.regions.back().boundingRect().width(), lane.width());
     EXPECT_GT(meanBrightness(lane.grab().toImage(), takeStart), empty + 10)
         << "the live take is drawn";
-
-    // Nothing the pointer does reaches the Studio during the take.
     drag(lane, {30, 60}, {{60, 60}, {90, 60}});
     drag(lane, {20, 15}, {{40, 15}, {80, 15}});
     EXPECT_FALSE(f.studio.selection() || f.studio.draggedClip());
-
     ASSERT_TRUE(f.finishTake());
     ASSERT_EQ(f.clips().size(), 1u);
     EXPECT_GT(meanBrightness(lane.grab().toImage(), takeStart), empty + 10);
@@ -590,6 +523,7 @@ TEST(WaveTrack, peakColumnsShowTheLoudestValueOfTheirSpan)
     EXPECT_TRUE(lines.empty());
 }
 
+// The lanes rendered for a person to look at, and the few pixels that tell each part is there.
 TEST(WaveTrack, rendersClipsShortClipsSelectionMutedClipMusicAndEmptyLanes)
 {
     Lanes f(voiceAndMusic, 700, [](PodcastProject& document) {
@@ -604,18 +538,8 @@ TEST(WaveTrack, rendersClipsShortClipsSelectionMutedClipMusicAndEmptyLanes)
     f.studio.seek(6.5);
     f.studio.selectedClip = f.voice.a.id;
     f.studio.selection = TimeRange{1.0, 2.5};
-
-    const QImage voiceImage = saveScreenshot(*f.voiceLane, "WaveTrack-voice");
-    // The play head is red; the selection band is bluer than the same clip outside it.
-    const QColor head = voiceImage.pixelColor(325, 80);
-    EXPECT_GT(head.red(), 200);
-    EXPECT_LT(head.green(), 120);
-    // The handle's symbol stands over the top of the voice lane, beside the line.
-    EXPECT_GT(voiceImage.pixelColor(321, 8).red(), 180);
-    EXPECT_GT(voiceImage.pixelColor(100, 100).blue(), voiceImage.pixelColor(175, 100).blue());
-    // The gap between A and B holds no peaks; the inside of B does.
-    EXPECT_GT(meanBrightness(voiceImage, QRect(260, 40, 40, 60)),
-              meanBrightness(voiceImage, QRect(205, 40, 40, 60)) + 10);
+    const QImage voice = saveScreenshot(*f.voiceLane, "WaveTrack-voice");
+    const QImage music = saveScreenshot(*f.musicLane, "WaveTrack-music");
     // A header too short for its title ends it with "…" (C is 100 points wide).
     const QStringList titles = testing::drawnTexts(*f.voiceLane);
     EXPECT_TRUE(titles.contains("Toma · 00:00:04.00")) << titles.join('|').toStdString();
@@ -623,35 +547,51 @@ TEST(WaveTrack, rendersClipsShortClipsSelectionMutedClipMusicAndEmptyLanes)
         return title.startsWith("MUTE") && title.endsWith("…") && title.size() > 2;
     })) << titles.join('|').toStdString();
 
-    const QImage musicImage = saveScreenshot(*f.musicLane, "WaveTrack-music");
-    // The envelope is at full level between the fades.
-    const QColor full = musicImage.pixelColor(static_cast<int>((0.5 + 5) * 50), 16);
-    EXPECT_GT(full.red(), 150);
-    EXPECT_GT(full.blue(), 200);
-    EXPECT_LT(musicImage.pixelColor(321, 8).red(), 120) << "one symbol, over the voice lane";
-
-    // Clips too short for their corners are plain boxes: filled and outlined, the lane between
-    // them is not.
+    // Clips too short for their corners are plain boxes, filled and outlined; then no clips.
     f.studio.selection = std::nullopt;
     f.studio.position = 8.0;
     f.studio.project.mutate([](PodcastProject& p) {
         p.segments = {Segment{Uuid::random(), 0, 0.2, "Media/voice.wav", 1.0, std::nullopt},
                       Segment{Uuid::random(), 1, 0.2, "Media/voice.wav", 2.0, std::nullopt}};
     });
-    const QImage image = saveScreenshot(*f.voiceLane, "WaveTrack-voice-short-clips");
-    EXPECT_GT(meanBrightness(image, QRect(52, 40, 6, 50)),
-              meanBrightness(image, QRect(75, 40, 15, 50)) + 10);
-    EXPECT_GT(image.pixelColor(50, 95).blue(), image.pixelColor(75, 95).blue() + 40)
-        << "the outline's left edge";
-    EXPECT_GT(image.pixelColor(109, 95).blue(), image.pixelColor(75, 95).blue() + 40)
-        << "the second clip's right edge";
-
+    const QImage shortClips = saveScreenshot(*f.voiceLane, "WaveTrack-voice-short-clips");
     f.studio.position = 0.0;
     f.studio.project.mutate([](PodcastProject& p) { p.segments.clear(); });
     const QImage empty = saveScreenshot(*f.voiceLane, "WaveTrack-voice-empty");
-    EXPECT_GT(meanBrightness(empty, QRect(250, 40, 200, 30)),
-              meanBrightness(empty, QRect(10, 40, 60, 30)))
-        << "the hint text is drawn in the middle of the view";
+
+    // Each row: what should be seen, as one area brighter than another by a margin, in grey or
+    // in the blue of the clips.
+    const auto value = [](const QImage& image, QRect at, bool blue) {
+        return blue ? double(image.pixelColor(at.topLeft()).blue()) : meanBrightness(image, at);
+    };
+    const struct {
+        const char* what;
+        const QImage& image;
+        QRect brighter, darker;
+        bool blue;
+        double by;
+    } rows[] = {
+        {"the selection band bluer", voice, {100, 100, 1, 1}, {175, 100, 1, 1}, true, 0},
+        {"peaks inside B, none in the gap", voice, {260, 40, 40, 60}, {205, 40, 40, 60}, false, 10},
+        {"a short clip filled", shortClips, {52, 40, 6, 50}, {75, 40, 15, 50}, false, 10},
+        {"its outline's left edge", shortClips, {50, 95, 1, 1}, {75, 95, 1, 1}, true, 40},
+        {"the second clip's right edge", shortClips, {109, 95, 1, 1}, {75, 95, 1, 1}, true, 40},
+        {"the hint in the middle of the view",
+         empty,
+         {250, 40, 200, 30},
+         {10, 40, 60, 30},
+         false,
+         0},
+    };
+    for (const auto& row : rows)
+        EXPECT_GT(value(row.image, row.brighter, row.blue),
+                  value(row.image, row.darker, row.blue) + row.by)
+            << row.what;
+    const QColor head = voice.pixelColor(325, 80), full = music.pixelColor(275, 16);
+    EXPECT_TRUE(head.red() > 200 && head.green() < 120) << "the play head is red";
+    EXPECT_GT(voice.pixelColor(321, 8).red(), 180) << "the handle stands over the voice lane";
+    EXPECT_TRUE(full.red() > 150 && full.blue() > 200) << "the envelope at full level";
+    EXPECT_LT(music.pixelColor(321, 8).red(), 120) << "one handle symbol, over the voice lane";
 }
 
 } // namespace tw

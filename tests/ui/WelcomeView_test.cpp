@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace tw {
 namespace {
 
@@ -32,7 +34,7 @@ struct Sheet : testing::UiFirst, testing::StudioFixture {
     }
 };
 
-TEST(WelcomeView, offersTheRecentProjectOnlyWhileItHoldsADocumentAndContinuesIt)
+TEST(WelcomeView, offersAnExistingRecentProjectClosesOnceOneIsOpenAndLikeCerrarOrEscape)
 {
     Sheet f;
     // A remembered folder that no longer holds a project counts as none.
@@ -43,41 +45,18 @@ TEST(WelcomeView, offersTheRecentProjectOnlyWhileItHoldsADocumentAndContinuesIt)
     EXPECT_TRUE(view.openButton().isVisible() && view.newButton().isVisible());
     EXPECT_FALSE(f.showsText("Continuar el último proyecto"));
     testing::saveScreenshot(view, "welcome");
-
-    testing::writeProject(f.folder, PodcastProject{});
-    f.show(f.folder);
-    ASSERT_TRUE(view.continueButton().isVisible());
-    EXPECT_EQ(view.recentName(), "Programa");
-    EXPECT_TRUE(f.showsText("Continuar el último proyecto"));
-    EXPECT_TRUE(view.openButton().isVisible() && view.newButton().isVisible());
-    testing::saveScreenshot(view, "welcome-recent");
-
-    QTest::mouseClick(&view.continueButton(), Qt::LeftButton);
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.folder(), f.folder);
-    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
-    EXPECT_EQ(f.host.openRequests, 0);
-}
-
-TEST(WelcomeView, openAndCreateAskTheHostStayWhenCancelledAndCloseLikeCerrarOrEscape)
-{
-    Sheet f;
-    f.show();
-    WelcomeView& view = *f.view;
     const PodcastProject before = f.studio.project();
 
     // Cerrar, Escape and the window's own close button close it alike: the user is left with
     // whatever project was loaded, untouched, and nothing was asked.
-    QTest::mouseClick(&view.closeButton(), Qt::LeftButton);
-    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
-    EXPECT_EQ(view.result(), QDialog::Rejected);
-    f.show();
-    QTest::keyClick(&view.newButton(), Qt::Key_Escape);
-    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
-    EXPECT_EQ(view.result(), QDialog::Rejected);
-    f.show();
-    view.close();
-    EXPECT_FALSE(f.studio.showWelcome());
+    const std::vector<std::function<void()>> dismissals = {
+        [&] { QTest::mouseClick(&view.closeButton(), Qt::LeftButton); },
+        [&] { QTest::keyClick(&view.newButton(), Qt::Key_Escape); }, [&] { view.close(); }};
+    for (const auto& dismiss : dismissals) {
+        f.show();
+        dismiss();
+        EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    }
     EXPECT_EQ(f.studio.project(), before);
     EXPECT_FALSE(f.studio.folder().has_value());
     EXPECT_EQ(f.host.openRequests + f.host.newProjectRequests, 0);
@@ -98,16 +77,29 @@ TEST(WelcomeView, openAndCreateAskTheHostStayWhenCancelledAndCloseLikeCerrarOrEs
     QTest::mouseClick(&view.newButton(), Qt::LeftButton);
     EXPECT_EQ(f.studio.folder(), f.folder);
     EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
-    f.settle();
-    EXPECT_TRUE(std::filesystem::exists(f.folder / "project.json"));
 
-    // Shown again later (the recent project now exists), opening a saved project closes it.
+    // Shown again later, opening a saved project closes it.
+    const auto other = f.temp / "Otro.podcastproject";
+    testing::writeProject(other, PodcastProject{});
     f.show();
-    EXPECT_TRUE(view.continueButton().isVisible());
-    f.host.openAnswers.push_back(f.folder);
+    f.host.openAnswers.push_back(other);
     QTest::mouseClick(&view.openButton(), Qt::LeftButton);
     ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), other);
     EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+
+    // The recent project that exists is offered, and continuing it opens it without a dialog.
+    const int asked = f.host.openRequests;
+    f.show(f.folder);
+    ASSERT_TRUE(view.continueButton().isVisible());
+    EXPECT_EQ(view.recentName(), "Programa");
+    EXPECT_TRUE(f.showsText("Continuar el último proyecto"));
+    testing::saveScreenshot(view, "welcome-recent");
+    QTest::mouseClick(&view.continueButton(), Qt::LeftButton);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    EXPECT_FALSE(f.studio.showWelcome() || view.isVisible());
+    EXPECT_EQ(f.host.openRequests, asked);
 }
 
 } // namespace

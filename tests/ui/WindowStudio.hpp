@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace tw::testing {
 
 inline Segment clipAt(double at, double length, const std::string& file = "Media/voice-A.caf",
@@ -82,13 +84,17 @@ inline void showActive(QWidget& widget)
     ASSERT_TRUE(QTest::qWaitForWindowActive(&widget));
 }
 
-// A left-button drag in widget from `from` through the points given, released at the last.
-inline void drag(QWidget& widget, QPoint from, std::initializer_list<QPoint> through)
+// A left-button drag in widget from `from` through the points given, released at the last;
+// whileHeld runs before the release, to see what the gesture shows while it lasts.
+inline void drag(QWidget& widget, QPoint from, std::initializer_list<QPoint> through,
+                 const std::function<void()>& whileHeld = {})
 {
     QTest::mousePress(&widget, Qt::LeftButton, {}, from);
     QPoint last = from;
     for (QPoint point : through)
         QTest::mouseMove(&widget, last = point);
+    if (whileHeld)
+        whileHeld();
     QTest::mouseRelease(&widget, Qt::LeftButton, {}, last);
 }
 
