@@ -288,6 +288,8 @@ TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceThePlacedMusicOrTheGro
     EXPECT_FALSE(f.studio.playing());
     EXPECT_TRUE(f.studio.pauseEngaged());
     EXPECT_EQ(f.studio.position(), 5);
+    f.settle(); // the save that ends an edit follows the clamp, not the pause's before it
+    EXPECT_EQ(testing::readProject(f.folder).playhead, 5.0);
 }
 
 } // namespace
