@@ -44,11 +44,8 @@ TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
     ASSERT_EQ(f.studio.project->segments.size(), 1u);
     const Segment& whole = f.studio.project->segments[0];
     EXPECT_NE(whole.id, stale.id);
-    EXPECT_EQ(whole.start, 0);
     EXPECT_NEAR(whole.duration, 3.5, 1e-6);
     EXPECT_EQ(whole.file, "Media/voice.wav");
-    EXPECT_FALSE(whole.timelineStart || whole.gain);
-    EXPECT_EQ(f.studio.voicePeaks->size(), 175u);
     EXPECT_FALSE(f.studio.project->recordingPending);
 }
 
@@ -122,8 +119,6 @@ TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
     document.playhead = 100.0;
     ASSERT_TRUE(f.open(document));
     EXPECT_EQ(f.studio.position(), 5);
-    EXPECT_NEAR(f.studio.musicDuration(), 2, 1e-6);
-    EXPECT_EQ(f.studio.musicPeaks->size(), 100u);
 
     f.studio.position = -3.0;
     f.studio.project.mutate([](PodcastProject& p) {

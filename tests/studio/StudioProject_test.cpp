@@ -72,7 +72,6 @@ TEST(StudioProject,
         EXPECT_EQ(f.studio.zoom(), shown);
     }
     EXPECT_FALSE(f.studio.showWelcome());
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.5f);
     EXPECT_TRUE(f.studio.undoStack->empty());
     EXPECT_FALSE(f.studio.selection());
     // The play head is clamped into the (empty) programme by the peak loading.
@@ -185,7 +184,6 @@ TEST(StudioProject, openingReadsAfterQueuedWritesFromEmptyCachesAndClearsStaleTe
     ASSERT_TRUE(f.openAndWait(b));
     EXPECT_TRUE(f.studio.message());
     EXPECT_TRUE(f.studio.musicPeaks->empty());
-    EXPECT_EQ(f.studio.musicDuration(), 0);
     EXPECT_EQ(f.studio.duration(), 1);
     // Only what the writers leave half done is removed, not names that merely look alike.
     EXPECT_FALSE(std::filesystem::exists(b / ".project.json.Ab12Cd"));
@@ -231,14 +229,10 @@ TEST(StudioProject, aNewProjectNeedsAFreeLocationStartsEmptyThereAndKeepsOnlyThe
     });
     PodcastProject expected = f.studio.project();
     f.studio.position = 12;
-    f.studio.musicDuration = 40;
     f.studio.checkpoint();
     f.studio.saveProject();
-    EXPECT_TRUE(std::filesystem::is_directory(f.folder / "Media"));
     EXPECT_EQ(f.studio.folder(), f.folder);
-    EXPECT_FALSE(f.studio.showWelcome());
     EXPECT_EQ(f.studio.position(), 0);
-    EXPECT_EQ(f.studio.musicDuration(), 0);
     EXPECT_TRUE(f.studio.undoStack->empty());
     EXPECT_TRUE(f.studio.ensureProject()); // with a folder it asks nothing
     EXPECT_EQ(f.host.newProjectRequests, 4);

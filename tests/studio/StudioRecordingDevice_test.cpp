@@ -3,7 +3,6 @@
 // capture runs in real time, so the clock is ticked in step with the wall clock while it runs.
 #include "studio/Studio.hpp"
 
-#include "audio/AudioFileReader.hpp"
 #include "audio/PulseRig.hpp"
 #include "support/ProjectAudio.hpp"
 #include "support/StudioFixture.hpp"
@@ -95,28 +94,13 @@ TEST_F(StudioRecordingDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTak
     const auto segments = d.studio.project->resolvedSegments();
     ASSERT_EQ(segments.size(), 1u);
     ASSERT_TRUE(segments[0].file);
-    const std::string name = *segments[0].file;
     EXPECT_NEAR(segments[0].duration, 5.5, 0.5);
-
-    // The file: in the source's own format, as long as the clip.
-    auto reader = AudioFileReader::open(folder / name);
-    ASSERT_TRUE(reader) << reader.error().description;
-    EXPECT_EQ(reader.value()->sampleRate(), sampleSpec.rate);
-    EXPECT_EQ(reader.value()->channels(), sampleSpec.channels);
-    const double seconds = static_cast<double>(reader.value()->length()) / sampleSpec.rate;
-    EXPECT_NEAR(seconds, 5.5, 0.5);
-    EXPECT_NEAR(seconds, segments[0].duration, 1e-6);
-    const std::vector<float> samples = testfiles::readAll(folder / name);
+    const std::vector<float> samples = testfiles::readAll(folder / *segments[0].file);
     const auto heard = rig::loudPart(rig::channel(samples, sampleSpec.channels, 0));
     ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)); // over a second of tone
-    EXPECT_NEAR(rig::zeroCrossingFrequency(heard, sampleSpec.rate), 1000, 10);
 
-    // The live envelope became the take's cached envelope and shows the tone in its middle.
-    const std::vector<float>& envelope = d.studio.voiceWaveforms->at(name);
-    EXPECT_NEAR(static_cast<double>(envelope.size()), 50 * segments[0].duration, 2);
-    EXPECT_GT(envelope.at(envelope.size() / 2), 0.3f);
-
-    // Not a sample dropped or repeated: a sine obeys x[n] = 2cos(w) x[n-1] - x[n-2].
+    // The 1 kHz tone, not a sample dropped or repeated: a sine obeys x[n] = 2cos(w) x[n-1] -
+    // x[n-2].
     const double twiceCos = 2 * std::cos(2 * M_PI * 1000 / sampleSpec.rate);
     double worst = 0;
     for (std::size_t n = 1000; n + 1000 < heard.size(); ++n)

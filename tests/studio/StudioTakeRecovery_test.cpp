@@ -66,6 +66,7 @@ int recordAsChild(const std::string& scenario)
     f.inputSignal = [](std::int64_t frame, int) { return takeSignal(frame); };
     f.folder = std::filesystem::current_path() / (scenario + ".podcastproject");
     f.newProject();
+    f.settle(); // the new project is on disk before the count-in a child may die in
     f.studio.position = 2.5;
     f.studio.record();
     // The limit allows about a second: the clock stops that take long before this wait ends.
@@ -146,7 +147,8 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredAndALimitedOneKeepsEveryFrameTheF
     std::vector<Child> children;
     for (const char* scenario : {"countdown", "started", "early", "late", "limited"})
         children.emplace_back(scenario, temp.path());
-    // Runs every child to its moment and kills it there; the limited one ends by itself.
+    // Runs every child to its moment and kills it there; the limited one ends by itself. A child
+    // gives up by itself after half a minute, so this waits for the children, not for a clock.
     testing::runEventsUntil(
         [&] {
             bool running = false;
@@ -158,7 +160,7 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredAndALimitedOneKeepsEveryFrameTheF
             }
             return !running;
         },
-        20);
+        60);
     for (Child& c : children) {
         if (c.scenario != "limited")
             c.process->kill();

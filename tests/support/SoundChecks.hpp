@@ -40,26 +40,6 @@ inline double toneStep(double amplitude, double frequency, double rate)
     return 2 * amplitude * std::sin(std::numbers::pi * frequency / rate);
 }
 
-// How much rougher than a clean tone a tone of changing level is over samples [from, to): the
-// largest ratio of a step to the step a sine of the local peak level (within a period either
-// side) would take. 1 for a clean tone at any level; a click or a jump shows far above it.
-inline double roughness(const std::vector<float>& samples, std::size_t from, std::size_t to,
-                        double frequency, double rate)
-{
-    const auto period = static_cast<std::size_t>(std::ceil(rate / frequency));
-    double worst = 0;
-    for (std::size_t i = std::max<std::size_t>(from, 1); i < std::min(to, samples.size()); ++i) {
-        float local = 0;
-        for (std::size_t j = i > period ? i - period : 0; j < std::min(i + period, samples.size());
-             ++j)
-            local = std::max(local, std::fabs(samples[j]));
-        const double step = std::fabs(samples[i] - samples[i - 1]);
-        if (local > 0)
-            worst = std::max(worst, step / toneStep(local, frequency, rate));
-    }
-    return worst;
-}
-
 // The true peak of interleaved audio in dBTP, for judging a true-peak limiter: every channel
 // reconstructed on an 8× grid by a long windowed sinc (flat to 0.45 × rate, unlike the short
 // filters meters use, which read high frequencies a few tenths of a dB high or low) and each

@@ -117,36 +117,6 @@ bool runEventsUntil(Condition condition, double seconds = 10, ManualScheduler* s
     }
 }
 
-// A Studio on the sound server, its inputs, output and device list, with virtual time, scripted
-// dialogs and settings in memory, for the device tests. Its waits run the clock with the wall
-// clock for half a minute at most: a hang fails, a slow machine does not.
-struct SoundServerStudio {
-    QCoreApplication& application = coreApplication();
-    ManualScheduler scheduler{freshVirtualTime()};
-    FakeStudioHost host;
-    MemorySettingsStore settings;
-    PulseDeviceCatalog catalog;
-    Studio studio{StudioEnvironment{
-        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
-
-    ~SoundServerStudio()
-    {
-        runUntil([this] { return !studio.busy(); });
-        studio.flushSaves();
-        QCoreApplication::processEvents();
-    }
-    template <class Condition> bool runUntil(Condition condition)
-    {
-        return runEventsUntil(condition, 30, &scheduler);
-    }
-    bool startPlayback()
-    {
-        studio.togglePlayback();
-        runUntil([this] { return !studio.busy(); });
-        return studio.playing();
-    }
-};
-
 // The fakes and the steps a test takes with a Studio, whoever owns that Studio.
 struct StudioFakes {
     ManualScheduler scheduler{freshVirtualTime()};
@@ -317,6 +287,26 @@ template <class Owner> struct StudioSteps {
         s().flushSaves();
         QCoreApplication::processEvents();
     }
+};
+
+// A Studio on the sound server, its inputs, output and device list, with virtual time, scripted
+// dialogs and settings in memory, for the device tests. Its waits run the clock with the wall
+// clock for half a minute at most: a hang fails, a slow machine does not.
+struct SoundServerStudio : StudioSteps<SoundServerStudio> {
+    QCoreApplication& application = coreApplication();
+    ManualScheduler scheduler{freshVirtualTime()};
+    FakeStudioHost host;
+    MemorySettingsStore settings;
+    PulseDeviceCatalog catalog;
+    Studio studio{StudioEnvironment{
+        scheduler, host, settings, catalog, soundServerInputs(), {}, soundServerOutput}};
+
+    ~SoundServerStudio() { finish(); }
+    template <class Condition> bool runUntil(Condition condition)
+    {
+        return runEventsUntil(condition, 30, &scheduler);
+    }
+    template <class Condition> bool waitUntil(Condition condition) { return runUntil(condition); }
 };
 
 struct StudioFixture : StudioFakes, StudioSteps<StudioFixture> {
