@@ -54,14 +54,21 @@ bool closed(const QPointer<MusicEditorPopover>& popover)
     return popover.isNull();
 }
 
-// Types text into a row as a person would: focus, replace everything, then leave the field.
-void enter(MusicEditor& editor, int row, const QString& text)
+// Types text over everything in a row as a person would, then presses key, if any.
+void type(MusicEditor& editor, int row, const QString& text, Qt::Key key = Qt::Key_unknown)
 {
     QLineEdit& field = editor.field(row);
     field.setFocus();
     field.selectAll();
     QTest::keyClicks(&field, text);
-    // Leaving the field (focus moves to the next one) ends the edit.
+    if (key != Qt::Key_unknown)
+        QTest::keyClick(&field, key);
+}
+
+// Types text into a row, then leaves the field (the focus moves to the next one): the edit ends.
+void enter(MusicEditor& editor, int row, const QString& text)
+{
+    type(editor, row, text);
     editor.field((row + 1) % MusicEditor::rowCount).setFocus();
     QApplication::processEvents();
 }
@@ -186,11 +193,7 @@ TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
          {std::tuple{Qt::Key_Return, offset, "3.25"}, {Qt::Key_Escape, inStart, "1.5"}}) {
         if (!popover)
             popover = f.popover(anchor);
-        QLineEdit& field = popover->editor().field(row);
-        field.setFocus();
-        field.selectAll();
-        QTest::keyClicks(&field, typed);
-        QTest::keyClick(&field, key);
+        type(popover->editor(), row, typed, key);
         QApplication::processEvents();
         EXPECT_FALSE(studio.showMusicEditor());
         EXPECT_TRUE(closed(popover));
@@ -219,8 +222,7 @@ TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
     testing::showActive(window);
     focusedBefore.setFocus();
     popover = f.popover(*doomed);
-    popover->editor().field(inEnd).setFocus();
-    QTest::keyClicks(&popover->editor().field(inEnd), "3");
+    type(popover->editor(), inEnd, "3");
     const PodcastProject typedOnly = studio.project();
     delete doomed;
     EXPECT_TRUE(popover.isNull());
