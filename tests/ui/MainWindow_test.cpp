@@ -12,7 +12,6 @@
 #include "ui/StatusLine.hpp"
 #include "ui/StudioVUMeters.hpp"
 #include "ui/TapeDeck.hpp"
-#include "ui/TapewrightApp.hpp"
 #include "ui/TimelineRuler.hpp"
 #include "ui/TimelineView.hpp"
 #include "ui/TransportBar.hpp"
@@ -21,6 +20,7 @@
 #include "ui/WelcomeView.hpp"
 #include "ui/WindowStudio.hpp"
 
+#include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QAction>
 #include <QComboBox>
@@ -29,7 +29,6 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSlider>
@@ -43,49 +42,29 @@
 namespace tw {
 namespace {
 
-using testing::StudioFixture;
-using testing::TempFolder;
-
-class MainWindowTest : public ::testing::Test {
-protected:
-    QApplication& application = testing::uiApplication();
-    StudioFixture f;
-    TempFolder temp;
-    std::unique_ptr<MainWindow> window;
-
-    MainWindowTest()
+// The window over a Studio on the fakes, not shown yet.
+struct Window : testing::WindowStudio {
+    MainWindow window{studio, scheduler};
+    void showActive()
     {
-        if (QGuiApplication::windowIcon().isNull())
-            QGuiApplication::setWindowIcon(TapewrightApp::applicationIcon());
-        window = std::make_unique<MainWindow>(f.studio, f.scheduler);
+        window.show();
+        window.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
     }
-    ~MainWindowTest() override { window.reset(); }
-
-    void showWindow()
-    {
-        window->show();
-        window->activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-    }
-
     std::filesystem::path savedProject(const std::string& name)
     {
-        const auto folder = temp / name;
-        testing::writeProject(folder, PodcastProject{});
-        return folder;
+        testing::writeProject(temp / name, PodcastProject{});
+        return temp / name;
     }
 };
 
 // The window at a laptop's 1366 × 700, active, over a programme of two clips and a music bed.
-struct ProgrammeWindow : testing::WindowStudio {
-    MainWindow window{studio, scheduler};
+struct ProgrammeWindow : Window {
     ProgrammeWindow()
     {
         studio.showWelcome = false;
         window.resize(1366, 700);
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        showActive();
         openProgramme();
         QCoreApplication::processEvents();
     }
@@ -111,55 +90,52 @@ void turnWheel(QWidget& window, QPoint point, QPoint angle, Qt::KeyboardModifier
     QApplication::sendEvent(under, &event);
 }
 
-TEST_F(MainWindowTest, atItsSmallestTheWindowFitsALaptopScreenAndShowsTheWelcomeSheet)
+TEST(MainWindow, atItsSmallestTheWindowFitsALaptopScreenAndShowsTheWelcomeSheet)
 {
-    f.settings.setValue("lastProject", savedProject("Mi podcast.podcastproject").string());
-    showWindow();
-    WelcomeView& sheet = window->welcome();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.isVisible(); }));
+    Window f;
+    f.settings.setValue("lastProject", f.savedProject("Mi podcast.podcastproject").string());
+    f.showActive();
+    MainWindow& window = f.window;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
+    EXPECT_EQ(window.welcome().recentName(), QStringLiteral("Mi podcast"));
     // At its smallest the view has its full minimum under the menu bar and the toolbar, which a
     // 1366 × 768 screen holds with a title bar and a desktop panel.
-    window->resize(window->minimumSizeHint());
+    window.resize(window.minimumSizeHint());
     QCoreApplication::processEvents();
     const QSize smallest =
-        window->content().minimumSizeHint().expandedTo(window->content().minimumSize());
-    ASSERT_EQ(window->content().size(), smallest);
-    EXPECT_EQ(window->height(),
-              smallest.height() + window->menuBar()->height() + window->toolbar().height());
-    EXPECT_LE(window->height(), 700);
-    EXPECT_LE(window->width(), 1366);
-    // The sheet offers the recent project.
-    EXPECT_TRUE(sheet.continueButton().isVisible());
-    EXPECT_EQ(sheet.recentName(), QStringLiteral("Mi podcast"));
+        window.content().minimumSizeHint().expandedTo(window.content().minimumSize());
+    ASSERT_EQ(window.content().size(), smallest);
+    EXPECT_EQ(window.height(),
+              smallest.height() + window.menuBar()->height() + window.toolbar().height());
+    EXPECT_TRUE(window.height() <= 700 && window.width() <= 1366);
 }
 
-TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)
+TEST(MainWindow, aProjectFolderDroppedOnTheWindowOpens)
 {
-    showWindow();
-    const auto folder = savedProject("Soltado.podcastproject");
+    Window f;
+    f.showActive();
+    const auto folder = f.savedProject("Soltado.podcastproject");
     QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(QString::fromStdString((temp / "nada.txt").string())),
+    data.setUrls({QUrl::fromLocalFile(QString::fromStdString((f.temp / "nada.txt").string())),
                   QUrl::fromLocalFile(QString::fromStdString(folder.string()))});
-    EXPECT_EQ(MainWindow::droppedFolder(data.urls()), QString::fromStdString(folder.string()));
-    EXPECT_FALSE(MainWindow::droppedFolder({QUrl(QStringLiteral("https://example.org/x"))}));
-
     QDragEnterEvent enter(QPoint(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &enter);
+    QApplication::sendEvent(&f.window, &enter);
     EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &drop);
+    QApplication::sendEvent(&f.window, &drop);
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == folder && !f.studio.busy(); }));
 }
 
-TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
+TEST(MainWindow, closingWhileTheProjectCannotBeSavedAsksFirst)
 {
-    const auto folder = savedProject("Programa.podcastproject");
+    Window f;
+    const auto folder = f.savedProject("Programa.podcastproject");
     ASSERT_TRUE(f.openAndWait(folder));
     f.settle(); // the opening's own save lands before the document becomes unwritable
-    showWindow();
+    f.showActive();
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
-    f.host.newProjectAnswers = {temp / "Copia.podcastproject"};
+    f.host.newProjectAnswers = {f.temp / "Copia.podcastproject"};
     for (const QString answer : {"Cancelar", "Salir sin guardar", "Guardar una copia…", ""}) {
         // Answers the question the window asks; none is expected last (and one would stay).
         QTimer poll;
@@ -170,50 +146,34 @@ TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
                         button->click();
         });
         poll.start(5);
-        window->show();
-        EXPECT_EQ(window->close(), answer == "Salir sin guardar" || answer.isEmpty())
+        f.window.show();
+        EXPECT_EQ(f.window.close(), answer == "Salir sin guardar" || answer.isEmpty())
             << answer.toStdString();
         ASSERT_TRUE(f.waitIdle());
     }
-    EXPECT_EQ(f.studio.folder(), temp / "Copia.podcastproject");
+    EXPECT_EQ(f.studio.folder(), f.temp / "Copia.podcastproject");
 }
 
-TEST_F(MainWindowTest, theSingleKeysWorkOverTheWholeWindow)
+// Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
+TEST(MainWindow, aShortcutSharedWithTheToolbarActsOnce)
 {
+    Window f;
     f.studio.showWelcome = false;
-    showWindow();
-    window->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    f.host.newProjectAnswers.push_back(temp / "Programa.podcastproject");
-    ASSERT_TRUE(f.studio.newProject());
-
-    // Wherever the focus is among the window's buttons, R is the record key.
-    QList<QPushButton*> buttons = window->content().findChildren<QPushButton*>();
-    ASSERT_FALSE(buttons.isEmpty());
-    QWidget* target = buttons.first();
-    target->setFocus();
-    QTest::keyClick(target, Qt::Key_R);
-    EXPECT_EQ(f.studio.countdown(), 3);
-    QTest::keyClick(window.get(), Qt::Key_R);
-    EXPECT_FALSE(f.studio.countdown());
-    EXPECT_FALSE(f.studio.busy());
-
-    // Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
-    const int asked = f.host.newProjectRequests;
-    QTest::keyClick(window.get(), Qt::Key_N, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, asked + 1);
+    f.showActive();
+    QTest::keyClick(&f.window, Qt::Key_N, Qt::ControlModifier);
+    EXPECT_EQ(f.host.newProjectRequests, 1);
 }
 
-TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
+TEST(MainWindow, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
 {
-    testing::WindowStudio f;
+    Window f;
     f.studio.showWelcome = false;
-    MainWindow window(f.studio, f.scheduler);
+    MainWindow& window = f.window;
     window.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     window.resize(1366, 700);
     QCoreApplication::processEvents();
-    const QImage empty = testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
+    testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
 
     // On a laptop's 1366 × 700 every region is whole, top to bottom: instruments, voice panel,
     // timeline, control row, status line. The spare height is the voice lane's, so the control
@@ -241,10 +201,7 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     ASSERT_TRUE(f.startPlayback()) << f.studio.message().value_or("");
     f.play(1.5);
     QCoreApplication::processEvents();
-    const QImage playing = testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
-    const QRect voice = area(view.timeline().voiceLane());
-    const QRect clips(voice.left() + 10, voice.top() + 30, 300, voice.height() - 40);
-    EXPECT_GT(testing::meanBrightness(playing, clips), testing::meanBrightness(empty, clips) + 5);
+    testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
 
     // A take after the programme: the growing take, the lit record key, the level bar.
     f.studio.pause();
@@ -252,15 +209,11 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     ASSERT_TRUE(f.startTake());
     ASSERT_TRUE(f.recordUntil(1.5));
     QCoreApplication::processEvents();
-    const QImage recording =
-        testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
-    const QRect take(voice.left() + int(21.5 * f.studio.zoom()), voice.top() + 30, 20,
-                     voice.height() - 40);
-    EXPECT_GT(testing::meanBrightness(recording, take), testing::meanBrightness(playing, take) + 5);
+    testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
     ASSERT_TRUE(f.finishTake());
 }
 
-TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
+TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
 {
     ProgrammeWindow f;
     QScrollBar& bar = f.bar();
@@ -328,7 +281,7 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
 
 // Every menu, pop-up, tooltip, alert and dialog is dark, shown for a person to look at: the
 // window's, its music editor and its welcome sheet.
-TEST(MainWindowStates, popUpsAreDark)
+TEST(MainWindow, popUpsAreDark)
 {
     ProgrammeWindow f;
     f.settings.setValue("lastProject", f.folder.string());
