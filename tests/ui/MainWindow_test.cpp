@@ -268,40 +268,5 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     f.studio.pause();
 }
 
-// Every menu, pop-up, tooltip, alert and dialog is dark, shown for a person to look at: the
-// window's, its music editor and its welcome sheet.
-TEST(MainWindow, popUpsAreDark)
-{
-    ProgrammeWindow f;
-    f.settings.setValue("lastProject", f.folder.string());
-    f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
-    QCoreApplication::processEvents();
-    auto expectDark = [](const char* name, QWidget* shown) {
-        ASSERT_TRUE(shown) << name;
-        const QImage image = testing::saveScreenshot(*shown, QStringLiteral("Dark-") + name);
-        EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0) << name;
-        shown->hide();
-    };
-    MainWindow& window = f.window;
-    f.studio.selection = TimeRange{1, 2};
-    const QPoint near = window.mapToGlobal(QPoint(300, 300));
-    window.menus().audioMenu().popup(near);
-    expectDark("audio-menu", &window.menus().audioMenu());
-    QComboBox& picker = window.content().controls().inputPicker();
-    picker.showPopup();
-    expectDark("input-popup", picker.view()->window());
-    QToolTip::showText(near, QStringLiteral("Actualizar entradas"), &window);
-    expectDark("tooltip", window.findChild<QLabel*>(QStringLiteral("qtooltip_label")));
-    f.studio.message = std::string("No se pudo guardar el proyecto: disco lleno");
-    expectDark("alert", window.findChild<QMessageBox*>());
-    f.studio.message = std::nullopt;
-    f.studio.showMusicEditor = true;
-    expectDark("music-editor", window.findChild<MusicEditorPopover*>());
-    f.studio.showMusicEditor = false;
-    f.studio.showWelcome = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
-    expectDark("welcome", &window.welcome());
-}
-
 } // namespace
 } // namespace tw
