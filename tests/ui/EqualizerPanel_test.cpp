@@ -1,6 +1,5 @@
 #include "ui/EqualizerPanel.hpp"
 #include "ui/ResponseCurve.hpp"
-#include "ui/StudioPanel.hpp"
 #include "ui/WindowStudio.hpp"
 
 #include <QApplication>
@@ -9,8 +8,6 @@
 #include <QWheelEvent>
 
 #include <gtest/gtest.h>
-
-#include <cmath>
 
 namespace tw {
 

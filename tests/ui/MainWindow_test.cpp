@@ -1,14 +1,9 @@
 #include "ui/MainWindow.hpp"
 
-#include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
-#include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/ControlRow.hpp"
 #include "ui/LCDCounter.hpp"
-#include "ui/LaneMenu.hpp"
 #include "ui/MainToolbar.hpp"
-#include "ui/MusicEditor.hpp"
 #include "ui/StatusLine.hpp"
 #include "ui/StudioVUMeters.hpp"
 #include "ui/TapeDeck.hpp"
@@ -21,11 +16,6 @@
 #include "ui/WindowStudio.hpp"
 
 #include <QAbstractButton>
-#include <QAbstractItemView>
-#include <QAction>
-#include <QComboBox>
-#include <QLabel>
-#include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
@@ -34,7 +24,6 @@
 #include <QSlider>
 #include <QTest>
 #include <QTimer>
-#include <QToolTip>
 #include <QWheelEvent>
 
 #include <gtest/gtest.h>

@@ -1,8 +1,6 @@
 #include "ui/TapeDeck.hpp"
 #include "ui/WindowStudio.hpp"
 
-#include <QPaintEvent>
-
 #include <gtest/gtest.h>
 
 namespace tw {

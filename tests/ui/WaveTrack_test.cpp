@@ -1,7 +1,6 @@
 #include "ui/WaveTrack.hpp"
 
 #include "ui/LaneMenu.hpp"
-#include "ui/LanePainter.hpp"
 #include "ui/WindowStudio.hpp"
 
 #include <QAction>
