@@ -74,7 +74,6 @@ TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenE
                     f.line.cancelButton().isVisible() && !f.line.statusText().isVisible());
         EXPECT_EQ(f.line.exportPercentage().text(), shown);
     }
-    EXPECT_EQ(f.line.exportBar().value(), f.line.exportBar().maximum());
     f.studio.exportProgress = std::nullopt;
     EXPECT_FALSE(f.line.showsExport() || f.line.exportBar().isVisible());
     EXPECT_EQ(f.line.statusText().text(), "Preparando audio…");
@@ -89,9 +88,7 @@ TEST(StatusLine, cancelStopsTheRunningExportAndTheTitleComesBack)
     f.host.exportAnswers.push_back(f.temp / "Programa.m4a");
     f.studio.exportProject();
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.activeExport || !f.studio.busy(); }));
-    ASSERT_TRUE(f.studio.activeExport) << f.studio.message().value_or("");
-    EXPECT_TRUE(f.line.showsExport());
-    EXPECT_EQ(f.line.exportPercentage().text(), "0 %");
+    ASSERT_TRUE(f.line.showsExport()) << f.studio.message().value_or("");
 
     f.line.cancelButton().click();
     ASSERT_TRUE(f.waitIdle());
