@@ -98,11 +98,6 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.recording = true;
     EXPECT_EQ(enabled(), "0010000110000000000");
     f.studio.recording = false;
-
-    menus->removeMusic().trigger();
-    EXPECT_FALSE(f.studio.project->musicFile || menus->removeMusic().isEnabled());
-    startProject();
-    EXPECT_TRUE(menus->saveCopy().isEnabled());
 }
 
 TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)

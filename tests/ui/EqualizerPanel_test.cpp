@@ -46,23 +46,6 @@ void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
 
 } // namespace
 
-// The filters are the voice layer's to check; here where the curve lies on its plot: a boost's
-// peak at its band on the ceiling (a quarter down), cuts held on the floor at 80 %.
-TEST(ResponseCurve, aBoostPeaksAtItsBandAndCutsStopAtTheFloor)
-{
-    const QSizeF size(400, 100);
-    VoiceTreatment boost, cut;
-    boost.eqBands = std::vector<double>{0, 0, 0, 0, 0, 12, 0, 0, 0, 0};
-    const std::vector<QPointF> peaked = ResponseCurve::points(boost, size);
-    const auto byHeight = [](QPointF a, QPointF b) { return a.y() < b.y(); };
-    const auto highest = std::min_element(peaked.begin(), peaked.end(), byHeight);
-    EXPECT_NEAR(ResponseCurve::frequencyAt(int(highest - peaked.begin())), 1000.0, 40.0);
-    EXPECT_NEAR(highest->y(), 25.0, 0.5);
-    cut.eqBands = std::vector<double>(10, -12.0);
-    const std::vector<QPointF> low = ResponseCurve::points(cut, size);
-    EXPECT_EQ(std::max_element(low.begin(), low.end(), byHeight)->y(), 80.0);
-}
-
 TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndWaitWhileBusy)
 {
     Panel f;

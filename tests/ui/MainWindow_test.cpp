@@ -209,7 +209,6 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     ASSERT_EQ(bar.value(), 0);
     // Either wheel, over the lanes or the ruler, moves along time.
     turnWheel(f.window, f.at(f.timeline().voiceLane(), {300, 60}), {0, -120});
-    EXPECT_EQ(bar.value(), TimelineView::wheelStep);
     turnWheel(f.window, f.at(f.timeline().ruler(), {300, 10}), {-240, 0});
     EXPECT_EQ(bar.value(), 3 * TimelineView::wheelStep);
 
@@ -219,14 +218,6 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
               Qt::ControlModifier);
     EXPECT_EQ(f.studio.zoom(), 38.0);
     EXPECT_NEAR(second * 38 - bar.value(), 500, 1);
-
-    // The zoom slider keeps the play head where it stands on screen.
-    f.studio.seek(14.0);
-    const double playheadX = f.playheadX();
-    ASSERT_TRUE(f.playheadShown());
-    QTest::keyClick(&f.window.content().controls().zoomSlider(), Qt::Key_PageUp);
-    EXPECT_GT(f.studio.zoom(), 38.0);
-    EXPECT_NEAR(f.playheadX(), playheadX, 1);
 
     // Home and End go to the ends, Left and Right 5 s, with the reels' shuttle; the view follows.
     struct Jump {

@@ -26,14 +26,12 @@ enum Row { sourceStart, length, offset, inStart, inEnd, outStart, outEnd };
 // A project with a 20 s music file, opened so that the Studio knows the music's length, with
 // numbers written the C locale's way while it lives.
 struct Music : testing::WindowStudio {
-    explicit Music(const std::function<void(PodcastProject&)>& adjust = {})
+    Music()
     {
         QLocale::setDefault(QLocale::c());
         testing::makeTone(folder / "Media/music-A.wav", 20.0, 220);
         PodcastProject document;
         document.musicFile = "Media/music-A.wav";
-        if (adjust)
-            adjust(document);
         EXPECT_TRUE(open(document) && std::abs(studio.musicDuration() - 20.0) < 1e-6);
     }
     ~Music() { QLocale::setDefault(QLocale::system()); }
@@ -92,25 +90,6 @@ TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
     EXPECT_EQ(MusicEditor::parseSeconds(" 7.25 "), 7.25);
     EXPECT_TRUE(std::isnan(MusicEditor::parseSeconds("siete")));
     QLocale::setDefault(original);
-}
-
-TEST(MusicEditor, rowsShowTheFallbacksWhileTheFieldsAreAbsent)
-{
-    Music f;
-    MusicEditor editor(f.studio);
-    // The older lengths 5 and 10 shown for the absent fades, and the largest value each row takes.
-    EXPECT_EQ(editor.field(inEnd).text(), "5");
-    const double maxima[] = {20, 20, 86400, 20, 20, 20, 20};
-    for (int row = 0; row < MusicEditor::rowCount; ++row)
-        EXPECT_DOUBLE_EQ(editor.maximum(row), maxima[row]) << row;
-    // A placed fragment: 6 s into the file leaves at most 14 s of it.
-    f.studio.project.mutate([](PodcastProject& project) {
-        project.musicSourceStart = 6.0;
-        project.musicLength = 8.0;
-    });
-    EXPECT_EQ(editor.field(length).text(), "8");
-    EXPECT_DOUBLE_EQ(editor.maximum(length), 14.0);
-    EXPECT_DOUBLE_EQ(editor.maximum(outEnd), 8.0);
 }
 
 TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)

@@ -37,7 +37,6 @@ TEST(SpectrumView, repaintsOnlyWhenTheBarsChangeAndDrawsTallerBarsBrighterInTheP
     ASSERT_GE(settled, 1);
 
     // Other fields of the Studio, and idle clock ticks, leave the view alone.
-    fixture.studio.position = 3.0;
     fixture.studio.vuLevels = std::vector<float>{0.2f, 0.1f};
     fixture.scheduler.advance(0.5);
     QApplication::processEvents();

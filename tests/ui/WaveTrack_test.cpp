@@ -32,7 +32,7 @@ struct VoiceDocument {
 // What the lanes' project holds: the three clips, and or a 60 s music file placed from 5 s into
 // it at timeline 2, so the fragment is 55 s long; at zoom 10 the region spans x 20…570 and the
 // fades are 0–5 and 45–55.
-enum Content { voiceOnly = 1, musicOnly = 2, voiceAndMusic = 3, nothing = 0 };
+enum Content { voiceOnly = 1, musicOnly = 2, voiceAndMusic = 3 };
 
 // A Studio over such a project, with both lanes shown.
 struct Lanes : testing::WindowStudio {
@@ -91,7 +91,6 @@ struct Lanes : testing::WindowStudio {
         return {};
     }
     std::size_t steps() { return studio.undoStack().size(); }
-    double fadeInEnd() { return studio.project().fadeInEnd.value(); }
 };
 
 // The items of menu, separators left out.
@@ -421,16 +420,15 @@ TEST(WaveTrack, rendersClipsSelectionAndMusic)
     f.studio.selectedClip = f.voice.a.id;
     f.studio.selection = TimeRange{1.0, 2.5};
     const QImage voice = saveScreenshot(*f.voiceLane, "WaveTrack-voice");
-    const QImage music = saveScreenshot(*f.musicLane, "WaveTrack-music");
+    saveScreenshot(*f.musicLane, "WaveTrack-music");
 
     EXPECT_GT(voice.pixelColor(100, 100).blue(), voice.pixelColor(175, 100).blue())
         << "the selection band bluer";
     EXPECT_GT(meanBrightness(voice, {260, 40, 40, 60}),
               meanBrightness(voice, {205, 40, 40, 60}) + 10)
         << "peaks inside B, none in the gap";
-    const QColor head = voice.pixelColor(325, 80), full = music.pixelColor(275, 16);
+    const QColor head = voice.pixelColor(325, 80);
     EXPECT_TRUE(head.red() > 200 && head.green() < 120) << "the play head is red";
-    EXPECT_TRUE(full.red() > 150 && full.blue() > 200) << "the envelope at full level";
 }
 
 } // namespace tw
