@@ -125,14 +125,13 @@ TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAn
     QTest::mouseClick(&f.panel.resetButton(), Qt::LeftButton);
     EXPECT_EQ(f.steps(), stepsBefore + 4);
 
-    // Keys step half a decibel, each an undo step, and stop at ±12: up, page up, End, Up at the
-    // top (nothing), Home.
+    // Keys step half a decibel, each an undo step, and stop at ±12: up, End, Up at the top
+    // (nothing), Home.
     BandSlider& top = f.panel.band(9).slider();
     for (auto [key, gain, steps] : {std::tuple{Qt::Key_Up, 0.5, 1u},
-                                    {Qt::Key_PageUp, 1.5, 2u},
-                                    {Qt::Key_End, 12.0, 3u},
-                                    {Qt::Key_Up, 12.0, 3u},
-                                    {Qt::Key_Home, -12.0, 4u}}) {
+                                    {Qt::Key_End, 12.0, 2u},
+                                    {Qt::Key_Up, 12.0, 2u},
+                                    {Qt::Key_Home, -12.0, 3u}}) {
         QTest::keyClick(&top, key);
         EXPECT_EQ(f.gain(9), gain) << key;
         EXPECT_EQ(f.steps(), stepsBefore + 4 + steps) << key;

@@ -109,7 +109,6 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
 {
     Lanes f;
     WaveTrack& lane = *f.voiceLane;
-    EXPECT_EQ(lane.height(), WaveTrack::laneHeight(WaveTrack::Kind::voice));
 
     // Four points in the gap between A and B select between the two locations; no seek.
     const double position = f.studio.position();
@@ -135,9 +134,6 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
     drag(lane, {300, 70}, {{301, 70}}, [&] { EXPECT_EQ(f.studio.selectedClip(), f.voice.b.id); });
     EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
     EXPECT_NEAR(f.studio.position(), 301 / 50.0, 1e-9);
-    // Dragged further, the body selects like the background, from where it was pressed.
-    drag(lane, {330, 70}, {{310, 70}, {100, 70}});
-    EXPECT_EQ(f.studio.selection(), (TimeRange{2, 6.6}));
 
     // The play head's handle seeks while it moves and never selects.
     f.studio.seek(5.2); // x 260, inside B
@@ -181,17 +177,14 @@ TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighbours)
     }
 }
 
-TEST(WaveTrack, theMusicLaneSeeksNeverSelectsAndItsGripsTrimWithinTheFileAndTheTimeline)
+TEST(WaveTrack, theMusicLaneNeverSelectsAndItsGripsTrimTheFragment)
 {
     Lanes f(musicOnly, 900);
     WaveTrack& lane = *f.musicLane;
-    f.studio.position = 80.0; // the play head handle away from the presses
+    f.studio.position = 30.0; // the play head handle away from the presses
     f.studio.selection = TimeRange{1, 2};
-    drag(lane, {300, 60}, {{340, 60}, {400, 60}});
+    drag(lane, {200, 60}, {{240, 60}, {400, 60}});
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
-    drag(lane, {300, 60}, {{302, 60}});
-    EXPECT_FALSE(f.studio.selection().has_value());
-    EXPECT_NEAR(f.studio.position(), 30.2, 1e-9);
 
     // The head pulled 10 s to the left stops at timeline 0: both start and offset move by 2;
     // the tail pulled 10 s in shortens the fragment.
@@ -294,11 +287,8 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
     EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
     act(voice.b, "Cortar"); // copied, then its range becomes a gap
     EXPECT_FALSE(f.studio.project().segment(6.0).has_value());
-    f.studio.seek(1.0);
-    act(voice.a, "Pegar en el cabezal"); // three seconds of B come in at the play head
-    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 13.0);
-    act(f.clips().front(), "Eliminar y cerrar hueco"); // the later clips pulled left by 1 s
-    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 12.0);
+    act(voice.c, "Eliminar y cerrar hueco"); // the programme ends with A
+    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 4.0);
 
     // While busy every item of both menus is off.
     f.studio.busy = true;
@@ -391,10 +381,6 @@ TEST(WaveTrack, theEmptyMusicLaneOffersToLoadMusic)
     ASSERT_NE(load, nullptr);
     EXPECT_EQ(load->text(), "Cargar música");
     saveScreenshot(*f.musicLane, "WaveTrack-music-empty");
-    f.studio.busy = true;
-    EXPECT_FALSE(load->isEnabled());
-    f.studio.busy = false;
-
     const std::filesystem::path chosen = f.temp / "bed.wav";
     testing::makeTone(chosen, 8, 500);
     f.host.audioFileAnswers.push_back(chosen);
