@@ -28,7 +28,6 @@ TEST(DeckState, theStatusWordAndLampGoByPrecedence)
         EXPECT_EQ(deckStatus(c.transport), c.status);
         EXPECT_EQ(deckLamp(c.transport), c.lamp) << c.status;
     }
-    EXPECT_EQ(deckAccessibleName("STOP"), "Grabadora de bobinas: STOP");
 }
 
 TEST(DeckState, levelFollowsTheClipEnvelopeTimesVoiceVolumeCappedAndSilentOverAGap)

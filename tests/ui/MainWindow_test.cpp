@@ -158,15 +158,13 @@ TEST(MainWindow, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     Window f;
     f.studio.showWelcome = false;
     MainWindow& window = f.window;
-    window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     window.resize(1366, 700);
+    f.showActive();
     QCoreApplication::processEvents();
     testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
 
-    // On a laptop's 1366 × 700 every region is whole, top to bottom: instruments, voice panel,
-    // timeline, control row, status line. The spare height is the voice lane's, so the control
-    // row follows the timeline without a gap.
+    // On a laptop's 1366 × 700 every region is whole; the spare height is the voice lane's, so
+    // the control row follows the timeline without a gap.
     ContentView& view = window.content();
     const auto area = [&](QWidget& region) {
         return QRect(region.mapTo(&window, QPoint()), region.size());
@@ -177,9 +175,6 @@ TEST(MainWindow, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
              &view.controls(), &view.status()})
         EXPECT_TRUE(area(view).contains(area(*region)) && region->isVisible())
             << region->metaObject()->className();
-    for (QWidget* upper : std::initializer_list<QWidget*>{&view.deck(), &view.transport()})
-        EXPECT_LT(area(*upper).bottom(), area(view.voicePanel()).top());
-    EXPECT_LT(area(view.voicePanel()).bottom(), area(view.timeline()).top());
     EXPECT_LE(view.controls().y() - view.timeline().geometry().bottom(), 2);
 
     // A programme playing: the lanes show its clips, the counter and the meters follow the mix.
