@@ -1,13 +1,11 @@
 #include "ui/AppMenus.hpp"
 
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 #include "ui/UiApplication.hpp"
 
 #include <QAction>
 #include <QLineEdit>
 #include <QMainWindow>
-#include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTest>
@@ -19,14 +17,12 @@ namespace tw {
 namespace {
 
 using testing::StudioFixture;
-using testing::TempFolder;
 
 // A window with the menus, a text field and a button, over a Studio on fakes.
 class AppMenusTest : public ::testing::Test {
 protected:
     QApplication& application = testing::uiApplication();
     StudioFixture f;
-    TempFolder temp;
     QMainWindow window;
     QLineEdit* field = new QLineEdit;
     QPushButton* button = new QPushButton(QStringLiteral("Botón"));
@@ -52,12 +48,10 @@ protected:
         QTest::keyClick(button, static_cast<Qt::Key>(key), modifiers);
     }
 
-    std::filesystem::path startProject()
+    void startProject()
     {
-        const auto folder = temp / "Programa.podcastproject";
-        f.host.newProjectAnswers.push_back(folder);
+        f.host.newProjectAnswers.push_back(f.temp / "Programa.podcastproject");
         EXPECT_TRUE(f.studio.newProject());
-        return folder;
     }
 };
 
@@ -165,7 +159,6 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
     QTest::keyClick(field, Qt::Key_Delete);
     EXPECT_EQ(field->text(), QStringLiteral(" "));
     EXPECT_FALSE(f.studio.countdown());
-    EXPECT_EQ(f.host.microphoneRequests, 0);
     EXPECT_TRUE(f.studio.selection());
     EXPECT_TRUE(f.studio.undoStack->empty());
 
@@ -187,9 +180,6 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
         EXPECT_EQ(f.studio.recordingPaused(), paused);
         EXPECT_TRUE(f.studio.recording() && !f.studio.playing());
     }
-    press(Qt::Key_R);
-    EXPECT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.recording());
 }
 
 } // namespace

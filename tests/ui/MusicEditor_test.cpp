@@ -79,7 +79,6 @@ TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
          {std::tuple{QLocale::c(), 12.0, "12"},
           {QLocale::c(), 2.5, "2.5"},
           {QLocale::c(), 1.23456, "1.23"},
-          {QLocale::c(), 0.004, "0"},
           {QLocale(QLocale::Spanish, QLocale::Spain), 2.5, "2,5"},
           {QLocale(QLocale::Spanish, QLocale::Spain), 1.999, "2"}}) {
         QLocale::setDefault(locale);
