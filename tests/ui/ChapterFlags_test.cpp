@@ -97,7 +97,6 @@ TEST(ChapterFlags, flagsFollowTheChaptersAndTheirGesturesEditThemOnlyWhileIdle)
     // A double-click edits the title in place: Return keeps it, Escape drops it.
     testing::doubleClick(&f.flag(0), {4, 8});
     ASSERT_TRUE(editor.isVisible());
-    EXPECT_EQ(editor.text(), "Capítulo 2");
     QTest::keyClicks(&editor, QStringLiteral("  Entrevista "));
     QTest::keyClick(&editor, Qt::Key_Return);
     EXPECT_FALSE(editor.isVisible());

@@ -85,7 +85,6 @@ TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBands)
     // Undone, the sliders show the older fields again.
     f.studio.undo();
     EXPECT_EQ(slider.value(), 0);
-    EXPECT_EQ(f.panel.band(2).gainText(), "+3.0");
 }
 
 TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAndResetGoToZero)

@@ -50,7 +50,6 @@ TEST(MessageAlert, showsTheMessageAnyDismissalClearsItAndAClearedMessageClosesTh
     f.studio.message = std::nullopt;
     EXPECT_FALSE(f.alert.box());
     EXPECT_TRUE(!third || !third->isVisible());
-    EXPECT_FALSE(f.studio.message());
 }
 
 } // namespace tw
