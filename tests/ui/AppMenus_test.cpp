@@ -1,14 +1,11 @@
 #include "ui/AppMenus.hpp"
 
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 #include "ui/UiApplication.hpp"
 
 #include <QAction>
-#include <QDialog>
 #include <QLineEdit>
 #include <QMainWindow>
-#include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTest>
@@ -20,14 +17,12 @@ namespace tw {
 namespace {
 
 using testing::StudioFixture;
-using testing::TempFolder;
 
 // A window with the menus, a text field and a button, over a Studio on fakes.
 class AppMenusTest : public ::testing::Test {
 protected:
     QApplication& application = testing::uiApplication();
     StudioFixture f;
-    TempFolder temp;
     QMainWindow window;
     QLineEdit* field = new QLineEdit;
     QPushButton* button = new QPushButton(QStringLiteral("Botón"));
@@ -53,12 +48,10 @@ protected:
         QTest::keyClick(button, static_cast<Qt::Key>(key), modifiers);
     }
 
-    std::filesystem::path startProject()
+    void startProject()
     {
-        const auto folder = temp / "Programa.podcastproject";
-        f.host.newProjectAnswers.push_back(folder);
+        f.host.newProjectAnswers.push_back(f.temp / "Programa.podcastproject");
         EXPECT_TRUE(f.studio.newProject());
-        return folder;
     }
 };
 
@@ -98,86 +91,58 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.recording = true;
     EXPECT_EQ(enabled(), "0010000110000000000");
     f.studio.recording = false;
-
-    menus->removeMusic().trigger();
-    EXPECT_FALSE(f.studio.project->musicFile || menus->removeMusic().isEnabled());
-    startProject();
-    EXPECT_TRUE(menus->saveCopy().isEnabled());
 }
 
 TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
 {
     ASSERT_TRUE(f.openTone(20));
-    const auto clips = [&] { return f.studio.project->resolvedSegments().size(); };
     const auto seconds = [&] {
         double sum = 0;
         for (const Segment& clip : f.studio.project->resolvedSegments())
             sum += clip.duration;
         return sum;
     };
-    f.studio.position = 5.0;
-    press(Qt::Key_T, Qt::ControlModifier);
-    EXPECT_EQ(clips(), 2u);
-    press(Qt::Key_Z, Qt::ControlModifier);
-    EXPECT_EQ(clips(), 1u);
-    press(Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
-    EXPECT_EQ(clips(), 2u);
-
-    // Delete leaves the place of the selected audio empty; trim keeps only the selection; copy
-    // and paste bring it in at the play head; Shift+Delete closes the gap it leaves.
+    // Split, undo, redo; delete leaves the place of the selected audio empty; trim keeps only the
+    // selection; copy and paste bring it in at the play head; Shift+Delete closes the gap.
     struct Key {
         Qt::Key key;
         Qt::KeyboardModifiers modifiers;
         TimeRange selection;
         double voice, audio; // the programme's voice length and its audio, after the key
+        std::size_t clips;
     };
-    for (const Key& key : {Key{Qt::Key_Delete, {}, {1, 2}, 20, 19},
-                           Key{Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier, {3, 8}, 5, 5},
-                           Key{Qt::Key_C, Qt::ControlModifier, {0, 1}, 5, 5},
-                           Key{Qt::Key_V, Qt::ControlModifier, {}, 6, 6},
-                           Key{Qt::Key_Delete, Qt::ShiftModifier, {0, 2}, 4, 4}}) {
+    const auto ctrl = Qt::ControlModifier, shift = Qt::ShiftModifier;
+    for (const Key& key :
+         {Key{Qt::Key_T, ctrl, {}, 20, 20, 2}, Key{Qt::Key_Z, ctrl, {}, 20, 20, 1},
+          Key{Qt::Key_Z, ctrl | shift, {}, 20, 20, 2}, Key{Qt::Key_Delete, {}, {1, 2}, 20, 19, 3},
+          Key{Qt::Key_T, ctrl | shift, {3, 8}, 5, 5, 2}, Key{Qt::Key_C, ctrl, {0, 1}, 5, 5, 2},
+          Key{Qt::Key_V, ctrl, {}, 6, 6, 4}, Key{Qt::Key_Delete, shift, {0, 2}, 4, 4, 2}}) {
         SCOPED_TRACE(::testing::Message() << key.key << " " << key.modifiers.toInt());
         f.studio.selection = key.selection.upper > 0 ? std::optional(key.selection) : std::nullopt;
-        f.studio.position = 1.0;
+        f.studio.position = key.key == Qt::Key_T && key.modifiers == ctrl ? 5.0 : 1.0;
         press(key.key, key.modifiers);
         ASSERT_TRUE(f.waitIdle());
         EXPECT_NEAR(f.studio.project->voiceDuration(), key.voice, 1e-6);
         EXPECT_NEAR(seconds(), key.audio, 1e-6);
+        EXPECT_EQ(f.studio.project->resolvedSegments().size(), key.clips);
     }
-    EXPECT_EQ(f.studio.undoStack->size(), 5u); // split, delete, trim, paste, delete closing
 
-    // M marks a chapter at the play head; the details item opens its dialog over the window.
+    // M marks a chapter at the play head.
     f.studio.seek(0.5);
     press(Qt::Key_M);
     ASSERT_EQ(f.studio.project->chapters.size(), 1u);
     EXPECT_EQ(f.studio.project->chapters[0].time, 0.5);
-    menus->episodeDetails().trigger();
-    EXPECT_NE(window.findChild<QDialog*>(), nullptr);
 }
 
-TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProjectAsAnUndoStep)
+TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProject)
 {
-    const auto folder = startProject();
-    const auto checked = [&] {
-        std::vector<bool> states;
-        for (LoudnessTarget target :
-             {LoudnessTarget::podcast, LoudnessTarget::broadcast, LoudnessTarget::none})
-            states.push_back(menus->loudness(target).isChecked());
-        return states;
-    };
-    EXPECT_EQ(checked(), (std::vector<bool>{true, false, false})) << "the podcast norm by default";
+    startProject();
+    EXPECT_TRUE(menus->loudness(LoudnessTarget::podcast).isChecked()) << "by default";
     menus->loudness(LoudnessTarget::broadcast).trigger();
-    EXPECT_EQ(checked(), (std::vector<bool>{false, true, false}));
     EXPECT_EQ(f.studio.project->loudnessTarget, LoudnessTarget::broadcast);
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.studio.flushSaves();
-    EXPECT_EQ(testing::readProject(folder).loudnessTarget, LoudnessTarget::broadcast);
-
+    // The group shows the project's choice, also when an undo changes it.
     menus->undo().trigger();
-    EXPECT_EQ(f.studio.project->loudnessTarget, std::nullopt);
-    EXPECT_EQ(checked(), (std::vector<bool>{true, false, false}));
-    menus->loudness(LoudnessTarget::none).trigger();
-    EXPECT_EQ(f.studio.loudnessTarget(), LoudnessTarget::none);
+    EXPECT_TRUE(menus->loudness(LoudnessTarget::podcast).isChecked());
     f.studio.busy = true;
     EXPECT_FALSE(menus->loudness(LoudnessTarget::podcast).isEnabled());
     f.studio.busy = false;
@@ -194,7 +159,6 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
     QTest::keyClick(field, Qt::Key_Delete);
     EXPECT_EQ(field->text(), QStringLiteral(" "));
     EXPECT_FALSE(f.studio.countdown());
-    EXPECT_EQ(f.host.microphoneRequests, 0);
     EXPECT_TRUE(f.studio.selection());
     EXPECT_TRUE(f.studio.undoStack->empty());
 
@@ -216,9 +180,6 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
         EXPECT_EQ(f.studio.recordingPaused(), paused);
         EXPECT_TRUE(f.studio.recording() && !f.studio.playing());
     }
-    press(Qt::Key_R);
-    EXPECT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.recording());
 }
 
 } // namespace

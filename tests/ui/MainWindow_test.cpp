@@ -1,44 +1,29 @@
 #include "ui/MainWindow.hpp"
 
-#include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
-#include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/ControlRow.hpp"
 #include "ui/LCDCounter.hpp"
-#include "ui/LaneMenu.hpp"
 #include "ui/MainToolbar.hpp"
-#include "ui/MusicEditor.hpp"
-#include "ui/SpectrumView.hpp"
 #include "ui/StatusLine.hpp"
 #include "ui/StudioVUMeters.hpp"
 #include "ui/TapeDeck.hpp"
-#include "ui/TapewrightApp.hpp"
 #include "ui/TimelineRuler.hpp"
 #include "ui/TimelineView.hpp"
 #include "ui/TransportBar.hpp"
-#include "ui/UiApplication.hpp"
 #include "ui/VoiceStudioPanel.hpp"
 #include "ui/WaveTrack.hpp"
 #include "ui/WelcomeView.hpp"
 #include "ui/WindowStudio.hpp"
 
-#include <QAbstractItemView>
-#include <QAction>
-#include <QComboBox>
-#include <QLabel>
-#include <QMenu>
+#include <QAbstractButton>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QPainter>
-#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSlider>
 #include <QTest>
 #include <QTimer>
-#include <QToolTip>
 #include <QWheelEvent>
 
 #include <gtest/gtest.h>
@@ -46,49 +31,29 @@
 namespace tw {
 namespace {
 
-using testing::StudioFixture;
-using testing::TempFolder;
-
-class MainWindowTest : public ::testing::Test {
-protected:
-    QApplication& application = testing::uiApplication();
-    StudioFixture f;
-    TempFolder temp;
-    std::unique_ptr<MainWindow> window;
-
-    MainWindowTest()
+// The window over a Studio on the fakes, not shown yet.
+struct Window : testing::WindowStudio {
+    MainWindow window{studio, scheduler};
+    void showActive()
     {
-        if (QGuiApplication::windowIcon().isNull())
-            QGuiApplication::setWindowIcon(TapewrightApp::applicationIcon());
-        window = std::make_unique<MainWindow>(f.studio, f.scheduler);
+        window.show();
+        window.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
     }
-    ~MainWindowTest() override { window.reset(); }
-
-    void showWindow()
-    {
-        window->show();
-        window->activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-    }
-
     std::filesystem::path savedProject(const std::string& name)
     {
-        const auto folder = temp / name;
-        testing::writeProject(folder, PodcastProject{});
-        return folder;
+        testing::writeProject(temp / name, PodcastProject{});
+        return temp / name;
     }
 };
 
 // The window at a laptop's 1366 × 700, active, over a programme of two clips and a music bed.
-struct ProgrammeWindow : testing::WindowStudio {
-    MainWindow window{studio, scheduler};
+struct ProgrammeWindow : Window {
     ProgrammeWindow()
     {
         studio.showWelcome = false;
         window.resize(1366, 700);
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        showActive();
         openProgramme();
         QCoreApplication::processEvents();
     }
@@ -114,81 +79,32 @@ void turnWheel(QWidget& window, QPoint point, QPoint angle, Qt::KeyboardModifier
     QApplication::sendEvent(under, &event);
 }
 
-TEST_F(MainWindowTest, atItsSmallestTheWindowFitsALaptopScreenAndShowsTheWelcomeSheet)
+TEST(MainWindow, aProjectFolderDroppedOnTheWindowOpens)
 {
-    f.settings.setValue("lastProject", savedProject("Mi podcast.podcastproject").string());
-    showWindow();
-    WelcomeView& sheet = window->welcome();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.isVisible(); }));
-    // At its smallest the view has its full minimum under the menu bar and the toolbar, which a
-    // 1366 × 768 screen holds with a title bar and a desktop panel.
-    window->resize(window->minimumSizeHint());
-    QCoreApplication::processEvents();
-    const QSize smallest =
-        window->content().minimumSizeHint().expandedTo(window->content().minimumSize());
-    ASSERT_EQ(window->content().size(), smallest);
-    EXPECT_EQ(window->height(),
-              smallest.height() + window->menuBar()->height() + window->toolbar().height());
-    EXPECT_LE(window->height(), 700);
-    EXPECT_LE(window->width(), 1366);
-    // Its layout takes in the recent project's button on the way through the event loop.
-    QCoreApplication::sendPostedEvents();
-    QCoreApplication::processEvents();
-
-    // The sheet is a window of its own over the main one: compose the two as they are seen.
-    QImage seen = window->grab().toImage().convertToFormat(QImage::Format_ARGB32);
-    const QImage sheetImage = sheet.grab().toImage();
-    const QPoint at = window->mapFromGlobal(sheet.mapToGlobal(QPoint(0, 0)));
-    const QRect sheetArea(at, sheetImage.size());
-    ASSERT_TRUE(QRect(QPoint(0, 0), seen.size()).contains(sheetArea))
-        << at.x() << "," << at.y() << " " << sheetImage.width() << "×" << sheetImage.height();
-    {
-        QPainter painter(&seen);
-        painter.fillRect(seen.rect(), QColor(0, 0, 0, 110));
-        painter.drawImage(at, sheetImage);
-    }
-    QLabel shown;
-    shown.setPixmap(QPixmap::fromImage(seen));
-    shown.resize(seen.size());
-    const QImage saved = testing::saveScreenshot(shown, QStringLiteral("MainWindow-welcome"));
-    EXPECT_EQ(saved.size(), window->size());
-
-    // The sheet offers the recent project and stands out from the dimmed window behind it.
-    EXPECT_TRUE(sheet.continueButton().isVisible());
-    EXPECT_EQ(sheet.recentName(), QStringLiteral("Mi podcast"));
-    const QRect beside(0, sheetArea.top(), std::max(1, sheetArea.left() - 1), sheetArea.height());
-    EXPECT_GT(
-        std::abs(testing::meanBrightness(seen, sheetArea) - testing::meanBrightness(seen, beside)),
-        3.0);
-}
-
-TEST_F(MainWindowTest, aProjectFolderDroppedOnTheWindowOpens)
-{
-    showWindow();
-    const auto folder = savedProject("Soltado.podcastproject");
+    Window f;
+    f.showActive();
+    const auto folder = f.savedProject("Soltado.podcastproject");
     QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(QString::fromStdString((temp / "nada.txt").string())),
+    data.setUrls({QUrl::fromLocalFile(QString::fromStdString((f.temp / "nada.txt").string())),
                   QUrl::fromLocalFile(QString::fromStdString(folder.string()))});
-    EXPECT_EQ(MainWindow::droppedFolder(data.urls()), QString::fromStdString(folder.string()));
-    EXPECT_FALSE(MainWindow::droppedFolder({QUrl(QStringLiteral("https://example.org/x"))}));
-
     QDragEnterEvent enter(QPoint(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &enter);
+    QApplication::sendEvent(&f.window, &enter);
     EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &drop);
+    QApplication::sendEvent(&f.window, &drop);
     ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == folder && !f.studio.busy(); }));
 }
 
-TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
+TEST(MainWindow, closingWhileTheProjectCannotBeSavedAsksFirst)
 {
-    const auto folder = savedProject("Programa.podcastproject");
+    Window f;
+    const auto folder = f.savedProject("Programa.podcastproject");
     ASSERT_TRUE(f.openAndWait(folder));
     f.settle(); // the opening's own save lands before the document becomes unwritable
-    showWindow();
+    f.showActive();
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
-    f.host.newProjectAnswers = {temp / "Copia.podcastproject"};
+    f.host.newProjectAnswers = {f.temp / "Copia.podcastproject"};
     for (const QString answer : {"Cancelar", "Salir sin guardar", "Guardar una copia…", ""}) {
         // Answers the question the window asks; none is expected last (and one would stay).
         QTimer poll;
@@ -199,54 +115,46 @@ TEST_F(MainWindowTest, closingWhileTheProjectCannotBeSavedAsksFirst)
                         button->click();
         });
         poll.start(5);
-        window->show();
-        EXPECT_EQ(window->close(), answer == "Salir sin guardar" || answer.isEmpty())
+        f.window.show();
+        EXPECT_EQ(f.window.close(), answer == "Salir sin guardar" || answer.isEmpty())
             << answer.toStdString();
         ASSERT_TRUE(f.waitIdle());
     }
-    EXPECT_EQ(f.studio.folder(), temp / "Copia.podcastproject");
+    EXPECT_EQ(f.studio.folder(), f.temp / "Copia.podcastproject");
 }
 
-TEST_F(MainWindowTest, theSingleKeysWorkOverTheWholeWindow)
+// Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
+TEST(MainWindow, aShortcutSharedWithTheToolbarActsOnce)
 {
+    Window f;
     f.studio.showWelcome = false;
-    showWindow();
-    window->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    f.host.newProjectAnswers.push_back(temp / "Programa.podcastproject");
-    ASSERT_TRUE(f.studio.newProject());
-
-    // Wherever the focus is among the window's buttons, R is the record key.
-    QList<QPushButton*> buttons = window->content().findChildren<QPushButton*>();
-    ASSERT_FALSE(buttons.isEmpty());
-    QWidget* target = buttons.first();
-    target->setFocus();
-    QTest::keyClick(target, Qt::Key_R);
-    EXPECT_EQ(f.studio.countdown(), 3);
-    QTest::keyClick(window.get(), Qt::Key_R);
-    EXPECT_FALSE(f.studio.countdown());
-    EXPECT_FALSE(f.studio.busy());
-
-    // Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
-    const int asked = f.host.newProjectRequests;
-    QTest::keyClick(window.get(), Qt::Key_N, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, asked + 1);
+    f.showActive();
+    QTest::keyClick(&f.window, Qt::Key_N, Qt::ControlModifier);
+    EXPECT_EQ(f.host.newProjectRequests, 1);
 }
 
-TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
+TEST(MainWindow, fitsALaptopScreenAndIsShownEmptyPlayingAndRecording)
 {
-    testing::WindowStudio f;
+    Window f;
     f.studio.showWelcome = false;
-    MainWindow window(f.studio, f.scheduler);
-    window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    MainWindow& window = f.window;
+    f.showActive();
+    // At its smallest the view has its full minimum under the menu bar and the toolbar, which a
+    // 1366 × 768 screen holds with a title bar and a desktop panel.
+    window.resize(window.minimumSizeHint());
+    QCoreApplication::processEvents();
+    const QSize smallest =
+        window.content().minimumSizeHint().expandedTo(window.content().minimumSize());
+    ASSERT_EQ(window.content().size(), smallest);
+    EXPECT_EQ(window.height(),
+              smallest.height() + window.menuBar()->height() + window.toolbar().height());
+    EXPECT_TRUE(window.height() <= 700 && window.width() <= 1366);
     window.resize(1366, 700);
     QCoreApplication::processEvents();
-    const QImage empty = testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
+    testing::saveScreenshot(window, QStringLiteral("MainWindow-empty"));
 
-    // On a laptop's 1366 × 700 every region is whole, top to bottom: instruments, voice panel,
-    // timeline, control row, status line. The spare height is the voice lane's, so the control
-    // row follows the timeline without a gap.
+    // On a laptop's 1366 × 700 every region is whole; the spare height is the voice lane's, so
+    // the control row follows the timeline without a gap.
     ContentView& view = window.content();
     const auto area = [&](QWidget& region) {
         return QRect(region.mapTo(&window, QPoint()), region.size());
@@ -257,14 +165,7 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
              &view.controls(), &view.status()})
         EXPECT_TRUE(area(view).contains(area(*region)) && region->isVisible())
             << region->metaObject()->className();
-    for (QWidget* upper : std::initializer_list<QWidget*>{&view.deck(), &view.transport()})
-        EXPECT_LT(area(*upper).bottom(), area(view.voicePanel()).top());
-    EXPECT_LT(area(view.voicePanel()).bottom(), area(view.timeline()).top());
-    EXPECT_EQ(view.deck().size(), QSize(350, 190));
-    EXPECT_EQ(view.counter().size(), QSize(180, 62));
     EXPECT_LE(view.controls().y() - view.timeline().geometry().bottom(), 2);
-    EXPECT_EQ(view.timeline().voiceLane().height(), WaveTrack::laneHeight(WaveTrack::Kind::voice) +
-                                                        700 - window.minimumSizeHint().height());
 
     // A programme playing: the lanes show its clips, the counter and the meters follow the mix.
     f.openProgramme();
@@ -272,10 +173,7 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     ASSERT_TRUE(f.startPlayback()) << f.studio.message().value_or("");
     f.play(1.5);
     QCoreApplication::processEvents();
-    const QImage playing = testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
-    const QRect voice = area(view.timeline().voiceLane());
-    const QRect clips(voice.left() + 10, voice.top() + 30, 300, voice.height() - 40);
-    EXPECT_GT(testing::meanBrightness(playing, clips), testing::meanBrightness(empty, clips) + 5);
+    testing::saveScreenshot(window, QStringLiteral("MainWindow-playing"));
 
     // A take after the programme: the growing take, the lit record key, the level bar.
     f.studio.pause();
@@ -283,22 +181,17 @@ TEST(MainWindowStates, screenshotsOfTheWholeWindowEmptyPlayingAndRecording)
     ASSERT_TRUE(f.startTake());
     ASSERT_TRUE(f.recordUntil(1.5));
     QCoreApplication::processEvents();
-    const QImage recording =
-        testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
-    const QRect take(voice.left() + int(21.5 * f.studio.zoom()), voice.top() + 30, 20,
-                     voice.height() - 40);
-    EXPECT_GT(testing::meanBrightness(recording, take), testing::meanBrightness(playing, take) + 5);
+    testing::saveScreenshot(window, QStringLiteral("MainWindow-recording"));
     ASSERT_TRUE(f.finishTake());
 }
 
-TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
+TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
 {
     ProgrammeWindow f;
     QScrollBar& bar = f.bar();
     ASSERT_EQ(bar.value(), 0);
     // Either wheel, over the lanes or the ruler, moves along time.
     turnWheel(f.window, f.at(f.timeline().voiceLane(), {300, 60}), {0, -120});
-    EXPECT_EQ(bar.value(), TimelineView::wheelStep);
     turnWheel(f.window, f.at(f.timeline().ruler(), {300, 10}), {-240, 0});
     EXPECT_EQ(bar.value(), 3 * TimelineView::wheelStep);
 
@@ -308,14 +201,6 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
               Qt::ControlModifier);
     EXPECT_EQ(f.studio.zoom(), 38.0);
     EXPECT_NEAR(second * 38 - bar.value(), 500, 1);
-
-    // The zoom slider keeps the play head where it stands on screen.
-    f.studio.seek(14.0);
-    const double playheadX = f.playheadX();
-    ASSERT_TRUE(f.playheadShown());
-    QTest::keyClick(&f.window.content().controls().zoomSlider(), Qt::Key_PageUp);
-    EXPECT_GT(f.studio.zoom(), 38.0);
-    EXPECT_NEAR(f.playheadX(), playheadX, 1);
 
     // Home and End go to the ends, Left and Right 5 s, with the reels' shuttle; the view follows.
     struct Jump {
@@ -330,97 +215,16 @@ TEST(MainWindowStates, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
         EXPECT_EQ(f.studio.shuttleDirection(), jump.shuttle) << jump.key;
         EXPECT_TRUE(f.playheadShown()) << jump.key;
     }
-    f.studio.busy = true; // refused like the transport keys
-    QTest::keyClick(&f.window, Qt::Key_End);
-    EXPECT_DOUBLE_EQ(f.studio.position(), 0);
-    f.studio.busy = false;
 
     // Playback turns the page when the play head runs off the right edge.
     f.studio.zoom = 300.0;
     f.studio.seek(1.0);
     f.studio.togglePlayback();
     ASSERT_TRUE(f.waitIdle());
-    ASSERT_TRUE(f.studio.playing());
     f.play(4.5);
-    EXPECT_GT(bar.value(), 0);
+    EXPECT_GT(f.bar().value(), 0);
     EXPECT_TRUE(f.playheadShown()) << f.studio.position();
     f.studio.pause();
-
-    // A project opened again shows its play head where it was left.
-    f.studio.seek(28.0);
-    f.studio.save();
-    f.settle();
-    bar.setValue(0);
-    ASSERT_TRUE(f.openAndWait(f.folder));
-    QCoreApplication::processEvents();
-    EXPECT_DOUBLE_EQ(f.studio.position(), 28.0);
-    EXPECT_TRUE(f.playheadShown());
-}
-
-// Every menu, pop-up, tooltip, alert and dialog is dark, and small text stands out four and a
-// half times from its background: in the window, its music editor and its welcome sheet.
-TEST(MainWindowStates, popUpsAreDarkAndSmallTextStandsOutFourAndAHalfTimes)
-{
-    ProgrammeWindow f;
-    f.settings.setValue("lastProject", f.folder.string());
-    f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
-    QCoreApplication::processEvents();
-    // Every small label of window, and the texts painted in boxes (in window's coordinates).
-    auto check = [](QWidget& window, std::vector<std::pair<QString, QRect>> painted) {
-        const QImage image = window.grab().toImage();
-        for (QLabel* label : window.findChildren<QLabel*>())
-            if (label->isVisibleTo(&window) && !label->text().isEmpty() &&
-                QFontInfo(label->font()).pixelSize() < 14)
-                painted.emplace_back(label->text(),
-                                     QRect(label->mapTo(&window, QPoint()), label->size()));
-        for (const auto& [text, box] : painted)
-            EXPECT_GE(testing::textContrast(image, box), 4.5) << text.toStdString();
-    };
-    auto* spectrum = f.window.findChild<SpectrumView*>();
-    const QRectF plot = SpectrumView::plotArea(spectrum->size());
-    auto in = [&](QWidget& widget, QRectF box) {
-        return QRect(f.at(widget, box.topLeft().toPoint()), box.size().toSize());
-    };
-    check(f.window, {{"SPECTRUM", in(*spectrum, {0, 0, 100, SpectrumView::captionHeight})},
-                     {"−70 dB", in(*spectrum, {plot.left(), plot.bottom() - 15, 40, 11})},
-                     {"30 Hz … 20 kHz", in(*spectrum, {0, plot.bottom() + 2, plot.width(), 12})},
-                     {"ruler", in(f.timeline().ruler(), f.timeline().ruler().rect())},
-                     {"Toma", in(f.timeline().voiceLane(), {22, 8, 150, 22})}});
-
-    auto expectDark = [](const char* name, QWidget* shown) {
-        ASSERT_TRUE(shown) << name;
-        const QImage image = testing::saveScreenshot(*shown, QStringLiteral("Dark-") + name);
-        EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0) << name;
-        shown->hide();
-    };
-    MainWindow& window = f.window;
-    ContentView& view = window.content();
-    f.studio.selection = TimeRange{1, 2};
-    const QPoint near = window.mapToGlobal(QPoint(300, 300));
-    window.menus().audioMenu().popup(near);
-    expectDark("audio-menu", &window.menus().audioMenu());
-    expectDark("menu-bar", window.menuBar());
-    std::unique_ptr<QMenu> clipMenu(makeClipMenu(f.studio, testing::clipAt(0, 4), &window));
-    clipMenu->popup(near);
-    expectDark("clip-menu", clipMenu.get());
-    for (QComboBox* picker : {&view.voicePanel().stylePicker(), &view.controls().inputPicker()}) {
-        picker->showPopup();
-        expectDark(picker == &view.controls().inputPicker() ? "input-popup" : "style-popup",
-                   picker->view()->window());
-    }
-    QToolTip::showText(near, QStringLiteral("Actualizar entradas"), &window);
-    expectDark("tooltip", window.findChild<QLabel*>(QStringLiteral("qtooltip_label")));
-    f.studio.message = std::string("No se pudo guardar el proyecto: disco lleno");
-    expectDark("alert", window.findChild<QMessageBox*>());
-    f.studio.message = std::nullopt;
-    f.studio.showMusicEditor = true;
-    check(*window.findChild<MusicEditorPopover*>(), {});
-    expectDark("music-editor", window.findChild<MusicEditorPopover*>());
-    f.studio.showMusicEditor = false;
-    f.studio.showWelcome = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
-    check(window.welcome(), {});
-    expectDark("welcome", &window.welcome());
 }
 
 } // namespace

@@ -1,8 +1,5 @@
-#include "studio/ReelPhysics.hpp"
 #include "ui/TapeDeck.hpp"
 #include "ui/WindowStudio.hpp"
-
-#include <QPaintEvent>
 
 #include <gtest/gtest.h>
 
@@ -25,7 +22,7 @@ struct DeckFixture : testing::UiFirst, testing::StudioFixture {
 
 } // namespace
 
-TEST(TapeDeck, statusAndLevelFollowTheStudio)
+TEST(TapeDeck, statusFollowsTheStudio)
 {
     DeckFixture f;
     f.studio.recording = true;
@@ -33,19 +30,9 @@ TEST(TapeDeck, statusAndLevelFollowTheStudio)
     f.studio.recording = false;
     f.studio.pauseEngaged = true;
     EXPECT_EQ(f.deck.accessibleName(), "Grabadora de bobinas: PAUSA");
-
-    // While playing, the level reads the clip's envelope.
-    f.studio.project = oneHourTake();
-    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.5f; });
-    f.studio.voiceWaveforms =
-        std::map<std::string, std::vector<float>>{{"take.caf", std::vector<float>(50 * 10, 0.6f)}};
-    f.studio.position = 4.0;
-    EXPECT_EQ(f.deck.level(), 0.0f);
-    f.studio.playing = true;
-    EXPECT_FLOAT_EQ(f.deck.level(), 0.3f);
 }
 
-TEST(TapeDeck, animatesAndRepaintsOnlyWhileTheReelsTurnAndLeavesTheStatusWindowAlone)
+TEST(TapeDeck, animatesAndRepaintsOnlyWhileTheReelsTurn)
 {
     DeckFixture f;
     f.deck.show();
@@ -65,56 +52,8 @@ TEST(TapeDeck, animatesAndRepaintsOnlyWhileTheReelsTurnAndLeavesTheStatusWindowA
     EXPECT_TRUE(f.deck.animating());
     f.studio.recordingPaused = true;
     EXPECT_FALSE(f.deck.animating());
-    f.studio.shuttleDirection = -1;
-    EXPECT_TRUE(f.deck.animating());
-    f.studio.shuttleDirection = 0;
     f.studio.recordingPaused = false;
     f.studio.recording = false;
-
-    // While the reels turn, the play head's frames leave the status window alone; a change of
-    // transport redraws the whole deck, status word included.
-    f.studio.project = oneHourTake();
-    f.studio.playing = true;
-    QApplication::processEvents();
-    counter.regions.clear();
-    for (int step = 1; step <= 5; ++step) {
-        f.studio.position = 100 + 0.05 * step;
-        QApplication::processEvents();
-    }
-    ASSERT_FALSE(counter.regions.empty());
-    const QRect statusWindow(350 - 104, 7, 86, 18);
-    for (const QRegion& region : counter.regions)
-        EXPECT_FALSE(region.intersects(statusWindow));
-    f.studio.playing = false;
-    QApplication::processEvents();
-    EXPECT_TRUE(counter.regions.back().intersects(statusWindow));
-}
-
-TEST(TapeDeck, reelsCarryOnFromTheLastTickWithTheTransportsSpeed)
-{
-    DeckFixture f;
-    f.studio.project = oneHourTake();
-    f.studio.reelAngle = 100;
-    f.studio.rightReelAngle = -40;
-    const double tick = f.scheduler.now() - 0.05;
-    f.studio.previousReelTick = tick;
-    // 0.05 s as the clock's own subtraction gives it back (its time may be large).
-    const double since = f.scheduler.now() - tick;
-    const auto speeds = ReelPhysics::angularSpeeds(0, 3600);
-    // Standing still, playing, rewinding: the stored angles carried on by 0, 1 and −8 times the
-    // tape's speed since the tick.
-    for (auto [playing, shuttle, factor] :
-         {std::tuple{false, 0, 0.0}, {true, 0, 1.0}, {true, -1, -8.0}}) {
-        f.studio.playing = playing;
-        f.studio.shuttleDirection = shuttle;
-        const auto [left, right] = f.deck.reelAngles();
-        EXPECT_NEAR(left, 100 - factor * since * speeds.supply, 1e-6) << factor;
-        EXPECT_NEAR(right, -40 - factor * since * speeds.takeup, 1e-6) << factor;
-    }
-    // A stalled frame long after the last tick carries them on two tenths of a second at most.
-    f.studio.shuttleDirection = 0;
-    f.studio.previousReelTick = f.scheduler.now() - 3.0;
-    EXPECT_NEAR(f.deck.reelAngles().first, 100 - 0.2 * speeds.supply, 1e-6);
 }
 
 TEST(TapeDeck, rendersAtRestRecordingAndRewinding)
@@ -128,16 +67,12 @@ TEST(TapeDeck, rendersAtRestRecordingAndRewinding)
     f.studio.rightReelAngle = 81;
     f.studio.recording = true;
     f.studio.meter = 0.42f;
-    const QImage recording = testing::saveScreenshot(f.deck, "deck-recording");
+    testing::saveScreenshot(f.deck, "deck-recording");
 
     f.studio.recording = false;
     f.studio.position = 1200;
     f.studio.shuttleDirection = -1;
     testing::saveScreenshot(f.deck, "deck-rewinding");
-
-    // While recording the status window glows red around its lamp.
-    const QColor lamp = recording.pixelColor(350 - 104 + 11 + 2, 16 + 2);
-    EXPECT_GT(lamp.red(), 2 * lamp.green());
 }
 
 } // namespace tw

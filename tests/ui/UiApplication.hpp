@@ -14,9 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <map>
 #include <vector>
 
 namespace tw::testing {
@@ -138,42 +135,6 @@ inline QStringList drawnTexts(QWidget& widget)
     TextRecorder recorder(widget.size());
     widget.render(&recorder);
     return recorder.texts;
-}
-
-// The contrast ratio of two colours by their relative luminance (1 … 21).
-inline double contrastRatio(QRgb a, QRgb b)
-{
-    auto luminance = [](QRgb colour) {
-        auto linear = [](int value) {
-            const double s = value / 255.0;
-            return s <= 0.03928 ? s / 12.92 : std::pow((s + 0.055) / 1.055, 2.4);
-        };
-        return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) +
-               0.0722 * linear(qBlue(colour));
-    };
-    const double la = luminance(a), lb = luminance(b);
-    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-}
-
-// The contrast of the text inside box as rendered: the box's commonest colour is its background,
-// the pixel furthest from it is the text.
-inline double textContrast(const QImage& image, QRect box)
-{
-    box &= image.rect();
-    std::map<QRgb, int> counts;
-    for (int y = box.top(); y <= box.bottom(); ++y)
-        for (int x = box.left(); x <= box.right(); ++x)
-            ++counts[image.pixel(x, y) | 0xff000000u];
-    if (counts.empty())
-        return 0;
-    const QRgb background =
-        std::max_element(counts.begin(), counts.end(), [](const auto& a, const auto& b) {
-            return a.second < b.second;
-        })->first;
-    double most = 1;
-    for (const auto& [colour, count] : counts)
-        most = std::max(most, contrastRatio(colour, background));
-    return most;
 }
 
 } // namespace tw::testing

@@ -1,7 +1,6 @@
 #include "ui/WaveTrack.hpp"
 
 #include "ui/LaneMenu.hpp"
-#include "ui/LanePainter.hpp"
 #include "ui/WindowStudio.hpp"
 
 #include <QAction>
@@ -33,7 +32,7 @@ struct VoiceDocument {
 // What the lanes' project holds: the three clips, and or a 60 s music file placed from 5 s into
 // it at timeline 2, so the fragment is 55 s long; at zoom 10 the region spans x 20…570 and the
 // fades are 0–5 and 45–55.
-enum Content { voiceOnly = 1, musicOnly = 2, voiceAndMusic = 3, nothing = 0 };
+enum Content { voiceOnly = 1, musicOnly = 2, voiceAndMusic = 3 };
 
 // A Studio over such a project, with both lanes shown.
 struct Lanes : testing::WindowStudio {
@@ -83,16 +82,7 @@ struct Lanes : testing::WindowStudio {
         EXPECT_TRUE(QTest::qWaitForWindowExposed(lane.get()));
         return lane;
     }
-    Segment clip(const Uuid& id)
-    {
-        for (const Segment& clip : clips())
-            if (clip.id == id)
-                return clip;
-        ADD_FAILURE() << "no clip " << id.text();
-        return {};
-    }
     std::size_t steps() { return studio.undoStack().size(); }
-    double fadeInEnd() { return studio.project().fadeInEnd.value(); }
 };
 
 // The items of menu, separators left out.
@@ -111,7 +101,6 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
 {
     Lanes f;
     WaveTrack& lane = *f.voiceLane;
-    EXPECT_EQ(lane.height(), WaveTrack::laneHeight(WaveTrack::Kind::voice));
 
     // Four points in the gap between A and B select between the two locations; no seek.
     const double position = f.studio.position();
@@ -137,9 +126,6 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
     drag(lane, {300, 70}, {{301, 70}}, [&] { EXPECT_EQ(f.studio.selectedClip(), f.voice.b.id); });
     EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
     EXPECT_NEAR(f.studio.position(), 301 / 50.0, 1e-9);
-    // Dragged further, the body selects like the background, from where it was pressed.
-    drag(lane, {330, 70}, {{310, 70}, {100, 70}});
-    EXPECT_EQ(f.studio.selection(), (TimeRange{2, 6.6}));
 
     // The play head's handle seeks while it moves and never selects.
     f.studio.seek(5.2); // x 260, inside B
@@ -150,71 +136,42 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
     EXPECT_FALSE(f.studio.selection() || f.studio.selectedClip());
 }
 
-TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighboursAndTheSource)
+TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighbours)
 {
     Lanes f;
     WaveTrack& lane = *f.voiceLane;
     const std::size_t steps = f.steps();
 
-    // A tap on B's header selects it and its range, and moves nothing.
-    drag(lane, {300, 15}, {});
-    EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
-    EXPECT_EQ(f.steps(), steps);
-
-    // Dragged 500 points to the left: 10 s before its start, it is shown and dropped at 0.
-    const QRect whereBWas(320, 40, 60, 50);
-    const double beforeDrag = meanBrightness(lane.grab().toImage(), whereBWas);
-    QTest::mousePress(&lane, Qt::LeftButton, {}, {300, 15});
-    QTest::mouseMove(&lane, {200, 15});
-    EXPECT_EQ(f.studio.draggedClip(), f.voice.b.id);
-    EXPECT_NEAR(f.studio.clipDragTime().value(), 3.0, 1e-9);
-    EXPECT_EQ(lane.cursor().shape(), Qt::ClosedHandCursor);
-    // B follows the pointer: its old place is empty while the drag lasts.
-    EXPECT_LT(meanBrightness(lane.grab().toImage(), whereBWas), beforeDrag - 10);
-    QTest::mouseMove(&lane, {-200, 15});
-    EXPECT_EQ(f.studio.clipDragTime(), 0.0);
-    QTest::mouseRelease(&lane, Qt::LeftButton, {}, {-200, 15});
+    // Dragged 500 points to the left, 10 s before its start, it is held at 0 and dropped there.
+    drag(lane, {300, 15}, {{200, 15}, {-200, 15}}, [&] {
+        EXPECT_EQ(f.studio.draggedClip(), f.voice.b.id);
+        EXPECT_EQ(f.studio.clipDragTime(), 0.0);
+        EXPECT_EQ(lane.cursor().shape(), Qt::ClosedHandCursor);
+    });
     EXPECT_FALSE(f.studio.draggedClip() || f.studio.clipDragTime());
-    EXPECT_EQ(lane.cursor().shape(), Qt::ArrowCursor) << "released away from any header";
+    EXPECT_EQ(f.studio.project().segment(0.5)->id, f.voice.b.id);
     EXPECT_EQ(f.steps(), steps + 1);
-    EXPECT_EQ(f.clip(f.voice.b.id).timelineStart, 0.0);
-    // B's header is now at the start; over it the open hand is back.
-    hoverAt(lane, {100, 15});
-    EXPECT_EQ(f.studio.hoveredControl(), "clip-" + f.voice.b.id.text());
-    EXPECT_EQ(lane.cursor().shape(), Qt::OpenHandCursor);
     f.studio.undo();
 
-    // B's head pulled 3 s to the left stops at A's end (4 s), 1 s earlier in the source.
-    f.studio.selectedClip = f.voice.b.id;
-    drag(lane, {250, 55}, {{200, 55}, {100, 55}},
-         [&] { EXPECT_DOUBLE_EQ(f.studio.voiceTrimPreview().value().timelineStart.value(), 4.0); });
-    EXPECT_FALSE(f.studio.voiceTrimPreview().has_value());
-    EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).start, 3.0);
-    EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).duration, 4.0);
-    EXPECT_EQ(f.steps(), steps + 1);
-
-    // The tail pulled 1 s in (the edit dropped the selection, so select B again first); then a
-    // click on a grip trims nothing and records no step.
-    for (auto [from, to, duration, step] : {std::tuple{400, 350, 3.0, 2u}, {350, 351, 3.0, 2u}}) {
+    // B's head pulled 3 s to the left stops at A's end (4 s); its tail pulled 1 s in; a click on
+    // a grip trims nothing. Each edit drops the selection, so B is selected again first.
+    for (auto [from, to, duration, added] :
+         {std::tuple{250, 100, 4.0, 1u}, {400, 350, 3.0, 2u}, {350, 351, 3.0, 2u}}) {
         f.studio.selectedClip = f.voice.b.id;
         drag(lane, {from, 55}, {{(from + to) / 2, 55}, {to, 55}});
-        EXPECT_DOUBLE_EQ(f.clip(f.voice.b.id).duration, duration);
-        EXPECT_EQ(f.steps(), steps + step);
+        EXPECT_DOUBLE_EQ(f.studio.project().segment(4.5)->duration, duration);
+        EXPECT_EQ(f.steps(), steps + added);
     }
 }
 
-TEST(WaveTrack, theMusicLaneSeeksNeverSelectsAndItsGripsTrimWithinTheFileAndTheTimeline)
+TEST(WaveTrack, theMusicLaneNeverSelectsAndItsGripsTrimTheFragment)
 {
     Lanes f(musicOnly, 900);
     WaveTrack& lane = *f.musicLane;
-    ASSERT_NEAR(f.studio.musicDuration(), 60.0, 0.01);
-    f.studio.position = 80.0; // the play head handle away from the presses
+    f.studio.position = 30.0; // the play head handle away from the presses
     f.studio.selection = TimeRange{1, 2};
-    drag(lane, {300, 60}, {{340, 60}, {400, 60}});
+    drag(lane, {200, 60}, {{240, 60}, {400, 60}});
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
-    drag(lane, {300, 60}, {{302, 60}});
-    EXPECT_FALSE(f.studio.selection().has_value());
-    EXPECT_NEAR(f.studio.position(), 30.2, 1e-9);
 
     // The head pulled 10 s to the left stops at timeline 0: both start and offset move by 2;
     // the tail pulled 10 s in shortens the fragment.
@@ -222,74 +179,58 @@ TEST(WaveTrack, theMusicLaneSeeksNeverSelectsAndItsGripsTrimWithinTheFileAndTheT
     drag(lane, {20, 80}, {{10, 80}, {-80, 80}});
     EXPECT_FALSE(f.studio.musicTrimBase.has_value());
     EXPECT_DOUBLE_EQ(f.studio.project().musicSourceStart.value(), 3.0);
-    EXPECT_DOUBLE_EQ(f.studio.project().musicLength.value(), 57.0);
     drag(lane, {570, 80}, {{560, 80}, {470, 80}});
     EXPECT_NEAR(f.studio.project().musicLength.value(), 47.0, 1e-9);
     EXPECT_EQ(f.steps(), steps + 2);
 }
 
+// Each drag from a handle (fade-in start and fade-out end below, the other two on top), and the
+// fades and undo steps it leaves: each point is held between its neighbours and the lane, a
+// drag of many moves is one step, and a drag that moves nothing records and saves nothing.
 TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
 {
     Lanes f(musicOnly, 900);
     WaveTrack& lane = *f.musicLane;
-    // The play head handle away from the presses (an edit clamps it to the 57 s programme).
-    f.studio.position = 30.0;
+    f.studio.position = 15.0; // the play head handle away from the presses
     const std::size_t steps = f.steps();
-
-    // Less than 10 points moves nothing.
-    drag(lane, {70, 16}, {{75, 16}, {79, 16}});
-    EXPECT_EQ(f.studio.project().fadeInEnd, 5.0);
-    EXPECT_EQ(f.steps(), steps);
-
-    // The fade-in end dragged past the fade-out start stops there; many moves, one step.
-    drag(lane, {70, 16}, {{90, 16}}, [&] {
-        EXPECT_TRUE(f.studio.fadeEditing);
-        EXPECT_DOUBLE_EQ(f.fadeInEnd(), 7.0);
-        for (int x = 100; x <= 800; x += 50)
-            QTest::mouseMove(&lane, {x, 20});
-    });
-    EXPECT_FALSE(f.studio.fadeEditing);
-    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
-    EXPECT_EQ(f.steps(), steps + 1);
-
-    // The fade-out end dragged before the fade-out start stops there.
-    drag(lane, {570, 145}, {{550, 145}, {100, 145}});
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutEnd.value(), 45.0);
-    // Undo takes back the whole second drag at once, then the whole first.
-    f.studio.undo();
-    EXPECT_EQ(f.studio.project().fadeOutEnd, 55.0);
-    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
-    f.studio.undo();
-    EXPECT_EQ(f.studio.project().fadeInEnd, 5.0);
-
-    // The fade-in start is held in the lane at 0 and below the fade-in end; a drag that moves
-    // nothing records and saves nothing.
-    f.settle();
-    const int saves = f.count(StudioField::lastSaved);
-    drag(lane, {20, 145}, {{0, 145}, {-300, 145}});
-    EXPECT_EQ(f.studio.project().fadeInStart, 0.0);
-    f.settle();
-    EXPECT_EQ(f.steps(), steps);
-    EXPECT_EQ(f.count(StudioField::lastSaved), saves);
-    drag(lane, {20, 145}, {{40, 145}, {400, 145}});
-    EXPECT_EQ(f.studio.project().fadeInStart, 5.0);
-
-    // Handles on one another part the way the pointer goes: left, the fade-in end follows;
-    // right, the fade-out start.
-    drag(lane, {70, 16}, {{90, 16}, {600, 16}});
-    ASSERT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
-    drag(lane, {470, 16}, {{450, 16}, {300, 16}});
-    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 28.0);
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 45.0);
-    f.studio.undo();
-    drag(lane, {470, 16}, {{490, 16}, {500, 16}});
-    EXPECT_DOUBLE_EQ(f.studio.project().fadeOutStart.value(), 48.0);
-    EXPECT_DOUBLE_EQ(f.fadeInEnd(), 45.0);
-    EXPECT_EQ(f.steps(), steps + 3);
-
-    // The document on disk has the last fades once the drag has ended.
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).fadeInStart, 5.0);
+    const struct {
+        const char* what;
+        QPoint from;
+        std::vector<QPoint> through;
+        testing::Points fades;
+        std::size_t added;
+    } drags[] = {
+        {"under 10 points", {70, 16}, {{75, 16}, {79, 16}}, {0, 5, 45, 55}, 0},
+        {"start held at 0", {20, 145}, {{0, 145}, {-300, 145}}, {0, 5, 45, 55}, 0},
+        {"start stops at the end", {20, 145}, {{40, 145}, {400, 145}}, {5, 5, 45, 55}, 1},
+        {"end stops at the fade-out",
+         {70, 16},
+         {{90, 16}, {300, 20}, {600, 20}, {800, 20}},
+         {5, 45, 45, 55},
+         2},
+        {"on one another, left", {470, 16}, {{450, 16}, {300, 16}}, {5, 28, 45, 55}, 3},
+        {"fade-in end back", {300, 16}, {{320, 16}, {800, 16}}, {5, 45, 45, 55}, 4},
+        {"on one another, right", {470, 16}, {{490, 16}, {500, 16}}, {5, 45, 48, 55}, 5},
+        {"fade-out end stops at its start",
+         {570, 145},
+         {{550, 145}, {100, 145}},
+         {5, 45, 48, 48},
+         6},
+    };
+    for (const auto& row : drags) {
+        f.settle();
+        const int saves = f.count(StudioField::lastSaved);
+        const std::size_t before = f.steps();
+        QTest::mousePress(&lane, Qt::LeftButton, {}, row.from);
+        for (QPoint point : row.through)
+            QTest::mouseMove(&lane, point);
+        QTest::mouseRelease(&lane, Qt::LeftButton, {}, row.through.back());
+        EXPECT_EQ(testing::fadePoints(f.studio.project()), row.fades) << row.what;
+        EXPECT_EQ(f.steps(), steps + row.added) << row.what;
+        f.settle();
+        EXPECT_EQ(f.count(StudioField::lastSaved) > saves, f.steps() > before) << row.what;
+    }
+    EXPECT_EQ(testing::readProject(f.folder).fadeOutEnd, 48.0);
 }
 
 TEST(WaveTrack, aFadeDraggedWhilePlayingIsHeardAtOnceAndSavedWhenReleased)
@@ -317,28 +258,21 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
     const VoiceDocument& voice = f.voice;
     // Each item acts on the whole clip it was opened on.
     std::unique_ptr<QMenu> menu;
-    const auto act = [&](const Segment& clip, const QString& text, bool enabled = true) {
+    const auto act = [&](const Segment& clip, const QString& text) {
         menu.reset(makeClipMenu(f.studio, clip, nullptr));
         const QList<QAction*> offered = items(*menu);
         const auto found = std::find_if(offered.begin(), offered.end(),
                                         [&](QAction* action) { return action->text() == text; });
-        ASSERT_NE(found, offered.end()) << text.toStdString();
-        EXPECT_EQ((*found)->isEnabled(), enabled) << text.toStdString();
+        ASSERT_TRUE(found != offered.end() && (*found)->isEnabled()) << text.toStdString();
         (*found)->trigger();
         EXPECT_TRUE(f.waitIdle());
     };
-    act(voice.a, "Pegar en el cabezal", false); // nothing copied yet, though the studio is idle
     act(voice.a, "Silenciar");
     EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
-    EXPECT_FALSE(f.studio.selection().has_value()) << "the edit drops the selection";
     act(voice.b, "Cortar"); // copied, then its range becomes a gap
     EXPECT_FALSE(f.studio.project().segment(6.0).has_value());
-    EXPECT_EQ(f.studio.audioClipboard->duration, 3.0);
-    f.studio.seek(1.0);
-    act(voice.a, "Pegar en el cabezal"); // three seconds of B come in at the play head
-    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 13.0);
-    act(f.clips().front(), "Eliminar y cerrar hueco"); // the later clips pulled left by 1 s
-    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 12.0);
+    act(voice.c, "Eliminar y cerrar hueco"); // the programme ends with A
+    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 4.0);
 
     // While busy every item of both menus is off.
     f.studio.busy = true;
@@ -359,13 +293,11 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
         }
     });
     // Left of the music region.
-    const std::size_t steps = f.steps();
     QContextMenuEvent outside(QContextMenuEvent::Mouse, {5, 80},
                               f.musicLane->mapToGlobal(QPoint(5, 80)));
     QApplication::sendEvent(f.musicLane.get(), &outside);
     EXPECT_EQ(offered, QStringList{"Quitar música"});
     EXPECT_FALSE(f.studio.project().musicFile);
-    EXPECT_EQ(f.steps(), steps + 1);
 }
 
 // Where the pointer rests sets the control key and the cursor; while recording or busy the
@@ -400,38 +332,19 @@ TEST(WaveTrack, hoverSetsTheControlKeysAndEveryGestureIsRefusedWhileRecordingOrB
         EXPECT_EQ(f.studio.hoveredControl(), spot.key);
         EXPECT_EQ(spot.lane->cursor().shape(), spot.cursor);
     }
-    // The help tells the fade's time.
-    EXPECT_EQ(musicLane.helpAt({70, 16}), "Fin del fade in: 5.00 s");
-    // Leaving the lane clears its key; a key another lane set is left alone.
-    QEvent leave(QEvent::Leave);
-    QApplication::sendEvent(&musicLane, &leave);
-    EXPECT_FALSE(f.studio.hoveredControl().has_value());
-    f.studio.hoveredControl = std::string("clip-") + b;
-    QApplication::sendEvent(&musicLane, &leave);
-    EXPECT_EQ(f.studio.hoveredControl(), "clip-" + b);
-
+    EXPECT_EQ(musicLane.helpAt({70, 16}), "Fin del fade in: 5.00 s"); // for the status line
     f.studio.zoom = 50;
     for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
         *blocker = true;
         const PodcastProject before = f.studio.project();
-        const double position = f.studio.position();
-        const std::size_t steps = f.steps();
+        // The press is what is refused: one gesture of each lane stands for the others.
         drag(voiceLane, {210, 60}, {{212, 60}});            // click
-        drag(voiceLane, {210, 60}, {{260, 60}, {300, 60}}); // selection
-        drag(voiceLane, {300, 70}, {});                     // clip body
         drag(voiceLane, {300, 15}, {{250, 15}, {100, 15}}); // header
-        f.studio.selectedClip = f.voice.b.id;
-        drag(voiceLane, {250, 55}, {{240, 55}, {200, 55}}); // grip
-        f.studio.selectedClip = std::nullopt;
         f.studio.zoom = 10;
-        drag(musicLane, {70, 16}, {{90, 16}, {300, 16}});   // fade handle
-        drag(musicLane, {570, 80}, {{560, 80}, {470, 80}}); // music grip
+        drag(musicLane, {70, 16}, {{90, 16}, {300, 16}}); // fade handle
         f.studio.zoom = 50;
-        EXPECT_EQ(f.studio.position(), position);
-        EXPECT_FALSE(f.studio.selection() || f.studio.selectedClip() || f.studio.draggedClip() ||
-                     f.studio.voiceTrimPreview() || f.studio.fadeEditing);
+        EXPECT_FALSE(f.studio.selectedClip() || f.studio.draggedClip() || f.studio.fadeEditing);
         EXPECT_EQ(f.studio.project(), before);
-        EXPECT_EQ(f.steps(), steps);
         hoverAt(voiceLane, {300, 15});
         EXPECT_EQ(voiceLane.cursor().shape(), Qt::ArrowCursor);
         *blocker = false;
@@ -445,86 +358,18 @@ TEST(WaveTrack, theEmptyMusicLaneOffersToLoadMusic)
     Lanes f(voiceOnly, 700);
     auto* load = f.musicLane->findChild<QPushButton*>();
     ASSERT_NE(load, nullptr);
-    EXPECT_TRUE(load->isVisible());
-    EXPECT_EQ(load->text(), "Cargar música");
     saveScreenshot(*f.musicLane, "WaveTrack-music-empty");
-    f.studio.busy = true;
-    EXPECT_FALSE(load->isEnabled());
-    f.studio.busy = false;
-
     const std::filesystem::path chosen = f.temp / "bed.wav";
     testing::makeTone(chosen, 8, 500);
     f.host.audioFileAnswers.push_back(chosen);
     QTest::mouseClick(load, Qt::LeftButton);
     ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.host.audioFileRequests, 1);
     EXPECT_TRUE(f.studio.project().musicFile.has_value());
     EXPECT_FALSE(load->isVisible());
 }
 
-// A moving play head repaints only the strips it leaves and enters; a take repaints the whole
-// lane at each clock step, where it grows, and the pointer waits for its end.
-TEST(WaveTrack, repaintsFollowThePlayHeadAndTheGrowingTake)
-{
-    Lanes f(nothing, 600);
-    WaveTrack& lane = *f.voiceLane;
-    f.studio.zoom = 50;
-    f.studio.seek(2.0);
-    QApplication::processEvents();
-    testing::PaintRecorder moved;
-    lane.installEventFilter(&moved);
-    f.studio.seek(2.1);
-    QApplication::processEvents();
-    ASSERT_FALSE(moved.regions.empty());
-    for (const QRegion& region : moved.regions) {
-        const QRect rect = region.boundingRect();
-        EXPECT_LE(rect.width(), 40) << "a play head step repaints its strips only";
-        EXPECT_GE(rect.right(), 100 - 20);
-        EXPECT_LE(rect.left(), 105 + 20);
-    }
-    lane.removeEventFilter(&moved);
-
-    f.studio.seek(0.0);
-    const QRect takeStart(5, 40, 40, 50);
-    const double empty = meanBrightness(lane.grab().toImage(), takeStart);
-    ASSERT_TRUE(f.startTake());
-    ASSERT_TRUE(f.recordUntil(1.0));
-    testing::PaintRecorder growing;
-    lane.installEventFilter(&growing);
-    f.scheduler.advance(0.1);
-    QApplication::processEvents();
-    ASSERT_FALSE(growing.regions.empty());
-    EXPECT_EQ(growing.regions.back().boundingRect().width(), lane.width());
-    EXPECT_GT(meanBrightness(lane.grab().toImage(), takeStart), empty + 10)
-        << "the live take is drawn";
-    drag(lane, {30, 60}, {{60, 60}, {90, 60}});
-    drag(lane, {20, 15}, {{40, 15}, {80, 15}});
-    EXPECT_FALSE(f.studio.selection() || f.studio.draggedClip());
-    ASSERT_TRUE(f.finishTake());
-    ASSERT_EQ(f.clips().size(), 1u);
-    EXPECT_GT(meanBrightness(lane.grab().toImage(), takeStart), empty + 10);
-}
-
-TEST(WaveTrack, peakColumnsShowTheLoudestValueOfTheirSpan)
-{
-    // 50 values a second: second 0 quiet, second 1 with one loud value at 1.5 s.
-    std::vector<float> peaks(100, 0.1f);
-    peaks[75] = 0.8f;
-    std::vector<QLine> lines;
-    // Zoom 2: one column is half a second; the clip shows source 1…2 s from timeline 10.
-    appendPeakLines(lines, peaks, 1.0, 10.0, 2.0, 20, 22, 50, 40);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].y1(), 50 - 4);
-    EXPECT_EQ(lines[1].y1(), 50 - 32) << "the 1.5 s value lies in the second column";
-    EXPECT_EQ(lines[1].y2(), 50 + 32);
-    // Past the envelope's end nothing is drawn.
-    lines.clear();
-    appendPeakLines(lines, peaks, 1.0, 10.0, 2.0, 22, 30, 50, 40);
-    EXPECT_TRUE(lines.empty());
-}
-
 // The lanes rendered for a person to look at, and the few pixels that tell each part is there.
-TEST(WaveTrack, rendersClipsShortClipsSelectionMutedClipMusicAndEmptyLanes)
+TEST(WaveTrack, rendersClipsSelectionAndMusic)
 {
     Lanes f(voiceAndMusic, 700, [](PodcastProject& document) {
         document.musicOffset = 0.5;
@@ -539,59 +384,15 @@ TEST(WaveTrack, rendersClipsShortClipsSelectionMutedClipMusicAndEmptyLanes)
     f.studio.selectedClip = f.voice.a.id;
     f.studio.selection = TimeRange{1.0, 2.5};
     const QImage voice = saveScreenshot(*f.voiceLane, "WaveTrack-voice");
-    const QImage music = saveScreenshot(*f.musicLane, "WaveTrack-music");
-    // A header too short for its title ends it with "…" (C is 100 points wide).
-    const QStringList titles = testing::drawnTexts(*f.voiceLane);
-    EXPECT_TRUE(titles.contains("Toma · 00:00:04.00")) << titles.join('|').toStdString();
-    EXPECT_TRUE(std::any_of(titles.begin(), titles.end(), [](const QString& title) {
-        return title.startsWith("MUTE") && title.endsWith("…") && title.size() > 2;
-    })) << titles.join('|').toStdString();
+    saveScreenshot(*f.musicLane, "WaveTrack-music");
 
-    // Clips too short for their corners are plain boxes, filled and outlined; then no clips.
-    f.studio.selection = std::nullopt;
-    f.studio.position = 8.0;
-    f.studio.project.mutate([](PodcastProject& p) {
-        p.segments = {Segment{Uuid::random(), 0, 0.2, "Media/voice.wav", 1.0, std::nullopt},
-                      Segment{Uuid::random(), 1, 0.2, "Media/voice.wav", 2.0, std::nullopt}};
-    });
-    const QImage shortClips = saveScreenshot(*f.voiceLane, "WaveTrack-voice-short-clips");
-    f.studio.position = 0.0;
-    f.studio.project.mutate([](PodcastProject& p) { p.segments.clear(); });
-    const QImage empty = saveScreenshot(*f.voiceLane, "WaveTrack-voice-empty");
-
-    // Each row: what should be seen, as one area brighter than another by a margin, in grey or
-    // in the blue of the clips.
-    const auto value = [](const QImage& image, QRect at, bool blue) {
-        return blue ? double(image.pixelColor(at.topLeft()).blue()) : meanBrightness(image, at);
-    };
-    const struct {
-        const char* what;
-        const QImage& image;
-        QRect brighter, darker;
-        bool blue;
-        double by;
-    } rows[] = {
-        {"the selection band bluer", voice, {100, 100, 1, 1}, {175, 100, 1, 1}, true, 0},
-        {"peaks inside B, none in the gap", voice, {260, 40, 40, 60}, {205, 40, 40, 60}, false, 10},
-        {"a short clip filled", shortClips, {52, 40, 6, 50}, {75, 40, 15, 50}, false, 10},
-        {"its outline's left edge", shortClips, {50, 95, 1, 1}, {75, 95, 1, 1}, true, 40},
-        {"the second clip's right edge", shortClips, {109, 95, 1, 1}, {75, 95, 1, 1}, true, 40},
-        {"the hint in the middle of the view",
-         empty,
-         {250, 40, 200, 30},
-         {10, 40, 60, 30},
-         false,
-         0},
-    };
-    for (const auto& row : rows)
-        EXPECT_GT(value(row.image, row.brighter, row.blue),
-                  value(row.image, row.darker, row.blue) + row.by)
-            << row.what;
-    const QColor head = voice.pixelColor(325, 80), full = music.pixelColor(275, 16);
+    EXPECT_GT(voice.pixelColor(100, 100).blue(), voice.pixelColor(175, 100).blue())
+        << "the selection band bluer";
+    EXPECT_GT(meanBrightness(voice, {260, 40, 40, 60}),
+              meanBrightness(voice, {205, 40, 40, 60}) + 10)
+        << "peaks inside B, none in the gap";
+    const QColor head = voice.pixelColor(325, 80);
     EXPECT_TRUE(head.red() > 200 && head.green() < 120) << "the play head is red";
-    EXPECT_GT(voice.pixelColor(321, 8).red(), 180) << "the handle stands over the voice lane";
-    EXPECT_TRUE(full.red() > 150 && full.blue() > 200) << "the envelope at full level";
-    EXPECT_LT(music.pixelColor(321, 8).red(), 120) << "one handle symbol, over the voice lane";
 }
 
 } // namespace tw
