@@ -1,9 +1,11 @@
 #include "ui/MainWindow.hpp"
 
+#include "ui/AppMenus.hpp"
 #include "ui/ContentView.hpp"
 #include "ui/ControlRow.hpp"
 #include "ui/LCDCounter.hpp"
 #include "ui/MainToolbar.hpp"
+#include "ui/MusicEditor.hpp"
 #include "ui/StatusLine.hpp"
 #include "ui/StudioVUMeters.hpp"
 #include "ui/TapeDeck.hpp"
@@ -16,6 +18,9 @@
 #include "ui/WindowStudio.hpp"
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
+#include <QComboBox>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
@@ -24,6 +29,7 @@
 #include <QSlider>
 #include <QTest>
 #include <QTimer>
+#include <QToolTip>
 #include <QWheelEvent>
 
 #include <gtest/gtest.h>
@@ -225,6 +231,40 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     EXPECT_GT(f.bar().value(), 0);
     EXPECT_TRUE(f.playheadShown()) << f.studio.position();
     f.studio.pause();
+}
+
+// Every menu, pop-up, tooltip, alert and dialog is dark, shown for a person to look at: the
+// window's, its music editor and its welcome sheet.
+TEST(MainWindow, popUpsAreDark)
+{
+    ProgrammeWindow f;
+    f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
+    f.studio.selection = TimeRange{1, 2};
+    QCoreApplication::processEvents();
+    auto expectDark = [](const char* name, QWidget* shown) {
+        ASSERT_TRUE(shown) << name;
+        const QImage image = testing::saveScreenshot(*shown, QStringLiteral("Dark-") + name);
+        EXPECT_LT(testing::meanBrightness(image, image.rect()), 90.0) << name;
+        shown->hide();
+    };
+    MainWindow& window = f.window;
+    const QPoint near = window.mapToGlobal(QPoint(300, 300));
+    window.menus().audioMenu().popup(near);
+    expectDark("audio-menu", &window.menus().audioMenu());
+    QComboBox& picker = window.content().controls().inputPicker();
+    picker.showPopup();
+    expectDark("input-popup", picker.view()->window());
+    QToolTip::showText(near, QStringLiteral("Actualizar entradas"), &window);
+    expectDark("tooltip", window.findChild<QLabel*>(QStringLiteral("qtooltip_label")));
+    f.studio.message = std::string("No se pudo guardar el proyecto: disco lleno");
+    expectDark("alert", window.findChild<QMessageBox*>());
+    f.studio.message = std::nullopt;
+    f.studio.showMusicEditor = true;
+    expectDark("music-editor", window.findChild<MusicEditorPopover*>());
+    f.studio.showMusicEditor = false;
+    f.studio.showWelcome = true;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
+    expectDark("welcome", &window.welcome());
 }
 
 } // namespace
