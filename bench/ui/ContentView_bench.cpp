@@ -2,6 +2,7 @@
 // each with its full peak envelope, and a three-hour music bed): the cost of one full repaint of
 // every widget, offscreen, scrolled into the middle of the programme; and the number of paints
 // the window makes over two seconds of idle clock ticks (it should make none).
+#include "PaintCounter.hpp"
 #include "SpeechEnvelope.hpp"
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
@@ -65,17 +66,6 @@ struct OpenWindow : testing::StudioFixture {
         QScrollBar& bar = *view.timeline().scrollArea().horizontalScrollBar();
         bar.setValue(static_cast<int>(programme / 2 * studio.zoom()) - 600);
         QCoreApplication::processEvents();
-    }
-};
-
-// Counts the paint events of every widget.
-class PaintCounter final : public QObject {
-public:
-    int paints = 0;
-    bool eventFilter(QObject*, QEvent* event) override
-    {
-        paints += event->type() == QEvent::Paint;
-        return false;
     }
 };
 

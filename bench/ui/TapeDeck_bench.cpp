@@ -2,6 +2,7 @@
 // transport playing, the event loop runs for one second of wall time at a time, and the process
 // CPU time spent in that second is reported as a share of one core, with the frames drawn.
 // A standing deck is measured the same way: it should draw nothing.
+#include "PaintCounter.hpp"
 #include "studio/Studio.hpp"
 #include "support/StudioFixture.hpp"
 #include "ui/TapeDeck.hpp"
@@ -18,16 +19,6 @@
 
 namespace tw {
 namespace {
-
-class PaintCounter final : public QObject {
-public:
-    int paints = 0;
-    bool eventFilter(QObject*, QEvent* event) override
-    {
-        paints += event->type() == QEvent::Paint;
-        return false;
-    }
-};
 
 double processCpuSeconds()
 {
