@@ -28,7 +28,6 @@ public:
 
     QLineEdit& titleField() const { return *title_; }
     QLineEdit& authorField() const { return *author_; }
-    QLineEdit& showField() const { return *show_; }
     QLabel& thumbnail() const { return *thumbnail_; }
     QPushButton& chooseButton() const { return *choose_; }
     QPushButton& removeButton() const { return *remove_; }
