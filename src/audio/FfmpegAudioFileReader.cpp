@@ -421,20 +421,22 @@ Result<void> FfmpegAudioFileReader::seek(std::int64_t target)
             status = av_seek_frame(format_, stream_, startTimestamp_, AVSEEK_FLAG_BACKWARD);
         if (status < 0 && from <= 0)
             status = avformat_seek_file(format_, stream_, INT64_MIN, 0, 0, AVSEEK_FLAG_BYTE);
+        if (status < 0 && from > 0) {
+            // FFmpeg's search by time stamps can fail for one point and not for an earlier one
+            // (FLAC near the end of a file, after a seek to its start): aim further back.
+            preroll *= 4;
+            continue;
+        }
         if (status < 0 && target >= length())
             return moveToEnd();
         if (status < 0)
             return ffmpegError(AudioFileError::seek, "No se pudo situar la lectura en", path_,
                                status);
-        if (from <= 0) {
-            // From the start, a fresh decoder: a flushed one keeps some state (AAC's window
-            // shape) and its first frame would differ slightly from a plain read's.
-            auto fresh = openDecoder();
-            if (!fresh)
-                return fresh.error();
-        } else {
-            avcodec_flush_buffers(codec_);
-        }
+        // A fresh decoder, not a flushed one: flushing keeps state (AAC's window shape and its
+        // noise substitution's random state), so what a seek gives would depend on what was
+        // read before it, and a seek to the start would not give what a plain read gives.
+        if (auto fresh = openDecoder(); !fresh)
+            return fresh.error();
         av_frame_unref(frame_);
         inputEnded_ = false;
         auto step = decodeNext();
