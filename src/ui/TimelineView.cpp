@@ -112,6 +112,9 @@ void TimelineView::fieldChanged(StudioField field)
         else if (from != shownPosition_)
             playheadMoved(from);
     }
+    // A take shows its record head at the trailing edge from its first moment on.
+    if (field == StudioField::recording && studio_.recording())
+        followRecordHead();
     // Another project: once its zoom and play head are in place, show where it was left.
     if (field == StudioField::folder)
         QTimer::singleShot(0, this, &TimelineView::revealPlayhead);

@@ -64,7 +64,14 @@ TEST(TimelineView, contentCoversTheProgrammeAMinuteMoreAndThirtySecondsPastTheHe
     const int visible = f.view.scrollArea().viewport()->width();
     ASSERT_GT(visible, 100);
     f.studio.position = 100.0;
+    // From the take's first moment, not from the first position update after it.
+    int scrolledAtStart = -1;
+    QObject::connect(&f.studio, &Studio::fieldChanged, &f.view, [&](StudioField field) {
+        if (field == StudioField::recording && f.studio.recording())
+            scrolledAtStart = f.bar().value();
+    });
     ASSERT_TRUE(f.startTake());
+    EXPECT_EQ(scrolledAtStart, 100 * 100 + 1 - visible);
     ASSERT_TRUE(f.recordUntil(2.0));
     // The content reaches 30 s past the record head.
     EXPECT_GE(f.contentWidth(), static_cast<int>((f.studio.position() + 30) * 100) - 1);
