@@ -85,6 +85,20 @@ bool containerCountsFrames(const AVInputFormat* format)
     return name == "wav" || name == "caf" || name == "aiff" || name == "w64";
 }
 
+// How far before its target a seek starts decoding, in samples. A lossy decoder started
+// mid-stream needs several frames before its output equals a straight decode's: MP3's bit
+// reservoir reaches back over frames, and a low-rate MP3 gave wrong samples for seven frames;
+// Opus states its own pre-roll. Lossless streams only need the frame the target lies in.
+std::int64_t seekPreroll(const AVCodecParameters& parameters)
+{
+    const AVCodecDescriptor* codec = avcodec_descriptor_get(parameters.codec_id);
+    if (!codec || !(codec->props & AV_CODEC_PROP_LOSSY))
+        return std::llround(parameters.sample_rate * 0.1);
+    return std::max<std::int64_t>({std::llround(parameters.sample_rate * 0.5),
+                                   std::int64_t{16} * parameters.frame_size,
+                                   std::int64_t{2} * parameters.seek_preroll});
+}
+
 // The reader's own descriptor as FFmpeg's input, the same buffer size as its file protocol.
 constexpr int inputBufferSize = 32768;
 
@@ -114,6 +128,14 @@ std::int64_t seekInput(void* opaque, std::int64_t offset, int whence)
     return moved < 0 ? AVERROR(errno) : static_cast<std::int64_t>(moved);
 }
 
+void closeInput(AVFormatContext*& format, AVIOContext*& io)
+{
+    avformat_close_input(&format);
+    if (io)
+        av_freep(&io->buffer);
+    avio_context_free(&io);
+}
+
 } // namespace
 
 Result<std::unique_ptr<FfmpegAudioFileReader>>
@@ -126,31 +148,10 @@ FfmpegAudioFileReader::open(const std::filesystem::path& path)
     if (!file)
         return Error{ErrorDomain::audio, AudioFileError::open, file.error().description};
     reader->fd_ = file.value().release();
-    auto* buffer = static_cast<std::uint8_t*>(av_malloc(inputBufferSize));
-    if (buffer)
-        reader->io_ = avio_alloc_context(buffer, inputBufferSize, 0, &reader->fd_, readInput,
-                                         nullptr, seekInput);
-    reader->format_ = reader->io_ ? avformat_alloc_context() : nullptr;
-    if (!reader->format_) {
-        if (!reader->io_)
-            av_free(buffer);
-        return ffmpegError(AudioFileError::open, "No se pudo abrir el archivo de audio", path,
-                           AVERROR(ENOMEM));
-    }
-    reader->format_->pb = reader->io_;
-    reader->format_->flags |= AVFMT_FLAG_CUSTOM_IO;
-    // The name still goes along: probing weighs the file's extension.
-    const std::string name = path.string();
-    int status = avformat_open_input(&reader->format_, name.c_str(), nullptr, nullptr);
-    if (status < 0)
-        return ffmpegError(AudioFileError::open, "No se pudo abrir el archivo de audio", path,
-                           status);
-    status = avformat_find_stream_info(reader->format_, nullptr);
-    if (status < 0)
-        return ffmpegError(AudioFileError::open, "No se pudo leer el archivo de audio", path,
-                           status);
+    if (auto input = reader->openInput(); !input)
+        return input.error();
     const AVCodec* decoder = nullptr;
-    status = av_find_best_stream(reader->format_, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+    int status = av_find_best_stream(reader->format_, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
     if (status < 0)
         return ffmpegError(AudioFileError::noAudio, "No hay audio que se pueda decodificar en",
                            path, status);
@@ -170,16 +171,65 @@ FfmpegAudioFileReader::open(const std::filesystem::path& path)
     reader->rate_ = parameters->sample_rate;
     reader->channels_ = parameters->ch_layout.nb_channels;
     reader->startTimestamp_ = stream->start_time != AV_NOPTS_VALUE ? stream->start_time : 0;
-    // Everything else is dropped at the demuxer so that no time goes into other streams.
-    for (unsigned i = 0; i < reader->format_->nb_streams; ++i) {
-        if (static_cast<int>(i) != reader->stream_)
-            reader->format_->streams[i]->discard = AVDISCARD_ALL;
-    }
+    reader->discardOtherStreams();
+    reader->preroll_ = seekPreroll(*parameters);
+    // Ogg's demuxer fills its index from what was read, and a seek it answers from that index
+    // can label a page's first packet with the time of a later one (seen in a file's last
+    // page): seeks there start on a demuxer that has read nothing.
+    reader->freshInputPerSeek_ = std::string(reader->format_->iformat->name) == "ogg";
     if (isPcm(parameters->codec_id) && containerCountsFrames(reader->format_->iformat) &&
         stream->duration != AV_NOPTS_VALUE && stream->duration >= 0)
         reader->length_ = av_rescale_q(stream->duration, stream->time_base,
                                        AVRational{1, parameters->sample_rate});
     return reader;
+}
+
+Result<void> FfmpegAudioFileReader::openInput()
+{
+    // Built aside: a failed reopen leaves the demuxer in use as it was.
+    if (::lseek(fd_, 0, SEEK_SET) < 0)
+        return ffmpegError(AudioFileError::open, "No se pudo abrir el archivo de audio", path_,
+                           AVERROR(errno));
+    AVIOContext* io = nullptr;
+    auto* buffer = static_cast<std::uint8_t*>(av_malloc(inputBufferSize));
+    if (buffer) {
+        io = avio_alloc_context(buffer, inputBufferSize, 0, &fd_, readInput, nullptr, seekInput);
+        if (!io)
+            av_free(buffer);
+    }
+    AVFormatContext* format = io ? avformat_alloc_context() : nullptr;
+    if (!format) {
+        closeInput(format, io);
+        return ffmpegError(AudioFileError::open, "No se pudo abrir el archivo de audio", path_,
+                           AVERROR(ENOMEM));
+    }
+    format->pb = io;
+    format->flags |= AVFMT_FLAG_CUSTOM_IO;
+    // The name still goes along: probing weighs the file's extension.
+    const std::string name = path_.string();
+    if (int status = avformat_open_input(&format, name.c_str(), nullptr, nullptr); status < 0) {
+        closeInput(format, io);
+        return ffmpegError(AudioFileError::open, "No se pudo abrir el archivo de audio", path_,
+                           status);
+    }
+    if (int status = avformat_find_stream_info(format, nullptr); status < 0) {
+        closeInput(format, io);
+        return ffmpegError(AudioFileError::open, "No se pudo leer el archivo de audio", path_,
+                           status);
+    }
+    closeInput(format_, io_);
+    format_ = format;
+    io_ = io;
+    return {};
+}
+
+void FfmpegAudioFileReader::discardOtherStreams()
+{
+    // Everything else is dropped at the demuxer so that no time goes into other streams.
+    for (unsigned i = 0; i < format_->nb_streams; ++i) {
+        if (static_cast<int>(i) != stream_)
+            format_->streams[i]->discard = AVDISCARD_ALL;
+    }
 }
 
 Result<void> FfmpegAudioFileReader::openDecoder()
@@ -210,10 +260,7 @@ FfmpegAudioFileReader::~FfmpegAudioFileReader()
     av_frame_free(&frame_);
     av_packet_free(&packet_);
     avcodec_free_context(&codec_);
-    avformat_close_input(&format_);
-    if (io_)
-        av_freep(&io_->buffer);
-    avio_context_free(&io_);
+    closeInput(format_, io_);
     if (fd_ >= 0)
         ::close(fd_);
 }
@@ -407,9 +454,16 @@ Result<void> FfmpegAudioFileReader::seek(std::int64_t target)
     if (target > position_ && target - position_ <= static_cast<std::int64_t>(rate_))
         return skipTo(target);
 
+    if (freshInputPerSeek_) {
+        if (auto input = openInput(); !input) {
+            (void)moveToEnd(); // the old demuxer's file offset has moved
+            return input.error();
+        }
+        discardOtherStreams();
+    }
     const AVStream* stream = format_->streams[stream_];
     const AVRational perSample{1, static_cast<int>(rate_)};
-    std::int64_t preroll = std::llround(rate_ * 0.1);
+    std::int64_t preroll = preroll_;
     for (;;) {
         // Near the start the seek aims before the first frame, so that the priming packets
         // (AAC's first frame) are decoded again and the samples equal those of a plain read.

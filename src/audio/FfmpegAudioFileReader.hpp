@@ -34,6 +34,9 @@ public:
 private:
     FfmpegAudioFileReader() = default;
     enum class Step { frame, end };
+    // (Re)opens the demuxer on fd_ from the file's start.
+    Result<void> openInput();
+    void discardOtherStreams();
     // (Re)creates codec_ for the stream, with no state from earlier packets.
     Result<void> openDecoder();
     // Makes frame_ the next decoded frame with at least one sample.
@@ -60,6 +63,8 @@ private:
     double rate_ = 0;
     int channels_ = 0;
     std::int64_t startTimestamp_ = 0; // stream time base
+    std::int64_t preroll_ = 0;        // samples a seek decodes and discards before its target
+    bool freshInputPerSeek_ = false;
     bool inputEnded_ = false;
     bool atEnd_ = false;
     std::int64_t frameStart_ = 0; // file position of frame_'s first sample
