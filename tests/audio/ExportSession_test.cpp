@@ -212,16 +212,16 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoud
                     isM4a ? 1024 : 1); // the MP3's header says what the encoder added
         const auto rendered = renderBuffer(p.composition, p.mix, c.start, c.duration);
         // A mono file is the left (equal to the right) channel of the render.
-        for (int channel = 0; channel < c.channels; ++channel) {
-            const auto reference = channelOf(rendered, 2, channel);
-            const auto heard = channelOf(decoded, c.channels, channel);
-            EXPECT_EQ(bestLag(reference, heard, 1200, 1200), 0) << "channel " << channel;
+        for (int k = 0; k < c.channels; ++k) {
+            const auto reference = channel(rendered, 2, k);
+            const auto heard = channel(decoded, c.channels, k);
+            EXPECT_EQ(bestLag(reference, heard, 1200, 1200), 0) << "channel " << k;
             if (!c.target) { // a gain and the limiter are checked by the loudness below
-                EXPECT_GT(signalToDifference(reference, heard), isM4a ? 25 : 20) << channel;
+                EXPECT_GT(signalToDifference(reference, heard), isM4a ? 25 : 20) << k;
             }
         }
         if (c.start < 1) { // the first clip begins 0.04 s into the file
-            const auto left = channelOf(decoded, c.channels, 0);
+            const auto left = channel(decoded, c.channels, 0);
             const auto onset = std::find_if(left.begin(), left.end(),
                                             [](float v) { return std::fabs(v) > 0.02f; });
             EXPECT_NEAR(static_cast<double>(onset - left.begin()), 0.04 * rate, 0.001 * rate);

@@ -17,17 +17,6 @@ using namespace graphtest;
 
 namespace {
 
-// The shared programme in noise, quiet enough that the master stage leaves it untouched.
-Programme quietProgramme(const ScratchFolder& folder)
-{
-    return graphtest::makeProgramme(folder, noise(1, 48000 * 3, 21), noise(2, 44100 * 5, 22), 0.5f);
-}
-
-std::vector<float> offline(const Programme& p, double from, double length)
-{
-    return renderBuffer(p.composition, p.mix, from, length);
-}
-
 // Pulls frames from the player in blocks of random sizes, letting the read-ahead catch up
 // before each one, as a real-time output would.
 std::vector<float> pull(Player& player, std::int64_t frames, unsigned seed = 1)
@@ -65,7 +54,14 @@ protected:
 
     ScratchFolder folder;
     ManualScheduler scheduler;
-    const Programme p = quietProgramme(folder);
+    // The shared programme in noise, quiet enough that the master stage leaves it untouched.
+    const Programme p =
+        makeProgramme(folder, noise(1, 48000 * 3, 21), noise(2, 44100 * 5, 22), 0.5f);
+    // What the player must play of it.
+    std::vector<float> offline(double from, double length) const
+    {
+        return renderBuffer(p.composition, p.mix, from, length);
+    }
     std::optional<Player> player;
 };
 
@@ -75,7 +71,7 @@ TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCo
 {
     Player& player = open();
     // An item whose file is gone fails with its description and the current one stays.
-    writeCaf(folder / "gone.caf", constant(0.1f, 1, 4800), 48000, 1);
+    writeCaf(folder / "gone.caf", std::vector<float>(4800, 0.1f), 48000, 1);
     const AudioAsset gone = loadAsset(folder / "gone.caf");
     std::filesystem::remove(folder / "gone.caf");
     Composition broken;
@@ -86,7 +82,7 @@ TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCo
 
     player.play();
     EXPECT_EQ(player.rate(), 1.0f);
-    const auto reference = offline(p, 0, 5.5);
+    const auto reference = offline(0, 5.5);
     // The last seek plays the whole programme; each is overtaken by the next before it lands.
     for (double at : {2.5, 1.5000208, 2.7499792, 4.04321, 0.0}) {
         std::vector<bool> outcomes;
@@ -173,7 +169,7 @@ TEST_F(PlayerTest, aMixSwapKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSw
 
 TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
 {
-    writeCaf(folder / "dc.caf", constant(0.5f, 2, 48000 * 3), 48000, 2);
+    writeCaf(folder / "dc.caf", std::vector<float>(2 * 48000 * 3, 0.5f), 48000, 2);
     Composition composition;
     ASSERT_TRUE(
         composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(3), {}));
@@ -233,7 +229,7 @@ TEST_F(PlayerTest, aSourceThatDecodesTooSlowlyIsHeardAsCountedSilenceAndPlayback
     heard.insert(heard.end(), after.begin(), after.end());
     EXPECT_EQ(player.underruns(), silentCalls) << "no more once the audio is back";
     // Nothing was skipped: what was heard, gaps left out, is the programme from 1.2 s on.
-    EXPECT_EQ(heard, offline(p, 1.2, static_cast<double>(heard.size() / 2) / 48000));
+    EXPECT_EQ(heard, offline(1.2, static_cast<double>(heard.size() / 2) / 48000));
 }
 
 // Through an output, the time heard (behind the render by the output's latency) is what the
@@ -259,7 +255,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.play();
         EXPECT_TRUE(output.isRunning());
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1, 0.1));
+        EXPECT_EQ(output.rendered(), offline(1, 0.1));
         EXPECT_EQ(player.currentTime(), seconds(1.05)) << "what is heard, behind the render";
         EXPECT_TRUE(times.empty());
         scheduler.advance(0.05);
@@ -269,7 +265,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.play();
         output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1.1, 0.1));
+        EXPECT_EQ(output.rendered(), offline(1.1, 0.1));
 
         player.pause();
         EXPECT_EQ(player.rate(), 0.0f);
@@ -287,7 +283,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.waitForReadAhead();
         output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1.2, 0.1)) << "on from the stop frame exactly";
+        EXPECT_EQ(output.rendered(), offline(1.2, 0.1)) << "on from the stop frame exactly";
         EXPECT_EQ(player.underruns(), 0);
     }
     EXPECT_FALSE(output.isRunning()) << "closed with the player";
