@@ -56,8 +56,7 @@ TEST(PodcastProject, voiceSourcesListEachVoiceFileOnceInTextOrder)
 
 TEST(PodcastProject, copiedClipsAreNewClipsPlacedRelativeToTheRangeStart)
 {
-    Segment a = clip(0, 4, 10, "a.caf"), b = clip(6, 2, 1, "b.caf");
-    b.gain = 0;
+    const Segment a = clip(0, 4, 10, "a.caf"), b = clip(6, 2, 1, "b.caf", 0.0f);
     const PodcastProject p = projectWith({a, b});
     const std::pair<TimeRange, std::string> cases[] = {
         {{3, 7}, "0-1 +@13 a.caf, 3-4 +@1 b.caf g0"},

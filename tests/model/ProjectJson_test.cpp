@@ -37,9 +37,7 @@ PodcastProject fullProject()
     PodcastProject p;
     p.voiceFile = "Media/voice-1.caf";
     p.musicFile = "Media/music-2.mp3";
-    Segment s = test::clip(1.5, 2.25, 0.125, "Media/paste-3.m4a");
-    s.gain = 0.0f;
-    p.segments = {s, test::legacyClip(4)};
+    p.segments = {test::clip(1.5, 2.25, 0.125, "Media/paste-3.m4a", 0.0f), test::legacyClip(4)};
     p.recordingPending = true;
     p.voiceVolume = 0.8f;
     p.musicVolume = 0.2f;

@@ -20,18 +20,6 @@ namespace {
 const double nan = std::numeric_limits<double>::quiet_NaN();
 const double infinity = std::numeric_limits<double>::infinity();
 
-Segment muted(Segment s)
-{
-    s.gain = 0.0f;
-    return s;
-}
-
-bool isResolved(const PodcastProject& p)
-{
-    return std::all_of(p.segments.begin(), p.segments.end(),
-                       [](const Segment& s) { return s.timelineStart.has_value(); });
-}
-
 struct Edit {
     std::vector<Segment> clips;
     std::function<void(PodcastProject&)> edit;
@@ -51,7 +39,9 @@ void check(const std::vector<Edit>& edits)
         }
         EXPECT_EQ(test::layout(p, e.clips), e.expected) << described;
         // Every edit stores resolved clips, whatever the document held, each clip once.
-        EXPECT_TRUE(isResolved(p)) << described;
+        EXPECT_TRUE(std::ranges::all_of(p.segments, [](auto& s) {
+            return s.timelineStart.has_value();
+        })) << described;
         std::set<Uuid> ids;
         for (const Segment& s : p.segments)
             ids.insert(s.id);
@@ -97,9 +87,9 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
     // A [0, 4) from source 10, B [6, 10), C [12, 14).
     const std::vector<Segment> three = {clip(0, 4, 10), clip(6, 4), clip(12, 2)};
     const std::vector<Segment> gap = {clip(0, 4), clip(10, 2)};
-    const Segment copied = muted(clip(0, 1, 30, "Media/paste-X.caf"));
+    const Segment copied = clip(0, 1, 30, "Media/paste-X.caf", 0.0f);
     check({
-        {{muted(clip(2, 3, 10, "a.caf"))}, split(3), "2-3 +@10 a.caf g0, 3-5 +@11 a.caf g0"},
+        {{clip(2, 3, 10, "a.caf", 0.0f)}, split(3), "2-3 +@10 a.caf g0, 3-5 +@11 a.caf g0"},
         {{clip(0, 4), clip(2, 4), clip(8, 1)},
          split(3),
          "0-3 +@0, 2-3 +@0, 3-4 +@3, 3-6 +@1, 8-9 c@0"},
@@ -132,7 +122,7 @@ TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
         {three, closing(14, 20), "="},
 
         {{clip(0, 4)}, silence(1, 2, true), "0-1 +@0, 1-2 +@1 g0, 2-4 +@2"},
-        {{clip(0, 1), muted(clip(1, 1, 1)), clip(2, 2, 2)},
+        {{clip(0, 1), clip(1, 1, 1, "Media/voice-A.caf", 0.0f), clip(2, 2, 2)},
          silence(1, 2, false),
          "0-1 a@0, 1-2 b@1 g1, 2-4 c@2"},
         // A clip ending within a millisecond after the selection stays whole and sounding.
