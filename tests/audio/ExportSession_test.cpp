@@ -121,11 +121,6 @@ double signalToDifference(const std::vector<float>& reference, const std::vector
     return 10 * std::log10(power / difference);
 }
 
-class ExportSessionTest : public ::testing::Test {
-protected:
-    ScratchFolder folder;
-};
-
 } // namespace
 
 // Stereo with music, the voice alone in mono, in either format, with or without a loudness
@@ -133,8 +128,9 @@ protected:
 // of its range aligned to the sample (and, without a target, that render itself), at the loudness
 // asked for or else the mix's own, its true peak under the ceiling. With a cover, each format
 // carries the tags, the picture as given and the chapters.
-TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoudnessWithItsTags)
+TEST(ExportSession, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoudnessWithItsTags)
 {
+    const ScratchFolder folder;
     struct Case {
         bool music;
         double start, duration, length; // the length the file must have
@@ -244,8 +240,9 @@ TEST_F(ExportSessionTest, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoud
     }
 }
 
-TEST_F(ExportSessionTest, progressRisesAndACancelledOrFailedExportLeavesNoFile)
+TEST(ExportSession, progressRisesAndACancelledOrFailedExportLeavesNoFile)
 {
+    const ScratchFolder folder;
     // Nothing to play: no session.
     auto none = ExportSession::create(Composition{}, AudioMix{});
     ASSERT_FALSE(none);

@@ -25,7 +25,6 @@ namespace tw::rig {
 
 inline constexpr const char* sinkName = "tapewright_out";
 inline constexpr const char* micName = "tapewright_mic";
-inline constexpr const char* micDescription = "Micrófono virtual";
 // The null sink mixes up to the keeper stream's latency ahead (20 ms, scripts/virtual-audio) and
 // hands that to its monitor at once: what a recording of the sink has received, no flush takes
 // back, so a seek is heard cut only to within that much. A sound card's sink rewinds instead.
