@@ -167,36 +167,6 @@ TEST_F(PlayerTest, aMixSwapKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSw
     EXPECT_EQ(voiceTap->prepares.load(), 1);
 }
 
-TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
-{
-    writeCaf(folder / "dc.caf", std::vector<float>(2 * 48000 * 3, 0.5f), 48000, 2);
-    Composition composition;
-    ASSERT_TRUE(
-        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(3), {}));
-    AudioMix loud;
-    loud.inputParameters.push_back(InputParameters{1, {}, nullptr});
-    loud.inputParameters[0].volume.setVolume(0.8f, {});
-    AudioMix soft = loud;
-    soft.inputParameters[0].volume.setVolume(0.4f, {});
-
-    Player& player = open();
-    ASSERT_TRUE(player.setItem(composition, loud));
-    seekAndWait(player, 0);
-    player.play();
-    auto first = pull(player, 10000);
-    EXPECT_FLOAT_EQ(sampleAt(first, 9999, 0), 0.4f);
-    player.setAudioMix(soft);
-    auto second = pull(player, 10000);
-    first.insert(first.end(), second.begin(), second.end());
-    const double largestStep = testing::largestStep(first, 0, first.size(), 2);
-    // 0.5 × (0.8 − 0.4) spread over a 10 ms glide (480 frames), heard after the master stage's
-    // look-ahead.
-    EXPECT_LE(largestStep, 0.5 * 0.4 / 480 * 1.01);
-    EXPECT_GT(largestStep, 0.0);
-    EXPECT_FLOAT_EQ(sampleAt(first, 10000 + 480 + TruePeakLimiter(48000, 2).latency(), 1), 0.2f);
-    EXPECT_FLOAT_EQ(sampleAt(first, 19999, 1), 0.2f);
-}
-
 TEST_F(PlayerTest, aSourceThatDecodesTooSlowlyIsHeardAsCountedSilenceAndPlaybackRecovers)
 {
     std::atomic<bool> decoding{true};

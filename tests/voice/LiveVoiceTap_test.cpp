@@ -130,15 +130,6 @@ TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIs
     EXPECT_EQ(tap->state().analyzer.rate(), 48000.0);
 }
 
-// A treatment with one equaliser band (index `band`) at `gain` dB on top of `base`.
-VoiceTreatment withBand(VoiceTreatment base, std::size_t band, double gain)
-{
-    std::vector<double> bands(10, 0.0);
-    bands[band] = gain;
-    base.eqBands = bands;
-    return base;
-}
-
 TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDynamicsRunning)
 {
     const VoiceTreatment off, enhanced{.enhance = true, .reduceNoise = true},
@@ -150,13 +141,18 @@ TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDyn
         std::vector<VoiceTreatment> after; // one every 5 ms, the last one stays
     };
     std::vector<VoiceTreatment> drag;
-    for (double gain = 0.5; gain <= 9; gain += 0.5)
-        drag.push_back(withBand(heaviest, 4, gain));
+    for (double gain = 0.5; gain <= 9; gain += 0.5) {
+        drag.push_back(heaviest);
+        drag.back().eqBands = std::vector<double>{0, 0, 0, 0, gain, 0, 0, 0, 0, 0};
+    }
     const std::vector<Change> changes = {
         {"treatment switched on", 0.5, off, {enhanced}},
         {"treatment switched off", 0.5, heaviest, {off}},
         {"an equaliser drag", 0.3, heaviest, drag},
-        {"a band far from the tone under the leveller", 0.01, levelled, {withBand(levelled, 9, 6)}},
+        {"a band far from the tone under the leveller",
+         0.01,
+         levelled,
+         {{.level = true, .eqBands = std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 6}}}},
     };
     constexpr int block = 240;
     for (const Change& change : changes) {
