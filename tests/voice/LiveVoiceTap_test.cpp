@@ -60,12 +60,11 @@ double roughness(const std::vector<float>& samples, std::size_t from, std::size_
 struct TapFixture : ::testing::Test {
     ManualScheduler clock;
     SpectrumMonitor monitor{clock};
-
-    std::shared_ptr<LiveVoiceTap> make(const VoiceTreatment& treatment, const std::string& source)
+    // A tap of the voice track on the fixture's monitor.
+    std::shared_ptr<LiveVoiceTap> make(const VoiceTreatment& treatment)
     {
-        auto tap = liveVoiceTap(treatment, source, monitor);
-        EXPECT_TRUE(tap.ok());
-        return std::dynamic_pointer_cast<LiveVoiceTap>(tap.value());
+        return std::dynamic_pointer_cast<LiveVoiceTap>(
+            liveVoiceTap(treatment, "voice", monitor).value());
     }
 };
 
@@ -100,7 +99,7 @@ TEST_F(TapFixture, disabledTreatmentOrAnotherFormatLeavesAudioBitIdentical)
 
 TEST_F(TapFixture, eachPrepareStartsTheTreatmentAfreshAndTheTreatedSoundIsWhatIsAnalysed)
 {
-    auto tap = make(heaviest, "voice");
+    auto tap = make(heaviest);
     tap->prepare(512, StreamFormat{44100.0, 1, SampleType::int16, true});
     tap->prepare(1024, StreamFormat{96000.0, 2, SampleType::float32, true});
 
@@ -157,7 +156,7 @@ TEST_F(TapFixture, treatmentChangesWhilePlayingAreHeardWithoutAStepAndKeepTheDyn
     constexpr int block = 240;
     for (const Change& change : changes) {
         SCOPED_TRACE(change.what);
-        auto tap = make(change.before, "voice");
+        auto tap = make(change.before);
         tap->prepare(block, StreamFormat{48000.0, 2, SampleType::float32, true});
         const int changeAt = 48000, end = 96000;
         auto samples = testing::sineTone(500, 48000, end, change.amplitude, 2);
