@@ -67,14 +67,6 @@ std::vector<float> musicSignal()
     return out;
 }
 
-// The shared programme in speech and, with `music`, a stereo bed.
-Programme exportProgramme(const ScratchFolder& folder, bool music, float voiceLevel = 1,
-                          bool plosives = false)
-{
-    return makeProgramme(folder, voiceSignal(rate * 3, 220, 1, plosives),
-                         music ? musicSignal() : std::vector<float>{}, voiceLevel);
-}
-
 std::unique_ptr<ExportSession> makeSession(const Programme& p,
                                            ExportFormat format = ExportFormat::m4a)
 {
@@ -152,7 +144,10 @@ TEST(ExportSession, theFileIsTheMixOfItsRangeAlignedSampleExactlyAtItsLoudnessWi
         const bool isM4a = c.format == m4a;
         SCOPED_TRACE(::testing::Message() << c.duration << (isM4a ? " m4a" : " mp3") << ", target "
                                           << c.target.value_or(0) << ", music " << c.music);
-        const Programme p = exportProgramme(folder, c.music, c.voiceLevel, c.voiceLevel > 1);
+        // The shared programme in speech and, with music, a stereo bed.
+        const Programme p =
+            makeProgramme(folder, voiceSignal(rate * 3, 220, 1, c.voiceLevel > 1),
+                          c.music ? musicSignal() : std::vector<float>{}, c.voiceLevel);
         auto session = makeSession(p, c.format);
         EXPECT_EQ(session->channels(), c.channels);
         const std::filesystem::path file = folder / (isM4a ? "out.m4a" : "out.mp3");
