@@ -40,18 +40,6 @@ protected:
         EXPECT_TRUE(input.isRunning());
         ASSERT_TRUE(rig::eventually([&] { return capture.frames > 0; }));
     }
-    // The output renders silence (what it plays is heard in the studio's playback tests) and
-    // notes where and how it is called.
-    void renderSilence()
-    {
-        output.setRenderCallback([this](float* interleaved, int frames) {
-            denormalsOff = ScopedDenormalsOff::active();
-            policy = sched_getscheduler(0);
-            onCallerThread = onCallerThread || std::this_thread::get_id() == caller;
-            std::fill_n(interleaved, 2 * frames, 0.0f);
-            rendered += frames;
-        });
-    }
 
     rig::ScratchFolder folder;
     test::Capture capture;
@@ -60,7 +48,7 @@ protected:
     std::atomic<bool> onCallerThread{false};
     std::atomic<int> policy{-1};
     const std::thread::id caller = std::this_thread::get_id();
-    // After what their threads use, so that they stop first.
+    // After what their threads use (the members above), so that they stop first.
     PulseAudioInput input;
     PulseAudioOutput output;
     StreamFormat format;
@@ -181,7 +169,15 @@ TEST_F(PulseDevicesTest, aServerThatGoesAwayIsAChangeForEveryClientAndTheNextOut
         runningInHandler = runningInHandler || input.isRunning();
         ++inputChanges;
     });
-    renderSilence();
+    // The output renders silence (what it plays is heard in the studio's playback tests) and
+    // notes where and how it is called.
+    output.setRenderCallback([this](float* interleaved, int frames) {
+        denormalsOff = ScopedDenormalsOff::active();
+        policy = sched_getscheduler(0);
+        onCallerThread = onCallerThread || std::this_thread::get_id() == caller;
+        std::fill_n(interleaved, 2 * frames, 0.0f);
+        rendered += frames;
+    });
     output.setConfigurationChangeHandler([&] {
         runningInHandler = runningInHandler || output.isRunning();
         ++outputChanges;

@@ -403,9 +403,8 @@ TEST(TreatmentValues, bandGainsAndWhetherTheTreatmentDoesAnything)
 // band above 0.45 of the rate designed there.
 TEST(VoiceDSP, equaliserSectionsFollowTheBandSettingsAndSkipZeroGains)
 {
-    const VoiceTreatment older{.bass = -4.0, .mid = 5.0, .treble = 6.0};
-    VoiceTreatment nine = older;
-    nine.eqBands = std::vector<double>(9, 9.0);
+    const VoiceTreatment older{.bass = -4.0, .mid = 5.0, .treble = 6.0},
+        nine{.bass = -4.0, .mid = 5.0, .treble = 6.0, .eqBands = std::vector<double>(9, 9.0)};
     const VoiceTreatment ten{.eqBands = std::vector<double>{-6, 0, 0, 3, 0, 0, 0, 0, 0, 12}};
     const auto enhanced = [](Preset preset) {
         return VoiceTreatment{.enhance = true,
