@@ -158,27 +158,24 @@ TEST(PodcastProject, fadesFallBackOnTheOlderLengthsAndStayInOrder)
 // nothing.
 TEST(TimelineEditing, eachEditGivesItsTimelineOfResolvedClipsEachStoredOnce)
 {
-    auto split = [](double at) { return [=](PodcastProject& p) { p.split(at); }; };
-    auto trim = [](double from, double to) {
-        return [=](PodcastProject& p) { p.trimVoice({from, to}); };
+    // Each edit as a function of the project, from its arguments.
+    auto split = [](double at) { return [=](auto& p) { p.split(at); }; };
+    auto trim = [](double a, double b) { return [=](auto& p) { p.trimVoice({a, b}); }; };
+    auto deleting = [](double a, double b) { return [=](auto& p) { p.deleteVoice(a, b); }; };
+    auto closing = [](double a, double b) {
+        return [=](auto& p) { p.deleteVoiceClosingGap(a, b); };
     };
-    auto deleting = [](double from, double to) {
-        return [=](PodcastProject& p) { p.deleteVoice(from, to); };
-    };
-    auto closing = [](double from, double to) {
-        return [=](PodcastProject& p) { p.deleteVoiceClosingGap(from, to); };
-    };
-    auto silence = [](double from, double to, bool on) {
-        return [=](PodcastProject& p) { p.silence({from, to}, on); };
+    auto silence = [](double a, double b, bool on) {
+        return [=](auto& p) { p.silence({a, b}, on); };
     };
     auto paste = [](std::vector<Segment> clips, double duration, double at) {
-        return [=](PodcastProject& p) { p.paste(clips, duration, at); };
+        return [=](auto& p) { p.paste(clips, duration, at); };
     };
     auto take = [](const char* file, double duration, double at) {
-        return [=](PodcastProject& p) { p.insertTake(file, duration, at, takeId); };
+        return [=](auto& p) { p.insertTake(file, duration, at, takeId); };
     };
-    auto move = [](std::size_t index, double to) {
-        return [=](PodcastProject& p) { p.moveClip(p.segments[index].id, to); };
+    auto move = [](std::size_t i, double to) {
+        return [=](auto& p) { p.moveClip(p.segments[i].id, to); };
     };
     const std::vector<Segment> two = {clip(0, 2), clip(5, 2, 3)};
     const std::vector<Segment> four = {clip(0, 1), clip(1, 1), clip(2, 1), clip(5, 1)};
