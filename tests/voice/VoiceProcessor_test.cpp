@@ -151,15 +151,13 @@ TEST(VoiceProcessor, failuresPassTheUnderlyingErrorOnAndLeaveNoFileUnderTheCache
 
     // A .Render that cannot be made: a regular file is in its way.
     makeVoice(project / "Media/voice-x.wav", 48000, 1, 0.5);
-    testfiles::TempDir blocked;
-    fs::create_directories(blocked / "Media");
-    fs::copy_file(project / "Media/voice-x.wav", blocked / "Media/voice-x.wav");
-    testfiles::writeBytes(blocked / ".Render", {1, 2, 3});
-    auto noFolder = VoiceProcessor::prepare("Media/voice-x.wav", blocked.path(), enhanced);
+    fs::remove_all(project / ".Render");
+    testfiles::writeBytes(project / ".Render", {1, 2, 3});
+    auto noFolder = VoiceProcessor::prepare("Media/voice-x.wav", project.path(), enhanced);
     ASSERT_FALSE(noFolder.ok());
     EXPECT_EQ(noFolder.error().domain, "System");
     EXPECT_EQ(noFolder.error().description, systemError(noFolder.error().code).description);
-    EXPECT_TRUE(fs::is_regular_file(blocked / ".Render"));
+    EXPECT_TRUE(fs::is_regular_file(project / ".Render"));
 }
 
 // Waits until a temporary render (a UUID name, unlike a finished render's) in folder has grown past
