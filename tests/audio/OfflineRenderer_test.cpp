@@ -46,12 +46,19 @@ protected:
 
 } // namespace
 
-TEST(Composition, appendingPastTheEndLeavesAGapAndInsertingBeforeItSplitsAndMovesLaterMaterial)
+TEST(Composition, refusesRangesOutsideTheFileLeavesGapsAndInsertingSplitsAndMovesLaterMaterial)
 {
     Composition composition;
     CompositionTrack* voice = composition.addTrack(1);
     ASSERT_NE(voice, nullptr);
     EXPECT_EQ(composition.addTrack(1), nullptr);
+    // A range outside its file is refused, naming it; an empty one adds nothing.
+    auto refused =
+        voice->insertTimeRange(described("a.caf", 2), seconds(3), seconds(1), seconds(0));
+    ASSERT_FALSE(refused);
+    EXPECT_NE(refused.error().description.find("a.caf"), std::string::npos);
+    EXPECT_TRUE(voice->insertTimeRange(described("a.caf", 2), seconds(0), seconds(0), seconds(0)));
+    EXPECT_TRUE(voice->segments().empty());
     ASSERT_TRUE(voice->insertTimeRange(described("a.caf", 10), seconds(1), seconds(2), seconds(0)));
     ASSERT_TRUE(
         voice->insertTimeRange(described("a.caf", 10), seconds(5), seconds(1), seconds(3.5)));
@@ -61,10 +68,12 @@ TEST(Composition, appendingPastTheEndLeavesAGapAndInsertingBeforeItSplitsAndMove
     EXPECT_EQ(layout(*voice), (std::vector<std::string>{"a.caf 1, 0, 2", "- 0, 2, 1.5",
                                                         "a.caf 5, 3.5, 1", "b.caf 0, 4.5, 1"}));
     EXPECT_EQ(composition.duration(), seconds(5.5));
+    EXPECT_TRUE(composition.allSourcesMono());
 
     CompositionTrack* music = composition.addTrack(2);
     ASSERT_TRUE(
-        music->insertTimeRange(described("m.mp3", 60), seconds(10), seconds(4), seconds(0)));
+        music->insertTimeRange(described("m.mp3", 60, 2), seconds(10), seconds(4), seconds(0)));
+    EXPECT_FALSE(composition.allSourcesMono());
     ASSERT_TRUE(music->insertTimeRange(described("x.caf", 60), seconds(0), seconds(1), seconds(1)));
     music->insertEmptyTimeRange(seconds(0), seconds(3));
     EXPECT_EQ(layout(*music), (std::vector<std::string>{"- 0, 0, 3", "m.mp3 10, 3, 1",
@@ -72,23 +81,6 @@ TEST(Composition, appendingPastTheEndLeavesAGapAndInsertingBeforeItSplitsAndMove
     EXPECT_EQ(music->end(), seconds(8));
     EXPECT_EQ(composition.duration(), seconds(8));
     EXPECT_EQ(composition.track(1), voice); // earlier track pointers stay valid
-}
-
-TEST(Composition, refusesRangesOutsideTheFileAndTracksMonoSources)
-{
-    Composition composition;
-    CompositionTrack* voice = composition.addTrack(1);
-    auto refused =
-        voice->insertTimeRange(described("a.caf", 2), seconds(3), seconds(1), seconds(0));
-    ASSERT_FALSE(refused);
-    EXPECT_NE(refused.error().description.find("a.caf"), std::string::npos);
-    EXPECT_TRUE(voice->insertTimeRange(described("a.caf", 2), seconds(0), seconds(0), seconds(0)));
-    EXPECT_TRUE(voice->segments().empty());
-    ASSERT_TRUE(voice->insertTimeRange(described("a.caf", 2), seconds(0), seconds(1), seconds(0)));
-    EXPECT_TRUE(composition.allSourcesMono());
-    ASSERT_TRUE(composition.addTrack(2)->insertTimeRange(described("m.flac", 20, 2), seconds(0),
-                                                         seconds(5), seconds(0)));
-    EXPECT_FALSE(composition.allSourcesMono());
 }
 
 // The track's tap (here halving) sees the clips before their volume and is prepared for the

@@ -344,8 +344,7 @@ TEST(Biquad, peakingSectionReachesItsGainAtTheCentreAndLeavesFarFrequenciesAlone
                 EXPECT_NEAR(gainOf(section, frequency, rate), gainDb, 0.1);
                 // Four octaves away the bell is nearly flat.
                 double far = frequency >= 1000.0 ? frequency / 16.0 : frequency * 16.0;
-                EXPECT_NEAR(gainOf(Biquad::peaking(frequency, 1.5, gainDb, rate), far, rate), 0.0,
-                            0.1 * std::abs(gainDb) + 0.05);
+                EXPECT_NEAR(gainOf(section, far, rate), 0.0, 0.1 * std::abs(gainDb) + 0.05);
             }
         }
     }
