@@ -333,7 +333,7 @@ double gainOf(Biquad section, double frequency, double rate, double seconds = 4)
                              toneAmplitude(input, frequency, rate, from, total));
 }
 
-TEST(Biquad, peakingSectionReachesItsGainAtTheCentreAndLeavesFarFrequenciesAlone)
+TEST(Biquad, aBellReachesItsGainAtItsCentreOnlyAndTheHighPassCutsRumbleButNotSpeech)
 {
     for (double rate : {22050.0, 44100.0, 48000.0, 96000.0}) {
         for (double frequency : {31.5, 130.0, 1000.0, 4000.0}) {
@@ -348,10 +348,7 @@ TEST(Biquad, peakingSectionReachesItsGainAtTheCentreAndLeavesFarFrequenciesAlone
             }
         }
     }
-}
-
-TEST(Biquad, highPassIsThreeDecibelsDownAtItsCornerPassesSpeechAndCutsRumble)
-{
+    // The high-pass is 3 dB down at its corner, passes speech and cuts rumble.
     for (double rate : {44100.0, 48000.0}) {
         for (double corner : {70.0, 85.0}) {
             EXPECT_NEAR(gainOf(Biquad::highPass(corner, 1.414, rate), corner, rate), -3.0, 0.1);
