@@ -3,6 +3,7 @@
 // measurements the tests make on rendered audio.
 #pragma once
 
+#include "PulseRig.hpp"
 #include "audio/AudioMix.hpp"
 #include "audio/Composition.hpp"
 #include "audio/OfflineRenderer.hpp"
@@ -23,16 +24,12 @@
 namespace tw::graphtest {
 
 using ScratchFolder = testfiles::TempDir;
+using rig::channel;
 using signals::noise;
 using signals::peak;
 using signals::sampleAt;
 using testfiles::writeCaf;
 using testing::sineTone;
-
-inline std::vector<float> constant(float value, int channels, std::int64_t frames)
-{
-    return std::vector<float>(static_cast<std::size_t>(frames * channels), value);
-}
 
 inline AudioAsset loadAsset(const std::filesystem::path& file)
 {
@@ -52,15 +49,6 @@ inline void addClipVolume(VolumeAutomation& volume, MediaTime start, MediaTime d
 {
     volume.setVolumeRamp(v, v, start, duration);
     volume.setVolume(0, start + duration);
-}
-
-// One channel of interleaved samples.
-inline std::vector<float> channelOf(const std::vector<float>& interleaved, int channels, int c)
-{
-    std::vector<float> out(interleaved.size() / static_cast<std::size_t>(channels));
-    for (std::size_t i = 0; i < out.size(); ++i)
-        out[i] = interleaved[i * static_cast<std::size_t>(channels) + static_cast<std::size_t>(c)];
-    return out;
 }
 
 inline std::vector<float> renderBuffer(const Composition& composition, const AudioMix& mix,
@@ -118,17 +106,6 @@ inline std::int64_t firstSound(const std::vector<float>& stereo, std::int64_t fr
         if (std::fabs(stereo[i]) > threshold)
             return static_cast<std::int64_t>(i / 2);
     return -1;
-}
-
-// Frequency of a tone in one channel of interleaved stereo, from its rising zero crossings over
-// frames [from, to): within half a hertz over two seconds.
-inline double measureFrequency(const std::vector<float>& stereo, int channel, std::int64_t from,
-                               std::int64_t to, int rate)
-{
-    int crossings = 0;
-    for (std::int64_t f = from + 1; f < to; ++f)
-        crossings += sampleAt(stereo, f - 1, channel) < 0 && sampleAt(stereo, f, channel) >= 0;
-    return crossings * static_cast<double>(rate) / static_cast<double>(to - from);
 }
 
 // A tap that counts its calls, keeps the largest sample it was given and applies a gain.

@@ -17,17 +17,6 @@ using namespace graphtest;
 
 namespace {
 
-// The shared programme in noise, quiet enough that the master stage leaves it untouched.
-Programme quietProgramme(const ScratchFolder& folder)
-{
-    return graphtest::makeProgramme(folder, noise(1, 48000 * 3, 21), noise(2, 44100 * 5, 22), 0.5f);
-}
-
-std::vector<float> offline(const Programme& p, double from, double length)
-{
-    return renderBuffer(p.composition, p.mix, from, length);
-}
-
 // Pulls frames from the player in blocks of random sizes, letting the read-ahead catch up
 // before each one, as a real-time output would.
 std::vector<float> pull(Player& player, std::int64_t frames, unsigned seed = 1)
@@ -65,17 +54,30 @@ protected:
 
     ScratchFolder folder;
     ManualScheduler scheduler;
-    const Programme p = quietProgramme(folder);
+    // The shared programme in noise, quiet enough that the master stage leaves it untouched.
+    const Programme p =
+        makeProgramme(folder, noise(1, 48000 * 3, 21), noise(2, 44100 * 5, 22), 0.5f);
+    // What the player must play of it.
+    std::vector<float> offline(double from, double length) const
+    {
+        return renderBuffer(p.composition, p.mix, from, length);
+    }
     std::optional<Player> player;
 };
 
 } // namespace
 
-TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCompletesWithFalse)
+// A source that decodes too slowly is heard as counted silence, and playback recovers without
+// skipping anything; then each seek is sample exact.
+TEST_F(PlayerTest, slowDecodingIsCountedSilenceAndASeekIsSampleExactAndCompletesOnTheMainThread)
 {
-    Player& player = open();
+    std::atomic<bool> decoding{true};
+    Player::Options options;
+    options.readAheadSeconds = 0.5;
+    options.readAheadGate = [&] { return decoding.load(); };
+    Player& player = open(options);
     // An item whose file is gone fails with its description and the current one stays.
-    writeCaf(folder / "gone.caf", constant(0.1f, 1, 4800), 48000, 1);
+    writeCaf(folder / "gone.caf", std::vector<float>(4800, 0.1f), 48000, 1);
     const AudioAsset gone = loadAsset(folder / "gone.caf");
     std::filesystem::remove(folder / "gone.caf");
     Composition broken;
@@ -84,9 +86,35 @@ TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCo
     ASSERT_FALSE(result);
     EXPECT_NE(result.error().description.find("gone.caf"), std::string::npos);
 
+    seekAndWait(player, 1.2);
     player.play();
+    std::vector<float> heard = pull(player, 4800);
+
+    decoding = false;
+    // The render calls go on, each returning at once: first the rings drain, then silence.
+    std::vector<float> block(2 * 1000);
+    int silentCalls = 0;
+    for (int call = 0; call < 100; ++call) {
+        player.render(block.data(), 1000);
+        if (peak(block, 0, 1000) == 0.0f)
+            ++silentCalls;
+        else
+            heard.insert(heard.end(), block.begin(), block.end());
+    }
+    EXPECT_GT(silentCalls, 50);
+    EXPECT_EQ(player.underruns(), silentCalls);
+    EXPECT_EQ(player.currentTime(),
+              seconds(1.2) + MediaTime{static_cast<std::int64_t>(heard.size() / 2)});
+
+    decoding = true;
+    const auto after = pull(player, 9600);
+    heard.insert(heard.end(), after.begin(), after.end());
+    EXPECT_EQ(player.underruns(), silentCalls) << "no more once the audio is back";
+    // Nothing was skipped: what was heard, gaps left out, is the programme from 1.2 s on.
+    EXPECT_EQ(heard, offline(1.2, static_cast<double>(heard.size() / 2) / 48000));
     EXPECT_EQ(player.rate(), 1.0f);
-    const auto reference = offline(p, 0, 5.5);
+
+    const auto reference = offline(0, 5.5);
     // The last seek plays the whole programme; each is overtaken by the next before it lands.
     for (double at : {2.5, 1.5000208, 2.7499792, 4.04321, 0.0}) {
         std::vector<bool> outcomes;
@@ -103,7 +131,7 @@ TEST_F(PlayerTest, aSeekIsSampleExactCompletesOnTheMainThreadAndAnOvertakenOneCo
             ASSERT_EQ(live[i], reference[static_cast<std::size_t>(first * 2) + i])
                 << "after a seek to " << at << " s, sample " << i;
     }
-    EXPECT_EQ(player.underruns(), 0);
+    EXPECT_EQ(player.underruns(), silentCalls);
     EXPECT_EQ(player.currentTime(), seconds(5.5));
 }
 
@@ -136,7 +164,6 @@ TEST_F(PlayerTest, aMixSwapKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSw
     EXPECT_EQ(newMusicTap->prepares.load(), 1) << "prepared before the render thread sees it";
     EXPECT_EQ(newMusicTap->framesProcessed.load(), 0);
     (void)pull(player, 9600);
-    EXPECT_EQ(voiceTap->prepares.load(), 1) << "never prepared twice";
     EXPECT_EQ(voiceTap->framesProcessed.load(), before + 9600) << "and kept processing";
     EXPECT_EQ(newMusicTap->framesProcessed.load(), 9600);
     EXPECT_EQ(musicTap->framesProcessed.load(), 9600 + ahead) << "the old music tap is out";
@@ -168,72 +195,7 @@ TEST_F(PlayerTest, aMixSwapKeepsAPreparedTapRunningAndPreparesANewOneBeforeTheSw
     }
     stop = true;
     renderThread.join();
-    EXPECT_EQ(voiceTap->prepares.load(), 1);
-}
-
-TEST_F(PlayerTest, aVolumeChangeWhilePlayingGlidesInsteadOfJumping)
-{
-    writeCaf(folder / "dc.caf", constant(0.5f, 2, 48000 * 3), 48000, 2);
-    Composition composition;
-    ASSERT_TRUE(
-        composition.addTrack(1)->insertTimeRange(loadAsset(folder / "dc.caf"), {}, seconds(3), {}));
-    AudioMix loud;
-    loud.inputParameters.push_back(InputParameters{1, {}, nullptr});
-    loud.inputParameters[0].volume.setVolume(0.8f, {});
-    AudioMix soft = loud;
-    soft.inputParameters[0].volume.setVolume(0.4f, {});
-
-    Player& player = open();
-    ASSERT_TRUE(player.setItem(composition, loud));
-    seekAndWait(player, 0);
-    player.play();
-    auto first = pull(player, 10000);
-    EXPECT_FLOAT_EQ(sampleAt(first, 9999, 0), 0.4f);
-    player.setAudioMix(soft);
-    auto second = pull(player, 10000);
-    first.insert(first.end(), second.begin(), second.end());
-    const double largestStep = testing::largestStep(first, 0, first.size(), 2);
-    // 0.5 × (0.8 − 0.4) spread over a 10 ms glide (480 frames), heard after the master stage's
-    // look-ahead.
-    EXPECT_LE(largestStep, 0.5 * 0.4 / 480 * 1.01);
-    EXPECT_GT(largestStep, 0.0);
-    EXPECT_FLOAT_EQ(sampleAt(first, 10000 + 480 + TruePeakLimiter(48000, 2).latency(), 1), 0.2f);
-    EXPECT_FLOAT_EQ(sampleAt(first, 19999, 1), 0.2f);
-}
-
-TEST_F(PlayerTest, aSourceThatDecodesTooSlowlyIsHeardAsCountedSilenceAndPlaybackRecovers)
-{
-    std::atomic<bool> decoding{true};
-    Player::Options options;
-    options.readAheadSeconds = 0.5;
-    options.readAheadGate = [&] { return decoding.load(); };
-    Player& player = open(options);
-    seekAndWait(player, 1.2);
-    player.play();
-    std::vector<float> heard = pull(player, 4800);
-
-    decoding = false;
-    // The render calls go on, each returning at once: first the rings drain, then silence.
-    std::vector<float> block(2 * 1000);
-    int silentCalls = 0;
-    for (int call = 0; call < 100; ++call) {
-        player.render(block.data(), 1000);
-        if (peak(block, 0, 1000) == 0.0f)
-            ++silentCalls;
-        else
-            heard.insert(heard.end(), block.begin(), block.end());
-    }
-    EXPECT_GT(silentCalls, 50);
-    EXPECT_EQ(player.underruns(), silentCalls);
-    EXPECT_EQ(player.currentTime(),
-              seconds(1.2) + MediaTime{static_cast<std::int64_t>(heard.size() / 2)});
-
-    decoding = true;
-    const auto after = pull(player, 9600);
-    heard.insert(heard.end(), after.begin(), after.end());
-    EXPECT_EQ(player.underruns(), silentCalls) << "no more once the audio is back";
-    // Nothing was skipped: what was heard, gaps left out, is the programme from 1.2 s on.
-    EXPECT_EQ(heard, offline(p, 1.2, static_cast<double>(heard.size() / 2) / 48000));
+    EXPECT_EQ(voiceTap->prepares.load(), 1) << "never prepared twice";
 }
 
 // Through an output, the time heard (behind the render by the output's latency) is what the
@@ -259,7 +221,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.play();
         EXPECT_TRUE(output.isRunning());
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1, 0.1));
+        EXPECT_EQ(output.rendered(), offline(1, 0.1));
         EXPECT_EQ(player.currentTime(), seconds(1.05)) << "what is heard, behind the render";
         EXPECT_TRUE(times.empty());
         scheduler.advance(0.05);
@@ -269,7 +231,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.play();
         output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1.1, 0.1));
+        EXPECT_EQ(output.rendered(), offline(1.1, 0.1));
 
         player.pause();
         EXPECT_EQ(player.rate(), 0.0f);
@@ -287,7 +249,7 @@ TEST_F(PlayerTest, throughAnOutputItStartsPausesFlushesAndClosesItAndReportsTheH
         player.waitForReadAhead();
         output.clearRendered();
         EXPECT_EQ(output.advance(4800), 4800);
-        EXPECT_EQ(output.rendered(), offline(p, 1.2, 0.1)) << "on from the stop frame exactly";
+        EXPECT_EQ(output.rendered(), offline(1.2, 0.1)) << "on from the stop frame exactly";
         EXPECT_EQ(player.underruns(), 0);
     }
     EXPECT_FALSE(output.isRunning()) << "closed with the player";

@@ -25,7 +25,6 @@ namespace tw::rig {
 
 inline constexpr const char* sinkName = "tapewright_out";
 inline constexpr const char* micName = "tapewright_mic";
-inline constexpr const char* micDescription = "Micrófono virtual";
 // The null sink mixes up to the keeper stream's latency ahead (20 ms, scripts/virtual-audio) and
 // hands that to its monitor at once: what a recording of the sink has received, no flush takes
 // back, so a seek is heard cut only to within that much. A sound card's sink rewinds instead.
@@ -125,13 +124,11 @@ struct ScratchFolder : testfiles::TempDir {
     std::string file(const std::string& name) const { return (*this / name).string(); }
 };
 
-// A sine tone WAV made by sox.
-inline bool makeTone(const std::string& path, double frequency, double seconds, int rate = 48000,
-                     int channels = 2)
+// A stereo 48 kHz sine tone WAV made by sox.
+inline bool makeTone(const std::string& path, double frequency, double seconds)
 {
-    return run("sox -q -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) +
-               " -b 16 '" + path + "' synth " + std::to_string(seconds) + " sine " +
-               std::to_string(frequency) + " vol 0.5") == 0;
+    return run("sox -q -n -r 48000 -c 2 -b 16 '" + path + "' synth " + std::to_string(seconds) +
+               " sine " + std::to_string(frequency) + " vol 0.5") == 0;
 }
 
 // A file played into the rig's sink (so the virtual microphone hears it), to its end.
@@ -256,15 +253,14 @@ inline std::vector<float> readFloats(const std::string& path)
     return samples;
 }
 
-// Whether samples (one channel) hold a sound louder than threshold followed by `quiet` seconds
+// Whether samples (one channel) hold a sound louder than threshold followed by a quarter second
 // without one: what was played has been heard to its end.
-inline bool heardToItsEnd(const std::vector<float>& samples, double rate, float threshold = 0.05f,
-                          double quiet = 0.25)
+inline bool heardToItsEnd(const std::vector<float>& samples, double rate, float threshold = 0.05f)
 {
     std::size_t last = samples.size();
     while (last > 0 && std::fabs(samples[last - 1]) < threshold)
         --last;
-    return last > 0 && static_cast<double>(samples.size() - last) >= quiet * rate;
+    return last > 0 && static_cast<double>(samples.size() - last) >= 0.25 * rate;
 }
 
 // The rig sink's monitor recorded by parec into a file, from construction until finish(): what

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -12,8 +13,7 @@ TEST(SpscRing, keepsFramesInOrderAcrossTheWrapAndRefusesWhatDoesNotFit)
     SpscRing ring(2, 6); // rounds up to 8 frames
     EXPECT_EQ(ring.capacity(), 8);
     std::vector<float> in(40);
-    for (int i = 0; i < 40; ++i)
-        in[i] = static_cast<float>(i);
+    std::iota(in.begin(), in.end(), 0.0f);
     EXPECT_EQ(ring.write(in.data(), 5), 5);
     std::vector<float> out(20, -1);
     EXPECT_EQ(ring.read(out.data(), 3), 3);

@@ -100,10 +100,6 @@ std::vector<float> limit(TruePeakLimiter& limiter, std::vector<float> samples, i
     return samples;
 }
 
-const auto truePeakDb = [](const std::vector<float>& stereo) {
-    return testing::referenceTruePeakDb(stereo, 2);
-};
-
 // Over the ceiling, the true peak is held at it at every rate and in blocks of any size, without
 // allocating; under it, the output is the input delayed. (That it lets go after a peak is the
 // render's master stage test.)
@@ -114,15 +110,15 @@ TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouche
              {"quarter-rate sine between samples", "high tones", "clicking bursts"}) {
             SCOPED_TRACE(::testing::Message() << rate << " Hz, " << kind);
             const auto loud = signal(kind, rate, static_cast<std::size_t>(rate / 2), 2.5);
-            ASSERT_GT(truePeakDb(loud), 6.0);
+            ASSERT_GT(testing::referenceTruePeakDb(loud, 2), 6.0);
             TruePeakLimiter limiter(rate, 2);
             allocations = 0;
             const auto out = limit(limiter, loud, 0);
             EXPECT_EQ(allocations.load(), 0) << "the render thread never waits for memory";
-            EXPECT_LE(truePeakDb(out), -1.0);
+            EXPECT_LE(testing::referenceTruePeakDb(out, 2), -1.0);
             EXPECT_LT(signals::peak(out, 0, static_cast<std::int64_t>(out.size() / 2)), 0.8913f);
             // Limited, not silenced: the loud parts still come close to the ceiling.
-            EXPECT_GT(truePeakDb(out), -1.5);
+            EXPECT_GT(testing::referenceTruePeakDb(out, 2), -1.5);
             for (const int block : {1, 4096}) {
                 TruePeakLimiter again(rate, 2);
                 ASSERT_EQ(limit(again, loud, block), out) << "in blocks of " << block;
@@ -131,7 +127,8 @@ TEST(TruePeakLimiter, keepsTheTruePeakAtTheCeilingAndLeavesWhatIsUnderItUntouche
                 continue;
             // Scaled to a true peak 0.2 dB under the ceiling (the limiter keeps 0.1 dB for itself).
             auto quiet = loud;
-            const double scale = std::pow(10.0, (-1.2 - truePeakDb(loud)) / 20);
+            const double scale =
+                std::pow(10.0, (-1.2 - testing::referenceTruePeakDb(loud, 2)) / 20);
             for (float& x : quiet)
                 x = static_cast<float>(x * scale);
             TruePeakLimiter gentle(rate, 2);

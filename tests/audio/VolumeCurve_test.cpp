@@ -89,6 +89,13 @@ TEST(VolumeCurve, eventsLandOnTheNearestFrameAtAnyRateAndTheGainHoldsOrRampsBetw
             EXPECT_NEAR(curve.gainAt(frame), gain, 1e-7) << "frame " << frame << " at " << c.rate;
     }
     EXPECT_EQ(VolumeCurve().gainAt(123456), 1.0);
+    // Beneath them, times round to the nearest tick and frames to the nearest frame.
+    EXPECT_EQ(at(1.5).ticks, 72000);
+    EXPECT_EQ(at(1.0 / 96000.0 + 1e-12).ticks, 1);
+    EXPECT_EQ(at(-0.25).ticks, -12000);
+    EXPECT_EQ(at(2.0).frameAt(44100), 88200);
+    EXPECT_EQ(MediaTime{1}.frameAt(44100), 1); // 0.91875 rounds up
+    EXPECT_DOUBLE_EQ(at(3.25).seconds(), 3.25);
 }
 
 } // namespace tw
