@@ -1,9 +1,9 @@
 #include "voice/VoiceDSP.hpp"
 
+#include "ToneResponse.hpp"
 #include "support/Signals.hpp"
 #include "support/SoundChecks.hpp"
 #include "support/Treatments.hpp"
-#include "voice/TreatmentValues.hpp"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +18,9 @@
 
 namespace tw {
 namespace {
+
+using test::gainOf;
+using test::toneAmplitude;
 
 constexpr std::array<Preset, 4> allPresets = {Preset::podcast, Preset::radio, Preset::femalePodcast,
                                               Preset::femaleRadio};
@@ -192,18 +195,6 @@ TEST(VoiceDSP, fullScaleSinesAndNoiseNeverLeaveTheUnitRangeWhateverTheTreatment)
     }
 }
 
-// Amplitude of the component at frequency in samples [from, to), by quadrature.
-double toneAmplitude(const std::vector<double>& samples, double frequency, double rate,
-                     std::size_t from, std::size_t to)
-{
-    std::complex<double> sum = 0.0;
-    for (std::size_t n = from; n < to; ++n) {
-        const double phase = 2.0 * std::numbers::pi * frequency * static_cast<double>(n) / rate;
-        sum += samples[n] * std::complex<double>(std::cos(phase), -std::sin(phase));
-    }
-    return 2.0 * std::abs(sum) / static_cast<double>(to - from);
-}
-
 // Output over input of a steady level at dbfs in the last of three seconds, as the smallest and
 // largest ratio seen: of a square wave (its magnitude never moves) sample by sample, or of a 1 kHz
 // tone by its amplitude (then both are the same).
@@ -316,81 +307,6 @@ TEST(VoiceDSP, disabledUnsupportedOrUnpreparedProcessingLeavesSamplesBitIdentica
     unsupported.setSupported(true);
     unsupported.process(list, 10000);
     EXPECT_NE(samples, input);
-}
-
-// The gain in dB of a filter section at a frequency, measured in steady state: the first half of
-// the tone lets the section settle.
-double gainOf(Biquad section, double frequency, double rate, double seconds = 4)
-{
-    const auto total = static_cast<std::size_t>(seconds * rate), from = total / 2;
-    std::vector<double> input(total), output(total);
-    for (std::size_t n = 0; n < total; ++n) {
-        input[n] =
-            0.5 * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(n) / rate);
-        output[n] = section.process(input[n]);
-    }
-    return 20.0 * std::log10(toneAmplitude(output, frequency, rate, from, total) /
-                             toneAmplitude(input, frequency, rate, from, total));
-}
-
-TEST(Biquad, aBellReachesItsGainAtItsCentreOnlyAndTheHighPassCutsRumbleButNotSpeech)
-{
-    for (double rate : {22050.0, 44100.0, 48000.0, 96000.0}) {
-        for (double frequency : {31.5, 130.0, 1000.0, 4000.0}) {
-            for (double gainDb : {-12.0, -2.0, 0.0, 1.5, 12.0}) {
-                SCOPED_TRACE(::testing::Message()
-                             << rate << " Hz rate, " << frequency << " Hz, " << gainDb << " dB");
-                Biquad section = Biquad::peaking(frequency, 1.5, gainDb, rate);
-                EXPECT_NEAR(gainOf(section, frequency, rate), gainDb, 0.1);
-                // Four octaves away the bell is nearly flat.
-                double far = frequency >= 1000.0 ? frequency / 16.0 : frequency * 16.0;
-                EXPECT_NEAR(gainOf(section, far, rate), 0.0, 0.1 * std::abs(gainDb) + 0.05);
-            }
-        }
-    }
-    // The high-pass is 3 dB down at its corner, passes speech and cuts rumble.
-    for (double rate : {44100.0, 48000.0}) {
-        for (double corner : {70.0, 85.0}) {
-            EXPECT_NEAR(gainOf(Biquad::highPass(corner, 1.414, rate), corner, rate), -3.0, 0.1);
-            EXPECT_NEAR(gainOf(Biquad::highPass(corner, 1.414, rate), 1000.0, rate), 0.0, 0.1);
-            // Second order: 12 dB per octave, so two octaves down is about −24 dB.
-            EXPECT_LT(gainOf(Biquad::highPass(corner, 1.414, rate), corner / 4.0, rate), -20.0);
-        }
-    }
-}
-
-// Ten bands are taken as they are; any other list length falls back on the older three fields,
-// which land on the 125 Hz, 1 kHz and 8 kHz bands. A preset alone treats nothing; any flag or
-// non-zero gain does, the older fields even beside a full list that hides them from the bands.
-TEST(TreatmentValues, bandGainsAndWhetherTheTreatmentDoesAnything)
-{
-    const struct {
-        VoiceTreatment treatment;
-        std::array<double, 10> bands;
-        bool enabled;
-    } cases[] = {
-        {{}, {}, false},
-        {{.preset = Preset::femaleRadio}, {}, false},
-        {{.enhance = true}, {}, true},
-        {{.reduceNoise = true}, {}, true},
-        {{.level = true}, {}, true},
-        {{.bass = -0.5}, {0, 0, -0.5}, true},
-        {{.mid = 2.0}, {0, 0, 0, 0, 0, 2.0}, true},
-        {{.treble = 0.1}, {0, 0, 0, 0, 0, 0, 0, 0, 0.1}, true},
-        {{.bass = 6.0, .eqBands = std::vector<double>{1, -2, 3, -4, 5, -6, 7, -8, 9, -10}},
-         {1, -2, 3, -4, 5, -6, 7, -8, 9, -10},
-         true},
-        {{.eqBands = std::vector<double>(10, 0.0)}, {}, false},
-        {{.mid = 1.0, .eqBands = std::vector<double>(10, 0.0)}, {}, true},
-        {{.bass = 3.0, .mid = -1.5, .treble = 4.0, .eqBands = std::vector<double>(11, 7.0)},
-         {0, 0, 3, 0, 0, -1.5, 0, 0, 4, 0},
-         true},
-    };
-    int index = 0;
-    for (const auto& c : cases) {
-        EXPECT_EQ(bandGains(c.treatment), c.bands) << "case " << index;
-        EXPECT_EQ(enabled(c.treatment), c.enabled) << "case " << index++;
-    }
 }
 
 // The enhance curve of each preset (high-pass, low bell, mid dip, presence) comes first, then one
