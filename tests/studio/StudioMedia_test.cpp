@@ -55,6 +55,12 @@ TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn
     f.studio.selection = TimeRange{0, 6};
     f.studio.copySelection();
     ASSERT_TRUE(f.studio.canPaste());
+    // Copying keeps the selection and takes no step; an empty copy leaves the clipboard alone.
+    EXPECT_EQ(f.studio.selection(), (TimeRange{0, 6}));
+    f.studio.selection = TimeRange{30, 30};
+    f.studio.copySelection();
+    EXPECT_EQ(f.studio.audioClipboard->duration, 6);
+    EXPECT_TRUE(f.studio.undoStack->empty());
     // Within its own project (the folder spelled differently) a paste copies no file.
     f.studio.audioClipboard->folder = f.a / "Media" / ".." / ".";
     f.studio.position = 6.0;
