@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "capture/SpectrumMonitor.hpp"
+#include "studio/QtScheduler.hpp"
 #include "studio/ReelPhysics.hpp"
 #include "support/StudioFixture.hpp"
 
@@ -154,6 +155,56 @@ TEST(StudioClock, reelsFollowTheTapeModelAndNeverJumpAfterALateTick)
     EXPECT_EQ(supplyTurn(f, 0.1), 0.0);
     f.studio.recording = false;
     f.studio.recordingPaused = false;
+}
+
+TEST(ReelPhysics, theFullSupplyTurnsSlowlyTheReelsTurnAlikeHalfWayAndPacksStayOnTheReel)
+{
+    const auto start = ReelPhysics::angularSpeeds(0, 600);
+    EXPECT_NEAR(start.supply, 85.0, 0.5);
+    EXPECT_NEAR(start.takeup, 312.0, 0.5);
+    // Half the tape wound, whatever the programme's length (which lengthens the tape).
+    for (auto [at, length] : {std::pair{3600.0, 1800.0}, {5000.0, 10000.0}}) {
+        const auto speeds = ReelPhysics::angularSpeeds(at, length);
+        EXPECT_NEAR(speeds.supply, speeds.takeup, 1e-9) << at;
+    }
+    EXPECT_NEAR(ReelPhysics::woundShare(3600, 3600), 0.5, 1e-12);
+    // Beyond the tape or before its start the packs stay within hub and full reel.
+    for (auto [at, length, supply, takeup] : {std::tuple{0.0, 3600.0, 0.128, 0.035},
+                                              {20000.0, 9000.0, 0.035, 0.128},
+                                              {-50.0, 100.0, 0.128, 0.035}}) {
+        const auto radii = ReelPhysics::packRadii(at, length);
+        EXPECT_NEAR(radii.supply, supply, 1e-4) << at;
+        EXPECT_NEAR(radii.takeup, takeup, 1e-4) << at;
+    }
+}
+
+TEST(QtScheduler, jobsRunOnTheEventLoopInTimeOrderAndCancelledOnesOrThoseOfAGoneSchedulerNever)
+{
+    testing::coreApplication();
+    QtScheduler scheduler;
+    std::vector<int> order;
+    scheduler.after(0.03, [&] { order.push_back(2); });
+    scheduler.after(0.01, [&] { order.push_back(1); });
+    TaskHandle cancelled = scheduler.after(0.02, [&] { order.push_back(99); });
+    cancelled->cancel();
+    int ticks = 0;
+    TaskHandle repeating = scheduler.every(0.005, [&] { ++ticks; });
+    EXPECT_TRUE(order.empty()); // nothing runs outside the event loop
+
+    ASSERT_TRUE(testing::runEventsUntil([&] { return order.size() == 2 && ticks >= 3; }));
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+
+    repeating->cancel();
+    const int stoppedAt = ticks;
+    const double before = scheduler.now();
+    testing::runEventsUntil([&] { return scheduler.now() - before > 0.05; });
+    EXPECT_EQ(ticks, stoppedAt);
+
+    // Nor do the jobs of a scheduler that is gone.
+    bool ran = false;
+    std::make_unique<QtScheduler>()->after(0.0, [&] { ran = true; });
+    testing::runEventsUntil([&] { return ran; }, 0.03);
+    EXPECT_FALSE(ran);
 }
 
 } // namespace

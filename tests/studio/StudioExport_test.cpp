@@ -82,17 +82,58 @@ struct ExportFixture {
     }
 };
 
-TEST(StudioExport, theEpisodeAndItsChaptersFromTheRangeStartReachAFileOfTheChosenFormat)
+// The chapters as saved on disk.
+std::vector<Chapter> savedChapters(StudioFixture& f)
+{
+    f.settle();
+    return testing::readProject(f.folder).chapters;
+}
+
+TEST(StudioExport, eachChapterEditIsOneSavedStepAndTheEpisodeAndItsChaptersReachTheFile)
 {
     ExportFixture x; // exports [1.96, 5]
     Studio& studio = x.f.studio;
-    testfiles::makeImage(x.temp / "cover.jpg");
-    for (double at : {0.5, 1.0, 3.0, 5.0}) {
+    x.f.folder = x.folder;
+    studio.togglePlayback();
+    ASSERT_TRUE(x.f.waitIdle());
+    x.f.play(0.5);
+    studio.addChapter();
+    EXPECT_TRUE(studio.playing()) << "marking a chapter while listening";
+    studio.pause();
+    for (double at : {1.0, 3.0, 4.0, 4.0 /* one is there already */}) {
         studio.seek(at);
         studio.addChapter();
     }
+    ASSERT_EQ(studio.project->chapters.size(), 4u);
+    const Chapter last = studio.project->chapters[3];
+    EXPECT_EQ(savedChapters(x.f), studio.project->chapters);
+
+    const std::size_t steps = studio.undoStack->size();
+    studio.moveChapter(last.id, 40); // past the programme: at its end
+    EXPECT_EQ(studio.project->chapters[3].time, 5.0);
+    studio.renameChapter(last.id, "Final");
+    studio.busy = true;
+    studio.removeChapter(last.id);
+    studio.addChapter();
+    studio.busy = false;
+    EXPECT_EQ(studio.undoStack->size(), steps + 2);
+    studio.removeChapter(last.id);
+    EXPECT_EQ(savedChapters(x.f).size(), 3u);
+    studio.undo();
+    studio.undo();
+    EXPECT_EQ(studio.project->chapters[3].title, "Capítulo 4");
     studio.renameChapter(studio.project->chapters[2].id, "Tema");
+
+    // The episode's cover: refused when it is no image, copied into the project when it is.
+    testfiles::makeImage(x.temp / "cover.jpg");
+    testing::writeFile(x.temp / "notes.txt", "\xFF\xD8\xFF but no frame");
+    studio.setEpisodeDetails({"Episodio 1", "", "", std::nullopt}, x.temp / "notes.txt");
+    EXPECT_EQ(studio.message(), "La portada debe ser una imagen JPEG o PNG: notes.txt");
+    EXPECT_EQ(countFiles(x.folder / "Media", "cover-"), 0);
     studio.setEpisodeDetails({"Episodio 1", "Ana", "Charlas", std::nullopt}, x.temp / "cover.jpg");
+    const std::string cover = studio.project->episode.value().cover.value();
+    EXPECT_EQ(testfiles::readBytes(x.folder / cover), testfiles::readBytes(x.temp / "cover.jpg"));
+
     for (const auto& [name, audio] : {std::pair{"Show.MP3", "mp3,0\n"}, {"Show.m4a", "aac,0\n"}}) {
         studio.message = std::nullopt;
         ASSERT_TRUE(x.exportTo(x.temp / name));
@@ -104,11 +145,13 @@ TEST(StudioExport, theEpisodeAndItsChaptersFromTheRangeStartReachAFileOfTheChose
         EXPECT_NE(probed.streams.find("mjpeg,1\n"), std::string::npos) << probed.streams;
     }
     // A cover gone from the project is said rather than left out.
-    std::filesystem::remove(x.folder / *studio.project->episode->cover);
+    std::filesystem::remove(x.folder / cover);
     studio.message = std::nullopt;
     ASSERT_TRUE(x.exportTo(x.temp / "Again.mp3"));
     EXPECT_EQ(studio.message()->rfind("No se pudo exportar: ", 0), 0u) << *studio.message();
     EXPECT_FALSE(std::filesystem::exists(x.temp / "Again.mp3"));
+    studio.setEpisodeDetails({"", "", "", std::nullopt});
+    EXPECT_EQ(studio.project->episode, std::nullopt) << "nothing left to store";
 }
 
 // The two figures of a completion message ("… · −16,0 LUFS · pico −1,2 dBTP"), as numbers.
