@@ -48,8 +48,7 @@ TEST(StudioEditing, theHistoryKeepsTheNewestHundredStepsAndANewEditEmptiesTheRed
     // Undo of a volume change does not reload envelopes, and is saved.
     f.studio.undo();
     EXPECT_FALSE(f.studio.busy());
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).voiceVolume, 3.0f);
+    EXPECT_EQ(f.saved().voiceVolume, 3.0f);
 
     // A split acts only with the play head inside a clip, beyond the margin; it is a saved step.
     const auto steps = f.studio.undoStack->size();
@@ -61,8 +60,7 @@ TEST(StudioEditing, theHistoryKeepsTheNewestHundredStepsAndANewEditEmptiesTheRed
     f.studio.position = 4.0;
     f.studio.splitClip();
     EXPECT_EQ(std::tuple(f.clips().size(), f.studio.undoStack->size()), std::tuple(2u, steps + 1));
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).segments.size(), 2u) << "the edit is saved";
+    EXPECT_EQ(f.saved().segments.size(), 2u) << "the edit is saved";
 }
 
 // Every edit is refused while busy or recording; each selection command (the rows marked) is one
@@ -125,8 +123,7 @@ TEST(StudioEditing, everyEditIsRefusedWhileBusyOrRecordingAndEachSelectionComman
             EXPECT_FALSE(f.studio.selection());
         }
         EXPECT_EQ(f.studio.undoStack->size(), 2u);
-        f.settle();
-        EXPECT_EQ(testing::readProject(f.folder).resolvedSegments(), f.clips());
+        EXPECT_EQ(f.saved().resolvedSegments(), f.clips());
         f.studio.undo();
         f.studio.undo();
         EXPECT_EQ(f.studio.project->segments, before.segments);
@@ -225,8 +222,7 @@ TEST(StudioEditing, aMusicTrimIsOneStepLimitedByTheFileAndTheOriginAndAutomaticF
     }
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
     EXPECT_EQ(f.studio.undoStack->size(), 3u);
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).fadeOutStart, 8.0);
+    EXPECT_EQ(f.saved().fadeOutStart, 8.0);
 }
 
 TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceThePlacedMusicOrTheGrowingTake)
@@ -255,8 +251,8 @@ TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceThePlacedMusicOrTheGro
     EXPECT_FALSE(f.studio.playing());
     EXPECT_TRUE(f.studio.pauseEngaged());
     EXPECT_EQ(f.studio.position(), 5);
-    f.settle(); // the save that ends an edit follows the clamp, not the pause's before it
-    EXPECT_EQ(testing::readProject(f.folder).playhead, 5.0);
+    // The save that ends an edit follows the clamp, not the pause's before it.
+    EXPECT_EQ(f.saved().playhead, 5.0);
 }
 
 } // namespace

@@ -82,13 +82,6 @@ struct ExportFixture {
     }
 };
 
-// The chapters as saved on disk.
-std::vector<Chapter> savedChapters(StudioFixture& f)
-{
-    f.settle();
-    return testing::readProject(f.folder).chapters;
-}
-
 TEST(StudioExport, eachChapterEditIsOneSavedStepAndTheEpisodeAndItsChaptersReachTheFile)
 {
     ExportFixture x; // exports [1.96, 5]
@@ -106,7 +99,7 @@ TEST(StudioExport, eachChapterEditIsOneSavedStepAndTheEpisodeAndItsChaptersReach
     }
     ASSERT_EQ(studio.project->chapters.size(), 4u);
     const Chapter last = studio.project->chapters[3];
-    EXPECT_EQ(savedChapters(x.f), studio.project->chapters);
+    EXPECT_EQ(x.f.saved().chapters, studio.project->chapters);
 
     const std::size_t steps = studio.undoStack->size();
     studio.moveChapter(last.id, 40); // past the programme: at its end
@@ -118,7 +111,7 @@ TEST(StudioExport, eachChapterEditIsOneSavedStepAndTheEpisodeAndItsChaptersReach
     studio.busy = false;
     EXPECT_EQ(studio.undoStack->size(), steps + 2);
     studio.removeChapter(last.id);
-    EXPECT_EQ(savedChapters(x.f).size(), 3u);
+    EXPECT_EQ(x.f.saved().chapters.size(), 3u);
     studio.undo();
     studio.undo();
     EXPECT_EQ(studio.project->chapters[3].title, "Capítulo 4");

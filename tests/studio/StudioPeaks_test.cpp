@@ -12,7 +12,6 @@ using ::testing::HasSubstr;
 using testing::makeTone;
 using testing::noPendingTake;
 using testing::placedClip;
-using testing::readProject;
 using testing::StudioFixture;
 
 // A project of a 2 s clip whose 3.5 s take at 1 s is pending, opened.
@@ -78,8 +77,7 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
 
         ASSERT_TRUE(f.openAndWait(f.folder));
         EXPECT_THAT(f.studio.message().value_or(""), HasSubstr(c.told));
-        f.settle();
-        EXPECT_EQ(readProject(f.folder).recordingPending, c.clips == 0);
+        EXPECT_EQ(f.saved().recordingPending, c.clips == 0);
         EXPECT_EQ(f.studio.voiceWaveforms->count("Media/voice-A.wav"), 1u); // playable, exportable
         EXPECT_EQ(f.studio.project->resolvedSegments().size(), std::max(c.clips, 1ul));
         if (c.clips > 0)

@@ -140,8 +140,7 @@ TEST(StudioProject, openingClampsTheZoomClearsTheHistoryWaitsOutBusyAndRefusesDa
     f.studio.save();
     ASSERT_TRUE(f.openAndWait(f.folder));
     EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
-    f.settle();
-    EXPECT_EQ(readProject(f.folder).voiceVolume, 0.3f);
+    EXPECT_EQ(f.saved().voiceVolume, 0.3f);
 
     // A project whose audio cannot be read shows nothing of the previous one.
     ASSERT_TRUE(f.openAndWait(other));

@@ -31,14 +31,58 @@ void endlessMicrophone(StudioFixture& f)
 }
 
 TEST(StudioRecording,
-     aTakeAtTwelveAndAHalfSecondsOfFourPointTwoSecondsEndsTheHeadAtSixteenPointSeven)
+     stopDuringTheCountdownWritesNothingAndATakeIsOneUndoStepThatEndsWhereItStopped)
 {
     StudioFixture f;
-    f.inputOptions.length = 201600; // 4.2 s at 48 kHz
+    const auto folder = f.newProject();
+    f.studio.position = 3.0;
+    f.studio.record();
+    f.scheduler.advance(1.5);
+    f.studio.stop();
+    f.scheduler.advance(5.0);
+    EXPECT_FALSE(f.studio.recording() || f.studio.countdown() || f.studio.busy());
+    EXPECT_EQ(f.inputsMade, 0);
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_TRUE(noPendingTake(f.saved()));
+    EXPECT_EQ(countFiles(folder / "Media", ""), 0);
+
+    // Record pressed during the count-in or the take neither restarts it nor starts another.
+    const int asked = f.host.microphoneRequests;
+    f.studio.selectedDevice = 22u;
+    f.studio.record();
+    f.scheduler.advance(0.5);
+    f.studio.record();
+    f.scheduler.advance(1.0);
+    f.studio.record();
+    EXPECT_EQ(f.host.microphoneRequests, asked + 1);
+    EXPECT_EQ(f.studio.countdown(), 2);
+    f.scheduler.advance(1.5);
+    ASSERT_TRUE(f.studio.recording());
+    EXPECT_EQ(f.lastInput->openedSource(), 22u);
+    f.studio.record();
+    f.studio.checkpoint(); // a control touched during the take
+    ASSERT_TRUE(f.recordUntil(2.0));
+    ASSERT_TRUE(f.finishTake());
+    EXPECT_EQ(f.inputsMade, 1);
+    const std::vector<Segment> clips = f.studio.project->segments;
+    ASSERT_EQ(clips.size(), 1u);
+
+    // The take is one undo step, and undo never brings back its pending mark.
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    f.studio.undo();
+    f.studio.redo();
+    EXPECT_EQ(f.studio.project->segments, clips);
+    f.studio.undo();
+    EXPECT_FALSE(f.saved().recordingPending);
+    ASSERT_TRUE(f.openAndWait(folder));
+    EXPECT_FALSE(f.studio.message());
+    EXPECT_TRUE(f.studio.project->segments.empty());
+
+    // A take at 12.5 s of 4.2 s (at 48 kHz) ends the play head at 16.7 s.
+    f.inputOptions.length = 201600;
     // More than the recorder's 32 buffers in flight: as fast as possible they could outrun the
     // disk.
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
-    const auto folder = f.newProject();
     f.studio.position = 12.5;
 
     f.studio.record();
@@ -71,59 +115,7 @@ TEST(StudioRecording,
     EXPECT_EQ(std::tuple(take->file, take->id, take->timelineStart),
               std::tuple(name, clipID, 12.5));
     EXPECT_NEAR(take->duration, 4.2, 1e-12);
-    f.settle();
-    EXPECT_TRUE(noPendingTake(readProject(folder)));
-}
-
-TEST(StudioRecording,
-     stopDuringTheCountdownWritesNothingAndRecordPressedAgainStartsOneTakeThatIsOneUndoStep)
-{
-    StudioFixture f;
-    const auto folder = f.newProject();
-    f.studio.position = 3.0;
-    f.studio.record();
-    f.scheduler.advance(1.5);
-    f.studio.stop();
-    f.scheduler.advance(5.0);
-    EXPECT_FALSE(f.studio.recording() || f.studio.countdown() || f.studio.busy());
-    EXPECT_EQ(f.inputsMade, 0);
-    EXPECT_TRUE(f.studio.undoStack->empty());
-    f.settle();
-    EXPECT_EQ(countFiles(folder / "Media", ""), 0);
-    EXPECT_TRUE(noPendingTake(readProject(folder)));
-
-    // Record pressed during the count-in or the take neither restarts it nor starts another.
-    const int asked = f.host.microphoneRequests;
-    f.studio.selectedDevice = 22u;
-    f.studio.record();
-    f.scheduler.advance(0.5);
-    f.studio.record();
-    f.scheduler.advance(1.0);
-    f.studio.record();
-    EXPECT_EQ(f.host.microphoneRequests, asked + 1);
-    EXPECT_EQ(f.studio.countdown(), 2);
-    f.scheduler.advance(1.5);
-    ASSERT_TRUE(f.studio.recording());
-    EXPECT_EQ(f.lastInput->openedSource(), 22u);
-    f.studio.record();
-    f.studio.checkpoint(); // a control touched during the take
-    ASSERT_TRUE(f.recordUntil(2.0));
-    ASSERT_TRUE(f.finishTake());
-    EXPECT_EQ(f.inputsMade, 1);
-    const std::vector<Segment> take = f.studio.project->segments;
-    ASSERT_EQ(take.size(), 1u);
-
-    // The take is one undo step, and undo never brings back its pending mark.
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.studio.undo();
-    f.studio.redo();
-    EXPECT_EQ(f.studio.project->segments, take);
-    f.studio.undo();
-    f.settle();
-    EXPECT_FALSE(readProject(folder).recordingPending);
-    ASSERT_TRUE(f.openAndWait(folder));
-    EXPECT_FALSE(f.studio.message());
-    EXPECT_TRUE(f.studio.project->segments.empty());
+    EXPECT_TRUE(noPendingTake(f.saved()));
 }
 
 TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFile)
@@ -144,8 +136,7 @@ TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFile)
     EXPECT_FALSE(f.startTake());
     EXPECT_EQ(f.studio.message(), startFailed + "La entrada no tiene un formato de audio válido.");
     EXPECT_EQ(f.studio.undoStack->size(), 1u); // the checkpoint stays
-    f.settle();
-    EXPECT_TRUE(noPendingTake(readProject(folder)));
+    EXPECT_TRUE(noPendingTake(f.saved()));
 
     // A start that made its file and then failed (a full disk) leaves no empty take behind.
     f.inputOptions.format.channels = 1;
@@ -206,22 +197,38 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
     EXPECT_EQ(take->file, name);
     constexpr int written = 10 * DiskRecorder::bufferFrames; // ten buffers
     EXPECT_NEAR(take->duration, written / rate, 1e-12);
-    f.settle();
-    EXPECT_FALSE(readProject(folder).recordingPending);
+    EXPECT_FALSE(f.saved().recordingPending);
 }
 
 TEST(StudioRecording, aPausedTakeOutlivesAFailedResumeAndALostInputAndALostRunningInputEndsIt)
 {
     StudioFixture f;
     endlessMicrophone(f);
+    // Loud enough for the peak warning: 0.95 of full scale.
+    f.inputSignal = [](std::int64_t frame, int) {
+        return 0.95f * static_cast<float>(std::sin(2 * M_PI * 1000.0 * frame / 48000.0));
+    };
     const auto folder = f.newProject();
     ASSERT_TRUE(f.startTake());
     SimulatedAudioInput* input = f.lastInput;
     input->waitForFrames(4800);
     ASSERT_TRUE(f.catalog.changeHandler);
     f.catalog.changeHandler(); // a device list change ends nothing
+    // Each tick shows what the take hears (time stands still, so its analysis stays fresh), and
+    // a paused take is not heard at the next tick.
+    const std::vector<float> silentBars(24, 0.0f);
+    ASSERT_TRUE(f.waitUntil([&] {
+        f.studio.tick();
+        return f.studio.peakWarning();
+    }));
+    EXPECT_GT(f.studio.vuLevels()[0], 0.5f);
+    EXPECT_NE(f.studio.spectrumBars(), silentBars);
     f.studio.pauseTransport();
     EXPECT_FALSE(input->isRunning());
+    f.studio.tick();
+    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
+    EXPECT_FALSE(f.studio.peakWarning());
+    EXPECT_EQ(f.studio.spectrumBars(), silentBars);
     const std::int64_t beforeResume = input->framesDelivered();
     input->failNextResume(Error{"System", 6, "La entrada no responde."});
     f.studio.pauseTransport();

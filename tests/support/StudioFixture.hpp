@@ -194,6 +194,12 @@ template <class Owner> struct StudioSteps {
         s().flushSaves();
         QCoreApplication::processEvents();
     }
+    // The document on disk once every save queued so far has landed.
+    PodcastProject saved()
+    {
+        settle();
+        return readProject(o().folder);
+    }
     // Opens folder and waits for its peak loading.
     bool openAndWait(const std::filesystem::path& folder)
     {
@@ -284,8 +290,7 @@ template <class Owner> struct StudioSteps {
     void finish()
     {
         waitIdle();
-        s().flushSaves();
-        QCoreApplication::processEvents();
+        settle();
     }
 };
 
