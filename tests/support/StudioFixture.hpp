@@ -299,6 +299,9 @@ template <class Owner> struct StudioSteps {
 // clock for half a minute at most: a hang fails, a slow machine does not.
 struct SoundServerStudio : StudioSteps<SoundServerStudio> {
     QCoreApplication& application = coreApplication();
+    TempFolder temp;
+    // Where newProject() puts the project.
+    std::filesystem::path folder = temp / "Programa.podcastproject";
     ManualScheduler scheduler{freshVirtualTime()};
     FakeStudioHost host;
     MemorySettingsStore settings;
