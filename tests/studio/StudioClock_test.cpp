@@ -29,9 +29,45 @@ void expectSilent(const Studio& studio)
     EXPECT_EQ(studio.spectrumBars(), silentBars);
 }
 
-TEST(StudioClock, voiceAndMusicAreWeightedByTheClipAndFadeUnderTheHeadAndIdleSaysNothing)
+// How far the supply reel turned over seconds of ticks.
+double supplyTurn(StudioFixture& f, double seconds)
+{
+    const double before = f.studio.reelAngle;
+    f.scheduler.advance(seconds);
+    return f.studio.reelAngle - before;
+}
+
+// The reels follow the tape model and never jump after a late tick; the meters weigh voice and
+// music by the clip and the fade under the head, and an idle studio says nothing.
+TEST(StudioClock, reelsFollowTheTapeAndMetersWeighTheClipAndFadeUnderTheHeadAndIdleSaysNothing)
 {
     StudioFixture f;
+    f.scheduler.advance(0.1);
+    EXPECT_EQ(supplyTurn(f, 0.1), 0.0); // standing still
+
+    f.studio.playing = true;
+    const auto speeds = ReelPhysics::angularSpeeds(0, f.studio.duration());
+    EXPECT_NEAR(supplyTurn(f, 0.1), -0.1 * speeds.supply, 1e-6); // forward turns the angle down
+
+    // A tick three seconds late turns the reels by one second's worth at most.
+    f.studio.previousReelTick = f.scheduler.now() - 3.0;
+    const double before = f.studio.reelAngle;
+    f.studio.tick();
+    EXPECT_NEAR(f.studio.reelAngle - before, -speeds.supply, 1e-6);
+
+    // Shuttling back at position 0 turns them the other way, eight times as fast.
+    f.studio.playing = false;
+    f.studio.shuttleDirection = -1;
+    EXPECT_NEAR(supplyTurn(f, 0.1), 0.8 * speeds.supply, 1e-6);
+
+    // A paused take does not turn them.
+    f.studio.shuttleDirection = 0;
+    f.studio.recording = true;
+    f.studio.recordingPaused = true;
+    EXPECT_EQ(supplyTurn(f, 0.1), 0.0);
+    f.studio.recording = false;
+    f.studio.recordingPaused = false;
+
     f.studio.project.mutate([](PodcastProject& document) {
         document.segments = {placedClip(0, 2, "Media/voice-A.caf", 0.5f),
                              placedClip(4, 2, "Media/voice-A.caf")};
@@ -89,44 +125,6 @@ TEST(StudioClock, voiceAndMusicAreWeightedByTheClipAndFadeUnderTheHeadAndIdleSay
         f.studio.tick();
         EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * fade * 0.6f) << at;
     }
-}
-
-// How far the supply reel turned over seconds of ticks.
-double supplyTurn(StudioFixture& f, double seconds)
-{
-    const double before = f.studio.reelAngle;
-    f.scheduler.advance(seconds);
-    return f.studio.reelAngle - before;
-}
-
-TEST(StudioClock, reelsFollowTheTapeModelAndNeverJumpAfterALateTick)
-{
-    StudioFixture f;
-    f.scheduler.advance(0.1);
-    EXPECT_EQ(supplyTurn(f, 0.1), 0.0); // standing still
-
-    f.studio.playing = true;
-    const auto speeds = ReelPhysics::angularSpeeds(0, f.studio.duration());
-    EXPECT_NEAR(supplyTurn(f, 0.1), -0.1 * speeds.supply, 1e-6); // forward turns the angle down
-
-    // A tick three seconds late turns the reels by one second's worth at most.
-    f.studio.previousReelTick = f.scheduler.now() - 3.0;
-    const double before = f.studio.reelAngle;
-    f.studio.tick();
-    EXPECT_NEAR(f.studio.reelAngle - before, -speeds.supply, 1e-6);
-
-    // Shuttling back at position 0 turns them the other way, eight times as fast.
-    f.studio.playing = false;
-    f.studio.shuttleDirection = -1;
-    EXPECT_NEAR(supplyTurn(f, 0.1), 0.8 * speeds.supply, 1e-6);
-
-    // A paused take does not turn them.
-    f.studio.shuttleDirection = 0;
-    f.studio.recording = true;
-    f.studio.recordingPaused = true;
-    EXPECT_EQ(supplyTurn(f, 0.1), 0.0);
-    f.studio.recording = false;
-    f.studio.recordingPaused = false;
 }
 
 TEST(ReelPhysics, theFullSupplyTurnsSlowlyTheReelsTurnAlikeHalfWayAndPacksStayOnTheReel)

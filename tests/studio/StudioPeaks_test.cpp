@@ -27,27 +27,6 @@ PodcastProject withPendingTake(StudioFixture& f, const std::string& take = "Medi
     return document;
 }
 
-TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
-{
-    StudioFixture f;
-    makeTone(f.folder / "Media" / "voice.wav", 3.5);
-    PodcastProject document;
-    document.voiceFile = "Media/voice.wav";
-    document.recordingPending = true;
-    Segment stale;
-    stale.duration = 1;
-    document.segments = {stale};
-    testing::writeProject(f.folder, document);
-    ASSERT_TRUE(f.openAndWait(f.folder));
-    EXPECT_EQ(f.studio.message(), "Se recuperaron 3 segundos de la grabación interrumpida.");
-    ASSERT_EQ(f.studio.project->segments.size(), 1u);
-    const Segment& whole = f.studio.project->segments[0];
-    EXPECT_NE(whole.id, stale.id);
-    EXPECT_NEAR(whole.duration, 3.5, 1e-6);
-    EXPECT_EQ(whole.file, "Media/voice.wav");
-    EXPECT_FALSE(f.studio.project->recordingPending);
-}
-
 // A pending take is read on its own: an unreadable music file does not keep it out, an empty file
 // is an empty take, and one that cannot be read waits, told, and is never replaced by a new take.
 TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
@@ -103,11 +82,13 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
     }
 }
 
-TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
+TEST(StudioPeaks, aSingleFileTakeReplacesAllSegmentsAndReloadingClampsThePlayHeadRecoveringNothing)
 {
     StudioFixture f;
     f.studio.loadPeaks(true, true); // no folder: nothing
     EXPECT_FALSE(f.studio.busy());
+
+    // Reloading clamps the play head and does not recover unless asked.
     makeTone(f.folder / "Media" / "voice-A.wav", 5);
     makeTone(f.folder / "Media" / "music.wav", 2);
     PodcastProject document;
@@ -128,6 +109,23 @@ TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
     EXPECT_EQ(f.studio.position(), 0);
     EXPECT_TRUE(f.studio.project->recordingPending);
     EXPECT_FALSE(f.studio.message());
+
+    // A take of the single-file layout replaces all segments.
+    makeTone(f.folder / "Media" / "voice.wav", 3.5);
+    PodcastProject single;
+    single.voiceFile = "Media/voice.wav";
+    single.recordingPending = true;
+    Segment stale;
+    stale.duration = 1;
+    single.segments = {stale};
+    f.open(single); // it opens with a message
+    EXPECT_EQ(f.studio.message(), "Se recuperaron 3 segundos de la grabación interrumpida.");
+    ASSERT_EQ(f.studio.project->segments.size(), 1u);
+    const Segment& whole = f.studio.project->segments[0];
+    EXPECT_NE(whole.id, stale.id);
+    EXPECT_NEAR(whole.duration, 3.5, 1e-6);
+    EXPECT_EQ(whole.file, "Media/voice.wav");
+    EXPECT_FALSE(f.studio.project->recordingPending);
 }
 
 } // namespace
