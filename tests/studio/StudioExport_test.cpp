@@ -213,7 +213,7 @@ TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeav
     EXPECT_EQ(countFiles(x.scratch, ""), 0);
 }
 
-TEST(StudioExport, theAudibleMixReplacesAnOldFileAndFailuresSayWhyLeavingNothingBehind)
+TEST(StudioExport, theAudibleMixReplacesAnOldFileUnreadableMusicIsLeftOutAndFailuresSayWhy)
 {
     ExportFixture x;
     // What a killed export left is removed; what a running one writes is not.
@@ -239,6 +239,31 @@ TEST(StudioExport, theAudibleMixReplacesAnOldFileAndFailuresSayWhyLeavingNothing
     EXPECT_NEAR(decoded.size() / 48000.0, 3.04, 1024.0 / 48000);
     EXPECT_NEAR(firstSoundAt(decoded), 0.04, 0.003);
     x.f.studio.message = std::nullopt;
+
+    // Music that cannot be read is left out of playback and export, and the voice stays.
+    testing::makeTone(x.folder / "Media" / "music-1.wav", 6, 220);
+    x.f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
+    x.f.studio.loadPeaks(false, false);
+    ASSERT_TRUE(x.f.waitIdle());
+    // The music becomes a FIFO that nobody writes.
+    testing::makeSpecialFile(x.folder / "Media" / "music-1.wav", "fifo");
+    testing::FifoWatchdog watchdog({x.folder / "Media" / "music-1.wav"});
+    const std::string leftOut = "Se ha dejado fuera la música porque no se pudo leer: No se puede "
+                                "leer «music-1.wav»: es una tubería (FIFO), no un archivo.";
+
+    x.f.studio.togglePlayback();
+    ASSERT_TRUE(x.f.waitIdle());
+    EXPECT_TRUE(x.f.studio.playing());
+    EXPECT_EQ(x.f.studio.message(), leftOut);
+    x.f.studio.pause();
+    x.f.studio.message = std::nullopt; // the user closes the alert
+
+    ASSERT_TRUE(x.exportTo(show));
+    const std::string done = x.f.studio.message().value_or("");
+    EXPECT_EQ(done.rfind("Exportación completada: Show.m4a · ", 0), 0u) << done;
+    EXPECT_TRUE(done.ends_with(" dBTP. " + leftOut)) << done;
+    EXPECT_TRUE(watchdog.dismiss()) << "a thread blocked on the music";
+    x.f.studio.project.mutate([](PodcastProject& p) { p.musicFile.reset(); });
 
     // A destination whose folder does not exist (the finished file cannot be moved there), and a
     // source deleted after opening (the build fails with the file's description).
@@ -267,33 +292,6 @@ TEST(StudioExport, theAudibleMixReplacesAnOldFileAndFailuresSayWhyLeavingNothing
     x.f.studio.message = std::nullopt;
     x.f.studio.exportProject();
     EXPECT_FALSE(x.f.studio.message());
-}
-
-TEST(StudioExport, musicThatCannotBeReadIsLeftOutOfPlaybackAndExportAndTheVoiceStays)
-{
-    ExportFixture x;
-    testing::makeTone(x.folder / "Media" / "music-1.wav", 6, 220);
-    x.f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-1.wav"; });
-    x.f.studio.loadPeaks(false, false);
-    ASSERT_TRUE(x.f.waitIdle());
-    // The music becomes a FIFO that nobody writes.
-    testing::makeSpecialFile(x.folder / "Media" / "music-1.wav", "fifo");
-    testing::FifoWatchdog watchdog({x.folder / "Media" / "music-1.wav"});
-    const std::string leftOut = "Se ha dejado fuera la música porque no se pudo leer: No se puede "
-                                "leer «music-1.wav»: es una tubería (FIFO), no un archivo.";
-
-    x.f.studio.togglePlayback();
-    ASSERT_TRUE(x.f.waitIdle());
-    EXPECT_TRUE(x.f.studio.playing());
-    EXPECT_EQ(x.f.studio.message(), leftOut);
-    x.f.studio.pause();
-    x.f.studio.message = std::nullopt; // the user closes the alert
-
-    ASSERT_TRUE(x.exportTo(x.temp / "Show.m4a"));
-    const std::string done = x.f.studio.message().value_or("");
-    EXPECT_EQ(done.rfind("Exportación completada: Show.m4a · ", 0), 0u) << done;
-    EXPECT_TRUE(done.ends_with(" dBTP. " + leftOut)) << done;
-    EXPECT_TRUE(watchdog.dismiss()) << "a thread blocked on the music";
 }
 
 } // namespace
