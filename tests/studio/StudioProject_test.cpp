@@ -359,32 +359,9 @@ std::string hostName()
     return name;
 }
 
-TEST(ProjectLock, aProjectOpenInOneStudioIsRefusedByAnotherUntilTheFirstLetsItGo)
-{
-    TempFolder temp;
-    for (const char* name : {"a", "b"})
-        testing::writeProject(temp / name, PodcastProject{});
-    std::filesystem::create_directory_symlink(temp / "a", temp / "alias");
-    auto first = std::make_unique<StudioFixture>();
-    ASSERT_TRUE(first->openAndWait(temp / "a"));
-    ASSERT_TRUE(first->openAndWait(temp / "alias")) << "its own project, under any name";
-
-    StudioFixture second;
-    for (const char* name : {"a", "alias"}) {
-        second.studio.openProject(temp / name);
-        EXPECT_EQ(second.studio.message(), openElsewhere(::getpid(), hostName()));
-        EXPECT_FALSE(second.studio.folder());
-    }
-    // Opening another project lets the first go; ending the studio lets the other go.
-    ASSERT_TRUE(first->openAndWait(temp / "b"));
-    ASSERT_TRUE(second.openAndWait(temp / "a"));
-    first.reset();
-    ASSERT_TRUE(second.openAndWait(temp / "b"));
-    EXPECT_EQ(second.studio.folder(), temp / "b");
-    EXPECT_FALSE(std::filesystem::exists(ProjectLock::fileIn(temp / "a")));
-}
-
-TEST(ProjectLock, aKilledOwnersLockIsTakenOverAndAnotherMachinesIsRespected)
+// A killed owner's lock is taken over and another machine's is respected; a project open in one
+// studio is refused by another until the first lets it go.
+TEST(ProjectLock, aKilledOwnersLockIsTakenOverAndAnOpenProjectIsRefusedUntilItIsLetGo)
 {
     TempFolder temp;
     const auto folder = temp / "p";
@@ -420,13 +397,28 @@ TEST(ProjectLock, aKilledOwnersLockIsTakenOverAndAnotherMachinesIsRespected)
     const std::string copied = owner(12345, "estudio-de-ana", place.st_ino + 1);
     testfiles::writeBytes(ProjectLock::fileIn(folder), {copied.begin(), copied.end()});
     EXPECT_TRUE(ProjectLock::acquire(folder).ok());
-}
 
-std::string encoded(const PodcastProject& document)
-{
-    Result<std::string> bytes = encode(document);
-    EXPECT_TRUE(bytes.ok());
-    return bytes.value();
+    // A project open in one studio is refused by another until the first lets it go.
+    for (const char* name : {"a", "b"})
+        testing::writeProject(temp / name, PodcastProject{});
+    std::filesystem::create_directory_symlink(temp / "a", temp / "alias");
+    auto first = std::make_unique<StudioFixture>();
+    ASSERT_TRUE(first->openAndWait(temp / "a"));
+    ASSERT_TRUE(first->openAndWait(temp / "alias")) << "its own project, under any name";
+
+    StudioFixture second;
+    for (const char* name : {"a", "alias"}) {
+        second.studio.openProject(temp / name);
+        EXPECT_EQ(second.studio.message(), openElsewhere(::getpid(), hostName()));
+        EXPECT_FALSE(second.studio.folder());
+    }
+    // Opening another project lets the first go; ending the studio lets the other go.
+    ASSERT_TRUE(first->openAndWait(temp / "b"));
+    ASSERT_TRUE(second.openAndWait(temp / "a"));
+    first.reset();
+    ASSERT_TRUE(second.openAndWait(temp / "b"));
+    EXPECT_EQ(second.studio.folder(), temp / "b");
+    EXPECT_FALSE(std::filesystem::exists(ProjectLock::fileIn(temp / "a")));
 }
 
 PodcastProject projectWithClips(int count, float volume)
@@ -439,17 +431,34 @@ PodcastProject projectWithClips(int count, float volume)
     return document;
 }
 
-TEST(ProjectWriter, aWriterKilledAtAnyMomentLeavesTheOldOrTheNewDocument)
+// A failed write keeps the old file and leaves no temporary, a read is whole or the system's
+// error, and a writer killed at any moment leaves the old or the new document.
+TEST(ProjectWriter, aFailedWriteKeepsTheOldFileAndAKilledOneLeavesTheOldOrTheNewDocument)
 {
     TempFolder folder;
+    EXPECT_EQ(readProjectFile(folder.path()).error().code, ENOENT);
+    EXPECT_EQ(writeProjectFile(folder / "gone", "{}").error().description,
+              systemError(ENOENT).description);
+    // A folder in place of the file: the final rename cannot replace it.
+    std::filesystem::create_directories(folder / "project.json" / "inside");
+    Result<void> written = writeProjectFile(folder.path(), "{}");
+    ASSERT_FALSE(written.ok());
+    EXPECT_EQ(written.error().domain, ErrorDomain::system);
+    EXPECT_TRUE(std::filesystem::is_directory(folder / "project.json" / "inside"));
+    EXPECT_EQ(testing::countFiles(folder.path(), ".project.json"), 0);
+
+    std::filesystem::remove_all(folder / "project.json");
+    const std::string content(200000, 'x'); // more than one read buffer
+    ASSERT_TRUE(writeProjectFile(folder.path(), content).ok());
+    EXPECT_EQ(readProjectFile(folder.path()).value(), content);
+
     // Two documents of very different sizes, so a torn write could not pass for either.
-    const std::string small = encoded(projectWithClips(1, 0.25f));
-    const std::string large = encoded(projectWithClips(3000, 0.75f));
+    const std::string small = encode(projectWithClips(1, 0.25f)).value();
+    const std::string large = encode(projectWithClips(3000, 0.75f)).value();
     ASSERT_TRUE(writeProjectFile(folder.path(), small).ok());
 
     std::mt19937 random(20261122);
     std::uniform_int_distribution<int> pauseMicroseconds(0, 4000);
-    int sawSmall = 0;
     int sawLarge = 0;
     for (int round = 0; round < 200; ++round) {
         const pid_t child = fork();
@@ -470,30 +479,10 @@ TEST(ProjectWriter, aWriterKilledAtAnyMomentLeavesTheOldOrTheNewDocument)
         ASSERT_TRUE(bytes.value() == small || bytes.value() == large)
             << "round " << round << ": " << bytes.value().size() << " bytes";
         ASSERT_TRUE(decode(bytes.value()).ok());
-        (bytes.value() == small ? sawSmall : sawLarge)++;
+        sawLarge += bytes.value() == large;
     }
     // The child really did replace the file while being killed.
     EXPECT_GT(sawLarge, 0);
-}
-
-TEST(ProjectWriter, aFailedWriteKeepsTheOldFileLeavingNoTemporaryAndAReadIsWholeOrTheSystemError)
-{
-    TempFolder folder;
-    EXPECT_EQ(readProjectFile(folder.path()).error().code, ENOENT);
-    EXPECT_EQ(writeProjectFile(folder / "gone", "{}").error().description,
-              systemError(ENOENT).description);
-    // A folder in place of the file: the final rename cannot replace it.
-    std::filesystem::create_directories(folder / "project.json" / "inside");
-    Result<void> written = writeProjectFile(folder.path(), "{}");
-    ASSERT_FALSE(written.ok());
-    EXPECT_EQ(written.error().domain, ErrorDomain::system);
-    EXPECT_TRUE(std::filesystem::is_directory(folder / "project.json" / "inside"));
-    EXPECT_EQ(testing::countFiles(folder.path(), ".project.json"), 0);
-
-    std::filesystem::remove_all(folder / "project.json");
-    const std::string content(200000, 'x'); // more than one read buffer
-    ASSERT_TRUE(writeProjectFile(folder.path(), content).ok());
-    EXPECT_EQ(readProjectFile(folder.path()).value(), content);
 }
 
 } // namespace

@@ -329,11 +329,7 @@ struct StudioFixture : StudioFakes, StudioSteps<StudioFixture> {
     }
     ~StudioFixture() { finish(); }
 
-    int count(StudioField field) const
-    {
-        auto found = notifications.find(field);
-        return found == notifications.end() ? 0 : found->second;
-    }
+    int count(StudioField field) { return notifications[field]; }
     // How many saves have landed once seconds more of virtual time went by.
     int savesAfter(double seconds)
     {

@@ -51,12 +51,9 @@ inline void writeFile(const std::filesystem::path& file, const std::string& text
 inline PodcastProject readProject(const std::filesystem::path& folder)
 {
     Result<std::string> bytes = readProjectFile(folder);
-    if (!bytes)
-        throw std::runtime_error("cannot read " + folder.string() + ": " +
-                                 bytes.error().description);
-    Result<PodcastProject> document = decode(bytes.value());
+    Result<PodcastProject> document = bytes ? decode(bytes.value()) : bytes.error();
     if (!document)
-        throw std::runtime_error("cannot decode " + folder.string() + ": " +
+        throw std::runtime_error("cannot read " + folder.string() + ": " +
                                  document.error().description);
     return document.value();
 }
