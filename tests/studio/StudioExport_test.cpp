@@ -2,6 +2,7 @@
 
 #include "support/AudioFiles.hpp"
 #include "support/HostileFiles.hpp"
+#include "support/SoundChecks.hpp"
 #include "support/StudioFixture.hpp"
 #include "support/TempProject.hpp"
 
@@ -27,11 +28,9 @@ using testing::writeProject;
 // Seconds of silence followed by seconds of a 440 Hz tone at half scale, 48 kHz mono.
 std::vector<float> silenceThenTone(double silence, double tone)
 {
-    const auto quiet = static_cast<std::size_t>(silence * 48000);
-    const auto loud = static_cast<std::size_t>(tone * 48000);
-    std::vector<float> samples(quiet + loud, 0.0f);
-    for (std::size_t i = 0; i < loud; ++i)
-        samples[quiet + i] = 0.5f * static_cast<float>(std::sin(2 * M_PI * 440.0 * i / 48000.0));
+    std::vector<float> samples(static_cast<std::size_t>(silence * 48000), 0.0f);
+    const auto sine = testing::sineTone(440, 48000, static_cast<std::size_t>(tone * 48000));
+    samples.insert(samples.end(), sine.begin(), sine.end());
     return samples;
 }
 

@@ -22,23 +22,6 @@ using testing::placedClip;
 using testing::StudioFixture;
 using testing::writeProject;
 
-// Project A: two two-second takes, the first used twice. Project B: empty.
-struct TwoProjects : StudioFixture {
-    std::filesystem::path a = temp / "A.podcastproject";
-    std::filesystem::path b = temp / "B.podcastproject";
-    TwoProjects()
-    {
-        makeTone(a / "Media" / "voice-1.wav", 2, 440);
-        makeTone(a / "Media" / "voice-2.wav", 2, 660);
-        PodcastProject document;
-        document.segments = {placedClip(0, 2, "Media/voice-1.wav"),
-                             placedClip(2, 2, "Media/voice-2.wav"),
-                             placedClip(4, 2, "Media/voice-1.wav")};
-        writeProject(a, document);
-        writeProject(b, PodcastProject{});
-    }
-};
-
 std::set<std::string> filesOf(const PodcastProject& document)
 {
     std::set<std::string> files;
@@ -50,8 +33,17 @@ std::set<std::string> filesOf(const PodcastProject& document)
 
 TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn)
 {
-    TwoProjects f;
-    ASSERT_TRUE(f.openAndWait(f.a));
+    // Project A: two two-second takes, the first used twice. Project B: empty.
+    StudioFixture f;
+    const auto a = f.folder, b = f.temp / "B.podcastproject";
+    makeTone(a / "Media" / "voice-1.wav", 2, 440);
+    makeTone(a / "Media" / "voice-2.wav", 2, 660);
+    PodcastProject document;
+    document.segments = {placedClip(0, 2, "Media/voice-1.wav"),
+                         placedClip(2, 2, "Media/voice-2.wav"),
+                         placedClip(4, 2, "Media/voice-1.wav")};
+    writeProject(b, PodcastProject{});
+    ASSERT_TRUE(f.open(document));
     f.studio.selection = TimeRange{0, 6};
     f.studio.copySelection();
     ASSERT_TRUE(f.studio.canPaste());
@@ -62,7 +54,7 @@ TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn
     EXPECT_EQ(f.studio.audioClipboard->duration, 6);
     EXPECT_TRUE(f.studio.undoStack->empty());
     // Within its own project (the folder spelled differently) a paste copies no file.
-    f.studio.audioClipboard->folder = f.a / "Media" / ".." / ".";
+    f.studio.audioClipboard->folder = a / "Media" / ".." / ".";
     f.studio.position = 6.0;
     f.studio.pasteClips();
     ASSERT_TRUE(f.waitIdle());
@@ -70,20 +62,20 @@ TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn
               (std::set<std::string>{"Media/voice-1.wav", "Media/voice-2.wav"}));
     f.settle();
 
-    ASSERT_TRUE(f.openAndWait(f.b));
+    ASSERT_TRUE(f.openAndWait(b));
     f.studio.pasteClips();
     EXPECT_TRUE(f.studio.busy());
     f.studio.undo(); // refused while the copy runs
     ASSERT_TRUE(f.waitIdle());
     EXPECT_FALSE(f.studio.message());
-    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 2);
+    EXPECT_EQ(countFiles(b / "Media", "paste-"), 2);
     const std::set<std::string> firstCopies = filesOf(f.studio.project());
     ASSERT_EQ(firstCopies.size(), 2u);
     for (const std::string& file : firstCopies)
-        EXPECT_TRUE(f.studio.voiceWaveforms->count(file) && std::filesystem::exists(f.b / file));
+        EXPECT_TRUE(f.studio.voiceWaveforms->count(file) && std::filesystem::exists(b / file));
     EXPECT_EQ(f.studio.undoStack->size(), 1u);
     f.settle();
-    EXPECT_EQ(filesOf(testing::readProject(f.b)), firstCopies);
+    EXPECT_EQ(filesOf(testing::readProject(b)), firstCopies);
 
     // The clipboard survives: pasting again copies again, under new names.
     f.studio.position = 6.0;
@@ -93,7 +85,7 @@ TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn
 
     // A source gone from the other project: the paste says why and changes nothing, though the
     // copy made before the failure stays.
-    std::filesystem::remove(f.a / "Media" / "voice-2.wav");
+    std::filesystem::remove(a / "Media" / "voice-2.wav");
     const PodcastProject before = f.studio.project();
     const auto steps = f.studio.undoStack->size();
     f.studio.pasteClips();
@@ -103,7 +95,7 @@ TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn
                   systemError(ENOENT, "No se puede leer «voice-2.wav»").description);
     EXPECT_EQ(f.studio.project(), before);
     EXPECT_EQ(f.studio.undoStack->size(), steps);
-    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 5);
+    EXPECT_EQ(countFiles(b / "Media", "paste-"), 5);
 }
 
 TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsRemains)
