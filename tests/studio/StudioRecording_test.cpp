@@ -118,7 +118,7 @@ TEST(StudioRecording,
     EXPECT_TRUE(noPendingTake(f.saved()));
 }
 
-TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFile)
+TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFileAndAFailedWriteStopsIt)
 {
     StudioFixture f;
     const auto folder = f.newProject();
@@ -159,11 +159,10 @@ TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFile)
     EXPECT_EQ(f.inputsMade, inputs);
     EXPECT_THAT(f.studio.message().value_or(""),
                 StartsWith(startFailed + "No se pudo guardar el proyecto: "));
-}
 
-TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
-{
-    StudioFixture f;
+    // A write failure stops the take and keeps what was written.
+    std::filesystem::remove_all(folder / "project.json");
+    f.studio.message = std::nullopt;
     // At real-time pace the take is surely running when the countdown ends; as fast as possible,
     // the failing write could already be polled by the tick that ends the countdown.
     f.inputOptions.pace = SimulatedAudioInput::Pace::realTime;
@@ -173,7 +172,6 @@ TEST(StudioRecording, aWriteFailureStopsTheTakeAndKeepsWhatWasWritten)
             return diskFull;
         return std::nullopt;
     }});
-    const auto folder = f.newProject();
     ASSERT_TRUE(f.startTake());
     const std::string name = *f.studio.project->pendingVoiceFile;
     // The document cannot be saved either: that consequence comes after the cause.
