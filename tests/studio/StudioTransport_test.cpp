@@ -38,8 +38,9 @@ void openWithoutAudio(StudioFixture& f, double length)
 }
 
 // Playback starts once, stops at the end of the programme or selection, pause holds its place; the
-// loudness is of what is played, and a remix keeps the running voice tap.
-TEST(StudioTransport, playbackStopsAtTheEndPauseHoldsItsPlaceAndARemixKeepsTheRunningVoiceTap)
+// loudness is of what is played, and a remix keeps the running voice tap. Seeks stay within the
+// limits, save once and show their direction.
+TEST(StudioTransport, playbackStopsAtTheEndPauseHoldsItsPlaceARemixKeepsTheVoiceTapAndSeeksStayIn)
 {
     // The clock's last tick before the end comes within the stop's margin, 20 ms short of it.
     StudioFixture f;
@@ -142,12 +143,9 @@ TEST(StudioTransport, playbackStopsAtTheEndPauseHoldsItsPlaceAndARemixKeepsTheRu
     f.studio.stop();
     f.studio.pauseTransport(); // latches also when nothing plays
     EXPECT_TRUE(f.studio.pauseEngaged());
-}
 
-TEST(StudioTransport,
-     aMissingFileStopsNothingAndSeeksStayWithinTheLimitsSaveOnceAndShowTheirDirection)
-{
-    StudioFixture f;
+    // A missing file stops nothing; seeks stay within the limits, save once and show their
+    // direction.
     openWithoutAudio(f, 100);
     // A missing file leaves playback stopped, with its description.
     f.studio.togglePlayback();
@@ -155,14 +153,11 @@ TEST(StudioTransport,
     EXPECT_FALSE(f.studio.playing());
     EXPECT_NE(f.studio.message().value_or("").find("absent.wav"), std::string::npos);
 
-    f.studio.seek(-5);
-    EXPECT_EQ(f.studio.position(), 0.0);
-    f.studio.seek(500);
-    EXPECT_EQ(f.studio.position(), 160.0);
-    f.studio.seek(500); // the play head's own 30 s allowance
-    EXPECT_EQ(f.studio.position(), 190.0);
-    f.studio.seek(std::nan(""));
-    EXPECT_EQ(f.studio.position(), 0.0);
+    // Seeks stay within the programme plus a margin, and then the play head's own 30 s allowance.
+    for (auto [to, at] : {std::pair{-5.0, 0.0}, {500.0, 160.0}, {500.0, 190.0}, {NAN, 0.0}}) {
+        f.studio.seek(to);
+        EXPECT_EQ(f.studio.position(), at) << to;
+    }
 
     const int saves = f.savesAfter(0);
     for (int i = 0; i < 5; ++i) {
