@@ -32,29 +32,23 @@ namespace tw::testing {
 // remember how they were asked.
 class FakeStudioHost final : public StudioHost {
 public:
-    using Answers = std::deque<std::optional<std::filesystem::path>>;
+    using Choice = std::optional<std::filesystem::path>;
+    using Answers = std::deque<Choice>;
     Answers newProjectAnswers, openAnswers, audioFileAnswers, exportAnswers;
     bool microphoneAllowed = true;
     std::string lastNewProjectTitle, lastNewProjectName, lastExportName;
     int newProjectRequests = 0, openRequests = 0, audioFileRequests = 0, exportRequests = 0,
         microphoneRequests = 0;
 
-    std::optional<std::filesystem::path> chooseNewProjectLocation(const std::string& title,
-                                                                  const std::string& name) override
+    Choice chooseNewProjectLocation(const std::string& title, const std::string& name) override
     {
         lastNewProjectTitle = title;
         lastNewProjectName = name;
         return next(newProjectRequests, newProjectAnswers);
     }
-    std::optional<std::filesystem::path> chooseProjectToOpen() override
-    {
-        return next(openRequests, openAnswers);
-    }
-    std::optional<std::filesystem::path> chooseAudioFile() override
-    {
-        return next(audioFileRequests, audioFileAnswers);
-    }
-    std::optional<std::filesystem::path> chooseExportDestination(const std::string& name) override
+    Choice chooseProjectToOpen() override { return next(openRequests, openAnswers); }
+    Choice chooseAudioFile() override { return next(audioFileRequests, audioFileAnswers); }
+    Choice chooseExportDestination(const std::string& name) override
     {
         lastExportName = name;
         return next(exportRequests, exportAnswers);
@@ -66,7 +60,7 @@ public:
     }
 
 private:
-    static std::optional<std::filesystem::path> next(int& requests, Answers& answers)
+    static Choice next(int& requests, Answers& answers)
     {
         ++requests;
         if (answers.empty())

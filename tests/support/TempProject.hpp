@@ -22,13 +22,7 @@ using TempFolder = testfiles::TempDir;
 inline Segment placedClip(double at, double length, const std::string& file,
                           std::optional<float> gain = std::nullopt, double start = 0)
 {
-    Segment segment;
-    segment.start = start;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    segment.gain = gain;
-    return segment;
+    return {.start = start, .duration = length, .file = file, .timelineStart = at, .gain = gain};
 }
 
 // Writes document as folder/project.json (creating folder and its Media folder).
