@@ -160,8 +160,10 @@ TEST(StudioProject, openingClampsTheZoomClearsTheHistoryWaitsOutBusyAndRefusesDa
     EXPECT_EQ(countFiles(other / "Media", ""), 2);
 }
 
-// A new studio welcomes, names itself after its folder and notifies every assignment.
-TEST(StudioProject, aNewProjectNeedsAFreeLocationStartsEmptyThereAndKeepsOnlyTheSettingsMadeBefore)
+// A new studio welcomes, names itself after its folder and notifies every assignment. A new
+// project needs a free location, starts empty there and keeps only the settings made before; a
+// burst of saves writes once after the last; a folder that cannot be written says so once.
+TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeAndItsSavesLandOnceSayingWhyNot)
 {
     StudioFixture f;
     EXPECT_TRUE(f.studio.showWelcome());
@@ -246,11 +248,9 @@ TEST(StudioProject, aNewProjectNeedsAFreeLocationStartsEmptyThereAndKeepsOnlyThe
     ASSERT_TRUE(f.studio.newProject());
     EXPECT_EQ(f.studio.project->musicVolume, 0.35f);
     EXPECT_FALSE(f.studio.project->treatment);
-}
 
-TEST(StudioProject, aBurstOfSavesWritesOnceAfterTheLastAndAFolderThatCannotBeWrittenSaysSoOnce)
-{
-    StudioFixture f;
+    // A burst of saves writes once after the last.
+    f.studio.message = std::nullopt; // from the refused location above
     ASSERT_TRUE(f.open(documentWith(1.0f)));
     const int before = f.savesAfter(0);
     for (int call = 0; call < 10; ++call) {
@@ -330,20 +330,16 @@ TEST(StudioProject, aBurstOfSavesWritesOnceAfterTheLastAndAFolderThatCannotBeWri
               std::filesystem::file_size(folder / "Media" / "voice-A.wav"));
     EXPECT_NE(f.studio.lastSaved(), savedAt);
     EXPECT_EQ(countFiles(temp.path(), "."), 0); // no staging left
-}
 
-TEST(StudioProject, aSaveHandedBackAfterTheStudioIsGoneDoesNothing)
-{
-    testing::coreApplication();
-    testing::StudioFakes fakes;
-    std::filesystem::create_directories(fakes.folder);
-    auto studio = std::make_unique<Studio>(fakes.environment());
-    studio->folder = fakes.folder;
+    // A save handed back after its studio is gone does nothing.
+    auto studio = std::make_unique<Studio>(f.environment());
+    studio->folder = f.temp / "gone";
+    std::filesystem::create_directories(f.temp / "gone");
     studio->position = 7.0;
     studio->save();
     studio.reset(); // the writer finishes its job; the hand-back is still queued
     QCoreApplication::processEvents();
-    EXPECT_EQ(readProject(fakes.folder).playhead, 7.0);
+    EXPECT_EQ(readProject(f.temp / "gone").playhead, 7.0);
 }
 
 std::string openElsewhere(long pid, const std::string& host)
