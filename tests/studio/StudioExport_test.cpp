@@ -81,7 +81,25 @@ struct ExportFixture {
     }
 };
 
-TEST(StudioExport, eachChapterEditIsOneSavedStepAndTheEpisodeAndItsChaptersReachTheFile)
+// The two figures of a completion message ("… · −16,0 LUFS · pico −1,2 dBTP"), as numbers.
+std::pair<double, double> messageFigures(const std::string& message)
+{
+    std::smatch match;
+    const std::string text = std::regex_replace(message, std::regex("−"), "-");
+    if (!std::regex_search(text, match,
+                           std::regex(R"( · (-?\d+),(\d) LUFS · pico (-?\d+),(\d) dBTP$)")))
+        return {NAN, NAN};
+    const auto number = [&](int whole, int tenth) {
+        const double magnitude = std::abs(std::stod(match[whole])) + std::stod(match[tenth]) / 10;
+        return match[whole].str()[0] == '-' ? -magnitude : magnitude;
+    };
+    return {number(1, 2), number(3, 4)};
+}
+
+// Each chapter edit is one saved step; the episode and its chapters reach a file of the chosen
+// format at the chosen loudness, the audible mix replaces an old file, music that cannot be read
+// is left out, and failures say why, leaving nothing behind.
+TEST(StudioExport, chaptersEpisodeAndLoudnessReachTheFileAndFailuresLeaveNothingBehind)
 {
     ExportFixture x; // exports [1.96, 5]
     Studio& studio = x.f.studio;
@@ -144,26 +162,8 @@ TEST(StudioExport, eachChapterEditIsOneSavedStepAndTheEpisodeAndItsChaptersReach
     EXPECT_FALSE(std::filesystem::exists(x.temp / "Again.mp3"));
     studio.setEpisodeDetails({"", "", "", std::nullopt});
     EXPECT_EQ(studio.project->episode, std::nullopt) << "nothing left to store";
-}
 
-// The two figures of a completion message ("… · −16,0 LUFS · pico −1,2 dBTP"), as numbers.
-std::pair<double, double> messageFigures(const std::string& message)
-{
-    std::smatch match;
-    const std::string text = std::regex_replace(message, std::regex("−"), "-");
-    if (!std::regex_search(text, match,
-                           std::regex(R"( · (-?\d+),(\d) LUFS · pico (-?\d+),(\d) dBTP$)")))
-        return {NAN, NAN};
-    const auto number = [&](int whole, int tenth) {
-        const double magnitude = std::abs(std::stod(match[whole])) + std::stod(match[tenth]) / 10;
-        return match[whole].str()[0] == '-' ? -magnitude : magnitude;
-    };
-    return {number(1, 2), number(3, 4)};
-}
-
-TEST(StudioExport, theProjectsLoudnessChoiceSetsTheFileAndTheMessageGivesItsFigures)
-{
-    ExportFixture x;
+    // The project's loudness choice sets the file's, and the message gives its figures.
     // A mono programme: the podcast norm is -19 LUFS for it; unnormalised it is its take. The
     // last is treated ("Mejorar voz" and "Nivelar audio"), which drives the take far louder.
     const double take = testfiles::ebur128WithFfmpeg(x.folder / "Media" / "voice-1.wav").integrated;
@@ -187,34 +187,9 @@ TEST(StudioExport, theProjectsLoudnessChoiceSetsTheFileAndTheMessageGivesItsFigu
         EXPECT_LE(tool.truePeak, -1.0);
     }
     EXPECT_EQ(countFiles(x.scratch, ""), 0) << "no temporary render or excerpt is left";
-}
 
-TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeavesNothing)
-{
-    ExportFixture x(120.0);
-    const std::filesystem::path destination = x.temp / "Long.m4a";
-    x.f.host.exportAnswers.push_back(destination);
-    x.f.studio.exportProject();
-    ASSERT_TRUE(x.f.studio.busy());
-    ASSERT_TRUE(x.f.waitUntil([&] { return x.f.studio.activeExport || !x.f.studio.busy(); }));
-    ASSERT_TRUE(x.f.studio.activeExport) << x.f.studio.message().value_or("");
-    EXPECT_EQ(x.f.studio.exportProgress(), 0.0f);
-
-    x.f.studio.togglePlayback();
-    x.f.studio.exportProject();
-    EXPECT_EQ(x.f.host.exportRequests, 1);
-    EXPECT_FALSE(x.f.studio.playing());
-
-    x.f.studio.cancelExport();
-    ASSERT_TRUE(x.f.waitIdle());
-    EXPECT_FALSE(x.f.studio.message() || x.f.studio.exportProgress());
-    EXPECT_FALSE(std::filesystem::exists(destination));
-    EXPECT_EQ(countFiles(x.scratch, ""), 0);
-}
-
-TEST(StudioExport, theAudibleMixReplacesAnOldFileUnreadableMusicIsLeftOutAndFailuresSayWhy)
-{
-    ExportFixture x;
+    // The audible mix replaces an old file; unreadable music is left out; failures say why.
+    studio.project.mutate([](PodcastProject& document) { document.treatment.reset(); });
     // What a killed export left is removed; what a running one writes is not.
     const pid_t gone = fork();
     if (gone == 0)
@@ -291,6 +266,29 @@ TEST(StudioExport, theAudibleMixReplacesAnOldFileUnreadableMusicIsLeftOutAndFail
     x.f.studio.message = std::nullopt;
     x.f.studio.exportProject();
     EXPECT_FALSE(x.f.studio.message());
+}
+
+TEST(StudioExport, whileExportingPlaybackAndASecondExportAreRefusedAndCancelLeavesNothing)
+{
+    ExportFixture x(120.0);
+    const std::filesystem::path destination = x.temp / "Long.m4a";
+    x.f.host.exportAnswers.push_back(destination);
+    x.f.studio.exportProject();
+    ASSERT_TRUE(x.f.studio.busy());
+    ASSERT_TRUE(x.f.waitUntil([&] { return x.f.studio.activeExport || !x.f.studio.busy(); }));
+    ASSERT_TRUE(x.f.studio.activeExport) << x.f.studio.message().value_or("");
+    EXPECT_EQ(x.f.studio.exportProgress(), 0.0f);
+
+    x.f.studio.togglePlayback();
+    x.f.studio.exportProject();
+    EXPECT_EQ(x.f.host.exportRequests, 1);
+    EXPECT_FALSE(x.f.studio.playing());
+
+    x.f.studio.cancelExport();
+    ASSERT_TRUE(x.f.waitIdle());
+    EXPECT_FALSE(x.f.studio.message() || x.f.studio.exportProgress());
+    EXPECT_FALSE(std::filesystem::exists(destination));
+    EXPECT_EQ(countFiles(x.scratch, ""), 0);
 }
 
 } // namespace
