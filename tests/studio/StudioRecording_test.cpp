@@ -31,7 +31,7 @@ void endlessMicrophone(StudioFixture& f)
 }
 
 TEST(StudioRecording,
-     stopDuringTheCountdownWritesNothingAndATakeIsOneUndoStepThatEndsWhereItStopped)
+     stopDuringTheCountdownWritesNothingATakeIsOneUndoStepAndAPausedOneOutlivesALostInput)
 {
     StudioFixture f;
     const auto folder = f.newProject();
@@ -116,6 +116,77 @@ TEST(StudioRecording,
               std::tuple(name, clipID, 12.5));
     EXPECT_NEAR(take->duration, 4.2, 1e-12);
     EXPECT_TRUE(noPendingTake(f.saved()));
+
+    // A paused take outlives a failed resume and a lost input; a lost running input ends it.
+    endlessMicrophone(f);
+    // Loud enough for the peak warning: 0.95 of full scale.
+    f.inputSignal = [](std::int64_t frame, int) {
+        return 0.95f * static_cast<float>(std::sin(2 * M_PI * 1000.0 * frame / 48000.0));
+    };
+    ASSERT_TRUE(f.startTake());
+    SimulatedAudioInput* input = f.lastInput;
+    input->waitForFrames(4800);
+    ASSERT_TRUE(f.catalog.changeHandler);
+    f.catalog.changeHandler(); // a device list change ends nothing
+    // Each tick shows what the take hears (time stands still, so its analysis stays fresh), and
+    // a paused take is not heard at the next tick.
+    const std::vector<float> silentBars(24, 0.0f);
+    ASSERT_TRUE(f.waitUntil([&] {
+        f.studio.tick();
+        return f.studio.peakWarning();
+    }));
+    EXPECT_GT(f.studio.vuLevels()[0], 0.5f);
+    EXPECT_NE(f.studio.spectrumBars(), silentBars);
+    f.studio.pauseTransport();
+    EXPECT_FALSE(input->isRunning());
+    f.studio.tick();
+    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
+    EXPECT_FALSE(f.studio.peakWarning());
+    EXPECT_EQ(f.studio.spectrumBars(), silentBars);
+    const std::int64_t beforeResume = input->framesDelivered();
+    input->failNextResume(Error{"System", 6, "La entrada no responde."});
+    f.studio.pauseTransport();
+    EXPECT_EQ(f.studio.message(), "La entrada no responde.");
+    EXPECT_TRUE(f.studio.recordingPaused() && f.studio.recording());
+    EXPECT_FALSE(input->isRunning());
+    f.studio.message = std::nullopt; // each time, the user closes the alert
+    f.studio.pauseTransport();
+    EXPECT_FALSE(f.studio.recordingPaused());
+    EXPECT_GE(input->waitForFrames(beforeResume + 4800), beforeResume + 4800);
+
+    // An input lost while the take is paused ends nothing until resuming says, in Spanish, that
+    // it is gone; the take can still be stopped and kept.
+    f.studio.pauseTransport();
+    input->disappear();
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(f.studio.recording());
+    EXPECT_FALSE(f.studio.message());
+    f.studio.pauseTransport();
+    EXPECT_EQ(f.studio.message(), "La entrada de audio ya no está disponible: se desconectó o el "
+                                  "servidor de sonido se detuvo. Detén la grabación para conservar "
+                                  "lo grabado.");
+    EXPECT_TRUE(f.studio.recordingPaused());
+    f.studio.stop();
+    ASSERT_TRUE(f.waitIdle());
+    ASSERT_EQ(f.studio.project->resolvedSegments().size(), 2u);
+    EXPECT_GE(f.studio.project->resolvedSegments()[1].duration, (beforeResume + 4800) / rate);
+    f.studio.message = std::nullopt;
+
+    // A running input that goes away ends the take, which is kept.
+    ASSERT_TRUE(f.startTake());
+    const double start = *f.studio.project->pendingStart;
+    f.lastInput->waitForFrames(4800);
+    f.lastInput->disappear();
+    ASSERT_TRUE(f.waitUntil([&] { return !f.studio.recording(); }));
+    EXPECT_EQ(f.studio.message(),
+              "El micrófono se desconectó o cambió de formato y detuvo la captura. Se ha "
+              "conservado la grabación disponible. Selecciona la entrada y vuelve a grabar.");
+    ASSERT_TRUE(f.waitIdle());
+    const auto segments = f.studio.project->resolvedSegments();
+    ASSERT_EQ(segments.size(), 3u);
+    EXPECT_EQ(segments[2].timelineStart, start);
+    EXPECT_GE(segments[2].duration, 0.1);
 }
 
 TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFileAndAFailedWriteStopsIt)
@@ -196,81 +267,6 @@ TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFileAndAFailed
     constexpr int written = 10 * DiskRecorder::bufferFrames; // ten buffers
     EXPECT_NEAR(take->duration, written / rate, 1e-12);
     EXPECT_FALSE(f.saved().recordingPending);
-}
-
-TEST(StudioRecording, aPausedTakeOutlivesAFailedResumeAndALostInputAndALostRunningInputEndsIt)
-{
-    StudioFixture f;
-    endlessMicrophone(f);
-    // Loud enough for the peak warning: 0.95 of full scale.
-    f.inputSignal = [](std::int64_t frame, int) {
-        return 0.95f * static_cast<float>(std::sin(2 * M_PI * 1000.0 * frame / 48000.0));
-    };
-    const auto folder = f.newProject();
-    ASSERT_TRUE(f.startTake());
-    SimulatedAudioInput* input = f.lastInput;
-    input->waitForFrames(4800);
-    ASSERT_TRUE(f.catalog.changeHandler);
-    f.catalog.changeHandler(); // a device list change ends nothing
-    // Each tick shows what the take hears (time stands still, so its analysis stays fresh), and
-    // a paused take is not heard at the next tick.
-    const std::vector<float> silentBars(24, 0.0f);
-    ASSERT_TRUE(f.waitUntil([&] {
-        f.studio.tick();
-        return f.studio.peakWarning();
-    }));
-    EXPECT_GT(f.studio.vuLevels()[0], 0.5f);
-    EXPECT_NE(f.studio.spectrumBars(), silentBars);
-    f.studio.pauseTransport();
-    EXPECT_FALSE(input->isRunning());
-    f.studio.tick();
-    EXPECT_EQ(f.studio.vuLevels(), (std::vector<float>{0, 0}));
-    EXPECT_FALSE(f.studio.peakWarning());
-    EXPECT_EQ(f.studio.spectrumBars(), silentBars);
-    const std::int64_t beforeResume = input->framesDelivered();
-    input->failNextResume(Error{"System", 6, "La entrada no responde."});
-    f.studio.pauseTransport();
-    EXPECT_EQ(f.studio.message(), "La entrada no responde.");
-    EXPECT_TRUE(f.studio.recordingPaused() && f.studio.recording());
-    EXPECT_FALSE(input->isRunning());
-    f.studio.message = std::nullopt; // each time, the user closes the alert
-    f.studio.pauseTransport();
-    EXPECT_FALSE(f.studio.recordingPaused());
-    EXPECT_GE(input->waitForFrames(beforeResume + 4800), beforeResume + 4800);
-
-    // An input lost while the take is paused ends nothing until resuming says, in Spanish, that
-    // it is gone; the take can still be stopped and kept.
-    f.studio.pauseTransport();
-    input->disappear();
-    QCoreApplication::processEvents();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(f.studio.recording());
-    EXPECT_FALSE(f.studio.message());
-    f.studio.pauseTransport();
-    EXPECT_EQ(f.studio.message(), "La entrada de audio ya no está disponible: se desconectó o el "
-                                  "servidor de sonido se detuvo. Detén la grabación para conservar "
-                                  "lo grabado.");
-    EXPECT_TRUE(f.studio.recordingPaused());
-    f.studio.stop();
-    ASSERT_TRUE(f.waitIdle());
-    ASSERT_EQ(f.studio.project->resolvedSegments().size(), 1u);
-    EXPECT_GE(f.studio.project->resolvedSegments()[0].duration, (beforeResume + 4800) / rate);
-    f.studio.message = std::nullopt;
-
-    // A running input that goes away ends the take, which is kept.
-    ASSERT_TRUE(f.startTake());
-    const double start = *f.studio.project->pendingStart;
-    f.lastInput->waitForFrames(4800);
-    f.lastInput->disappear();
-    ASSERT_TRUE(f.waitUntil([&] { return !f.studio.recording(); }));
-    EXPECT_EQ(f.studio.message(),
-              "El micrófono se desconectó o cambió de formato y detuvo la captura. Se ha "
-              "conservado la grabación disponible. Selecciona la entrada y vuelve a grabar.");
-    ASSERT_TRUE(f.waitIdle());
-    const auto segments = f.studio.project->resolvedSegments();
-    ASSERT_EQ(segments.size(), 2u);
-    EXPECT_EQ(segments[1].timelineStart, start);
-    EXPECT_GE(segments[1].duration, 0.1);
 }
 
 } // namespace
