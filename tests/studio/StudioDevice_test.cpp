@@ -144,12 +144,6 @@ struct CountableShow {
         testing::writeProject(s.folder, document);
         EXPECT_TRUE(s.openAndWait(s.folder));
     }
-    // Runs the studio in step with the wall clock for `seconds`.
-    void wait(double seconds)
-    {
-        const double until = s.scheduler.now() + seconds;
-        s.runUntil([&] { return s.scheduler.now() >= until; });
-    }
 };
 
 // Where each run of same-signed sound of the heard take starts and how long it is.
@@ -182,7 +176,8 @@ TEST_F(StudioDevice, pausesNeitherRepeatNorSkipASampleAndASeekCutsTheOldSoundAtO
             ASSERT_TRUE(s.startPlayback());
             ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= pausedAt; }));
             s.studio.pause();
-            show.wait(0.4);
+            const double until = s.scheduler.now() + 0.4;
+            s.runUntil([&] { return s.scheduler.now() >= until; });
         }
         ASSERT_TRUE(s.startPlayback());
         ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 1.6; }));

@@ -29,7 +29,7 @@ PodcastProject withPendingTake(StudioFixture& f, const std::string& take = "Medi
 
 // A pending take is read on its own: an unreadable music file does not keep it out, an empty file
 // is an empty take, and one that cannot be read waits, told, and is never replaced by a new take.
-TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
+TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInsertedAndReloadingRecoversOnlyWhenAsked)
 {
     const struct {
         const char* name;
@@ -80,10 +80,9 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
         f.studio.stop();
         ASSERT_TRUE(f.waitIdle());
     }
-}
 
-TEST(StudioPeaks, aSingleFileTakeReplacesAllSegmentsAndReloadingClampsThePlayHeadRecoveringNothing)
-{
+    // A single-file take replaces all segments; reloading clamps the play head, recovering
+    // nothing unless asked.
     StudioFixture f;
     f.studio.loadPeaks(true, true); // no folder: nothing
     EXPECT_FALSE(f.studio.busy());
