@@ -37,133 +37,10 @@ PodcastProject documentWith(float voiceVolume, std::optional<double> zoom = std:
     return document;
 }
 
-TEST(StudioProject, openingClampsTheZoomClearsTheHistoryWaitsOutBusyAndRefusesDamagedDocuments)
-{
-    StudioFixture f;
-    f.studio.checkpoint(); // a history that opening must clear
-    f.studio.selection = TimeRange{1, 2};
-    for (auto [zoom, shown] : {std::pair{std::optional(0.5), 2.0},
-                               {std::optional(1000.0), 300.0},
-                               {std::optional<double>(), 30.0}}) {
-        ASSERT_TRUE(f.open(documentWith(0.5f, zoom, 3.0)));
-        EXPECT_EQ(f.studio.zoom(), shown);
-    }
-    EXPECT_FALSE(f.studio.showWelcome());
-    EXPECT_TRUE(f.studio.undoStack->empty());
-    EXPECT_FALSE(f.studio.selection());
-    // The play head is clamped into the (empty) programme by the peak loading.
-    EXPECT_EQ(f.studio.position(), 0);
-
-    const auto a = f.temp / "a", b = f.temp / "b";
-    writeProject(a, documentWith(0.1f));
-    writeProject(b, documentWith(0.2f));
-    f.studio.recording = true;
-    f.studio.openProject(a);
-    EXPECT_FALSE(f.studio.pendingOpenURL);
-    f.studio.recording = false;
-    f.studio.busy = true;
-    f.studio.openProject(a);
-    f.studio.openProject(b);
-    f.studio.drainPendingOpen(); // still busy: nothing happens
-    EXPECT_EQ(f.studio.folder(), f.folder);
-    f.studio.busy = false;
-    f.studio.drainPendingOpen();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.folder(), b);
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.2f);
-    EXPECT_FALSE(f.studio.pendingOpenURL);
-
-    // The open panel: not shown while busy, cancel does nothing, a choice opens.
-    f.studio.busy = true;
-    f.host.openAnswers = {a};
-    f.studio.open();
-    EXPECT_EQ(f.host.openRequests, 0);
-    f.studio.busy = false;
-    f.host.openAnswers = {std::nullopt, a};
-    f.studio.open();
-    EXPECT_EQ(f.studio.folder(), b);
-    f.studio.open();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.folder(), a);
-
-    // A damaged document leaves the open project, its folder and histories as they were.
-    f.studio.checkpoint();
-    f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.1f; });
-    const PodcastProject open = f.studio.project();
-    const auto undo = f.studio.undoStack();
-
-    const std::string half = encode(documentWith(0.3f)).value().substr(0, 20);
-    testing::writeFile(f.temp / "truncated" / "project.json", half);
-    std::filesystem::create_directories(f.temp / "empty");
-    // Hostile documents: refused at once, never read whole, never waited on.
-    testing::writeFile(f.temp / "huge" / "project.json", "{}");
-    std::filesystem::resize_file(f.temp / "huge/project.json", 1'500'000'000); // sparse
-    std::vector<std::pair<std::string, std::string>> cases = {
-        {"truncated", decode(half).error().description},
-        {"missing", (f.temp / "missing").string() + ": la carpeta no existe."},
-        {"empty", (f.temp / "empty").string() + ": falta project.json en la carpeta."},
-        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
-    };
-    std::vector<std::filesystem::path> fifos;
-    for (const auto& special : testing::specialFiles()) {
-        testing::makeSpecialFile(f.temp / special.kind / "project.json", special.kind);
-        fifos.push_back(f.temp / special.kind / "project.json");
-        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
-    }
-    for (const auto& [folder, message] : cases) {
-        SCOPED_TRACE(folder);
-        f.studio.message = std::nullopt;
-        testing::FifoWatchdog watchdog(fifos);
-        f.studio.openProject(f.temp / folder);
-        EXPECT_TRUE(watchdog.dismiss()) << "it blocked the main thread";
-        EXPECT_FALSE(f.studio.busy());
-        EXPECT_EQ(f.studio.message(), message);
-        EXPECT_EQ(f.studio.folder(), a);
-        EXPECT_EQ(f.studio.project(), open);
-        EXPECT_EQ(f.studio.undoStack(), undo);
-    }
-
-    // Opening reads after queued writes, from empty caches, and clears stale temporaries.
-    const auto other = f.temp / "other";
-    PodcastProject withMusic = documentWith(1.0f);
-    withMusic.musicFile = "Media/music.wav";
-    makeTone(f.folder / "Media" / "music.wav", 2);
-    f.studio.message = std::nullopt;
-    ASSERT_TRUE(f.open(withMusic));
-    ASSERT_FALSE(f.studio.musicPeaks->empty());
-    PodcastProject unreadable = documentWith(1.0f);
-    unreadable.segments = {testing::placedClip(0, 1, "Media/absent.wav")};
-    writeProject(other, unreadable);
-    const std::string uuid = Uuid::random().text();
-    for (const std::string& name : std::vector<std::string>{
-             ".project.json.Ab12Cd", ".project.json.bak", ".project.json.Ab12Cd7",
-             "Media/.paste-1.wav." + uuid, "Media/.notes." + uuid.substr(1), "Media/paste-2.wav"})
-        testing::writeFile(other / name, "x");
-
-    // An edit whose write is still queued behind a slow one, then the same folder again.
-    f.studio.projectWriter.async(
-        [] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
-    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.3f; });
-    f.studio.save();
-    ASSERT_TRUE(f.openAndWait(f.folder));
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
-    EXPECT_EQ(f.saved().voiceVolume, 0.3f);
-
-    // A project whose audio cannot be read shows nothing of the previous one.
-    ASSERT_TRUE(f.openAndWait(other));
-    EXPECT_TRUE(f.studio.message());
-    EXPECT_TRUE(f.studio.musicPeaks->empty());
-    EXPECT_EQ(f.studio.duration(), 1);
-    // Only what the writers leave half done is removed, not names that merely look alike.
-    EXPECT_FALSE(std::filesystem::exists(other / ".project.json.Ab12Cd"));
-    EXPECT_EQ(countFiles(other, ".project.json."), 2);
-    EXPECT_EQ(countFiles(other / "Media", ""), 2);
-}
-
 // A new studio welcomes, names itself after its folder and notifies every assignment. A new
 // project needs a free location, starts empty there and keeps only the settings made before; a
 // burst of saves writes once after the last; a folder that cannot be written says so once.
-TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeAndItsSavesLandOnceSayingWhyNot)
+TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeItsSavesLandOnceAndOpeningRefusesDamage)
 {
     StudioFixture f;
     EXPECT_TRUE(f.studio.showWelcome());
@@ -340,6 +217,128 @@ TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeAndItsSavesLandOnceSayi
     studio.reset(); // the writer finishes its job; the hand-back is still queued
     QCoreApplication::processEvents();
     EXPECT_EQ(readProject(f.temp / "gone").playhead, 7.0);
+
+    // Opening clamps the zoom, clears the history, waits out recording and busy for the last
+    // request, and refuses damaged documents.
+    f.studio.message = std::nullopt;
+    f.studio.checkpoint(); // a history that opening must clear
+    f.studio.selection = TimeRange{1, 2};
+    for (auto [zoom, shown] : {std::pair{std::optional(0.5), 2.0},
+                               {std::optional(1000.0), 300.0},
+                               {std::optional<double>(), 30.0}}) {
+        ASSERT_TRUE(f.open(documentWith(0.5f, zoom, 3.0)));
+        EXPECT_EQ(f.studio.zoom(), shown);
+    }
+    EXPECT_FALSE(f.studio.showWelcome());
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_FALSE(f.studio.selection());
+    // The play head is clamped into the (empty) programme by the peak loading.
+    EXPECT_EQ(f.studio.position(), 0);
+
+    const auto a = f.temp / "a", b = f.temp / "b";
+    writeProject(a, documentWith(0.1f));
+    writeProject(b, documentWith(0.2f));
+    f.studio.recording = true;
+    f.studio.openProject(a);
+    EXPECT_FALSE(f.studio.pendingOpenURL);
+    f.studio.recording = false;
+    f.studio.busy = true;
+    f.studio.openProject(a);
+    f.studio.openProject(b);
+    f.studio.drainPendingOpen(); // still busy: nothing happens
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    f.studio.busy = false;
+    f.studio.drainPendingOpen();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), b);
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.2f);
+    EXPECT_FALSE(f.studio.pendingOpenURL);
+
+    // The open panel: not shown while busy, cancel does nothing, a choice opens.
+    f.studio.busy = true;
+    f.host.openAnswers = {a};
+    f.studio.open();
+    EXPECT_EQ(f.host.openRequests, 0);
+    f.studio.busy = false;
+    f.host.openAnswers = {std::nullopt, a};
+    f.studio.open();
+    EXPECT_EQ(f.studio.folder(), b);
+    f.studio.open();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), a);
+
+    // A damaged document leaves the open project, its folder and histories as they were.
+    f.studio.checkpoint();
+    f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.1f; });
+    const PodcastProject open = f.studio.project();
+    const auto undo = f.studio.undoStack();
+
+    const std::string half = encode(documentWith(0.3f)).value().substr(0, 20);
+    testing::writeFile(f.temp / "truncated" / "project.json", half);
+    std::filesystem::create_directories(f.temp / "empty");
+    // Hostile documents: refused at once, never read whole, never waited on.
+    testing::writeFile(f.temp / "huge" / "project.json", "{}");
+    std::filesystem::resize_file(f.temp / "huge/project.json", 1'500'000'000); // sparse
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"truncated", decode(half).error().description},
+        {"missing", (f.temp / "missing").string() + ": la carpeta no existe."},
+        {"empty", (f.temp / "empty").string() + ": falta project.json en la carpeta."},
+        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
+    };
+    std::vector<std::filesystem::path> fifos;
+    for (const auto& special : testing::specialFiles()) {
+        testing::makeSpecialFile(f.temp / special.kind / "project.json", special.kind);
+        fifos.push_back(f.temp / special.kind / "project.json");
+        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
+    }
+    for (const auto& [folder, message] : cases) {
+        SCOPED_TRACE(folder);
+        f.studio.message = std::nullopt;
+        testing::FifoWatchdog watchdog(fifos);
+        f.studio.openProject(f.temp / folder);
+        EXPECT_TRUE(watchdog.dismiss()) << "it blocked the main thread";
+        EXPECT_FALSE(f.studio.busy());
+        EXPECT_EQ(f.studio.message(), message);
+        EXPECT_EQ(f.studio.folder(), a);
+        EXPECT_EQ(f.studio.project(), open);
+        EXPECT_EQ(f.studio.undoStack(), undo);
+    }
+
+    // Opening reads after queued writes, from empty caches, and clears stale temporaries.
+    const auto other = f.temp / "other";
+    PodcastProject withMusic = documentWith(1.0f);
+    withMusic.musicFile = "Media/music.wav";
+    makeTone(f.folder / "Media" / "music.wav", 2);
+    f.studio.message = std::nullopt;
+    ASSERT_TRUE(f.open(withMusic));
+    ASSERT_FALSE(f.studio.musicPeaks->empty());
+    PodcastProject unreadable = documentWith(1.0f);
+    unreadable.segments = {testing::placedClip(0, 1, "Media/absent.wav")};
+    writeProject(other, unreadable);
+    const std::string uuid = Uuid::random().text();
+    for (const std::string& name : std::vector<std::string>{
+             ".project.json.Ab12Cd", ".project.json.bak", ".project.json.Ab12Cd7",
+             "Media/.paste-1.wav." + uuid, "Media/.notes." + uuid.substr(1), "Media/paste-2.wav"})
+        testing::writeFile(other / name, "x");
+
+    // An edit whose write is still queued behind a slow one, then the same folder again.
+    f.studio.projectWriter.async(
+        [] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
+    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.3f; });
+    f.studio.save();
+    ASSERT_TRUE(f.openAndWait(f.folder));
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
+    EXPECT_EQ(f.saved().voiceVolume, 0.3f);
+
+    // A project whose audio cannot be read shows nothing of the previous one.
+    ASSERT_TRUE(f.openAndWait(other));
+    EXPECT_TRUE(f.studio.message());
+    EXPECT_TRUE(f.studio.musicPeaks->empty());
+    EXPECT_EQ(f.studio.duration(), 1);
+    // Only what the writers leave half done is removed, not names that merely look alike.
+    EXPECT_FALSE(std::filesystem::exists(other / ".project.json.Ab12Cd"));
+    EXPECT_EQ(countFiles(other, ".project.json."), 2);
+    EXPECT_EQ(countFiles(other / "Media", ""), 2);
 }
 
 std::string openElsewhere(long pid, const std::string& host)
