@@ -38,7 +38,8 @@ double supplyTurn(StudioFixture& f, double seconds)
 }
 
 // The reels follow the tape model and never jump after a late tick; the meters weigh voice and
-// music by the clip and the fade under the head, and an idle studio says nothing.
+// music by the clip and the fade under the head, and an idle studio says nothing; the scheduler
+// the clock runs on keeps time order.
 TEST(StudioClock, reelsFollowTheTapeAndMetersWeighTheClipAndFadeUnderTheHeadAndIdleSaysNothing)
 {
     StudioFixture f;
@@ -144,11 +145,9 @@ TEST(StudioClock, reelsFollowTheTapeAndMetersWeighTheClipAndFadeUnderTheHeadAndI
         f.studio.tick();
         EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * fade * 0.6f) << at;
     }
-}
 
-TEST(QtScheduler, jobsRunOnTheEventLoopInTimeOrderAndCancelledOnesOrThoseOfAGoneSchedulerNever)
-{
-    testing::coreApplication();
+    // The clock's scheduler runs jobs on the event loop in time order, and never cancelled ones
+    // nor those of a scheduler that is gone.
     QtScheduler scheduler;
     std::vector<int> order;
     scheduler.after(0.03, [&] { order.push_back(2); });
@@ -164,8 +163,8 @@ TEST(QtScheduler, jobsRunOnTheEventLoopInTimeOrderAndCancelledOnesOrThoseOfAGone
 
     repeating->cancel();
     const int stoppedAt = ticks;
-    const double before = scheduler.now();
-    testing::runEventsUntil([&] { return scheduler.now() - before > 0.05; });
+    const double cancelledAt = scheduler.now();
+    testing::runEventsUntil([&] { return scheduler.now() - cancelledAt > 0.05; });
     EXPECT_EQ(ticks, stoppedAt);
 
     // Nor do the jobs of a scheduler that is gone.
