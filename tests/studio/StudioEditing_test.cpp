@@ -179,11 +179,41 @@ TEST(StudioEditing, aVoiceTrimStopsAtTheNeighbourTheFileAndTheShortestLength)
     EXPECT_EQ(g.studio.voiceTrimPreview()->start, 0);
 }
 
-TEST(StudioEditing, aMusicTrimIsOneStepLimitedByTheFileAndTheOriginAndAutomaticFadesFitIt)
+TEST(StudioEditing, theProgrammeEndsWithItsLastSoundAMusicTrimIsOneStepAndAutomaticFadesFit)
 {
     EditingStudio f;
     f.studio.autoFades(); // no music: nothing
     EXPECT_TRUE(f.studio.undoStack->empty());
+
+    // The programme lasts until the end of the voice, the placed music or the growing take.
+    f.studio.project.mutate([](PodcastProject& p) {
+        p.segments = {placedClip(0, 5, "Media/voice-A.wav")};
+        p.musicFile = "Media/music-A.wav";
+        p.musicOffset = 2.0;
+        p.pendingVoiceFile = "Media/voice-C.caf";
+        p.pendingStart = 5.0;
+        p.recordingPending = true;
+    });
+    EXPECT_EQ(f.studio.duration(), 5); // music length still unknown, no take running
+    f.studio.musicDuration = 10.0;
+    EXPECT_EQ(f.studio.duration(), 12);
+    f.studio.recording = true;
+    f.studio.liveDuration = 9;
+    EXPECT_EQ(f.studio.displayProject().segment(6)->id, f.studio.liveClipID);
+    EXPECT_EQ(f.studio.duration(), 14);
+    f.studio.recording = false;
+
+    f.studio.position = 11.0;
+    f.studio.playing = true;
+    f.studio.musicDuration = 0.0;
+    f.studio.changed();
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_TRUE(f.studio.pauseEngaged());
+    EXPECT_EQ(f.studio.position(), 5);
+    // The save that ends an edit follows the clamp, not the pause's before it.
+    EXPECT_EQ(f.saved().playhead, 5.0);
+
+    // A music trim is one step limited by the file and the timeline's origin.
     f.studio.project.mutate([](PodcastProject& p) {
         p.musicFile = "Media/music-A.wav";
         p.musicSourceStart = 8.0;
@@ -223,36 +253,6 @@ TEST(StudioEditing, aMusicTrimIsOneStepLimitedByTheFileAndTheOriginAndAutomaticF
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
     EXPECT_EQ(f.studio.undoStack->size(), 3u);
     EXPECT_EQ(f.saved().fadeOutStart, 8.0);
-}
-
-TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceThePlacedMusicOrTheGrowingTake)
-{
-    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav")});
-    f.studio.project.mutate([](PodcastProject& p) {
-        p.musicFile = "Media/music-A.wav";
-        p.musicOffset = 2.0;
-        p.pendingVoiceFile = "Media/voice-C.caf";
-        p.pendingStart = 5.0;
-        p.recordingPending = true;
-    });
-    EXPECT_EQ(f.studio.duration(), 5); // music length still unknown, no take running
-    f.studio.musicDuration = 10.0;
-    EXPECT_EQ(f.studio.duration(), 12);
-    f.studio.recording = true;
-    f.studio.liveDuration = 9;
-    EXPECT_EQ(f.studio.displayProject().segment(6)->id, f.studio.liveClipID);
-    EXPECT_EQ(f.studio.duration(), 14);
-    f.studio.recording = false;
-
-    f.studio.position = 11.0;
-    f.studio.playing = true;
-    f.studio.musicDuration = 0.0;
-    f.studio.changed();
-    EXPECT_FALSE(f.studio.playing());
-    EXPECT_TRUE(f.studio.pauseEngaged());
-    EXPECT_EQ(f.studio.position(), 5);
-    // The save that ends an edit follows the clamp, not the pause's before it.
-    EXPECT_EQ(f.saved().playhead, 5.0);
 }
 
 } // namespace

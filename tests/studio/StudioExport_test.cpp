@@ -4,7 +4,6 @@
 #include "support/HostileFiles.hpp"
 #include "support/SoundChecks.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 #include "studio/MediaCopy.hpp"
 #include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using testing::makeTone;
-using testing::noPendingTake;
 using testing::placedClip;
 using testing::StudioFixture;
 

@@ -5,7 +5,6 @@
 #include "studio/ProjectWriter.hpp"
 #include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
