@@ -231,7 +231,9 @@ TEST(StudioRecording, aTakeThatCannotStartLeavesNoPendingTakeAndNoFileAndAFailed
     EXPECT_THAT(f.studio.message().value_or(""),
                 StartsWith(startFailed + "No se pudo guardar el proyecto: "));
 
-    // A write failure stops the take and keeps what was written.
+    // A write failure stops the take and keeps what was written. The failed start's own save
+    // lands first, so that its message comes before this take.
+    f.settle();
     std::filesystem::remove_all(folder / "project.json");
     f.studio.message = std::nullopt;
     // At real-time pace the take is surely running when the countdown ends; as fast as possible,
