@@ -1,6 +1,7 @@
 #include "studio/Studio.hpp"
 
 #include "capture/SpectrumMonitor.hpp"
+#include "studio/QtScheduler.hpp"
 #include "studio/ReelPhysics.hpp"
 #include "support/StudioFixture.hpp"
 
@@ -28,37 +29,65 @@ void expectSilent(const Studio& studio)
     EXPECT_EQ(studio.spectrumBars(), silentBars);
 }
 
-TEST(StudioClock, aPausedTakeIsNotHeardAtTheNextTick)
+// How far the supply reel turned over seconds of ticks.
+double supplyTurn(StudioFixture& f, double seconds)
 {
-    StudioFixture f;
-    // Loud enough for the warning: 0.95 of full scale.
-    f.inputSignal = [](std::int64_t frame, int) {
-        return 0.95f * static_cast<float>(std::sin(2 * M_PI * 1000.0 * frame / 48000.0));
-    };
-    f.inputOptions.length = 48000;
-    f.newProject();
-    ASSERT_TRUE(f.startTake());
-
-    // Time stands still while the written audio is polled: its analysis stays fresh.
-    ASSERT_TRUE(f.waitUntil([&] {
-        f.studio.tick();
-        return f.studio.liveDuration == 1.0;
-    }));
-    f.studio.tick();
-    EXPECT_GT(f.studio.vuLevels()[0], 0.5f);
-    EXPECT_TRUE(f.studio.peakWarning());
-    EXPECT_NE(f.studio.spectrumBars(), silentBars);
-
-    f.studio.pauseTransport();
-    ASSERT_TRUE(f.studio.recordingPaused());
-    f.studio.tick();
-    expectSilent(f.studio);
-    f.studio.stop();
+    const double before = f.studio.reelAngle;
+    f.scheduler.advance(seconds);
+    return f.studio.reelAngle - before;
 }
 
-TEST(StudioClock, voiceAndMusicAreWeightedByTheClipAndFadeUnderTheHeadAndIdleSaysNothing)
+// The reels follow the tape model and never jump after a late tick; the meters weigh voice and
+// music by the clip and the fade under the head, and an idle studio says nothing; the scheduler
+// the clock runs on keeps time order.
+TEST(StudioClock, reelsFollowTheTapeAndMetersWeighTheClipAndFadeUnderTheHeadAndIdleSaysNothing)
 {
     StudioFixture f;
+    f.scheduler.advance(0.1);
+    EXPECT_EQ(supplyTurn(f, 0.1), 0.0); // standing still
+
+    f.studio.playing = true;
+    const auto speeds = ReelPhysics::angularSpeeds(0, f.studio.duration());
+    EXPECT_NEAR(supplyTurn(f, 0.1), -0.1 * speeds.supply, 1e-6); // forward turns the angle down
+
+    // A tick three seconds late turns the reels by one second's worth at most.
+    f.studio.previousReelTick = f.scheduler.now() - 3.0;
+    const double before = f.studio.reelAngle;
+    f.studio.tick();
+    EXPECT_NEAR(f.studio.reelAngle - before, -speeds.supply, 1e-6);
+
+    // Shuttling back at position 0 turns them the other way, eight times as fast.
+    f.studio.playing = false;
+    f.studio.shuttleDirection = -1;
+    EXPECT_NEAR(supplyTurn(f, 0.1), 0.8 * speeds.supply, 1e-6);
+
+    // A paused take does not turn them.
+    f.studio.shuttleDirection = 0;
+    f.studio.recording = true;
+    f.studio.recordingPaused = true;
+    EXPECT_EQ(supplyTurn(f, 0.1), 0.0);
+    f.studio.recording = false;
+    f.studio.recordingPaused = false;
+
+    // The full supply turns slowly, the reels turn alike half way, and the packs stay on the reel.
+    const auto start = ReelPhysics::angularSpeeds(0, 600);
+    EXPECT_NEAR(start.supply, 85.0, 0.5);
+    EXPECT_NEAR(start.takeup, 312.0, 0.5);
+    // Half the tape wound, whatever the programme's length (which lengthens the tape).
+    for (auto [at, length] : {std::pair{3600.0, 1800.0}, {5000.0, 10000.0}}) {
+        const auto speeds = ReelPhysics::angularSpeeds(at, length);
+        EXPECT_NEAR(speeds.supply, speeds.takeup, 1e-9) << at;
+    }
+    EXPECT_NEAR(ReelPhysics::woundShare(3600, 3600), 0.5, 1e-12);
+    // Beyond the tape or before its start the packs stay within hub and full reel.
+    for (auto [at, length, supply, takeup] : {std::tuple{0.0, 3600.0, 0.128, 0.035},
+                                              {20000.0, 9000.0, 0.035, 0.128},
+                                              {-50.0, 100.0, 0.128, 0.035}}) {
+        const auto radii = ReelPhysics::packRadii(at, length);
+        EXPECT_NEAR(radii.supply, supply, 1e-4) << at;
+        EXPECT_NEAR(radii.takeup, takeup, 1e-4) << at;
+    }
+
     f.studio.project.mutate([](PodcastProject& document) {
         document.segments = {placedClip(0, 2, "Media/voice-A.caf", 0.5f),
                              placedClip(4, 2, "Media/voice-A.caf")};
@@ -116,44 +145,33 @@ TEST(StudioClock, voiceAndMusicAreWeightedByTheClipAndFadeUnderTheHeadAndIdleSay
         f.studio.tick();
         EXPECT_FLOAT_EQ(f.studio.vuLevels()[1], 0.8f * fade * 0.6f) << at;
     }
-}
 
-// How far the supply reel turned over seconds of ticks.
-double supplyTurn(StudioFixture& f, double seconds)
-{
-    const double before = f.studio.reelAngle;
-    f.scheduler.advance(seconds);
-    return f.studio.reelAngle - before;
-}
+    // The clock's scheduler runs jobs on the event loop in time order, and never cancelled ones
+    // nor those of a scheduler that is gone.
+    QtScheduler scheduler;
+    std::vector<int> order;
+    scheduler.after(0.03, [&] { order.push_back(2); });
+    scheduler.after(0.01, [&] { order.push_back(1); });
+    TaskHandle cancelled = scheduler.after(0.02, [&] { order.push_back(99); });
+    cancelled->cancel();
+    int ticks = 0;
+    TaskHandle repeating = scheduler.every(0.005, [&] { ++ticks; });
+    EXPECT_TRUE(order.empty()); // nothing runs outside the event loop
 
-TEST(StudioClock, reelsFollowTheTapeModelAndNeverJumpAfterALateTick)
-{
-    StudioFixture f;
-    f.scheduler.advance(0.1);
-    EXPECT_EQ(supplyTurn(f, 0.1), 0.0); // standing still
+    ASSERT_TRUE(testing::runEventsUntil([&] { return order.size() == 2 && ticks >= 3; }));
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
 
-    f.studio.playing = true;
-    const auto speeds = ReelPhysics::angularSpeeds(0, f.studio.duration());
-    EXPECT_NEAR(supplyTurn(f, 0.1), -0.1 * speeds.supply, 1e-6); // forward turns the angle down
+    repeating->cancel();
+    const int stoppedAt = ticks;
+    const double cancelledAt = scheduler.now();
+    testing::runEventsUntil([&] { return scheduler.now() - cancelledAt > 0.05; });
+    EXPECT_EQ(ticks, stoppedAt);
 
-    // A tick three seconds late turns the reels by one second's worth at most.
-    f.studio.previousReelTick = f.scheduler.now() - 3.0;
-    const double before = f.studio.reelAngle;
-    f.studio.tick();
-    EXPECT_NEAR(f.studio.reelAngle - before, -speeds.supply, 1e-6);
-
-    // Shuttling back at position 0 turns them the other way, eight times as fast.
-    f.studio.playing = false;
-    f.studio.shuttleDirection = -1;
-    EXPECT_NEAR(supplyTurn(f, 0.1), 0.8 * speeds.supply, 1e-6);
-
-    // A paused take does not turn them.
-    f.studio.shuttleDirection = 0;
-    f.studio.recording = true;
-    f.studio.recordingPaused = true;
-    EXPECT_EQ(supplyTurn(f, 0.1), 0.0);
-    f.studio.recording = false;
-    f.studio.recordingPaused = false;
+    // Nor do the jobs of a scheduler that is gone.
+    bool ran = false;
+    std::make_unique<QtScheduler>()->after(0.0, [&] { ran = true; });
+    testing::runEventsUntil([&] { return ran; }, 0.03);
+    EXPECT_FALSE(ran);
 }
 
 } // namespace

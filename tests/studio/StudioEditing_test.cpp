@@ -48,29 +48,43 @@ TEST(StudioEditing, theHistoryKeepsTheNewestHundredStepsAndANewEditEmptiesTheRed
     // Undo of a volume change does not reload envelopes, and is saved.
     f.studio.undo();
     EXPECT_FALSE(f.studio.busy());
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).voiceVolume, 3.0f);
+    EXPECT_EQ(f.saved().voiceVolume, 3.0f);
+
+    // A split acts only with the play head inside a clip, beyond the margin; it is a saved step.
+    const auto steps = f.studio.undoStack->size();
+    for (double at : {0.0005, 9.9995, 10.5 /* past the clip */}) {
+        f.studio.position = at;
+        f.studio.splitClip();
+    }
+    EXPECT_EQ(std::tuple(f.clips().size(), f.studio.undoStack->size()), std::tuple(1u, steps));
+    f.studio.position = 4.0;
+    f.studio.splitClip();
+    EXPECT_EQ(std::tuple(f.clips().size(), f.studio.undoStack->size()), std::tuple(2u, steps + 1));
+    EXPECT_EQ(f.saved().segments.size(), 2u) << "the edit is saved";
 }
 
-TEST(StudioEditing, everyEditIsRefusedWhileBusyOrRecording)
+// Every edit is refused while busy or recording; each selection command (the rows marked) is one
+// saved step that drops the selection, even an empty one.
+TEST(StudioEditing, everyEditIsRefusedWhileBusyOrRecordingAndEachSelectionCommandIsOneSavedStep)
 {
-    const std::vector<std::pair<const char*, std::function<void(Studio&)>>> edits = {
-        {"split", [](Studio& s) { s.splitClip(); }},
-        {"trim", [](Studio& s) { s.trimSelection(); }},
-        {"delete", [](Studio& s) { s.deleteSelection(); }},
-        {"delete closing the gap", [](Studio& s) { s.deleteSelectionClosingGap(); }},
-        {"silence", [](Studio& s) { s.silenceSelection(true); }},
-        {"move", [](Studio& s) { s.moveClip(s.project->segments[0].id, 3); }},
-        {"auto fades", [](Studio& s) { s.autoFades(); }},
-        {"voice trim", [](Studio& s) { s.previewVoiceTrim(s.project->segments[0], true, 1); }},
-        {"music trim", [](Studio& s) { s.previewMusicTrim(false, -1); }},
-        {"remove music", [](Studio& s) { s.removeMusic(); }},
-        {"paste", [](Studio& s) { s.pasteClips(); }},
-        {"undo", [](Studio& s) { s.undo(); }},
-        {"redo", [](Studio& s) { s.redo(); }},
+    const std::vector<std::tuple<const char*, std::function<void(Studio&)>, bool>> edits = {
+        {"split", [](Studio& s) { s.splitClip(); }, false},
+        {"trim", [](Studio& s) { s.trimSelection(); }, true},
+        {"delete", [](Studio& s) { s.deleteSelection(); }, true},
+        {"delete closing the gap", [](Studio& s) { s.deleteSelectionClosingGap(); }, true},
+        {"silence", [](Studio& s) { s.silenceSelection(true); }, true},
+        {"move", [](Studio& s) { s.moveClip(s.project->segments[0].id, 3); }, false},
+        {"auto fades", [](Studio& s) { s.autoFades(); }, false},
+        {"voice trim", [](Studio& s) { s.previewVoiceTrim(s.project->segments[0], true, 1); },
+         false},
+        {"music trim", [](Studio& s) { s.previewMusicTrim(false, -1); }, false},
+        {"remove music", [](Studio& s) { s.removeMusic(); }, false},
+        {"paste", [](Studio& s) { s.pasteClips(); }, false},
+        {"undo", [](Studio& s) { s.undo(); }, false},
+        {"redo", [](Studio& s) { s.redo(); }, false},
     };
-    for (const char* blocker : {"busy", "recording"}) {
-        for (const auto& [name, edit] : edits) {
+    for (const auto& [name, edit, onSelection] : edits) {
+        for (const char* blocker : {"busy", "recording"}) {
             SCOPED_TRACE(std::string(name) + " while " + blocker);
             EditingStudio f({placedClip(0, 10, "Media/voice-A.wav")});
             f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-A.wav"; });
@@ -95,70 +109,25 @@ TEST(StudioEditing, everyEditIsRefusedWhileBusyOrRecording)
             f.studio.busy = false;
             f.studio.recording = false;
         }
-    }
-}
-
-TEST(StudioEditing, splitActsOnlyWhenThePlayHeadIsInsideAClipBeyondTheMargin)
-{
-    EditingStudio f(
-        {placedClip(0, 10, "Media/voice-A.wav"), placedClip(12, 4, "Media/voice-B.wav")});
-    for (double at : {0.0005, 11.0 /* the gap */, 15.9995}) {
-        f.studio.position = at;
-        f.studio.splitClip();
-    }
-    EXPECT_TRUE(f.studio.undoStack->empty());
-    EXPECT_EQ(f.clips().size(), 2u);
-
-    f.studio.position = 4.0;
-    f.studio.splitClip();
-    EXPECT_EQ(f.clips().size(), 3u);
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).segments.size(), 3u) << "the edit is saved";
-}
-
-TEST(StudioEditing, eachSelectionCommandIsOneSavedStepThatDropsTheSelectionEvenWhenItIsEmpty)
-{
-    const std::vector<std::pair<const char*, void (*)(Studio&)>> commands = {
-        {"trim", [](Studio& s) { s.trimSelection(); }},
-        {"delete", [](Studio& s) { s.deleteSelection(); }},
-        {"delete closing the gap", [](Studio& s) { s.deleteSelectionClosingGap(); }},
-        {"silence", [](Studio& s) { s.silenceSelection(true); }},
-    };
-    for (const auto& [name, command] : commands) {
+        if (!onSelection)
+            continue;
         SCOPED_TRACE(name);
         EditingStudio f(
             {placedClip(0, 10, "Media/voice-A.wav"), placedClip(12, 10, "Media/voice-B.wav")});
         const PodcastProject before = f.studio.project();
-        command(f.studio); // no selection: nothing
+        edit(f.studio); // no selection: nothing
         EXPECT_TRUE(f.studio.undoStack->empty());
-        f.studio.selection = TimeRange{5, 5};
-        command(f.studio);
-        EXPECT_FALSE(f.studio.selection());
-        f.studio.selection = TimeRange{8, 14};
-        command(f.studio);
-        EXPECT_FALSE(f.studio.selection());
+        for (TimeRange range : {TimeRange{5, 5}, TimeRange{8, 14}}) {
+            f.studio.selection = range;
+            edit(f.studio);
+            EXPECT_FALSE(f.studio.selection());
+        }
         EXPECT_EQ(f.studio.undoStack->size(), 2u);
-        f.settle();
-        EXPECT_EQ(testing::readProject(f.folder).resolvedSegments(), f.clips());
+        EXPECT_EQ(f.saved().resolvedSegments(), f.clips());
         f.studio.undo();
         f.studio.undo();
         EXPECT_EQ(f.studio.project->segments, before.segments);
     }
-}
-
-TEST(StudioEditing, copyingKeepsTheSelectionAndAnEmptyCopyLeavesTheClipboardAsItWas)
-{
-    EditingStudio f({placedClip(0, 10, "Media/voice-A.wav")});
-    f.studio.selection = TimeRange{2, 4};
-    f.studio.copySelection();
-    ASSERT_TRUE(f.studio.audioClipboard);
-    EXPECT_TRUE(f.studio.canPaste());
-    EXPECT_EQ(f.studio.selection(), (TimeRange{2, 4}));
-    f.studio.selection = TimeRange{30, 30};
-    f.studio.copySelection();
-    EXPECT_EQ(f.studio.audioClipboard->duration, 2);
-    EXPECT_TRUE(f.studio.undoStack->empty());
 }
 
 TEST(StudioEditing, aVoiceTrimStopsAtTheNeighbourTheFileAndTheShortestLength)
@@ -210,9 +179,41 @@ TEST(StudioEditing, aVoiceTrimStopsAtTheNeighbourTheFileAndTheShortestLength)
     EXPECT_EQ(g.studio.voiceTrimPreview()->start, 0);
 }
 
-TEST(StudioEditing, aMusicTrimIsOneStepLimitedByTheFileAndTheTimelineOrigin)
+TEST(StudioEditing, theProgrammeEndsWithItsLastSoundAMusicTrimIsOneStepAndAutomaticFadesFit)
 {
     EditingStudio f;
+    f.studio.autoFades(); // no music: nothing
+    EXPECT_TRUE(f.studio.undoStack->empty());
+
+    // The programme lasts until the end of the voice, the placed music or the growing take.
+    f.studio.project.mutate([](PodcastProject& p) {
+        p.segments = {placedClip(0, 5, "Media/voice-A.wav")};
+        p.musicFile = "Media/music-A.wav";
+        p.musicOffset = 2.0;
+        p.pendingVoiceFile = "Media/voice-C.caf";
+        p.pendingStart = 5.0;
+        p.recordingPending = true;
+    });
+    EXPECT_EQ(f.studio.duration(), 5); // music length still unknown, no take running
+    f.studio.musicDuration = 10.0;
+    EXPECT_EQ(f.studio.duration(), 12);
+    f.studio.recording = true;
+    f.studio.liveDuration = 9;
+    EXPECT_EQ(f.studio.displayProject().segment(6)->id, f.studio.liveClipID);
+    EXPECT_EQ(f.studio.duration(), 14);
+    f.studio.recording = false;
+
+    f.studio.position = 11.0;
+    f.studio.playing = true;
+    f.studio.musicDuration = 0.0;
+    f.studio.changed();
+    EXPECT_FALSE(f.studio.playing());
+    EXPECT_TRUE(f.studio.pauseEngaged());
+    EXPECT_EQ(f.studio.position(), 5);
+    // The save that ends an edit follows the clamp, not the pause's before it.
+    EXPECT_EQ(f.saved().playhead, 5.0);
+
+    // A music trim is one step limited by the file and the timeline's origin.
     f.studio.project.mutate([](PodcastProject& p) {
         p.musicFile = "Media/music-A.wav";
         p.musicSourceStart = 8.0;
@@ -240,56 +241,18 @@ TEST(StudioEditing, aMusicTrimIsOneStepLimitedByTheFileAndTheTimelineOrigin)
     f.studio.musicTrimBase.reset();
     f.studio.undo();
     EXPECT_EQ(f.studio.project->musicLength, 18.0);
-}
 
-TEST(StudioEditing, automaticFadesFitTheFragmentAndKeepTheSelection)
-{
-    EditingStudio f;
-    f.studio.autoFades(); // no music: nothing
-    EXPECT_TRUE(f.studio.undoStack->empty());
-
-    f.studio.project.mutate([](PodcastProject& p) { p.musicFile = "Media/music-A.wav"; });
+    // Automatic fades keep the selection and fit the fragment: they meet in the middle of one
+    // cut to 6 s by a shorter file, and take 5 s in and 10 s out of the 18 s one.
     f.studio.selection = TimeRange{1, 2};
-    // Short music: the fades meet in the middle; long music: 5 s in, 10 s out.
-    for (auto [length, in, out] : {std::tuple{6.0, 3.0, 3.0}, std::tuple{60.0, 5.0, 50.0}}) {
-        f.studio.musicDuration = length;
+    for (auto [file, in, out, end] : {std::tuple{16.0, 3.0, 3.0, 6.0}, {60.0, 5.0, 8.0, 18.0}}) {
+        f.studio.musicDuration = file;
         f.studio.autoFades();
-        EXPECT_EQ(testing::fadePoints(f.studio.project()), (testing::Points{0.0, in, out, length}));
+        EXPECT_EQ(testing::fadePoints(f.studio.project()), (testing::Points{0.0, in, out, end}));
     }
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
-    EXPECT_EQ(f.studio.undoStack->size(), 2u);
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).fadeOutStart, 50.0);
-}
-
-TEST(StudioEditing, theProgrammeLastsUntilTheEndOfTheVoiceThePlacedMusicOrTheGrowingTake)
-{
-    EditingStudio f({placedClip(0, 5, "Media/voice-A.wav")});
-    f.studio.project.mutate([](PodcastProject& p) {
-        p.musicFile = "Media/music-A.wav";
-        p.musicOffset = 2.0;
-        p.pendingVoiceFile = "Media/voice-C.caf";
-        p.pendingStart = 5.0;
-        p.recordingPending = true;
-    });
-    EXPECT_EQ(f.studio.duration(), 5); // music length still unknown, no take running
-    f.studio.musicDuration = 10.0;
-    EXPECT_EQ(f.studio.duration(), 12);
-    f.studio.recording = true;
-    f.studio.liveDuration = 9;
-    EXPECT_EQ(f.studio.displayProject().segment(6)->id, f.studio.liveClipID);
-    EXPECT_EQ(f.studio.duration(), 14);
-    f.studio.recording = false;
-
-    f.studio.position = 11.0;
-    f.studio.playing = true;
-    f.studio.musicDuration = 0.0;
-    f.studio.changed();
-    EXPECT_FALSE(f.studio.playing());
-    EXPECT_TRUE(f.studio.pauseEngaged());
-    EXPECT_EQ(f.studio.position(), 5);
-    f.settle(); // the save that ends an edit follows the clamp, not the pause's before it
-    EXPECT_EQ(testing::readProject(f.folder).playhead, 5.0);
+    EXPECT_EQ(f.studio.undoStack->size(), 3u);
+    EXPECT_EQ(f.saved().fadeOutStart, 8.0);
 }
 
 } // namespace

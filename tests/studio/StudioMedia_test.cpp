@@ -3,7 +3,6 @@
 #include "studio/MediaCopy.hpp"
 #include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,23 +21,6 @@ using testing::placedClip;
 using testing::StudioFixture;
 using testing::writeProject;
 
-// Project A: two two-second takes, the first used twice. Project B: empty.
-struct TwoProjects : StudioFixture {
-    std::filesystem::path a = temp / "A.podcastproject";
-    std::filesystem::path b = temp / "B.podcastproject";
-    TwoProjects()
-    {
-        makeTone(a / "Media" / "voice-1.wav", 2, 440);
-        makeTone(a / "Media" / "voice-2.wav", 2, 660);
-        PodcastProject document;
-        document.segments = {placedClip(0, 2, "Media/voice-1.wav"),
-                             placedClip(2, 2, "Media/voice-2.wav"),
-                             placedClip(4, 2, "Media/voice-1.wav")};
-        writeProject(a, document);
-        writeProject(b, PodcastProject{});
-    }
-};
-
 std::set<std::string> filesOf(const PodcastProject& document)
 {
     std::set<std::string> files;
@@ -48,64 +30,15 @@ std::set<std::string> filesOf(const PodcastProject& document)
     return files;
 }
 
-TEST(StudioMedia, pasteCopiesEachSourceOnceIntoAnotherProjectAndNoneWithinItsOwn)
+// A paste cut short leaves nothing under a final name and opening clears its remains; imported
+// music is checked, copied and removed, and undo restores the file and its envelope; a paste
+// copies each source once into another project and none within its own.
+TEST(StudioMedia, pastesAndImportsCopyWhatTheyNeedOnceAndACopyCutShortLeavesNothing)
 {
-    TwoProjects f;
-    ASSERT_TRUE(f.openAndWait(f.a));
-    f.studio.selection = TimeRange{0, 6};
-    f.studio.copySelection();
-    ASSERT_TRUE(f.studio.canPaste());
-    // Within its own project (the folder spelled differently) a paste copies no file.
-    f.studio.audioClipboard->folder = f.a / "Media" / ".." / ".";
-    f.studio.position = 6.0;
-    f.studio.pasteClips();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(filesOf(f.studio.project()),
-              (std::set<std::string>{"Media/voice-1.wav", "Media/voice-2.wav"}));
-    f.settle();
-
-    ASSERT_TRUE(f.openAndWait(f.b));
-    f.studio.pasteClips();
-    EXPECT_TRUE(f.studio.busy());
-    f.studio.undo(); // refused while the copy runs
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_FALSE(f.studio.message());
-    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 2);
-    const std::set<std::string> firstCopies = filesOf(f.studio.project());
-    ASSERT_EQ(firstCopies.size(), 2u);
-    for (const std::string& file : firstCopies)
-        EXPECT_TRUE(f.studio.voiceWaveforms->count(file) && std::filesystem::exists(f.b / file));
-    EXPECT_EQ(f.studio.undoStack->size(), 1u);
-    f.settle();
-    EXPECT_EQ(filesOf(testing::readProject(f.b)), firstCopies);
-
-    // The clipboard survives: pasting again copies again, under new names.
-    f.studio.position = 6.0;
-    f.studio.pasteClips();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(filesOf(f.studio.project()).size(), 4u);
-
-    // A source gone from the other project: the paste says why and changes nothing, though the
-    // copy made before the failure stays.
-    std::filesystem::remove(f.a / "Media" / "voice-2.wav");
-    const PodcastProject before = f.studio.project();
-    const auto steps = f.studio.undoStack->size();
-    f.studio.pasteClips();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.message(),
-              "No se pudo pegar el audio: " +
-                  systemError(ENOENT, "No se puede leer «voice-2.wav»").description);
-    EXPECT_EQ(f.studio.project(), before);
-    EXPECT_EQ(f.studio.undoStack->size(), steps);
-    EXPECT_EQ(countFiles(f.b / "Media", "paste-"), 5);
-}
-
-TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsRemains)
-{
-    testing::TempFolder temp; // no Studio's threads yet at the fork
-    const auto a = temp / "A.podcastproject", b = temp / "B.podcastproject";
-    testing::writeFile(a / "Media" / "voice-3.wav", std::string(4 << 20, 'x'));
-    writeProject(b, PodcastProject{});
+    testing::TempFolder forked; // no Studio's threads yet at the fork
+    const auto from = forked / "A.podcastproject", to = forked / "B.podcastproject";
+    testing::writeFile(from / "Media" / "voice-3.wav", std::string(4 << 20, 'x'));
+    writeProject(to, PodcastProject{});
     const std::vector<Segment> clips = {placedClip(0, 2, "Media/voice-3.wav")};
     // The child may write 1 MiB per file: the system kills it in the middle of the copy.
     const pid_t child = fork();
@@ -115,21 +48,14 @@ TEST(StudioMedia, aPasteCutShortLeavesNothingUnderAFinalNameAndOpeningClearsItsR
         const rlimit core{0, 0};
         ::setrlimit(RLIMIT_FSIZE, &size);
         ::setrlimit(RLIMIT_CORE, &core);
-        (void)preparePastedClips(clips, a, b);
+        (void)preparePastedClips(clips, from, to);
         ::_exit(0);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
-    EXPECT_EQ(countFiles(b / "Media", "paste-"), 0);
+    EXPECT_EQ(countFiles(to / "Media", "paste-"), 0);
 
-    StudioFixture f;
-    ASSERT_TRUE(f.openAndWait(b));
-    EXPECT_EQ(countFiles(b / "Media", ""), 0);
-}
-
-TEST(StudioMedia, importedMusicIsCheckedCopiedAndRemovedAndUndoRestoresTheFileAndItsEnvelope)
-{
     StudioFixture f;
     const auto& temp = f.temp;
     makeTone(temp / "first.wav", 3);
@@ -199,7 +125,74 @@ TEST(StudioMedia, importedMusicIsCheckedCopiedAndRemovedAndUndoRestoresTheFileAn
     f.studio.undo();
     ASSERT_TRUE(f.waitIdle());
     EXPECT_NEAR(f.studio.musicDuration(), 3, 1e-6);
-}
 
+    // What the paste cut short left is cleared by opening.
+    ASSERT_TRUE(f.openAndWait(to));
+    EXPECT_EQ(countFiles(to / "Media", ""), 0);
+
+    // Project A: two two-second takes, the first used twice. Project B: empty.
+    const auto a = f.folder, b = f.temp / "B.podcastproject";
+    makeTone(a / "Media" / "voice-1.wav", 2, 440);
+    makeTone(a / "Media" / "voice-2.wav", 2, 660);
+    PodcastProject document;
+    document.segments = {placedClip(0, 2, "Media/voice-1.wav"),
+                         placedClip(2, 2, "Media/voice-2.wav"),
+                         placedClip(4, 2, "Media/voice-1.wav")};
+    writeProject(b, PodcastProject{});
+    f.studio.message = std::nullopt;
+    ASSERT_TRUE(f.open(document));
+    f.studio.selection = TimeRange{0, 6};
+    f.studio.copySelection();
+    ASSERT_TRUE(f.studio.canPaste());
+    // Copying keeps the selection and takes no step; an empty copy leaves the clipboard alone.
+    EXPECT_EQ(f.studio.selection(), (TimeRange{0, 6}));
+    f.studio.selection = TimeRange{30, 30};
+    f.studio.copySelection();
+    EXPECT_EQ(f.studio.audioClipboard->duration, 6);
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    // Within its own project (the folder spelled differently) a paste copies no file.
+    f.studio.audioClipboard->folder = a / "Media" / ".." / ".";
+    f.studio.position = 6.0;
+    f.studio.pasteClips();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(filesOf(f.studio.project()),
+              (std::set<std::string>{"Media/voice-1.wav", "Media/voice-2.wav"}));
+    f.settle();
+
+    ASSERT_TRUE(f.openAndWait(b));
+    f.studio.pasteClips();
+    EXPECT_TRUE(f.studio.busy());
+    f.studio.undo(); // refused while the copy runs
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_FALSE(f.studio.message());
+    EXPECT_EQ(countFiles(b / "Media", "paste-"), 2);
+    const std::set<std::string> firstCopies = filesOf(f.studio.project());
+    ASSERT_EQ(firstCopies.size(), 2u);
+    for (const std::string& file : firstCopies)
+        EXPECT_TRUE(f.studio.voiceWaveforms->count(file) && std::filesystem::exists(b / file));
+    EXPECT_EQ(f.studio.undoStack->size(), 1u);
+    f.settle();
+    EXPECT_EQ(filesOf(testing::readProject(b)), firstCopies);
+
+    // The clipboard survives: pasting again copies again, under new names.
+    f.studio.position = 6.0;
+    f.studio.pasteClips();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(filesOf(f.studio.project()).size(), 4u);
+
+    // A source gone from the other project: the paste says why and changes nothing, though the
+    // copy made before the failure stays.
+    std::filesystem::remove(a / "Media" / "voice-2.wav");
+    const PodcastProject before = f.studio.project();
+    const auto pasteSteps = f.studio.undoStack->size();
+    f.studio.pasteClips();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.message(),
+              "No se pudo pegar el audio: " +
+                  systemError(ENOENT, "No se puede leer «voice-2.wav»").description);
+    EXPECT_EQ(f.studio.project(), before);
+    EXPECT_EQ(f.studio.undoStack->size(), pasteSteps);
+    EXPECT_EQ(countFiles(b / "Media", "paste-"), 5);
+}
 } // namespace
 } // namespace tw

@@ -10,9 +10,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using testing::makeTone;
-using testing::noPendingTake;
 using testing::placedClip;
-using testing::readProject;
 using testing::StudioFixture;
 
 // A project of a 2 s clip whose 3.5 s take at 1 s is pending, opened.
@@ -28,30 +26,9 @@ PodcastProject withPendingTake(StudioFixture& f, const std::string& take = "Medi
     return document;
 }
 
-TEST(StudioPeaks, aTakeOfTheSingleFileLayoutReplacesAllSegments)
-{
-    StudioFixture f;
-    makeTone(f.folder / "Media" / "voice.wav", 3.5);
-    PodcastProject document;
-    document.voiceFile = "Media/voice.wav";
-    document.recordingPending = true;
-    Segment stale;
-    stale.duration = 1;
-    document.segments = {stale};
-    testing::writeProject(f.folder, document);
-    ASSERT_TRUE(f.openAndWait(f.folder));
-    EXPECT_EQ(f.studio.message(), "Se recuperaron 3 segundos de la grabación interrumpida.");
-    ASSERT_EQ(f.studio.project->segments.size(), 1u);
-    const Segment& whole = f.studio.project->segments[0];
-    EXPECT_NE(whole.id, stale.id);
-    EXPECT_NEAR(whole.duration, 3.5, 1e-6);
-    EXPECT_EQ(whole.file, "Media/voice.wav");
-    EXPECT_FALSE(f.studio.project->recordingPending);
-}
-
 // A pending take is read on its own: an unreadable music file does not keep it out, an empty file
 // is an empty take, and one that cannot be read waits, told, and is never replaced by a new take.
-TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
+TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInsertedAndReloadingRecoversOnlyWhenAsked)
 {
     const struct {
         const char* name;
@@ -78,8 +55,7 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
 
         ASSERT_TRUE(f.openAndWait(f.folder));
         EXPECT_THAT(f.studio.message().value_or(""), HasSubstr(c.told));
-        f.settle();
-        EXPECT_EQ(readProject(f.folder).recordingPending, c.clips == 0);
+        EXPECT_EQ(f.saved().recordingPending, c.clips == 0);
         EXPECT_EQ(f.studio.voiceWaveforms->count("Media/voice-A.wav"), 1u); // playable, exportable
         EXPECT_EQ(f.studio.project->resolvedSegments().size(), std::max(c.clips, 1ul));
         if (c.clips > 0)
@@ -103,13 +79,14 @@ TEST(StudioPeaks, aPendingTakeSurvivesUntilItCanBeInserted)
         f.studio.stop();
         ASSERT_TRUE(f.waitIdle());
     }
-}
 
-TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
-{
+    // A single-file take replaces all segments; reloading clamps the play head, recovering
+    // nothing unless asked.
     StudioFixture f;
     f.studio.loadPeaks(true, true); // no folder: nothing
     EXPECT_FALSE(f.studio.busy());
+
+    // Reloading clamps the play head and does not recover unless asked.
     makeTone(f.folder / "Media" / "voice-A.wav", 5);
     makeTone(f.folder / "Media" / "music.wav", 2);
     PodcastProject document;
@@ -130,6 +107,23 @@ TEST(StudioPeaks, reloadingClampsThePlayHeadAndDoesNotRecoverUnlessAsked)
     EXPECT_EQ(f.studio.position(), 0);
     EXPECT_TRUE(f.studio.project->recordingPending);
     EXPECT_FALSE(f.studio.message());
+
+    // A take of the single-file layout replaces all segments.
+    makeTone(f.folder / "Media" / "voice.wav", 3.5);
+    PodcastProject single;
+    single.voiceFile = "Media/voice.wav";
+    single.recordingPending = true;
+    Segment stale;
+    stale.duration = 1;
+    single.segments = {stale};
+    f.open(single); // it opens with a message
+    EXPECT_EQ(f.studio.message(), "Se recuperaron 3 segundos de la grabación interrumpida.");
+    ASSERT_EQ(f.studio.project->segments.size(), 1u);
+    const Segment& whole = f.studio.project->segments[0];
+    EXPECT_NE(whole.id, stale.id);
+    EXPECT_NEAR(whole.duration, 3.5, 1e-6);
+    EXPECT_EQ(whole.file, "Media/voice.wav");
+    EXPECT_FALSE(f.studio.project->recordingPending);
 }
 
 } // namespace

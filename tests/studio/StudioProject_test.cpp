@@ -1,14 +1,20 @@
 #include "studio/Studio.hpp"
 
 #include "model/ProjectJson.hpp"
+#include "studio/ProjectLock.hpp"
+#include "studio/ProjectWriter.hpp"
 #include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
-#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <future>
+#include <random>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace tw {
 namespace {
@@ -30,7 +36,10 @@ PodcastProject documentWith(float voiceVolume, std::optional<double> zoom = std:
     return document;
 }
 
-TEST(StudioProject, aNewStudioWelcomesNamesItselfAfterItsFolderAndNotifiesEveryAssignment)
+// A new studio welcomes, names itself after its folder and notifies every assignment. A new
+// project needs a free location, starts empty there and keeps only the settings made before; a
+// burst of saves writes once after the last; a folder that cannot be written says so once.
+TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeItsSavesLandOnceAndOpeningRefusesDamage)
 {
     StudioFixture f;
     EXPECT_TRUE(f.studio.showWelcome());
@@ -48,6 +57,7 @@ TEST(StudioProject, aNewStudioWelcomesNamesItselfAfterItsFolderAndNotifiesEveryA
             f.studio.folder = std::filesystem::path(folder);
         EXPECT_EQ(f.studio.title(), title);
     }
+    f.studio.folder = std::nullopt;
 
     // Every assignment of a published field notifies, also when the value is equal.
     f.notifications.clear();
@@ -57,143 +67,6 @@ TEST(StudioProject, aNewStudioWelcomesNamesItselfAfterItsFolderAndNotifiesEveryA
     EXPECT_EQ(f.count(StudioField::position), 2);
     EXPECT_EQ(f.count(StudioField::project), 1);
     EXPECT_EQ(f.count(StudioField::zoom), 0);
-}
-
-TEST(StudioProject,
-     openingClampsTheZoomClearsTheHistoryAndWaitsOutRecordingAndBusyForTheLastRequest)
-{
-    StudioFixture f;
-    f.studio.checkpoint(); // a history that opening must clear
-    f.studio.selection = TimeRange{1, 2};
-    for (auto [zoom, shown] : {std::pair{std::optional(0.5), 2.0},
-                               {std::optional(1000.0), 300.0},
-                               {std::optional<double>(), 30.0}}) {
-        ASSERT_TRUE(f.open(documentWith(0.5f, zoom, 3.0)));
-        EXPECT_EQ(f.studio.zoom(), shown);
-    }
-    EXPECT_FALSE(f.studio.showWelcome());
-    EXPECT_TRUE(f.studio.undoStack->empty());
-    EXPECT_FALSE(f.studio.selection());
-    // The play head is clamped into the (empty) programme by the peak loading.
-    EXPECT_EQ(f.studio.position(), 0);
-
-    const auto a = f.temp / "a", b = f.temp / "b";
-    writeProject(a, documentWith(0.1f));
-    writeProject(b, documentWith(0.2f));
-    f.studio.recording = true;
-    f.studio.openProject(a);
-    EXPECT_FALSE(f.studio.pendingOpenURL);
-    f.studio.recording = false;
-    f.studio.busy = true;
-    f.studio.openProject(a);
-    f.studio.openProject(b);
-    f.studio.drainPendingOpen(); // still busy: nothing happens
-    EXPECT_EQ(f.studio.folder(), f.folder);
-    f.studio.busy = false;
-    f.studio.drainPendingOpen();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.folder(), b);
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.2f);
-    EXPECT_FALSE(f.studio.pendingOpenURL);
-
-    // The open panel: not shown while busy, cancel does nothing, a choice opens.
-    f.studio.busy = true;
-    f.host.openAnswers = {a};
-    f.studio.open();
-    EXPECT_EQ(f.host.openRequests, 0);
-    f.studio.busy = false;
-    f.host.openAnswers = {std::nullopt, a};
-    f.studio.open();
-    EXPECT_EQ(f.studio.folder(), b);
-    f.studio.open();
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_EQ(f.studio.folder(), a);
-}
-
-TEST(StudioProject, aDamagedDocumentLeavesTheOpenProjectFolderAndHistoriesAsTheyWere)
-{
-    StudioFixture f;
-    ASSERT_TRUE(f.open(documentWith(0.8f)));
-    f.studio.checkpoint();
-    f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.1f; });
-    const PodcastProject open = f.studio.project();
-    const auto undo = f.studio.undoStack();
-
-    const auto& temp = f.temp;
-    const std::string half = encode(documentWith(0.3f)).value().substr(0, 20);
-    testing::writeFile(temp / "truncated" / "project.json", half);
-    std::filesystem::create_directories(temp / "empty");
-    // Hostile documents: refused at once, never read whole, never waited on.
-    testing::writeFile(temp / "huge" / "project.json", "{}");
-    std::filesystem::resize_file(temp / "huge/project.json", 1'500'000'000); // sparse
-    std::vector<std::pair<std::string, std::string>> cases = {
-        {"truncated", decode(half).error().description},
-        {"missing", (temp / "missing").string() + ": la carpeta no existe."},
-        {"empty", (temp / "empty").string() + ": falta project.json en la carpeta."},
-        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
-    };
-    std::vector<std::filesystem::path> fifos;
-    for (const auto& special : testing::specialFiles()) {
-        testing::makeSpecialFile(temp / special.kind / "project.json", special.kind);
-        fifos.push_back(temp / special.kind / "project.json");
-        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
-    }
-    for (const auto& [folder, message] : cases) {
-        SCOPED_TRACE(folder);
-        f.studio.message = std::nullopt;
-        testing::FifoWatchdog watchdog(fifos);
-        f.studio.openProject(temp / folder);
-        EXPECT_TRUE(watchdog.dismiss()) << "it blocked the main thread";
-        EXPECT_FALSE(f.studio.busy());
-        EXPECT_EQ(f.studio.message(), message);
-        EXPECT_EQ(f.studio.folder(), f.folder);
-        EXPECT_EQ(f.studio.project(), open);
-        EXPECT_EQ(f.studio.undoStack(), undo);
-    }
-}
-
-TEST(StudioProject, openingReadsAfterQueuedWritesFromEmptyCachesAndClearsStaleTemporaries)
-{
-    StudioFixture f;
-    const auto a = f.folder, b = f.temp / "b";
-    PodcastProject withMusic = documentWith(1.0f);
-    withMusic.musicFile = "Media/music.wav";
-    makeTone(a / "Media" / "music.wav", 2);
-    ASSERT_TRUE(f.open(withMusic));
-    ASSERT_FALSE(f.studio.musicPeaks->empty());
-    PodcastProject unreadable = documentWith(1.0f);
-    unreadable.segments = {testing::placedClip(0, 1, "Media/absent.wav")};
-    writeProject(b, unreadable);
-    const std::string uuid = Uuid::random().text();
-    for (const std::string& name : std::vector<std::string>{
-             ".project.json.Ab12Cd", ".project.json.bak", ".project.json.Ab12Cd7",
-             "Media/.paste-1.wav." + uuid, "Media/.notes." + uuid.substr(1), "Media/paste-2.wav"})
-        testing::writeFile(b / name, "x");
-
-    // An edit whose write is still queued behind a slow one, then the same folder again.
-    f.studio.projectWriter.async(
-        [] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
-    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.3f; });
-    f.studio.save();
-    ASSERT_TRUE(f.openAndWait(a));
-    EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
-    f.settle();
-    EXPECT_EQ(readProject(a).voiceVolume, 0.3f);
-
-    // A project whose audio cannot be read shows nothing of the previous one.
-    ASSERT_TRUE(f.openAndWait(b));
-    EXPECT_TRUE(f.studio.message());
-    EXPECT_TRUE(f.studio.musicPeaks->empty());
-    EXPECT_EQ(f.studio.duration(), 1);
-    // Only what the writers leave half done is removed, not names that merely look alike.
-    EXPECT_FALSE(std::filesystem::exists(b / ".project.json.Ab12Cd"));
-    EXPECT_EQ(countFiles(b, ".project.json."), 2);
-    EXPECT_EQ(countFiles(b / "Media", ""), 2);
-}
-
-TEST(StudioProject, aNewProjectNeedsAFreeLocationStartsEmptyThereAndKeepsOnlyTheSettingsMadeBefore)
-{
-    StudioFixture f;
     f.studio.save();                     // without a folder: nothing
     EXPECT_FALSE(f.studio.newProject()); // cancelled
     EXPECT_EQ(f.host.lastNewProjectTitle, "Crear proyecto de podcast");
@@ -251,12 +124,9 @@ TEST(StudioProject, aNewProjectNeedsAFreeLocationStartsEmptyThereAndKeepsOnlyThe
     ASSERT_TRUE(f.studio.newProject());
     EXPECT_EQ(f.studio.project->musicVolume, 0.35f);
     EXPECT_FALSE(f.studio.project->treatment);
-}
 
-TEST(StudioProject,
-     aBurstOfSavesWritesOnceAfterTheLastAndOneLandingAfterASwitchLeavesLastSavedAlone)
-{
-    StudioFixture f;
+    // A burst of saves writes once after the last.
+    f.studio.message = std::nullopt; // from the refused location above
     ASSERT_TRUE(f.open(documentWith(1.0f)));
     const int before = f.savesAfter(0);
     for (int call = 0; call < 10; ++call) {
@@ -289,15 +159,13 @@ TEST(StudioProject,
     f.studio.folder = f.temp / "other";
     QCoreApplication::processEvents();
     EXPECT_FALSE(f.studio.lastSaved());
-}
 
-TEST(StudioProject, aFolderThatCannotBeWrittenSaysSoOnceAndTheProjectCanBeSavedAsACopy)
-{
-    StudioFixture f;
+    // A folder that cannot be written says so once, and the project can be saved as a copy.
     const auto& temp = f.temp;
     const auto folder = f.folder;
     makeTone(folder / "Media" / "voice-A.wav", 0.5);
-    ASSERT_TRUE(f.open(documentWith(1.0f)));
+    ASSERT_TRUE(f.openAndWait(folder));
+    f.studio.message = std::nullopt; // the save into the vanished folder above failed
     f.settle();
     const auto savedAt = f.studio.lastSaved();
     ASSERT_TRUE(savedAt);
@@ -338,20 +206,277 @@ TEST(StudioProject, aFolderThatCannotBeWrittenSaysSoOnceAndTheProjectCanBeSavedA
               std::filesystem::file_size(folder / "Media" / "voice-A.wav"));
     EXPECT_NE(f.studio.lastSaved(), savedAt);
     EXPECT_EQ(countFiles(temp.path(), "."), 0); // no staging left
-}
 
-TEST(StudioProject, aSaveHandedBackAfterTheStudioIsGoneDoesNothing)
-{
-    testing::coreApplication();
-    testing::StudioFakes fakes;
-    std::filesystem::create_directories(fakes.folder);
-    auto studio = std::make_unique<Studio>(fakes.environment());
-    studio->folder = fakes.folder;
+    // A save handed back after its studio is gone does nothing.
+    auto studio = std::make_unique<Studio>(f.environment());
+    studio->folder = f.temp / "gone";
+    std::filesystem::create_directories(f.temp / "gone");
     studio->position = 7.0;
     studio->save();
     studio.reset(); // the writer finishes its job; the hand-back is still queued
     QCoreApplication::processEvents();
-    EXPECT_EQ(readProject(fakes.folder).playhead, 7.0);
+    EXPECT_EQ(readProject(f.temp / "gone").playhead, 7.0);
+
+    // Opening clamps the zoom, clears the history, waits out recording and busy for the last
+    // request, and refuses damaged documents.
+    f.studio.message = std::nullopt;
+    f.studio.checkpoint(); // a history that opening must clear
+    f.studio.selection = TimeRange{1, 2};
+    for (auto [zoom, shown] : {std::pair{std::optional(0.5), 2.0},
+                               {std::optional(1000.0), 300.0},
+                               {std::optional<double>(), 30.0}}) {
+        ASSERT_TRUE(f.open(documentWith(0.5f, zoom, 3.0)));
+        EXPECT_EQ(f.studio.zoom(), shown);
+    }
+    EXPECT_FALSE(f.studio.showWelcome());
+    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_FALSE(f.studio.selection());
+    // The play head is clamped into the (empty) programme by the peak loading.
+    EXPECT_EQ(f.studio.position(), 0);
+
+    const auto a = f.temp / "a", b = f.temp / "b";
+    writeProject(a, documentWith(0.1f));
+    writeProject(b, documentWith(0.2f));
+    f.studio.recording = true;
+    f.studio.openProject(a);
+    EXPECT_FALSE(f.studio.pendingOpenURL);
+    f.studio.recording = false;
+    f.studio.busy = true;
+    f.studio.openProject(a);
+    f.studio.openProject(b);
+    f.studio.drainPendingOpen(); // still busy: nothing happens
+    EXPECT_EQ(f.studio.folder(), f.folder);
+    f.studio.busy = false;
+    f.studio.drainPendingOpen();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), b);
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.2f);
+    EXPECT_FALSE(f.studio.pendingOpenURL);
+
+    // The open panel: not shown while busy, cancel does nothing, a choice opens.
+    f.studio.busy = true;
+    f.host.openAnswers = {a};
+    f.studio.open();
+    EXPECT_EQ(f.host.openRequests, 0);
+    f.studio.busy = false;
+    f.host.openAnswers = {std::nullopt, a};
+    f.studio.open();
+    EXPECT_EQ(f.studio.folder(), b);
+    f.studio.open();
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_EQ(f.studio.folder(), a);
+
+    // A damaged document leaves the open project, its folder and histories as they were.
+    f.studio.checkpoint();
+    f.studio.project.mutate([](PodcastProject& p) { p.musicVolume = 0.1f; });
+    const PodcastProject open = f.studio.project();
+    const auto undo = f.studio.undoStack();
+
+    const std::string half = encode(documentWith(0.3f)).value().substr(0, 20);
+    testing::writeFile(f.temp / "truncated" / "project.json", half);
+    std::filesystem::create_directories(f.temp / "empty");
+    // Hostile documents: refused at once, never read whole, never waited on.
+    testing::writeFile(f.temp / "huge" / "project.json", "{}");
+    std::filesystem::resize_file(f.temp / "huge/project.json", 1'500'000'000); // sparse
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"truncated", decode(half).error().description},
+        {"missing", (f.temp / "missing").string() + ": la carpeta no existe."},
+        {"empty", (f.temp / "empty").string() + ": falta project.json en la carpeta."},
+        {"huge", "El proyecto ocupa más de 64 MiB y no se puede leer."},
+    };
+    std::vector<std::filesystem::path> fifos;
+    for (const auto& special : testing::specialFiles()) {
+        testing::makeSpecialFile(f.temp / special.kind / "project.json", special.kind);
+        fifos.push_back(f.temp / special.kind / "project.json");
+        cases.push_back({special.kind, "No se puede leer «project.json»: " + special.message});
+    }
+    for (const auto& [folder, message] : cases) {
+        SCOPED_TRACE(folder);
+        f.studio.message = std::nullopt;
+        testing::FifoWatchdog watchdog(fifos);
+        f.studio.openProject(f.temp / folder);
+        EXPECT_TRUE(watchdog.dismiss()) << "it blocked the main thread";
+        EXPECT_FALSE(f.studio.busy());
+        EXPECT_EQ(f.studio.message(), message);
+        EXPECT_EQ(f.studio.folder(), a);
+        EXPECT_EQ(f.studio.project(), open);
+        EXPECT_EQ(f.studio.undoStack(), undo);
+    }
+
+    // Opening reads after queued writes, from empty caches, and clears stale temporaries.
+    const auto other = f.temp / "other";
+    PodcastProject withMusic = documentWith(1.0f);
+    withMusic.musicFile = "Media/music.wav";
+    makeTone(f.folder / "Media" / "music.wav", 2);
+    f.studio.message = std::nullopt;
+    ASSERT_TRUE(f.open(withMusic));
+    ASSERT_FALSE(f.studio.musicPeaks->empty());
+    PodcastProject unreadable = documentWith(1.0f);
+    unreadable.segments = {testing::placedClip(0, 1, "Media/absent.wav")};
+    writeProject(other, unreadable);
+    const std::string uuid = Uuid::random().text();
+    for (const std::string& name : std::vector<std::string>{
+             ".project.json.Ab12Cd", ".project.json.bak", ".project.json.Ab12Cd7",
+             "Media/.paste-1.wav." + uuid, "Media/.notes." + uuid.substr(1), "Media/paste-2.wav"})
+        testing::writeFile(other / name, "x");
+
+    // An edit whose write is still queued behind a slow one, then the same folder again.
+    f.studio.projectWriter.async(
+        [] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
+    f.studio.project.mutate([](PodcastProject& p) { p.voiceVolume = 0.3f; });
+    f.studio.save();
+    ASSERT_TRUE(f.openAndWait(f.folder));
+    EXPECT_EQ(f.studio.project->voiceVolume, 0.3f);
+    EXPECT_EQ(f.saved().voiceVolume, 0.3f);
+
+    // A project whose audio cannot be read shows nothing of the previous one.
+    ASSERT_TRUE(f.openAndWait(other));
+    EXPECT_TRUE(f.studio.message());
+    EXPECT_TRUE(f.studio.musicPeaks->empty());
+    EXPECT_EQ(f.studio.duration(), 1);
+    // Only what the writers leave half done is removed, not names that merely look alike.
+    EXPECT_FALSE(std::filesystem::exists(other / ".project.json.Ab12Cd"));
+    EXPECT_EQ(countFiles(other, ".project.json."), 2);
+    EXPECT_EQ(countFiles(other / "Media", ""), 2);
+}
+
+std::string openElsewhere(long pid, const std::string& host)
+{
+    return "El proyecto ya está abierto en otra ventana de Bobinet 2 (proceso " +
+           std::to_string(pid) + " en «" + host + "»). Ciérralo allí para abrirlo aquí.";
+}
+
+std::string hostName()
+{
+    char name[256] = {};
+    ::gethostname(name, sizeof name - 1);
+    return name;
+}
+
+// A killed owner's lock is taken over and another machine's is respected; a project open in one
+// studio is refused by another until the first lets it go.
+TEST(ProjectLock, aKilledOwnersLockIsTakenOverAndAnOpenProjectIsRefusedUntilItIsLetGo)
+{
+    TempFolder temp;
+    const auto folder = temp / "p";
+    testing::writeProject(folder, PodcastProject{});
+    struct stat place {};
+    ASSERT_EQ(::stat(folder.c_str(), &place), 0);
+    const auto lockText = [&] {
+        const auto bytes = testfiles::readBytes(ProjectLock::fileIn(folder));
+        return std::string(bytes.begin(), bytes.end());
+    };
+    const auto owner = [&](long pid, const std::string& host, auto inode) {
+        return std::to_string(pid) + "\n" + host + "\n" + std::to_string(inode) + "\n";
+    };
+    // A process that takes the lock and ends without letting it go, as a killed studio does.
+    const pid_t child = ::fork();
+    if (child == 0) {
+        auto lock = ProjectLock::acquire(folder);
+        ::_exit(lock && lock.value().release() ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_EQ(lockText(), owner(child, hostName(), place.st_ino));
+    auto taken = ProjectLock::acquire(folder);
+    ASSERT_TRUE(taken.ok());
+    EXPECT_EQ(lockText(), owner(::getpid(), hostName(), place.st_ino));
+    taken.value().reset();
+
+    // Another machine's lock of this folder holds; one copied along from another folder does not.
+    const std::string other = owner(12345, "estudio-de-ana", place.st_ino);
+    testfiles::writeBytes(ProjectLock::fileIn(folder), {other.begin(), other.end()});
+    EXPECT_EQ(ProjectLock::acquire(folder).error(),
+              (Error{"Project", 4, openElsewhere(12345, "estudio-de-ana")}));
+    const std::string copied = owner(12345, "estudio-de-ana", place.st_ino + 1);
+    testfiles::writeBytes(ProjectLock::fileIn(folder), {copied.begin(), copied.end()});
+    EXPECT_TRUE(ProjectLock::acquire(folder).ok());
+
+    // A project open in one studio is refused by another until the first lets it go.
+    for (const char* name : {"a", "b"})
+        testing::writeProject(temp / name, PodcastProject{});
+    std::filesystem::create_directory_symlink(temp / "a", temp / "alias");
+    auto first = std::make_unique<StudioFixture>();
+    ASSERT_TRUE(first->openAndWait(temp / "a"));
+    ASSERT_TRUE(first->openAndWait(temp / "alias")) << "its own project, under any name";
+
+    StudioFixture second;
+    for (const char* name : {"a", "alias"}) {
+        second.studio.openProject(temp / name);
+        EXPECT_EQ(second.studio.message(), openElsewhere(::getpid(), hostName()));
+        EXPECT_FALSE(second.studio.folder());
+    }
+    // Opening another project lets the first go; ending the studio lets the other go.
+    ASSERT_TRUE(first->openAndWait(temp / "b"));
+    ASSERT_TRUE(second.openAndWait(temp / "a"));
+    first.reset();
+    ASSERT_TRUE(second.openAndWait(temp / "b"));
+    EXPECT_EQ(second.studio.folder(), temp / "b");
+    EXPECT_FALSE(std::filesystem::exists(ProjectLock::fileIn(temp / "a")));
+}
+
+PodcastProject projectWithClips(int count, float volume)
+{
+    PodcastProject document;
+    document.voiceVolume = volume;
+    for (int i = 0; i < count; ++i)
+        document.segments.push_back(
+            testing::placedClip(2.0 * i, 1, "Media/voice-" + std::to_string(i) + ".caf", {}, i));
+    return document;
+}
+
+// A failed write keeps the old file and leaves no temporary, a read is whole or the system's
+// error, and a writer killed at any moment leaves the old or the new document.
+TEST(ProjectWriter, aFailedWriteKeepsTheOldFileAndAKilledOneLeavesTheOldOrTheNewDocument)
+{
+    TempFolder folder;
+    EXPECT_EQ(readProjectFile(folder.path()).error().code, ENOENT);
+    EXPECT_EQ(writeProjectFile(folder / "gone", "{}").error().description,
+              systemError(ENOENT).description);
+    // A folder in place of the file: the final rename cannot replace it.
+    std::filesystem::create_directories(folder / "project.json" / "inside");
+    Result<void> written = writeProjectFile(folder.path(), "{}");
+    ASSERT_FALSE(written.ok());
+    EXPECT_EQ(written.error().domain, ErrorDomain::system);
+    EXPECT_TRUE(std::filesystem::is_directory(folder / "project.json" / "inside"));
+    EXPECT_EQ(testing::countFiles(folder.path(), ".project.json"), 0);
+
+    std::filesystem::remove_all(folder / "project.json");
+    const std::string content(200000, 'x'); // more than one read buffer
+    ASSERT_TRUE(writeProjectFile(folder.path(), content).ok());
+    EXPECT_EQ(readProjectFile(folder.path()).value(), content);
+
+    // Two documents of very different sizes, so a torn write could not pass for either.
+    const std::string small = encode(projectWithClips(1, 0.25f)).value();
+    const std::string large = encode(projectWithClips(3000, 0.75f)).value();
+    ASSERT_TRUE(writeProjectFile(folder.path(), small).ok());
+
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<int> pauseMicroseconds(0, 4000);
+    int sawLarge = 0;
+    for (int round = 0; round < 200; ++round) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (unsigned n = 0;; ++n)
+                (void)writeProjectFile(folder.path(), n % 2 == 0 ? large : small);
+        }
+        // The kill lands at a random point of the child's loop; the timing is the test's
+        // randomness, not something asserted.
+        usleep(static_cast<useconds_t>(pauseMicroseconds(random)));
+        ASSERT_EQ(kill(child, SIGKILL), 0);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+
+        Result<std::string> bytes = readProjectFile(folder.path());
+        ASSERT_TRUE(bytes.ok()) << bytes.error().description;
+        ASSERT_TRUE(bytes.value() == small || bytes.value() == large)
+            << "round " << round << ": " << bytes.value().size() << " bytes";
+        ASSERT_TRUE(decode(bytes.value()).ok());
+        sawLarge += bytes.value() == large;
+    }
+    // The child really did replace the file while being killed.
+    EXPECT_GT(sawLarge, 0);
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 // that its writes end in a real EFBIG. Children say what happened in lines on their output.
 #include "studio/Studio.hpp"
 
-#include "audio/AudioFileReader.hpp"
 #include "support/HookedWriter.hpp"
+#include "support/ProjectAudio.hpp"
 #include "support/StudioFixture.hpp"
 
 #include <QProcess>
@@ -124,18 +124,15 @@ struct Child {
     }
 };
 
-// The take file's samples are the microphone's first ones, in order, and as many as expected.
-void expectTakeAudio(const std::filesystem::path& file, std::int64_t frames)
+// The take is one clip at 2.5 s as long as frames, and its file holds the microphone's first
+// frames, in order.
+void expectTake(const std::filesystem::path& folder, const Segment& clip, std::int64_t frames)
 {
-    auto reader = AudioFileReader::open(file);
-    ASSERT_TRUE(reader) << reader.error().description;
-    ASSERT_EQ(reader.value()->length(), frames);
-    std::vector<float> samples(static_cast<std::size_t>(frames));
-    for (std::int64_t done = 0; done < frames;) {
-        Result<int> got = reader.value()->read(samples.data() + done, int(frames - done));
-        ASSERT_TRUE(got && got.value() > 0);
-        done += got.value();
-    }
+    EXPECT_EQ(clip.timelineStart, 2.5);
+    EXPECT_DOUBLE_EQ(clip.duration, double(frames) / rate);
+    ASSERT_TRUE(clip.file);
+    const std::vector<float> samples = testfiles::readAll(folder / *clip.file);
+    ASSERT_EQ(static_cast<std::int64_t>(samples.size()), frames);
     for (std::int64_t frame = 0; frame < frames; ++frame)
         ASSERT_NEAR(samples[std::size_t(frame)], takeSignal(frame), 1e-6) << frame;
 }
@@ -183,17 +180,13 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredAndALimitedOneKeepsEveryFrameTheF
             EXPECT_TRUE(testing::noPendingTake(saved));
             const auto clips = saved.resolvedSegments();
             ASSERT_EQ(clips.size(), 1u);
-            EXPECT_EQ(clips[0].timelineStart, 2.5);
             // The clip is as long as the file, which stays within the limit; the writer knew
             // every frame it put there, a partly written last buffer included, and nothing
             // written after the failure overlays them.
             ASSERT_TRUE(clips[0].file);
-            const auto file = folder / *clips[0].file;
-            EXPECT_LE(std::filesystem::file_size(file), fileSizeLimit);
-            const std::int64_t frames = c.written();
-            EXPECT_GT(frames, 0);
-            EXPECT_DOUBLE_EQ(clips[0].duration, double(frames) / rate);
-            expectTakeAudio(file, frames);
+            EXPECT_LE(std::filesystem::file_size(folder / *clips[0].file), fileSizeLimit);
+            EXPECT_GT(c.written(), 0);
+            expectTake(folder, clips[0], c.written());
             continue;
         }
         ASSERT_TRUE(c.killed) << "the child never reached its moment";
@@ -224,9 +217,7 @@ TEST(StudioTakeRecovery, aKilledTakeIsRecoveredAndALimitedOneKeepsEveryFrameTheF
         ASSERT_EQ(segments.size(), recovered > 0 ? 1u : 0u);
         if (recovered > 0) {
             EXPECT_EQ(segments[0].file, name);
-            EXPECT_EQ(segments[0].timelineStart, 2.5);
-            EXPECT_DOUBLE_EQ(segments[0].duration, recovered);
-            expectTakeAudio(folder / name, std::int64_t(std::llround(recovered * rate)));
+            expectTake(folder, segments[0], std::llround(recovered * rate));
         }
         f.settle();
         EXPECT_FALSE(testing::readProject(folder).recordingPending);

@@ -32,29 +32,23 @@ namespace tw::testing {
 // remember how they were asked.
 class FakeStudioHost final : public StudioHost {
 public:
-    using Answers = std::deque<std::optional<std::filesystem::path>>;
+    using Choice = std::optional<std::filesystem::path>;
+    using Answers = std::deque<Choice>;
     Answers newProjectAnswers, openAnswers, audioFileAnswers, exportAnswers;
     bool microphoneAllowed = true;
     std::string lastNewProjectTitle, lastNewProjectName, lastExportName;
     int newProjectRequests = 0, openRequests = 0, audioFileRequests = 0, exportRequests = 0,
         microphoneRequests = 0;
 
-    std::optional<std::filesystem::path> chooseNewProjectLocation(const std::string& title,
-                                                                  const std::string& name) override
+    Choice chooseNewProjectLocation(const std::string& title, const std::string& name) override
     {
         lastNewProjectTitle = title;
         lastNewProjectName = name;
         return next(newProjectRequests, newProjectAnswers);
     }
-    std::optional<std::filesystem::path> chooseProjectToOpen() override
-    {
-        return next(openRequests, openAnswers);
-    }
-    std::optional<std::filesystem::path> chooseAudioFile() override
-    {
-        return next(audioFileRequests, audioFileAnswers);
-    }
-    std::optional<std::filesystem::path> chooseExportDestination(const std::string& name) override
+    Choice chooseProjectToOpen() override { return next(openRequests, openAnswers); }
+    Choice chooseAudioFile() override { return next(audioFileRequests, audioFileAnswers); }
+    Choice chooseExportDestination(const std::string& name) override
     {
         lastExportName = name;
         return next(exportRequests, exportAnswers);
@@ -66,7 +60,7 @@ public:
     }
 
 private:
-    static std::optional<std::filesystem::path> next(int& requests, Answers& answers)
+    static Choice next(int& requests, Answers& answers)
     {
         ++requests;
         if (answers.empty())
@@ -194,6 +188,12 @@ template <class Owner> struct StudioSteps {
         s().flushSaves();
         QCoreApplication::processEvents();
     }
+    // The document on disk once every save queued so far has landed.
+    PodcastProject saved()
+    {
+        settle();
+        return readProject(o().folder);
+    }
     // Opens folder and waits for its peak loading.
     bool openAndWait(const std::filesystem::path& folder)
     {
@@ -284,8 +284,7 @@ template <class Owner> struct StudioSteps {
     void finish()
     {
         waitIdle();
-        s().flushSaves();
-        QCoreApplication::processEvents();
+        settle();
     }
 };
 
@@ -294,6 +293,9 @@ template <class Owner> struct StudioSteps {
 // clock for half a minute at most: a hang fails, a slow machine does not.
 struct SoundServerStudio : StudioSteps<SoundServerStudio> {
     QCoreApplication& application = coreApplication();
+    TempFolder temp;
+    // Where newProject() puts the project.
+    std::filesystem::path folder = temp / "Programa.podcastproject";
     ManualScheduler scheduler{freshVirtualTime()};
     FakeStudioHost host;
     MemorySettingsStore settings;
@@ -321,11 +323,7 @@ struct StudioFixture : StudioFakes, StudioSteps<StudioFixture> {
     }
     ~StudioFixture() { finish(); }
 
-    int count(StudioField field) const
-    {
-        auto found = notifications.find(field);
-        return found == notifications.end() ? 0 : found->second;
-    }
+    int count(StudioField field) { return notifications[field]; }
     // How many saves have landed once seconds more of virtual time went by.
     int savesAfter(double seconds)
     {

@@ -22,13 +22,7 @@ using TempFolder = testfiles::TempDir;
 inline Segment placedClip(double at, double length, const std::string& file,
                           std::optional<float> gain = std::nullopt, double start = 0)
 {
-    Segment segment;
-    segment.start = start;
-    segment.duration = length;
-    segment.file = file;
-    segment.timelineStart = at;
-    segment.gain = gain;
-    return segment;
+    return {.start = start, .duration = length, .file = file, .timelineStart = at, .gain = gain};
 }
 
 // Writes document as folder/project.json (creating folder and its Media folder).
@@ -51,12 +45,9 @@ inline void writeFile(const std::filesystem::path& file, const std::string& text
 inline PodcastProject readProject(const std::filesystem::path& folder)
 {
     Result<std::string> bytes = readProjectFile(folder);
-    if (!bytes)
-        throw std::runtime_error("cannot read " + folder.string() + ": " +
-                                 bytes.error().description);
-    Result<PodcastProject> document = decode(bytes.value());
+    Result<PodcastProject> document = bytes ? decode(bytes.value()) : bytes.error();
     if (!document)
-        throw std::runtime_error("cannot decode " + folder.string() + ": " +
+        throw std::runtime_error("cannot read " + folder.string() + ": " +
                                  document.error().description);
     return document.value();
 }

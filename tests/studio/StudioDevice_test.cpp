@@ -1,6 +1,8 @@
-// Playback through the Studio on the rig's sound server: what the sink's monitor hears is the
-// project's mix, without a sample repeated or skipped, with clips in their places. The clock runs
-// in step with the wall clock; the test waits for audio.
+// The Studio on the rig's sound server: the real inputs, outputs and device catalog. A take from
+// the virtual microphone becomes a continuous take with steady meters; what the sink's monitor
+// hears is the project's mix, without a sample repeated or skipped, with clips in their places.
+// The countdown runs in virtual time; the clock runs in step with the wall clock while sound
+// flows, and the tests wait for audio.
 #include "studio/Studio.hpp"
 
 #include "audio/Player.hpp"
@@ -10,18 +12,96 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
 namespace tw {
 namespace {
 
+using namespace std::chrono_literals;
 using testing::placedClip;
-using testing::TempFolder;
+using testing::SoundServerStudio;
 
-using PlaybackStudio = testing::SoundServerStudio;
+class StudioDevice : public rig::PulseRigTest {};
 
-class StudioPlaybackDevice : public rig::PulseRigTest {};
+// Runs the event loop until condition holds, with the clock ticked in step with the wall clock
+// (one 0.1 s tick per 0.1 s) while the capture runs in real time; false after half a minute.
+// After a stall the ticks resume without catching up: bunched ticks would run the virtual clock
+// ahead of the audio.
+template <class Condition> bool tickUntil(SoundServerStudio& d, Condition condition)
+{
+    auto nextTick = std::chrono::steady_clock::now();
+    return testing::runEventsUntil(
+        [&] {
+            if (const auto now = std::chrono::steady_clock::now(); now >= nextTick) {
+                d.scheduler.advance(0.1);
+                nextTick = now + 100ms;
+            }
+            return condition();
+        },
+        30);
+}
+
+TEST_F(StudioDevice, aToneIntoTheVirtualMicrophoneBecomesAContinuousTakeWithSteadyMeters)
+{
+    rig::ScratchFolder scratch;
+    const std::string tone = scratch.file("tone.wav");
+    ASSERT_TRUE(rig::makeTone(tone, 1000, 8.0));
+    const rig::SourceSpec sampleSpec = rig::sourceSpec(rig::micName);
+    ASSERT_GT(sampleSpec.rate, 0);
+    ASSERT_GT(sampleSpec.channels, 0);
+
+    SoundServerStudio d;
+    const auto folder = d.newProject();
+    ASSERT_EQ(d.studio.selectedDevice(), 0u);
+
+    // The tone sounds in the microphone before the take begins and until after it ends.
+    rig::BackgroundSound sound(tone);
+    ASSERT_TRUE(sound.playing());
+    d.studio.record();
+    d.scheduler.advance(2.0);
+    ASSERT_EQ(d.studio.countdown(), 1);
+    d.scheduler.advance(1.0);
+    ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
+
+    // What each tick shows while the tone sounds: the input meter and the record level.
+    std::vector<std::pair<float, float>> shown;
+    QObject::connect(&d.studio, &Studio::fieldChanged, [&](StudioField field) {
+        if (field == StudioField::meter && d.studio.recording() && d.studio.meter() > 0.3f)
+            shown.push_back({d.studio.meter(), d.studio.vuLevels()[0]});
+    });
+    ASSERT_TRUE(
+        tickUntil(d, [&] { return d.studio.liveDuration >= 5.5 || !d.studio.recording(); }));
+    d.studio.stopRecording();
+    ASSERT_TRUE(tickUntil(d, [&] { return !d.studio.busy(); }));
+
+    ASSERT_FALSE(d.studio.message()) << *d.studio.message();
+    const auto segments = d.studio.project->resolvedSegments();
+    ASSERT_EQ(segments.size(), 1u);
+    ASSERT_TRUE(segments[0].file);
+    EXPECT_NEAR(segments[0].duration, 5.5, 0.5);
+    const std::vector<float> samples = testfiles::readAll(folder / *segments[0].file);
+    const auto heard = rig::loudPart(rig::channel(samples, sampleSpec.channels, 0));
+    ASSERT_GT(heard.size(), static_cast<std::size_t>(sampleSpec.rate)); // over a second of tone
+
+    // The 1 kHz tone, not a sample dropped or repeated: a sine obeys x[n] = 2cos(w) x[n-1] -
+    // x[n-2].
+    const double twiceCos = 2 * std::cos(2 * M_PI * 1000 / sampleSpec.rate);
+    double worst = 0;
+    for (std::size_t n = 1000; n + 1000 < heard.size(); ++n)
+        worst = std::max(worst, std::abs(heard[n] - twiceCos * heard[n - 1] + heard[n - 2]));
+    EXPECT_LT(worst, 0.01);
+
+    // While the tone sounds, the meter and the level hold within 0.5 dB from tick to tick (two
+    // ticks at each end may hold the tone's start or end).
+    ASSERT_GT(shown.size(), 30u);
+    const auto decibels = [](float from, float to) { return std::abs(20 * std::log10(to / from)); };
+    for (std::size_t i = 3; i + 2 < shown.size(); ++i) {
+        EXPECT_LE(decibels(shown[i - 1].first, shown[i].first), 0.5) << i;
+        EXPECT_LE(decibels(shown[i - 1].second, shown[i].second), 0.5) << i;
+    }
+}
 
 // The sink's monitor (left channel), heard from before body plays something until it was heard
 // to its end.
@@ -47,9 +127,8 @@ std::size_t onset(const std::vector<float>& samples, std::size_t from, float thr
 // from the other half, and a sample heard twice or never shows in a count. Its clips are the
 // whole take unless given.
 struct CountableShow {
-    TempFolder temp;
     std::vector<float> take;
-    PlaybackStudio s;
+    SoundServerStudio s;
 
     CountableShow(int frames, int flip, std::vector<Segment> clips = {})
         : take(static_cast<std::size_t>(frames))
@@ -57,21 +136,13 @@ struct CountableShow {
         for (int f = 0; f < frames; ++f)
             take[static_cast<std::size_t>(f)] = static_cast<float>(
                 (f < flip ? 0.3 : -0.3) + 0.1 * std::sin(2 * std::numbers::pi * 440 * f / 48000.0));
-        const auto folder = temp / "Show.podcastproject";
-        testfiles::writeCaf(folder / "Media" / "voice-1.caf", take, 48000, 1);
+        testfiles::writeCaf(s.folder / "Media" / "voice-1.caf", take, 48000, 1);
         PodcastProject document;
         document.segments = clips;
         if (clips.empty())
             document.segments = {placedClip(0, frames / 48000.0, "Media/voice-1.caf")};
-        testing::writeProject(folder, document);
-        s.studio.openProject(folder);
-        EXPECT_TRUE(s.runUntil([&] { return !s.studio.busy(); }));
-    }
-    // Runs the studio in step with the wall clock for `seconds`.
-    void wait(double seconds)
-    {
-        const double until = s.scheduler.now() + seconds;
-        s.runUntil([&] { return s.scheduler.now() >= until; });
+        testing::writeProject(s.folder, document);
+        EXPECT_TRUE(s.openAndWait(s.folder));
     }
 };
 
@@ -94,18 +165,19 @@ std::vector<SoundRun> soundRuns(const std::vector<float>& heard)
     return runs;
 }
 
-TEST_F(StudioPlaybackDevice, pausesNeitherRepeatNorSkipASampleAndASeekCutsTheOldSoundAtOnce)
+TEST_F(StudioDevice, pausesNeitherRepeatNorSkipASampleAndASeekCutsTheOldSoundAtOnce)
 {
     CountableShow show(4 * 48000, 2 * 48000);
-    PlaybackStudio& s = show.s;
+    SoundServerStudio& s = show.s;
     const std::vector<float>& take = show.take;
     double seekedAt = 0;
-    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
+    const std::vector<float> heard = listen(show.s.temp / "heard.raw", [&] {
         for (double pausedAt : {0.7, 1.35}) {
             ASSERT_TRUE(s.startPlayback());
             ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= pausedAt; }));
             s.studio.pause();
-            show.wait(0.4);
+            const double until = s.scheduler.now() + 0.4;
+            s.runUntil([&] { return s.scheduler.now() >= until; });
         }
         ASSERT_TRUE(s.startPlayback());
         ASSERT_TRUE(s.runUntil([&] { return s.studio.position() >= 1.6; }));
@@ -130,16 +202,16 @@ TEST_F(StudioPlaybackDevice, pausesNeitherRepeatNorSkipASampleAndASeekCutsTheOld
         ASSERT_NEAR(heard[runs[3].at + i], take[3 * 48000 + i], 1e-3) << "new sound, frame " << i;
 }
 
-TEST_F(StudioPlaybackDevice, clipsAreHeardInTheirPlacesAndPlaybackStopsAtTheEnd)
+TEST_F(StudioDevice, clipsAreHeardInTheirPlacesAndPlaybackStopsAtTheEnd)
 {
     // Two clips 1.5 s apart; their levels are the mix's business.
     CountableShow show(48000, 48000,
                        {placedClip(0.5, 0.5, "Media/voice-1.caf"),
                         placedClip(2.0, 0.5, "Media/voice-1.caf", 0.5f)});
-    PlaybackStudio& s = show.s;
+    SoundServerStudio& s = show.s;
     bool started = false;
     bool stopped = false;
-    const std::vector<float> heard = listen(show.temp.path() / "heard.raw", [&] {
+    const std::vector<float> heard = listen(show.s.temp / "heard.raw", [&] {
         started = s.startPlayback();
         stopped = s.runUntil([&] { return !s.studio.playing(); });
     });
