@@ -6,9 +6,10 @@
 #include "support/TestApplication.hpp"
 
 #include <QApplication>
+#include <QDataStream>
 #include <QDir>
-#include <QPaintEngine>
 #include <QPaintEvent>
+#include <QPicture>
 #include <QTest>
 #include <QWidget>
 
@@ -82,59 +83,16 @@ inline double meanBrightness(const QImage& image, QRect area)
     return count ? sum / count : 0;
 }
 
-// A paint device that keeps the texts drawn on it, in order, and draws nothing else.
-class TextRecorder final : public QPaintDevice, private QPaintEngine {
-public:
-    // Claims every feature, so that the painter hands it texts instead of outlines.
-    explicit TextRecorder(QSize size) : QPaintEngine(AllFeatures), size_(size) {}
-    QStringList texts;
-
-    QPaintEngine* paintEngine() const override { return const_cast<TextRecorder*>(this); }
-
-private:
-    int metric(PaintDeviceMetric metric) const override
-    {
-        switch (metric) {
-        case PdmWidth:
-            return size_.width();
-        case PdmHeight:
-            return size_.height();
-        case PdmDepth:
-            return 32;
-        case PdmDevicePixelRatio:
-            return 1;
-        case PdmDevicePixelRatioScaled:
-            return static_cast<int>(devicePixelRatioFScale());
-        default:
-            return 96;
-        }
-    }
-    bool begin(QPaintDevice*) override { return true; }
-    bool end() override { return true; }
-    void updateState(const QPaintEngineState&) override {}
-    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
-    void drawTiledPixmap(const QRectF&, const QPixmap&, const QPointF&) override {}
-    void drawImage(const QRectF&, const QImage&, const QRectF&, Qt::ImageConversionFlags) override
-    {
-    }
-    void drawPath(const QPainterPath&) override {}
-    void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
-    void drawRects(const QRectF*, int) override {}
-    void drawLines(const QLineF*, int) override {}
-    void drawEllipse(const QRectF&) override {}
-    void drawPoints(const QPointF*, int) override {}
-    void drawTextItem(const QPointF&, const QTextItem& item) override { texts << item.text(); }
-    Type type() const override { return User; }
-
-    QSize size_;
-};
-
-// Every text widget and its children draw, in order.
-inline QStringList drawnTexts(QWidget& widget)
+// Whether widget, drawn, paints text in one piece: a picture records each text item whole, as a
+// QString in its stream's UTF-16.
+inline bool drawsText(QWidget& widget, const QString& text)
 {
-    TextRecorder recorder(widget.size());
-    widget.render(&recorder);
-    return recorder.texts;
+    QPicture picture;
+    widget.render(&picture);
+    QByteArray utf16;
+    QDataStream stream(&utf16, QIODevice::WriteOnly);
+    stream << text;
+    return QByteArray(picture.data(), picture.size()).contains(utf16.mid(4));
 }
 
 } // namespace tw::testing
