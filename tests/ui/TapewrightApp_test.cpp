@@ -80,8 +80,8 @@ TEST(TapewrightApp, anOpenRequestWaitsForBusyAndDialogsAndTakesTheDocumentOrARel
 {
     AppFixture f;
     const auto first = f.newProject();
-    const auto second = f.savedProject("Segundo.podcastproject");
-    const auto third = f.savedProject("Tercero.podcastproject");
+    const auto second = testing::savedProject(f.temp / "Segundo.podcastproject");
+    const auto third = testing::savedProject(f.temp / "Tercero.podcastproject");
 
     f.studio.record(); // the count-in is busy
     ASSERT_TRUE(f.studio.busy());

@@ -65,16 +65,16 @@ struct AppFixture : UiFirst, StudioFakes, StudioSteps<AppFixture> {
         inputOptions.length = 48000 * 30;
     }
     ~AppFixture() { finish(); }
-
-    // A project folder on disk that was never opened here, its music at half volume.
-    std::filesystem::path savedProject(const std::string& name)
-    {
-        PodcastProject document;
-        document.musicVolume = 0.5f;
-        writeProject(temp / name, document);
-        return temp / name;
-    }
 };
+
+// A project folder on disk that was never opened here, its music at half volume.
+inline std::filesystem::path savedProject(const std::filesystem::path& folder)
+{
+    PodcastProject document;
+    document.musicVolume = 0.5f;
+    writeProject(folder, document);
+    return folder;
+}
 
 // Shows widget as the active window.
 inline void showActive(QWidget& widget)
