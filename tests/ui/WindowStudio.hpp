@@ -86,7 +86,7 @@ inline void showActive(QWidget& widget)
 
 // A left-button drag in widget from `from` through the points given, released at the last;
 // whileHeld runs before the release, to see what the gesture shows while it lasts.
-inline void drag(QWidget& widget, QPoint from, std::initializer_list<QPoint> through,
+inline void drag(QWidget& widget, QPoint from, const std::vector<QPoint>& through,
                  const std::function<void()>& whileHeld = {})
 {
     QTest::mousePress(&widget, Qt::LeftButton, {}, from);
