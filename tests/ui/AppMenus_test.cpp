@@ -1,9 +1,9 @@
 #include "ui/AppMenus.hpp"
 
-#include "support/StudioFixture.hpp"
-#include "ui/UiApplication.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAction>
+#include <QDialog>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -36,9 +36,7 @@ protected:
         layout->addWidget(button);
         window.setCentralWidget(central);
         window.resize(400, 200);
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        testing::showActive(window);
         button->setFocus();
     }
 
@@ -91,17 +89,13 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.recording = true;
     EXPECT_EQ(enabled(), "0010000110000000000");
     f.studio.recording = false;
+    menus->removeMusic().trigger();
+    EXPECT_FALSE(f.studio.project->musicFile || menus->removeMusic().isEnabled());
 }
 
 TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
 {
     ASSERT_TRUE(f.openTone(20));
-    const auto seconds = [&] {
-        double sum = 0;
-        for (const Segment& clip : f.studio.project->resolvedSegments())
-            sum += clip.duration;
-        return sum;
-    };
     // Split, undo, redo; delete leaves the place of the selected audio empty; trim keeps only the
     // selection; copy and paste bring it in at the play head; Shift+Delete closes the gap.
     struct Key {
@@ -123,15 +117,17 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
         press(key.key, key.modifiers);
         ASSERT_TRUE(f.waitIdle());
         EXPECT_NEAR(f.studio.project->voiceDuration(), key.voice, 1e-6);
-        EXPECT_NEAR(seconds(), key.audio, 1e-6);
+        EXPECT_NEAR(testing::clipSeconds(f.studio.project()), key.audio, 1e-6);
         EXPECT_EQ(f.studio.project->resolvedSegments().size(), key.clips);
     }
 
-    // M marks a chapter at the play head.
+    // M marks a chapter at the play head; the details item opens its dialog over the window.
     f.studio.seek(0.5);
     press(Qt::Key_M);
     ASSERT_EQ(f.studio.project->chapters.size(), 1u);
     EXPECT_EQ(f.studio.project->chapters[0].time, 0.5);
+    menus->episodeDetails().trigger();
+    EXPECT_NE(window.findChild<QDialog*>(), nullptr);
 }
 
 TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProject)

@@ -14,15 +14,8 @@ namespace tw {
 namespace {
 
 using testing::clipAt;
+using testing::clipSeconds;
 using testing::readProject;
-
-double clipSeconds(const PodcastProject& project)
-{
-    double total = 0;
-    for (const Segment& clip : project.resolvedSegments())
-        total += clip.duration;
-    return total;
-}
 
 struct Row : testing::WindowStudio {
     using WindowStudio::WindowStudio;

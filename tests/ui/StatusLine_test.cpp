@@ -42,6 +42,15 @@ TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenE
     EXPECT_EQ(f.line.leftText().text(), hint());
 
     EXPECT_EQ(f.line.statusText().text(), "Programa · Sin guardar");
+    // A long title gives way in its middle; how it was saved stays whole.
+    f.studio.folder =
+        f.temp / "Entrevista con la directora del festival de cine 2025.podcastproject";
+    const QString elided = f.line.statusText().text();
+    EXPECT_TRUE(elided.startsWith("Entrevista") && elided.contains("…") &&
+                elided.endsWith("2025 · Sin guardar"))
+        << elided.toStdString();
+    EXPECT_LE(f.line.statusText().fontMetrics().horizontalAdvance(elided), StatusLine::statusWidth);
+    f.studio.folder = f.folder;
     f.studio.save();
     f.settle();
     const QString saved = f.line.statusText().text();

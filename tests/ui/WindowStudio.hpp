@@ -22,6 +22,15 @@ inline Segment clipAt(double at, double length, const std::string& file = "Media
     return placedClip(at, length, file, std::nullopt, start);
 }
 
+// The seconds of audio the programme's clips hold, gaps left out.
+inline double clipSeconds(const PodcastProject& project)
+{
+    double total = 0;
+    for (const Segment& clip : project.resolvedSegments())
+        total += clip.duration;
+    return total;
+}
+
 // A base that makes the widget application first (the Studio would make a core one).
 struct UiFirst {
     QApplication& application = uiApplication();
