@@ -46,7 +46,10 @@ void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
 
 } // namespace
 
-TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndWaitWhileBusy)
+// The bands show the gains the older fields give and wait while busy; a drag is one undo step
+// that stores ten bands; Shift is finer, the wheel and keys step half a decibel, a double-click
+// and the reset go to zero.
+TEST(EqualizerPanel, bandsShowTheOlderFieldsAndEachGestureIsOneUndoStepOfTenBands)
 {
     Panel f;
     EqualizerPanel& panel = f.panel;
@@ -63,11 +66,7 @@ TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndWaitWhileBusy)
         *blocker = false;
         EXPECT_TRUE(f.panel.isEnabled());
     }
-}
 
-TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBands)
-{
-    Panel f;
     const std::size_t stepsBefore = f.steps();
     const int projectChangesBefore = f.count(StudioField::project);
     BandSlider& slider = f.panel.band(0).slider();
@@ -85,31 +84,26 @@ TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBands)
     // Undone, the sliders show the older fields again.
     f.studio.undo();
     EXPECT_EQ(slider.value(), 0);
-}
 
-TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAndResetGoToZero)
-{
-    Panel f;
-    BandSlider& slider = f.panel.band(4).slider();
-    const std::size_t stepsBefore = f.steps();
+    BandSlider& fourth = f.panel.band(4).slider();
 
     // 10 pixels with Shift (0.02 dB each), then 5 without (0.1 dB each): one step.
-    const QPoint start = slider.handleRect().center();
-    QTest::mousePress(&slider, Qt::LeftButton, {}, start);
+    const QPoint start = fourth.handleRect().center();
+    QTest::mousePress(&fourth, Qt::LeftButton, {}, start);
     for (auto [rise, modifiers] :
          {std::pair{10, Qt::ShiftModifier}, std::pair{15, Qt::NoModifier}}) {
         const QPoint to = start - QPoint(0, rise);
-        QMouseEvent move(QEvent::MouseMove, to, slider.mapToGlobal(to), Qt::NoButton,
+        QMouseEvent move(QEvent::MouseMove, to, fourth.mapToGlobal(to), Qt::NoButton,
                          Qt::LeftButton, modifiers);
-        QApplication::sendEvent(&slider, &move);
+        QApplication::sendEvent(&fourth, &move);
     }
-    QTest::mouseRelease(&slider, Qt::LeftButton, {}, start - QPoint(0, 15));
+    QTest::mouseRelease(&fourth, Qt::LeftButton, {}, start - QPoint(0, 15));
     EXPECT_EQ(f.gain(4), 0.7);
-    QWheelEvent notch(start, slider.mapToGlobal(start), {}, {0, 120}, Qt::NoButton, {},
+    QWheelEvent notch(start, fourth.mapToGlobal(start), {}, {0, 120}, Qt::NoButton, {},
                       Qt::NoScrollPhase, false);
-    QApplication::sendEvent(&slider, &notch);
+    QApplication::sendEvent(&fourth, &notch);
     EXPECT_EQ(f.gain(4), 1.2);
-    testing::doubleClick(&slider, slider.handleRect().center());
+    testing::doubleClick(&fourth, fourth.handleRect().center());
     EXPECT_EQ(f.gain(4), 0.0);
     EXPECT_EQ(f.steps(), stepsBefore + 3);
 
