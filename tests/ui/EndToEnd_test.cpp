@@ -28,9 +28,7 @@ TEST(EndToEnd, newProjectRecordPlayAndExportThroughTheWindow)
     AppFixture f;
     MainWindow& window = f.app.window();
     f.studio.showWelcome = false;
-    window.show();
-    window.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    testing::showActive(window);
 
     // Ctrl+N creates the project; R counts in and records; R again ends the take, which becomes
     // the one clip.

@@ -26,9 +26,7 @@ struct Panel : testing::WindowStudio {
         document.treatment = treatment;
         EXPECT_TRUE(open(document));
         settle();
-        panel.resize(420, 200);
-        panel.show();
-        QApplication::processEvents();
+        testing::showAt(panel, {420, 200});
     }
     double gain(int band) { return studio.treatment().eqBands.value().at(std::size_t(band)); }
     std::size_t steps() { return studio.undoStack().size(); }

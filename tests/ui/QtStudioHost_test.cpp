@@ -89,10 +89,9 @@ TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
     // A typed name that is taken comes back, so the new project is refused rather than nested.
     const auto existing = temp / "Episodio uno.podcastproject";
     testing::writeProject(existing, PodcastProject{});
-    ManualScheduler scheduler;
-    MemorySettingsStore settings;
-    testing::FakeDeviceCatalog catalog;
-    Studio studio(StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()});
+    testing::StudioFakes fakes;
+    Studio studio(StudioEnvironment{fakes.scheduler, host, fakes.settings, fakes.catalog,
+                                    soundServerInputs()});
     whenDialogOpens([&](QFileDialog& dialog) {
         dialog.setDirectory(QString::fromStdString(temp.path().string()));
         auto* name = dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));

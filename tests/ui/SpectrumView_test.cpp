@@ -1,8 +1,6 @@
 #include "ui/SpectrumView.hpp"
 #include "ui/StudioPanel.hpp"
-#include "ui/UiApplication.hpp"
-
-#include "support/StudioFixture.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QApplication>
 
@@ -24,13 +22,10 @@ std::vector<float> ramp()
 
 TEST(SpectrumView, drawsTheStudiosBarsTallerBarsBrighter)
 {
-    testing::uiApplication();
-    testing::StudioFixture fixture;
+    testing::WindowStudio fixture;
     auto* view = new SpectrumView(fixture.studio);
     StudioPanel panel(view);
-    panel.resize(300, 150);
-    panel.show();
-    QApplication::processEvents();
+    testing::showAt(panel, {300, 150});
     const QImage silent = panel.grab().toImage();
 
     fixture.studio.spectrumBars = ramp();

@@ -31,7 +31,7 @@ QString hint()
 
 } // namespace
 
-TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenExportProgress)
+TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenExportAndItsCancel)
 {
     Line f({clipAt(0, 4)});
     // On the left the selection, or else the hint.
@@ -77,11 +77,8 @@ TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenE
     EXPECT_EQ(f.line.statusText().text(), "Preparando audio…");
     f.studio.busy = false;
     EXPECT_TRUE(f.line.statusText().text().startsWith("Programa · Guardado "));
-}
 
-TEST(StatusLine, cancelStopsTheRunningExportAndTheTitleComesBack)
-{
-    Line f;
+    // Cancel stops a running export and the title comes back.
     ASSERT_TRUE(f.openTone(120.0));
     f.host.exportAnswers.push_back(f.temp / "Programa.m4a");
     f.studio.exportProject();

@@ -22,9 +22,7 @@ struct Timeline : testing::WindowStudio {
     TimelineView view{studio};
     Timeline(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips))
     {
-        view.resize(1000, 330);
-        view.show();
-        QCoreApplication::processEvents();
+        testing::showAt(view, {1000, 330});
     }
     int contentWidth() const { return view.content().width(); }
     QScrollBar& bar() const { return *view.scrollArea().horizontalScrollBar(); }
@@ -129,8 +127,7 @@ TEST(ContentView, anOpenProjectLeftIdlePaintsNothingForTwoSeconds)
 {
     testing::WindowStudio f;
     ContentView view{f.studio, f.scheduler};
-    view.resize(1280, 680);
-    view.show();
+    testing::showAt(view, {1280, 680});
     f.openProgramme();
     // Let the window finish its first paints and any deferred layout.
     for (int i = 0; i < 5; ++i) {

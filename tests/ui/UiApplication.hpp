@@ -24,6 +24,14 @@ inline QApplication& uiApplication()
     return testApplication<QApplication>();
 }
 
+// Shows widget at size and lets its first layout happen.
+inline void showAt(QWidget& widget, QSize size)
+{
+    widget.resize(size);
+    widget.show();
+    QApplication::processEvents();
+}
+
 // Grabs widget into screenshots/<name>.png under the build folder and returns the image.
 inline QImage saveScreenshot(QWidget& widget, const QString& name)
 {

@@ -35,10 +35,7 @@ TEST_F(WindowDevice, aTakeRecordedWithTheKeysIsHeardWithSpace)
     testing::TempFolder temp;
     DeviceWindow d;
     d.studio.showWelcome = false;
-    d.window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&d.window));
-    d.window.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&d.window));
+    testing::showActive(d.window);
 
     d.host.newProjectAnswers.push_back(temp / "Programa.podcastproject");
     d.press(Qt::Key_N, Qt::ControlModifier);
