@@ -8,14 +8,11 @@
 #include <QApplication>
 #include <QDataStream>
 #include <QDir>
-#include <QPaintEvent>
 #include <QPicture>
 #include <QTest>
 #include <QWidget>
 
 #include <gtest/gtest.h>
-
-#include <vector>
 
 namespace tw::testing {
 
@@ -62,18 +59,14 @@ inline QImage renderAlone(QWidget& widget)
     return image;
 }
 
-// Keeps the paint events a widget receives (installed on the application, every widget's): the
-// painted widgets' class names and the regions.
+// Keeps the class names of the widgets painted (installed on the application, every widget's).
 class PaintRecorder final : public QObject {
 public:
     QStringList widgets;
-    std::vector<QRegion> regions;
     bool eventFilter(QObject* watched, QEvent* event) override
     {
-        if (event->type() == QEvent::Paint) {
+        if (event->type() == QEvent::Paint)
             widgets << QString::fromLatin1(watched->metaObject()->className());
-            regions.push_back(static_cast<QPaintEvent*>(event)->region());
-        }
         return false;
     }
 };
