@@ -20,7 +20,7 @@ namespace {
 using testing::AppFixture;
 using testing::readProject;
 
-TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
+TEST(TapewrightApp, quittingDuringATakeStopsItSavesWaitsForTheWriterAndSalirSavesTheLatestView)
 {
     AppFixture f;
     const auto folder = f.newProject();
@@ -52,12 +52,8 @@ TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
     EXPECT_GE(onDisk.voiceDuration(), 0.5);
     ASSERT_TRUE(onDisk.playhead);
     EXPECT_DOUBLE_EQ(*onDisk.playhead, f.studio.position());
-}
 
-TEST(TapewrightApp, salirClosesTheWindowAndQuittingSavesThePlayHeadAndZoomMovedJustBefore)
-{
-    AppFixture f;
-    const auto folder = f.newProject();
+    // "Salir" closes the window, and quitting saves the play head and zoom moved just before.
     f.studio.showWelcome = false;
     f.app.window().show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&f.app.window()));

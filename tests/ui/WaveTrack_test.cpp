@@ -270,61 +270,11 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     EXPECT_EQ(testing::readProject(f.folder).fadeOutEnd, 48.0);
 }
 
-TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsLane)
-{
-    Lanes f(voiceAndMusic);
-    const VoiceDocument& voice = f.voice;
-    // Each item acts on the whole clip it was opened on.
-    std::unique_ptr<QMenu> menu;
-    const auto act = [&](const Segment& clip, const QString& text, bool enabled = true) {
-        menu.reset(makeClipMenu(f.studio, clip, nullptr));
-        const QList<QAction*> offered = items(*menu);
-        const auto found = std::find_if(offered.begin(), offered.end(),
-                                        [&](QAction* action) { return action->text() == text; });
-        ASSERT_NE(found, offered.end()) << text.toStdString();
-        EXPECT_EQ((*found)->isEnabled(), enabled) << text.toStdString();
-        (*found)->trigger();
-        EXPECT_TRUE(f.waitIdle());
-    };
-    act(voice.a, "Pegar en el cabezal", false); // nothing copied yet, though the studio is idle
-    act(voice.a, "Silenciar");
-    EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
-    act(voice.b, "Cortar"); // copied, then its range becomes a gap
-    EXPECT_FALSE(f.studio.project().segment(6.0).has_value());
-    act(voice.c, "Eliminar y cerrar hueco"); // the programme ends with A
-    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 4.0);
-
-    // While busy every item of both menus is off.
-    f.studio.busy = true;
-    menu.reset(makeClipMenu(f.studio, voice.c, nullptr));
-    for (QAction* action : items(*menu))
-        EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
-    EXPECT_FALSE(items(*std::unique_ptr<QMenu>(makeMusicMenu(f.studio, nullptr)))[0]->isEnabled());
-    f.studio.busy = false;
-
-    // The music lane's menu runs its own loop: read what it offers and choose it from inside.
-    QStringList offered;
-    QTimer::singleShot(0, [&offered] {
-        if (auto* popup = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
-            for (QAction* action : items(*popup))
-                offered << action->text();
-            items(*popup)[0]->trigger();
-            popup->close();
-        }
-    });
-    // Left of the music region.
-    QContextMenuEvent outside(QContextMenuEvent::Mouse, {5, 80},
-                              f.musicLane->mapToGlobal(QPoint(5, 80)));
-    QApplication::sendEvent(f.musicLane.get(), &outside);
-    EXPECT_EQ(offered, QStringList{"Quitar música"});
-    EXPECT_FALSE(f.studio.project().musicFile);
-}
-
 // Where the pointer rests sets the control key and the cursor; while recording or busy the
 // gestures are refused and the arrow stays.
-TEST(WaveTrack, hoverSetsTheControlKeysAndEveryGestureIsRefusedWhileRecordingOrBusy)
+TEST(WaveTrack, hoverSetsTheControlKeysGesturesAreRefusedWhileBusyAndMenusActOnTheClipRange)
 {
-    Lanes f(voiceAndMusic, 900);
+    Lanes f(voiceAndMusic);
     WaveTrack& voiceLane = *f.voiceLane;
     WaveTrack& musicLane = *f.musicLane;
     f.studio.position = 65.0;
@@ -371,6 +321,53 @@ TEST(WaveTrack, hoverSetsTheControlKeysAndEveryGestureIsRefusedWhileRecordingOrB
         hoverAt(voiceLane, {301, 15});
         EXPECT_EQ(voiceLane.cursor().shape(), Qt::OpenHandCursor);
     }
+
+    // Each menu item acts on the whole clip it was opened on; the music's is removed from anywhere
+    // in its lane.
+    const VoiceDocument& voice = f.voice;
+    std::unique_ptr<QMenu> menu;
+    const auto act = [&](const Segment& clip, const QString& text, bool enabled = true) {
+        menu.reset(makeClipMenu(f.studio, clip, nullptr));
+        const QList<QAction*> offered = items(*menu);
+        const auto found = std::find_if(offered.begin(), offered.end(),
+                                        [&](QAction* action) { return action->text() == text; });
+        ASSERT_NE(found, offered.end()) << text.toStdString();
+        EXPECT_EQ((*found)->isEnabled(), enabled) << text.toStdString();
+        (*found)->trigger();
+        EXPECT_TRUE(f.waitIdle());
+    };
+    act(voice.a, "Pegar en el cabezal", false); // nothing copied yet, though the studio is idle
+    act(voice.a, "Silenciar");
+    EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
+    act(voice.b, "Cortar"); // copied, then its range becomes a gap
+    EXPECT_FALSE(f.studio.project().segment(6.0).has_value());
+    act(voice.c, "Eliminar y cerrar hueco"); // the programme ends with A
+    EXPECT_DOUBLE_EQ(f.studio.project().voiceDuration(), 4.0);
+
+    // While busy every item of both menus is off.
+    f.studio.busy = true;
+    menu.reset(makeClipMenu(f.studio, voice.c, nullptr));
+    for (QAction* action : items(*menu))
+        EXPECT_FALSE(action->isEnabled()) << action->text().toStdString();
+    EXPECT_FALSE(items(*std::unique_ptr<QMenu>(makeMusicMenu(f.studio, nullptr)))[0]->isEnabled());
+    f.studio.busy = false;
+
+    // The music lane's menu runs its own loop: read what it offers and choose it from inside.
+    QStringList offered;
+    QTimer::singleShot(0, [&offered] {
+        if (auto* popup = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+            for (QAction* action : items(*popup))
+                offered << action->text();
+            items(*popup)[0]->trigger();
+            popup->close();
+        }
+    });
+    // Left of the music region.
+    QContextMenuEvent outside(QContextMenuEvent::Mouse, {5, 80},
+                              f.musicLane->mapToGlobal(QPoint(5, 80)));
+    QApplication::sendEvent(f.musicLane.get(), &outside);
+    EXPECT_EQ(offered, QStringList{"Quitar música"});
+    EXPECT_FALSE(f.studio.project().musicFile);
 }
 
 // The lanes rendered for a person to look at, and the few pixels that tell each part is there.
