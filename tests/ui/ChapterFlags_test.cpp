@@ -36,17 +36,11 @@ struct Flags {
     ChapterFlags& layer() const { return *ruler->findChild<ChapterFlags*>(); }
     ChapterFlag& flag(int i) const { return *layer().flags().at(std::size_t(i)); }
     // A left-button event at ruler point x (the flag under it moves while dragged).
-    void send(ChapterFlag& target, QEvent::Type type, double x)
+    void send(ChapterFlag& target, QEvent::Type type, int x)
     {
-        const QPointF at(x, 8);
-        const bool moving = type == QEvent::MouseMove;
-        QMouseEvent event(type, target.mapFrom(ruler.get(), at.toPoint()), ruler->mapToGlobal(at),
-                          moving ? Qt::NoButton : Qt::LeftButton,
-                          type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton,
-                          Qt::NoModifier);
-        QCoreApplication::sendEvent(&target, &event);
+        testing::sendMouse(target, type, target.mapFrom(ruler.get(), QPoint(x, 8)));
     }
-    void drag(ChapterFlag& target, double from, double to)
+    void drag(ChapterFlag& target, int from, int to)
     {
         send(target, QEvent::MouseButtonPress, from);
         send(target, QEvent::MouseMove, (from + to) / 2);
