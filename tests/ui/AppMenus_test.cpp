@@ -130,7 +130,8 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
     EXPECT_NE(window.findChild<QDialog*>(), nullptr);
 }
 
-TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProject)
+TEST_F(AppMenusTest,
+       theLoudnessGroupChoosesTheProjectsLoudnessAndKeysInAFieldStayTextSpacePausesATake)
 {
     startProject();
     EXPECT_TRUE(menus->loudness(LoudnessTarget::podcast).isChecked()) << "by default";
@@ -142,11 +143,8 @@ TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProject)
     f.studio.busy = true;
     EXPECT_FALSE(menus->loudness(LoudnessTarget::podcast).isEnabled());
     f.studio.busy = false;
-}
 
-TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
-{
-    startProject();
+    // Keys typed into a text field stay text.
     f.studio.selection = TimeRange{0, 1};
     field->setFocus();
     QTest::keyClicks(field, QStringLiteral("r r"));
@@ -156,7 +154,7 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
     EXPECT_EQ(field->text(), QStringLiteral(" "));
     EXPECT_FALSE(f.studio.countdown());
     EXPECT_TRUE(f.studio.selection());
-    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_TRUE(f.studio.undoStack->empty()); // the loudness choice was undone; no edit since
 
     // The same key anywhere else in the window is the command; R again cancels the count-in.
     press(Qt::Key_R);

@@ -84,22 +84,14 @@ TEST(TrackHeader, muteVolumeCaptionsAndMusicButtonsDriveTheStudioAndFollowTakeAn
     f.music.loadButton()->click();
     EXPECT_EQ(f.host.audioFileRequests, 1);
 
-    // The settings button opens the editor and closes it again; closing the popover ends the
-    // editing too.
-    const auto settled = [] {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    };
+    // The settings button opens the editor; closing the popover ends the editing (a click on the
+    // button while it is open reaches the popover: the music editor's test).
     f.music.settingsButton()->click();
     EXPECT_TRUE(f.studio.showMusicEditor());
     ASSERT_TRUE(f.music.editorPopover());
     EXPECT_TRUE(f.music.editorPopover()->isVisible());
     f.music.editorPopover()->close();
-    settled();
-    EXPECT_FALSE(f.studio.showMusicEditor() || f.music.editorPopover());
-    f.music.settingsButton()->click();
-    ASSERT_TRUE(f.music.editorPopover());
-    f.music.settingsButton()->click();
-    settled();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(f.studio.showMusicEditor() || f.music.editorPopover());
 
     f.studio.busy = true;
