@@ -32,16 +32,6 @@ struct Panel : testing::WindowStudio {
     std::size_t steps() { return studio.undoStack().size(); }
 };
 
-// Drags a slider's handle vertically by steps of pixels, one press, several moves, one release.
-void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
-{
-    const QPoint start = slider.handleRect().center();
-    QTest::mousePress(&slider, Qt::LeftButton, {}, start);
-    for (int offset : offsets)
-        QTest::mouseMove(&slider, start + QPoint(0, offset));
-    QTest::mouseRelease(&slider, Qt::LeftButton, {}, start + QPoint(0, offsets.back()));
-}
-
 } // namespace
 
 // The bands show the gains the older fields give and wait while busy; a drag is one undo step
@@ -68,7 +58,11 @@ TEST(EqualizerPanel, bandsShowTheOlderFieldsAndEachGestureIsOneUndoStepOfTenBand
     const std::size_t stepsBefore = f.steps();
     const int projectChangesBefore = f.count(StudioField::project);
     BandSlider& slider = f.panel.band(0).slider();
-    dragHandle(slider, {-4, -8, -12, -16});
+    // One press, several moves up, one release.
+    const QPoint handle = slider.handleRect().center();
+    testing::drag(slider, handle,
+                  {handle - QPoint(0, 4), handle - QPoint(0, 8), handle - QPoint(0, 12),
+                   handle - QPoint(0, 16)});
     QApplication::processEvents();
 
     // A tenth of a decibel per pixel: 16 pixels up is +1.6 dB, written (and heard) at each value

@@ -71,10 +71,10 @@ void enter(MusicEditor& editor, int row, const QString& text)
     QApplication::processEvents();
 }
 
-TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
+TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
 {
-    testing::uiApplication();
-    const QLocale original;
+    Music f;
+    // Seconds shown with at most two decimals in the user's locale, and read back in it.
     for (auto [locale, seconds, shown] :
          {std::tuple{QLocale::c(), 12.0, "12"},
           {QLocale::c(), 2.5, "2.5"},
@@ -88,12 +88,6 @@ TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
     QLocale::setDefault(QLocale::c());
     EXPECT_EQ(MusicEditor::parseSeconds(" 7.25 "), 7.25);
     EXPECT_TRUE(std::isnan(MusicEditor::parseSeconds("siete")));
-    QLocale::setDefault(original);
-}
-
-TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
-{
-    Music f;
     Studio& studio = f.studio;
     MusicEditor editor(studio);
     testing::showActive(editor);
