@@ -45,12 +45,6 @@ protected:
     {
         QTest::keyClick(button, static_cast<Qt::Key>(key), modifiers);
     }
-
-    void startProject()
-    {
-        f.host.newProjectAnswers.push_back(f.temp / "Programa.podcastproject");
-        EXPECT_TRUE(f.studio.newProject());
-    }
 };
 
 TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
@@ -133,7 +127,8 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
 TEST_F(AppMenusTest,
        theLoudnessGroupChoosesTheProjectsLoudnessAndKeysInAFieldStayTextSpacePausesATake)
 {
-    startProject();
+    f.host.newProjectAnswers.push_back(f.temp / "Programa.podcastproject");
+    ASSERT_TRUE(f.studio.newProject());
     EXPECT_TRUE(menus->loudness(LoudnessTarget::podcast).isChecked()) << "by default";
     menus->loudness(LoudnessTarget::broadcast).trigger();
     EXPECT_EQ(f.studio.project->loudnessTarget, LoudnessTarget::broadcast);
