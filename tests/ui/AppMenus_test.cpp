@@ -16,13 +16,11 @@
 namespace tw {
 namespace {
 
-using testing::StudioFixture;
-
 // A window with the menus, a text field and a button, over a Studio on fakes.
 class AppMenusTest : public ::testing::Test {
 protected:
     QApplication& application = testing::uiApplication();
-    StudioFixture f;
+    testing::StudioFixture f;
     QMainWindow window;
     QLineEdit* field = new QLineEdit;
     QPushButton* button = new QPushButton(QStringLiteral("Botón"));

@@ -14,12 +14,9 @@
 namespace tw {
 namespace {
 
-using testing::clipAt;
-using testing::WindowStudio;
-
 // A ruler over a 60 s programme at zoom 10 (x = seconds × 10) with chapters at 12 s and 30 s.
 struct Flags {
-    WindowStudio w{{clipAt(0, 60)}};
+    testing::WindowStudio w{{testing::clipAt(0, 60)}};
     Studio& studio = w.studio;
     std::unique_ptr<TimelineRuler> ruler = std::make_unique<TimelineRuler>(studio, nullptr);
 

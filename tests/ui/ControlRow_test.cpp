@@ -13,10 +13,6 @@
 namespace tw {
 namespace {
 
-using testing::clipAt;
-using testing::clipSeconds;
-using testing::readProject;
-
 struct Row : testing::WindowStudio {
     using WindowStudio::WindowStudio;
     ControlRow row{studio};
@@ -37,7 +33,7 @@ struct Row : testing::WindowStudio {
 
 TEST(ControlRow, pickerLevelBarZoomAndEditButtonsDriveTheStudioAndFollowTakeBusyAndTheHead)
 {
-    Row f({clipAt(0, 10), clipAt(10, 10, "Media/voice-B.caf")});
+    Row f({testing::clipAt(0, 10), testing::clipAt(10, 10, "Media/voice-B.caf")});
     QComboBox& picker = f.row.inputPicker();
     EXPECT_EQ(f.inputNames(), (QStringList{"Predeterminada del sistema", "Micrófono USB",
                                            "Auriculares con micrófono"}));
@@ -107,7 +103,7 @@ TEST(ControlRow, pickerLevelBarZoomAndEditButtonsDriveTheStudioAndFollowTakeBusy
     EXPECT_DOUBLE_EQ(f.studio.zoom(), 120.0);
     f.scheduler.advance(0.5);
     f.settle();
-    EXPECT_EQ(readProject(f.folder).timelineZoom, 120.0);
+    EXPECT_EQ(testing::readProject(f.folder).timelineZoom, 120.0);
     f.studio.zoom = 7.0;
     EXPECT_EQ(slider.value(), 7);
 
@@ -119,7 +115,7 @@ TEST(ControlRow, pickerLevelBarZoomAndEditButtonsDriveTheStudioAndFollowTakeBusy
                                           {&f.row.trimButton(), 1.0, 3.0, 2.0}}) {
         f.studio.selection = TimeRange{from, to};
         button->click();
-        EXPECT_NEAR(clipSeconds(f.studio.project()), left, 1e-9);
+        EXPECT_NEAR(testing::clipSeconds(f.studio.project()), left, 1e-9);
     }
     EXPECT_EQ(f.studio.undoStack->size(), 3u);
 

@@ -13,8 +13,6 @@
 namespace tw {
 namespace {
 
-using testing::AppFixture;
-
 double rms(const std::vector<float>& samples)
 {
     double sum = 0;
@@ -25,7 +23,7 @@ double rms(const std::vector<float>& samples)
 
 TEST(EndToEnd, newProjectRecordPlayAndExportThroughTheWindow)
 {
-    AppFixture f;
+    testing::AppFixture f;
     MainWindow& window = f.app.window();
     f.studio.showWelcome = false;
     testing::showActive(window);

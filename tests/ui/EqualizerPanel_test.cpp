@@ -40,12 +40,11 @@ struct Panel : testing::WindowStudio {
 TEST(EqualizerPanel, bandsShowTheOlderFieldsAndEachGestureIsOneUndoStepOfTenBands)
 {
     Panel f;
-    EqualizerPanel& panel = f.panel;
     // The older fields' gains, as the voice layer maps them to bands.
-    EXPECT_EQ(panel.band(2).gainText(), "+3.0");
-    EXPECT_EQ(panel.band(5).slider().value(), -200);
-    EXPECT_EQ(panel.curve().treatment(), f.studio.treatment());
-    testing::saveScreenshot(panel, "equalizer-curve");
+    EXPECT_EQ(f.panel.band(2).gainText(), "+3.0");
+    EXPECT_EQ(f.panel.band(5).slider().value(), -200);
+    EXPECT_EQ(f.panel.curve().treatment(), f.studio.treatment());
+    testing::saveScreenshot(f.panel, "equalizer-curve");
 
     // While busy or recording the panel is off (a disabled slider takes no keys or drags).
     for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {

@@ -40,7 +40,6 @@ namespace {
 // The window over a Studio on the fakes, not shown yet.
 struct Window : testing::WindowStudio {
     MainWindow window{studio, scheduler};
-    void showActive() { testing::showActive(window); }
 };
 
 // The window at a laptop's 1366 × 700, active, over a programme of two clips and a music bed.
@@ -49,9 +48,8 @@ struct ProgrammeWindow : Window {
     {
         studio.showWelcome = false;
         window.resize(1366, 700);
-        showActive();
+        testing::showActive(window);
         openProgramme();
-        QCoreApplication::processEvents();
     }
     TimelineView& timeline() const { return window.content().timeline(); }
     QScrollBar& bar() const { return *timeline().scrollArea().horizontalScrollBar(); }
@@ -81,7 +79,7 @@ TEST(MainWindow, closingWhileTheProjectCannotBeSavedAsksFirst)
     const auto folder = testing::savedProject(f.temp / "Otro.podcastproject");
     ASSERT_TRUE(f.openAndWait(folder));
     f.settle(); // the opening's own save lands before the document becomes unwritable
-    f.showActive();
+    testing::showActive(f.window);
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
     f.host.newProjectAnswers = {f.temp / "Copia.podcastproject"};
@@ -109,11 +107,11 @@ TEST(MainWindow, opensOnTheWelcomeSheetFitsALaptopAndIsShownEmptyPlayingAndRecor
     MainWindow& window = f.window;
     f.settings.setValue("lastProject",
                         testing::savedProject(f.temp / "Mi podcast.podcastproject").string());
-    f.showActive();
+    testing::showActive(f.window);
     ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
     EXPECT_EQ(window.welcome().recentName(), QStringLiteral("Mi podcast"));
     f.studio.showWelcome = false;
-    f.showActive();
+    testing::showActive(f.window);
 
     // Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
     QTest::keyClick(&window, Qt::Key_N, Qt::ControlModifier);

@@ -18,9 +18,6 @@ namespace tw {
 
 namespace {
 
-using testing::fadePoints;
-using testing::Points;
-
 enum Row { sourceStart, length, offset, inStart, inEnd, outStart, outEnd };
 
 // A project with a 20 s music file, opened so that the Studio knows the music's length, with
@@ -102,7 +99,7 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
         const char* typed;
         Field field;
         double stored;
-        Points fades;
+        testing::Points fades;
     } entries[] = {
         {offset, "100000", &PodcastProject::musicOffset, 86400, {0.0, 5.0, 10.0, 20.0}},
         {sourceStart, "-5", &PodcastProject::musicSourceStart, 0, {0.0, 5.0, 10.0, 20.0}},
@@ -115,7 +112,7 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
         const auto& entry = entries[i];
         enter(editor, entry.row, entry.typed);
         EXPECT_EQ(studio.project().*entry.field, entry.stored) << entry.typed;
-        EXPECT_EQ(fadePoints(studio.project()), entry.fades) << entry.typed;
+        EXPECT_EQ(testing::fadePoints(studio.project()), entry.fades) << entry.typed;
         EXPECT_EQ(studio.undoStack().size(), steps + i + 1) << "each edit its own undo step";
     }
 

@@ -16,8 +16,6 @@
 namespace tw {
 namespace {
 
-using testing::TempFolder;
-
 // Runs script on the file dialog as soon as it is up (the dialogs run their own event loop),
 // showing folder.
 void whenDialogOpens(const std::filesystem::path& folder, std::function<void(QFileDialog&)> script)
@@ -71,7 +69,7 @@ QString typedName(QFileDialog& dialog)
 TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
 {
     testing::uiApplication();
-    TempFolder temp;
+    testing::TempFolder temp;
     QtStudioHost host;
     // The new project dialog proposes the name.
     whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {

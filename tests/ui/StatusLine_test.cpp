@@ -12,8 +12,6 @@ namespace tw {
 
 namespace {
 
-using testing::clipAt;
-
 struct Line : testing::WindowStudio {
     using WindowStudio::WindowStudio;
     StatusLine line{studio};
@@ -33,7 +31,7 @@ QString hint()
 
 TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenExportAndItsCancel)
 {
-    Line f({clipAt(0, 4)});
+    Line f({testing::clipAt(0, 4)});
     // On the left the selection, or else the hint.
     EXPECT_EQ(f.line.leftText().text(), hint());
     f.studio.selection = TimeRange{3725.456, 3730};

@@ -17,12 +17,11 @@
 namespace tw {
 namespace {
 
-using testing::AppFixture;
 using testing::readProject;
 
 TEST(TapewrightApp, quittingDuringATakeStopsItSavesWaitsForTheWriterAndSalirSavesTheLatestView)
 {
-    AppFixture f;
+    testing::AppFixture f;
     const auto folder = f.newProject();
     ASSERT_TRUE(f.startTake());
     ASSERT_TRUE(f.recordUntil(0.5));
@@ -74,7 +73,7 @@ TEST(TapewrightApp, quittingDuringATakeStopsItSavesWaitsForTheWriterAndSalirSave
 
 TEST(TapewrightApp, anOpenRequestWaitsForBusyAndDialogsAndTakesTheDocumentOrARelativePath)
 {
-    AppFixture f;
+    testing::AppFixture f;
     const auto first = f.newProject();
     const auto second = testing::savedProject(f.temp / "Segundo.podcastproject");
     const auto third = testing::savedProject(f.temp / "Tercero.podcastproject");

@@ -11,8 +11,6 @@
 namespace tw {
 namespace {
 
-using testing::clipAt;
-
 struct Headers : testing::WindowStudio {
     using WindowStudio::WindowStudio;
     TrackHeader voice{studio, TrackHeader::Kind::voice};
@@ -21,7 +19,7 @@ struct Headers : testing::WindowStudio {
 
 TEST(TrackHeader, muteVolumeCaptionsAndMusicButtonsDriveTheStudioAndFollowTakeAndBusy)
 {
-    Headers f({clipAt(0, 5), clipAt(5, 5, "Media/voice-B.caf")});
+    Headers f({testing::clipAt(0, 5), testing::clipAt(5, 5, "Media/voice-B.caf")});
     f.studio.project.mutate([](PodcastProject& p) {
         p.voiceVolume = 0.6f;
         p.musicVolume = 0.8f;

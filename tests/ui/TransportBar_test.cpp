@@ -11,8 +11,6 @@
 namespace tw {
 namespace {
 
-using testing::clipAt;
-
 struct Bar : testing::WindowStudio {
     using WindowStudio::WindowStudio;
     TransportBar bar{studio};
@@ -40,7 +38,7 @@ TEST(TransportBar, keysFollowEmptyProjectBusyCountInAndTakeAndMoveThePlayHeadAnd
     Bar f;
     // To start, back, stop, play, pause, record, forward, to end.
     EXPECT_EQ(f.enabled(), "11101111"); // an empty project: nothing to play
-    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 8)}; });
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {testing::clipAt(0, 8)}; });
     EXPECT_EQ(f.enabled(), "11111111");
     f.studio.busy = true; // a long operation without a count-in
     EXPECT_EQ(f.enabled(), "00000000");
@@ -132,7 +130,7 @@ TEST(TransportBar, keysFollowEmptyProjectBusyCountInAndTakeAndMoveThePlayHeadAnd
 
     // Export needs something to export; music alone makes a programme once its length is known.
     EXPECT_FALSE(bar.exportAction().isEnabled());
-    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 3)}; });
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {testing::clipAt(0, 3)}; });
     EXPECT_TRUE(bar.exportAction().isEnabled());
     f.studio.project.mutate([](PodcastProject& p) {
         p.segments.clear();

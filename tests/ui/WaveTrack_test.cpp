@@ -18,7 +18,6 @@ namespace {
 
 using testing::drag;
 using testing::hoverAt;
-using testing::meanBrightness;
 using testing::saveScreenshot;
 
 // Three clips of one 12 s take at zoom 50: A [0, 4) at x 0…200, a gap, B [5, 8) at x 250…400
@@ -390,8 +389,8 @@ TEST(WaveTrack, rendersClipsSelectionAndMusic)
 
     EXPECT_GT(voice.pixelColor(100, 100).blue(), voice.pixelColor(175, 100).blue())
         << "the selection band bluer";
-    EXPECT_GT(meanBrightness(voice, {260, 40, 40, 60}),
-              meanBrightness(voice, {205, 40, 40, 60}) + 10)
+    EXPECT_GT(testing::meanBrightness(voice, {260, 40, 40, 60}),
+              testing::meanBrightness(voice, {205, 40, 40, 60}) + 10)
         << "peaks inside B, none in the gap";
     const QColor head = voice.pixelColor(325, 80);
     EXPECT_TRUE(head.red() > 200 && head.green() < 120) << "the play head is red";
