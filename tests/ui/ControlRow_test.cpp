@@ -137,7 +137,8 @@ TEST(ControlRow, pickerLevelBarZoomAndEditButtonsDriveTheStudioAndFollowTakeBusy
 
     // The count-in and the take.
     f.studio.selection = std::nullopt;
-    f.startCountIn();
+    f.studio.record();
+    EXPECT_EQ(f.studio.countdown(), 3);
     EXPECT_EQ(f.editButtons(), none);
     f.scheduler.advance(3.0);
     ASSERT_TRUE(f.studio.recording());

@@ -127,7 +127,6 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
 TEST(MusicEditor, listoReturnEscapeAndAClickOnTheAnchorFinishTheEditAndCloseThePopover)
 {
     Music f;
-    Studio& studio = f.studio;
     QPushButton anchor("Ajustes…");
     anchor.resize(90, 24);
     testing::showActive(anchor);
@@ -141,16 +140,16 @@ TEST(MusicEditor, listoReturnEscapeAndAClickOnTheAnchorFinishTheEditAndCloseTheP
             popover = f.popover(anchor);
         type(popover->editor(), row, typed, key);
         QApplication::processEvents();
-        EXPECT_FALSE(studio.showMusicEditor());
+        EXPECT_FALSE(f.studio.showMusicEditor());
         EXPECT_TRUE(closed(popover));
     }
-    EXPECT_EQ(studio.project().musicOffset, 3.25);
-    EXPECT_EQ(studio.project().fadeInStart, 1.5);
+    EXPECT_EQ(f.studio.project().musicOffset, 3.25);
+    EXPECT_EQ(f.studio.project().fadeInStart, 1.5);
 
     // "Listo" clicked closes it too.
     popover = f.popover(anchor);
     QTest::mouseClick(&popover->editor().doneButton(), Qt::LeftButton);
-    EXPECT_FALSE(studio.showMusicEditor());
+    EXPECT_FALSE(f.studio.showMusicEditor());
     EXPECT_TRUE(closed(popover));
 
     // A click on the anchor closes the popover without opening it again.
@@ -179,10 +178,10 @@ TEST(MusicEditor, listoReturnEscapeAndAClickOnTheAnchorFinishTheEditAndCloseTheP
     focusedBefore.setFocus();
     popover = f.popover(*doomed);
     type(popover->editor(), inEnd, "3");
-    const PodcastProject typedOnly = studio.project();
+    const PodcastProject typedOnly = f.studio.project();
     delete doomed;
     EXPECT_TRUE(popover.isNull());
-    EXPECT_EQ(studio.project(), typedOnly);
+    EXPECT_EQ(f.studio.project(), typedOnly);
 }
 
 } // namespace

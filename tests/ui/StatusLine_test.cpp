@@ -13,7 +13,6 @@ namespace tw {
 namespace {
 
 struct Line : testing::WindowStudio {
-    using WindowStudio::WindowStudio;
     StatusLine line{studio};
     Line(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips)) { line.show(); }
 };

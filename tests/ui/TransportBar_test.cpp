@@ -45,7 +45,8 @@ TEST(TransportBar, keysFollowEmptyProjectBusyCountInAndTakeAndMoveThePlayHeadAnd
     f.studio.busy = false;
 
     // The count-in: stop stays on so that it can be cancelled.
-    f.startCountIn();
+    f.studio.record();
+    EXPECT_EQ(f.studio.countdown(), 3);
     EXPECT_TRUE(f.studio.busy());
     EXPECT_EQ(f.enabled(), "00100000");
     // The take: pause, stop and record (to stop it) stay on.

@@ -17,7 +17,6 @@ namespace tw {
 namespace {
 
 using testing::drag;
-using testing::hoverAt;
 using testing::saveScreenshot;
 
 // Three clips of one 12 s take at zoom 50: A [0, 4) at x 0…200, a gap, B [5, 8) at x 250…400
@@ -297,7 +296,7 @@ TEST(WaveTrack, hoverSetsTheControlKeysGesturesAreRefusedWhileBusyAndMenusActOnT
         SCOPED_TRACE(spot.key.value_or("none"));
         f.studio.zoom = spot.zoom;
         f.studio.selectedClip = spot.selected ? std::optional(f.voice.b.id) : std::nullopt;
-        hoverAt(*spot.lane, spot.at);
+        testing::sendMouse(*spot.lane, QEvent::MouseMove, spot.at, true); // a hover
         EXPECT_EQ(f.studio.hoveredControl(), spot.key);
         EXPECT_EQ(spot.lane->cursor().shape(), spot.cursor);
     }
@@ -314,10 +313,10 @@ TEST(WaveTrack, hoverSetsTheControlKeysGesturesAreRefusedWhileBusyAndMenusActOnT
         f.studio.zoom = 50;
         EXPECT_FALSE(f.studio.selectedClip() || f.studio.draggedClip() || f.studio.fadeEditing);
         EXPECT_EQ(f.studio.project(), before);
-        hoverAt(voiceLane, {300, 15});
+        testing::sendMouse(voiceLane, QEvent::MouseMove, {300, 15}, true);
         EXPECT_EQ(voiceLane.cursor().shape(), Qt::ArrowCursor);
         *blocker = false;
-        hoverAt(voiceLane, {301, 15});
+        testing::sendMouse(voiceLane, QEvent::MouseMove, {301, 15}, true);
         EXPECT_EQ(voiceLane.cursor().shape(), Qt::OpenHandCursor);
     }
 

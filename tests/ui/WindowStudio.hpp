@@ -55,12 +55,6 @@ struct WindowStudio : UiFirst, StudioFixture {
         ASSERT_FALSE(studio.musicPeaks->empty());
         QCoreApplication::processEvents();
     }
-    // record() up to the count-in showing 3 (busy, nothing captured yet).
-    void startCountIn()
-    {
-        studio.record();
-        EXPECT_EQ(studio.countdown(), 3);
-    }
 };
 
 // The whole application on the fakes, with a microphone at a real one's pace (30 s of tone).
@@ -118,11 +112,6 @@ inline void sendMouse(QWidget& widget, QEvent::Type type, QPointF point, bool ho
                                       : Qt::MouseButtons(Qt::LeftButton);
     QMouseEvent event(type, point, widget.mapToGlobal(point), button, held, Qt::NoModifier);
     QCoreApplication::sendEvent(&widget, &event);
-}
-
-inline void hoverAt(QWidget& widget, QPointF point)
-{
-    sendMouse(widget, QEvent::MouseMove, point, true);
 }
 
 } // namespace tw::testing
