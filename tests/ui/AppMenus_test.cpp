@@ -1,9 +1,9 @@
 #include "ui/AppMenus.hpp"
 
-#include "support/StudioFixture.hpp"
-#include "ui/UiApplication.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QAction>
+#include <QDialog>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -16,13 +16,11 @@
 namespace tw {
 namespace {
 
-using testing::StudioFixture;
-
 // A window with the menus, a text field and a button, over a Studio on fakes.
 class AppMenusTest : public ::testing::Test {
 protected:
     QApplication& application = testing::uiApplication();
-    StudioFixture f;
+    testing::StudioFixture f;
     QMainWindow window;
     QLineEdit* field = new QLineEdit;
     QPushButton* button = new QPushButton(QStringLiteral("Botón"));
@@ -36,9 +34,7 @@ protected:
         layout->addWidget(button);
         window.setCentralWidget(central);
         window.resize(400, 200);
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        testing::showActive(window);
         button->setFocus();
     }
 
@@ -46,12 +42,6 @@ protected:
     void press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
         QTest::keyClick(button, static_cast<Qt::Key>(key), modifiers);
-    }
-
-    void startProject()
-    {
-        f.host.newProjectAnswers.push_back(f.temp / "Programa.podcastproject");
-        EXPECT_TRUE(f.studio.newProject());
     }
 };
 
@@ -91,17 +81,13 @@ TEST_F(AppMenusTest, enablingFollowsRecordingBusyCountdownAndSelection)
     f.studio.recording = true;
     EXPECT_EQ(enabled(), "0010000110000000000");
     f.studio.recording = false;
+    menus->removeMusic().trigger();
+    EXPECT_FALSE(f.studio.project->musicFile || menus->removeMusic().isEnabled());
 }
 
 TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
 {
     ASSERT_TRUE(f.openTone(20));
-    const auto seconds = [&] {
-        double sum = 0;
-        for (const Segment& clip : f.studio.project->resolvedSegments())
-            sum += clip.duration;
-        return sum;
-    };
     // Split, undo, redo; delete leaves the place of the selected audio empty; trim keeps only the
     // selection; copy and paste bring it in at the play head; Shift+Delete closes the gap.
     struct Key {
@@ -123,20 +109,24 @@ TEST_F(AppMenusTest, editKeysDoWhatTheirItemsDo)
         press(key.key, key.modifiers);
         ASSERT_TRUE(f.waitIdle());
         EXPECT_NEAR(f.studio.project->voiceDuration(), key.voice, 1e-6);
-        EXPECT_NEAR(seconds(), key.audio, 1e-6);
+        EXPECT_NEAR(testing::clipSeconds(f.studio.project()), key.audio, 1e-6);
         EXPECT_EQ(f.studio.project->resolvedSegments().size(), key.clips);
     }
 
-    // M marks a chapter at the play head.
+    // M marks a chapter at the play head; the details item opens its dialog over the window.
     f.studio.seek(0.5);
     press(Qt::Key_M);
     ASSERT_EQ(f.studio.project->chapters.size(), 1u);
     EXPECT_EQ(f.studio.project->chapters[0].time, 0.5);
+    menus->episodeDetails().trigger();
+    EXPECT_NE(window.findChild<QDialog*>(), nullptr);
 }
 
-TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProject)
+TEST_F(AppMenusTest,
+       theLoudnessGroupChoosesTheProjectsLoudnessAndKeysInAFieldStayTextSpacePausesATake)
 {
-    startProject();
+    f.host.newProjectAnswers.push_back(f.temp / "Programa.podcastproject");
+    ASSERT_TRUE(f.studio.newProject());
     EXPECT_TRUE(menus->loudness(LoudnessTarget::podcast).isChecked()) << "by default";
     menus->loudness(LoudnessTarget::broadcast).trigger();
     EXPECT_EQ(f.studio.project->loudnessTarget, LoudnessTarget::broadcast);
@@ -146,11 +136,8 @@ TEST_F(AppMenusTest, theLoudnessGroupChoosesTheExportLoudnessOfTheProject)
     f.studio.busy = true;
     EXPECT_FALSE(menus->loudness(LoudnessTarget::podcast).isEnabled());
     f.studio.busy = false;
-}
 
-TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
-{
-    startProject();
+    // Keys typed into a text field stay text.
     f.studio.selection = TimeRange{0, 1};
     field->setFocus();
     QTest::keyClicks(field, QStringLiteral("r r"));
@@ -160,7 +147,7 @@ TEST_F(AppMenusTest, keysTypedIntoATextFieldStayTextAndSpacePausesATake)
     EXPECT_EQ(field->text(), QStringLiteral(" "));
     EXPECT_FALSE(f.studio.countdown());
     EXPECT_TRUE(f.studio.selection());
-    EXPECT_TRUE(f.studio.undoStack->empty());
+    EXPECT_TRUE(f.studio.undoStack->empty()); // the loudness choice was undone; no edit since
 
     // The same key anywhere else in the window is the command; R again cancels the count-in.
     press(Qt::Key_R);

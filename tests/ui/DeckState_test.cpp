@@ -1,6 +1,7 @@
 #include "ui/DeckState.hpp"
 
 #include "model/PodcastProject.hpp"
+#include "support/TempProject.hpp"
 
 #include <gtest/gtest.h>
 
@@ -35,14 +36,8 @@ TEST(DeckState, levelFollowsTheClipEnvelopeTimesVoiceVolumeCappedAndSilentOverAG
     // Two clips of take.caf with a gap between them: [0, 2) from source 1 s, [5, 7) from 10 s.
     PodcastProject project;
     project.voiceFile = "take.caf";
-    project.segments.resize(2);
-    project.segments[0].start = 1;
-    project.segments[0].duration = 2;
-    project.segments[0].timelineStart = 0;
-    project.segments[1].start = 10;
-    project.segments[1].duration = 2;
-    project.segments[1].timelineStart = 5;
-    project.voiceVolume = 0.5f;
+    project.segments = {testing::placedClip(0, 2, "take.caf", std::nullopt, 1),
+                        testing::placedClip(5, 2, "take.caf", std::nullopt, 10)};
     // 20 s of envelope at 50 values per second: value = index / 1000; and a shorter one.
     std::vector<float> ramp(1000);
     for (std::size_t i = 0; i < ramp.size(); ++i)

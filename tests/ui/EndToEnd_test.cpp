@@ -13,8 +13,6 @@
 namespace tw {
 namespace {
 
-using testing::AppFixture;
-
 double rms(const std::vector<float>& samples)
 {
     double sum = 0;
@@ -25,12 +23,10 @@ double rms(const std::vector<float>& samples)
 
 TEST(EndToEnd, newProjectRecordPlayAndExportThroughTheWindow)
 {
-    AppFixture f;
+    testing::AppFixture f;
     MainWindow& window = f.app.window();
     f.studio.showWelcome = false;
-    window.show();
-    window.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    testing::showActive(window);
 
     // Ctrl+N creates the project; R counts in and records; R again ends the take, which becomes
     // the one clip.

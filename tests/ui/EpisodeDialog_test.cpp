@@ -12,8 +12,6 @@
 namespace tw {
 namespace {
 
-using testing::WindowStudio;
-
 QPushButton& button(QDialog& dialog, const char* text)
 {
     for (QPushButton* candidate : dialog.findChildren<QPushButton*>())
@@ -24,7 +22,7 @@ QPushButton& button(QDialog& dialog, const char* text)
 
 TEST(EpisodeDialog, detailsAndACheckedCoverReachTheProjectOnlyWhenAccepted)
 {
-    WindowStudio w;
+    testing::WindowStudio w;
     Studio& studio = w.studio;
     QImage art(300, 200, QImage::Format_RGB32);
     art.fill(QColor(200, 40, 40));

@@ -26,35 +26,25 @@ struct Panel : testing::WindowStudio {
         document.treatment = treatment;
         EXPECT_TRUE(open(document));
         settle();
-        panel.resize(420, 200);
-        panel.show();
-        QApplication::processEvents();
+        testing::showAt(panel, {420, 200});
     }
     double gain(int band) { return studio.treatment().eqBands.value().at(std::size_t(band)); }
     std::size_t steps() { return studio.undoStack().size(); }
 };
 
-// Drags a slider's handle vertically by steps of pixels, one press, several moves, one release.
-void dragHandle(BandSlider& slider, const std::vector<int>& offsets)
-{
-    const QPoint start = slider.handleRect().center();
-    QTest::mousePress(&slider, Qt::LeftButton, {}, start);
-    for (int offset : offsets)
-        QTest::mouseMove(&slider, start + QPoint(0, offset));
-    QTest::mouseRelease(&slider, Qt::LeftButton, {}, start + QPoint(0, offsets.back()));
-}
-
 } // namespace
 
-TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndWaitWhileBusy)
+// The bands show the gains the older fields give and wait while busy; a drag is one undo step
+// that stores ten bands; Shift is finer, the wheel and keys step half a decibel, a double-click
+// and the reset go to zero.
+TEST(EqualizerPanel, bandsShowTheOlderFieldsAndEachGestureIsOneUndoStepOfTenBands)
 {
     Panel f;
-    EqualizerPanel& panel = f.panel;
     // The older fields' gains, as the voice layer maps them to bands.
-    EXPECT_EQ(panel.band(2).gainText(), "+3.0");
-    EXPECT_EQ(panel.band(5).slider().value(), -200);
-    EXPECT_EQ(panel.curve().treatment(), f.studio.treatment());
-    testing::saveScreenshot(panel, "equalizer-curve");
+    EXPECT_EQ(f.panel.band(2).gainText(), "+3.0");
+    EXPECT_EQ(f.panel.band(5).slider().value(), -200);
+    EXPECT_EQ(f.panel.curve().treatment(), f.studio.treatment());
+    testing::saveScreenshot(f.panel, "equalizer-curve");
 
     // While busy or recording the panel is off (a disabled slider takes no keys or drags).
     for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
@@ -63,15 +53,15 @@ TEST(EqualizerPanel, bandsShowTheGainsTheOlderFieldsGiveAndWaitWhileBusy)
         *blocker = false;
         EXPECT_TRUE(f.panel.isEnabled());
     }
-}
 
-TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBands)
-{
-    Panel f;
     const std::size_t stepsBefore = f.steps();
     const int projectChangesBefore = f.count(StudioField::project);
     BandSlider& slider = f.panel.band(0).slider();
-    dragHandle(slider, {-4, -8, -12, -16});
+    // One press, several moves up, one release.
+    const QPoint handle = slider.handleRect().center();
+    testing::drag(slider, handle,
+                  {handle - QPoint(0, 4), handle - QPoint(0, 8), handle - QPoint(0, 12),
+                   handle - QPoint(0, 16)});
     QApplication::processEvents();
 
     // A tenth of a decibel per pixel: 16 pixels up is +1.6 dB, written (and heard) at each value
@@ -85,31 +75,26 @@ TEST(EqualizerPanel, aDragIsOneUndoStepThatStoresTenBands)
     // Undone, the sliders show the older fields again.
     f.studio.undo();
     EXPECT_EQ(slider.value(), 0);
-}
 
-TEST(EqualizerPanel, shiftIsFinerTheWheelAndKeysStepHalfADecibelAndDoubleClickAndResetGoToZero)
-{
-    Panel f;
-    BandSlider& slider = f.panel.band(4).slider();
-    const std::size_t stepsBefore = f.steps();
+    BandSlider& fourth = f.panel.band(4).slider();
 
     // 10 pixels with Shift (0.02 dB each), then 5 without (0.1 dB each): one step.
-    const QPoint start = slider.handleRect().center();
-    QTest::mousePress(&slider, Qt::LeftButton, {}, start);
+    const QPoint start = fourth.handleRect().center();
+    QTest::mousePress(&fourth, Qt::LeftButton, {}, start);
     for (auto [rise, modifiers] :
          {std::pair{10, Qt::ShiftModifier}, std::pair{15, Qt::NoModifier}}) {
         const QPoint to = start - QPoint(0, rise);
-        QMouseEvent move(QEvent::MouseMove, to, slider.mapToGlobal(to), Qt::NoButton,
+        QMouseEvent move(QEvent::MouseMove, to, fourth.mapToGlobal(to), Qt::NoButton,
                          Qt::LeftButton, modifiers);
-        QApplication::sendEvent(&slider, &move);
+        QApplication::sendEvent(&fourth, &move);
     }
-    QTest::mouseRelease(&slider, Qt::LeftButton, {}, start - QPoint(0, 15));
+    QTest::mouseRelease(&fourth, Qt::LeftButton, {}, start - QPoint(0, 15));
     EXPECT_EQ(f.gain(4), 0.7);
-    QWheelEvent notch(start, slider.mapToGlobal(start), {}, {0, 120}, Qt::NoButton, {},
+    QWheelEvent notch(start, fourth.mapToGlobal(start), {}, {0, 120}, Qt::NoButton, {},
                       Qt::NoScrollPhase, false);
-    QApplication::sendEvent(&slider, &notch);
+    QApplication::sendEvent(&fourth, &notch);
     EXPECT_EQ(f.gain(4), 1.2);
-    testing::doubleClick(&slider, slider.handleRect().center());
+    testing::doubleClick(&fourth, fourth.handleRect().center());
     EXPECT_EQ(f.gain(4), 0.0);
     EXPECT_EQ(f.steps(), stepsBefore + 3);
 

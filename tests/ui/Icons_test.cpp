@@ -43,8 +43,7 @@ TEST(Icons, everySymbolHasAThemeNameAndItsOwnGlyphRecolouredForTheDarkPanels)
     }
     painter.end();
     // "mic" and "mic.fill" differ, so every symbol has its own glyph.
-    EXPECT_EQ(distinctGlyphs.size(), 31u);
-    EXPECT_EQ(symbolNames().size(), 31u);
+    EXPECT_EQ(distinctGlyphs.size(), symbolNames().size());
     EXPECT_FALSE(themeIconName("no.such.symbol"));
     const QString folder = QString::fromUtf8(testing::buildFolder) + "/screenshots";
     QDir().mkpath(folder);

@@ -2,10 +2,9 @@
 #include "ui/ClockText.hpp"
 #include "ui/LCDCounter.hpp"
 #include "ui/LoudnessMeterView.hpp"
-#include "ui/UiApplication.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include "studio/Studio.hpp"
-#include "support/StudioFixture.hpp"
 
 #include <gtest/gtest.h>
 
@@ -43,13 +42,10 @@ TEST(LCDCounter, eightsLightMoreThanOnes)
 
 TEST(LoudnessMeterView, showsTheReadingToATenthAndRepaintsOnlyWhenItChanges)
 {
-    testing::uiApplication();
-    testing::StudioFixture fixture;
+    testing::WindowStudio fixture;
     LoudnessMeterView view(fixture.studio);
     EXPECT_EQ(view.shortTermText(), "—");
-    view.resize(view.sizeHint());
-    view.show();
-    QApplication::processEvents();
+    testing::showAt(view, view.sizeHint());
     const int settled = view.paints();
     ASSERT_GE(settled, 1);
 

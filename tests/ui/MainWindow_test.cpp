@@ -40,17 +40,6 @@ namespace {
 // The window over a Studio on the fakes, not shown yet.
 struct Window : testing::WindowStudio {
     MainWindow window{studio, scheduler};
-    void showActive()
-    {
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
-    }
-    std::filesystem::path savedProject(const std::string& name)
-    {
-        testing::writeProject(temp / name, PodcastProject{});
-        return temp / name;
-    }
 };
 
 // The window at a laptop's 1366 × 700, active, over a programme of two clips and a music bed.
@@ -59,9 +48,8 @@ struct ProgrammeWindow : Window {
     {
         studio.showWelcome = false;
         window.resize(1366, 700);
-        showActive();
+        testing::showActive(window);
         openProgramme();
-        QCoreApplication::processEvents();
     }
     TimelineView& timeline() const { return window.content().timeline(); }
     QScrollBar& bar() const { return *timeline().scrollArea().horizontalScrollBar(); }
@@ -85,29 +73,13 @@ void turnWheel(QWidget& window, QPoint point, QPoint angle, Qt::KeyboardModifier
     QApplication::sendEvent(under, &event);
 }
 
-TEST(MainWindow, aProjectFolderDroppedOnTheWindowOpens)
-{
-    Window f;
-    f.showActive();
-    const auto folder = f.savedProject("Soltado.podcastproject");
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(QString::fromStdString((f.temp / "nada.txt").string())),
-                  QUrl::fromLocalFile(QString::fromStdString(folder.string()))});
-    QDragEnterEvent enter(QPoint(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&f.window, &enter);
-    EXPECT_TRUE(enter.isAccepted());
-    QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&f.window, &drop);
-    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == folder && !f.studio.busy(); }));
-}
-
 TEST(MainWindow, closingWhileTheProjectCannotBeSavedAsksFirst)
 {
     Window f;
-    const auto folder = f.savedProject("Programa.podcastproject");
+    const auto folder = testing::savedProject(f.temp / "Otro.podcastproject");
     ASSERT_TRUE(f.openAndWait(folder));
     f.settle(); // the opening's own save lands before the document becomes unwritable
-    f.showActive();
+    testing::showActive(f.window);
     std::filesystem::remove(folder / "project.json");
     std::filesystem::create_directories(folder / "project.json" / "x");
     f.host.newProjectAnswers = {f.temp / "Copia.podcastproject"};
@@ -129,22 +101,34 @@ TEST(MainWindow, closingWhileTheProjectCannotBeSavedAsksFirst)
     EXPECT_EQ(f.studio.folder(), f.temp / "Copia.podcastproject");
 }
 
-// Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
-TEST(MainWindow, aShortcutSharedWithTheToolbarActsOnce)
+TEST(MainWindow, opensOnTheWelcomeSheetFitsALaptopAndIsShownEmptyPlayingAndRecording)
 {
     Window f;
-    f.studio.showWelcome = false;
-    f.showActive();
-    QTest::keyClick(&f.window, Qt::Key_N, Qt::ControlModifier);
-    EXPECT_EQ(f.host.newProjectRequests, 1);
-}
-
-TEST(MainWindow, fitsALaptopScreenAndIsShownEmptyPlayingAndRecording)
-{
-    Window f;
-    f.studio.showWelcome = false;
     MainWindow& window = f.window;
-    f.showActive();
+    f.settings.setValue("lastProject",
+                        testing::savedProject(f.temp / "Mi podcast.podcastproject").string());
+    testing::showActive(f.window);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.welcome().isVisible(); }));
+    EXPECT_EQ(window.welcome().recentName(), QStringLiteral("Mi podcast"));
+    f.studio.showWelcome = false;
+    testing::showActive(f.window);
+
+    // Ctrl+N reaches the menu item, not a toolbar twin: the dialog is asked exactly once.
+    QTest::keyClick(&window, Qt::Key_N, Qt::ControlModifier);
+    EXPECT_EQ(f.host.newProjectRequests, 1);
+
+    // A project folder dropped on the window opens; other files dropped with it are passed over.
+    const auto dropped = testing::savedProject(f.temp / "Soltado.podcastproject");
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(QString::fromStdString((f.temp / "nada.txt").string())),
+                  QUrl::fromLocalFile(QString::fromStdString(dropped.string()))});
+    QDragEnterEvent enter(QPoint(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(QPointF(600, 300), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &drop);
+    ASSERT_TRUE(f.waitUntil([&] { return f.studio.folder() == dropped && !f.studio.busy(); }));
+
     // At its smallest the view has its full minimum under the menu bar and the toolbar, which a
     // 1366 × 768 screen holds with a title bar and a desktop panel.
     window.resize(window.minimumSizeHint());
@@ -191,7 +175,9 @@ TEST(MainWindow, fitsALaptopScreenAndIsShownEmptyPlayingAndRecording)
     ASSERT_TRUE(f.finishTake());
 }
 
-TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
+// Then every menu, pop-up, tooltip, alert and dialog is dark, shown for a person to look at: the
+// window's, its music editor and its welcome sheet.
+TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimelineAndPopUpsAreDark)
 {
     ProgrammeWindow f;
     QScrollBar& bar = f.bar();
@@ -208,6 +194,14 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     EXPECT_EQ(f.studio.zoom(), 38.0);
     EXPECT_NEAR(second * 38 - bar.value(), 500, 1);
 
+    // The zoom slider keeps the play head where it stands on screen.
+    f.studio.seek(14.0);
+    const double playheadX = f.playheadX();
+    ASSERT_TRUE(f.playheadShown());
+    QTest::keyClick(&f.window.content().controls().zoomSlider(), Qt::Key_PageUp);
+    EXPECT_GT(f.studio.zoom(), 38.0);
+    EXPECT_NEAR(f.playheadX(), playheadX, 1);
+
     // Home and End go to the ends, Left and Right 5 s, with the reels' shuttle; the view follows.
     struct Jump {
         Qt::Key key;
@@ -221,6 +215,10 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
         EXPECT_EQ(f.studio.shuttleDirection(), jump.shuttle) << jump.key;
         EXPECT_TRUE(f.playheadShown()) << jump.key;
     }
+    f.studio.busy = true; // refused like the transport keys
+    QTest::keyClick(&f.window, Qt::Key_End);
+    EXPECT_DOUBLE_EQ(f.studio.position(), 0);
+    f.studio.busy = false;
 
     // Playback turns the page when the play head runs off the right edge.
     f.studio.zoom = 300.0;
@@ -228,16 +226,20 @@ TEST(MainWindow, theWheelTheZoomAndTheKeysGetAroundTheTimeline)
     f.studio.togglePlayback();
     ASSERT_TRUE(f.waitIdle());
     f.play(4.5);
-    EXPECT_GT(f.bar().value(), 0);
+    EXPECT_GT(bar.value(), 0);
     EXPECT_TRUE(f.playheadShown()) << f.studio.position();
     f.studio.pause();
-}
 
-// Every menu, pop-up, tooltip, alert and dialog is dark, shown for a person to look at: the
-// window's, its music editor and its welcome sheet.
-TEST(MainWindow, popUpsAreDark)
-{
-    ProgrammeWindow f;
+    // A project opened again shows its play head where it was left.
+    f.studio.seek(28.0);
+    f.studio.save();
+    f.settle();
+    bar.setValue(0);
+    ASSERT_TRUE(f.openAndWait(f.folder));
+    QCoreApplication::processEvents();
+    EXPECT_DOUBLE_EQ(f.studio.position(), 28.0);
+    EXPECT_TRUE(f.playheadShown());
+
     f.studio.selectedClip = f.studio.project->resolvedSegments().front().id;
     f.studio.selection = TimeRange{1, 2};
     QCoreApplication::processEvents();

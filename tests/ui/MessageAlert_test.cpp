@@ -14,11 +14,7 @@ namespace {
 struct Alert : testing::WindowStudio {
     QWidget window;
     MessageAlert alert{studio, &window};
-    Alert()
-    {
-        window.resize(400, 300);
-        window.show();
-    }
+    Alert() { testing::showAt(window, {400, 300}); }
 };
 
 } // namespace

@@ -18,9 +18,6 @@ namespace tw {
 
 namespace {
 
-using testing::fadePoints;
-using testing::Points;
-
 enum Row { sourceStart, length, offset, inStart, inEnd, outStart, outEnd };
 
 // A project with a 20 s music file, opened so that the Studio knows the music's length, with
@@ -71,10 +68,10 @@ void enter(MusicEditor& editor, int row, const QString& text)
     QApplication::processEvents();
 }
 
-TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
+TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
 {
-    testing::uiApplication();
-    const QLocale original;
+    Music f;
+    // Seconds shown with at most two decimals in the user's locale, and read back in it.
     for (auto [locale, seconds, shown] :
          {std::tuple{QLocale::c(), 12.0, "12"},
           {QLocale::c(), 2.5, "2.5"},
@@ -88,12 +85,6 @@ TEST(MusicEditor, formatsWithAtMostTwoDecimalsInTheUsersLocale)
     QLocale::setDefault(QLocale::c());
     EXPECT_EQ(MusicEditor::parseSeconds(" 7.25 "), 7.25);
     EXPECT_TRUE(std::isnan(MusicEditor::parseSeconds("siete")));
-    QLocale::setDefault(original);
-}
-
-TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
-{
-    Music f;
     Studio& studio = f.studio;
     MusicEditor editor(studio);
     testing::showActive(editor);
@@ -108,7 +99,7 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
         const char* typed;
         Field field;
         double stored;
-        Points fades;
+        testing::Points fades;
     } entries[] = {
         {offset, "100000", &PodcastProject::musicOffset, 86400, {0.0, 5.0, 10.0, 20.0}},
         {sourceStart, "-5", &PodcastProject::musicSourceStart, 0, {0.0, 5.0, 10.0, 20.0}},
@@ -121,7 +112,7 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
         const auto& entry = entries[i];
         enter(editor, entry.row, entry.typed);
         EXPECT_EQ(studio.project().*entry.field, entry.stored) << entry.typed;
-        EXPECT_EQ(fadePoints(studio.project()), entry.fades) << entry.typed;
+        EXPECT_EQ(testing::fadePoints(studio.project()), entry.fades) << entry.typed;
         EXPECT_EQ(studio.undoStack().size(), steps + i + 1) << "each edit its own undo step";
     }
 
@@ -133,10 +124,9 @@ TEST(MusicEditor, enteredValuesAreClampedFallBackAndKeepTheFadesInOrder)
     EXPECT_EQ(studio.undoStack().size(), before);
 }
 
-TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
+TEST(MusicEditor, listoReturnEscapeAndAClickOnTheAnchorFinishTheEditAndCloseThePopover)
 {
     Music f;
-    Studio& studio = f.studio;
     QPushButton anchor("Ajustes…");
     anchor.resize(90, 24);
     testing::showActive(anchor);
@@ -150,17 +140,33 @@ TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
             popover = f.popover(anchor);
         type(popover->editor(), row, typed, key);
         QApplication::processEvents();
-        EXPECT_FALSE(studio.showMusicEditor());
+        EXPECT_FALSE(f.studio.showMusicEditor());
         EXPECT_TRUE(closed(popover));
     }
-    EXPECT_EQ(studio.project().musicOffset, 3.25);
-    EXPECT_EQ(studio.project().fadeInStart, 1.5);
+    EXPECT_EQ(f.studio.project().musicOffset, 3.25);
+    EXPECT_EQ(f.studio.project().fadeInStart, 1.5);
 
     // "Listo" clicked closes it too.
     popover = f.popover(anchor);
     QTest::mouseClick(&popover->editor().doneButton(), Qt::LeftButton);
-    EXPECT_FALSE(studio.showMusicEditor());
+    EXPECT_FALSE(f.studio.showMusicEditor());
     EXPECT_TRUE(closed(popover));
+
+    // A click on the anchor closes the popover without opening it again.
+    TrackHeader header(f.studio, TrackHeader::Kind::music);
+    testing::showActive(header);
+    QToolButton& settings = *header.settingsButton();
+    QTest::mouseClick(&settings, Qt::LeftButton);
+    popover = header.editorPopover();
+    ASSERT_FALSE(popover.isNull());
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
+
+    // The press lands on the popover (it has the mouse) outside its frame, over the anchor.
+    const QPoint onAnchor = popover->mapFromGlobal(settings.mapToGlobal(settings.rect().center()));
+    QTest::mouseClick(popover.data(), Qt::LeftButton, {}, onAnchor);
+    QApplication::processEvents();
+    EXPECT_TRUE(closed(popover));
+    EXPECT_FALSE(f.studio.showMusicEditor());
 
     // An anchor that goes away takes its open popover with it (focus returns to the window):
     // text typed but never committed stays out of the project.
@@ -172,29 +178,10 @@ TEST(MusicEditor, listoReturnAndEscapeFinishTheEditAndCloseThePopover)
     focusedBefore.setFocus();
     popover = f.popover(*doomed);
     type(popover->editor(), inEnd, "3");
-    const PodcastProject typedOnly = studio.project();
+    const PodcastProject typedOnly = f.studio.project();
     delete doomed;
     EXPECT_TRUE(popover.isNull());
-    EXPECT_EQ(studio.project(), typedOnly);
-}
-
-TEST(MusicEditor, aClickOnTheAnchorClosesThePopoverWithoutOpeningItAgain)
-{
-    Music f;
-    TrackHeader header(f.studio, TrackHeader::Kind::music);
-    testing::showActive(header);
-    QToolButton& anchor = *header.settingsButton();
-    QTest::mouseClick(&anchor, Qt::LeftButton);
-    QPointer<MusicEditorPopover> popover = header.editorPopover();
-    ASSERT_FALSE(popover.isNull());
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(popover.data()));
-
-    // The press lands on the popover (it has the mouse) outside its frame, over the anchor.
-    const QPoint onAnchor = popover->mapFromGlobal(anchor.mapToGlobal(anchor.rect().center()));
-    QTest::mouseClick(popover.data(), Qt::LeftButton, {}, onAnchor);
-    QApplication::processEvents();
-    EXPECT_TRUE(closed(popover));
-    EXPECT_FALSE(f.studio.showMusicEditor());
+    EXPECT_EQ(f.studio.project(), typedOnly);
 }
 
 } // namespace

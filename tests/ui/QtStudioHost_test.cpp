@@ -16,18 +16,18 @@
 namespace tw {
 namespace {
 
-using testing::TempFolder;
-
-// Runs script on the file dialog as soon as it is up (the dialogs run their own event loop).
-void whenDialogOpens(std::function<void(QFileDialog&)> script)
+// Runs script on the file dialog as soon as it is up (the dialogs run their own event loop),
+// showing folder.
+void whenDialogOpens(const std::filesystem::path& folder, std::function<void(QFileDialog&)> script)
 {
     auto* poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, poll, [poll, script] {
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, folder, script] {
         auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
         if (!dialog || !dialog->isVisible())
             return;
         poll->stop();
         poll->deleteLater();
+        dialog->setDirectory(QString::fromStdString(folder.string()));
         script(*dialog);
     });
     poll->start(5);
@@ -69,32 +69,29 @@ QString typedName(QFileDialog& dialog)
 TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
 {
     testing::uiApplication();
-    TempFolder temp;
+    testing::TempFolder temp;
     QtStudioHost host;
     // The new project dialog proposes the name.
-    whenDialogOpens([&](QFileDialog& dialog) {
+    whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {
         EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Crear proyecto de podcast"));
         EXPECT_EQ(typedName(dialog), QStringLiteral("Mi podcast.podcastproject"));
         EXPECT_EQ(dialog.acceptMode(), QFileDialog::AcceptSave);
-        dialog.setDirectory(QString::fromStdString(temp.path().string()));
         dialog.selectFile(QStringLiteral("Entrevista.podcastproject"));
         static_cast<QDialog&>(dialog).accept();
     });
     EXPECT_EQ(
         host.chooseNewProjectLocation("Crear proyecto de podcast", "Mi podcast.podcastproject"),
         temp / "Entrevista.podcastproject");
-    whenDialogOpens([](QFileDialog& dialog) { dialog.reject(); });
+    whenDialogOpens(temp.path(), [](QFileDialog& dialog) { dialog.reject(); });
     EXPECT_FALSE(host.chooseNewProjectLocation("Crear proyecto de podcast", "x"));
 
     // A typed name that is taken comes back, so the new project is refused rather than nested.
     const auto existing = temp / "Episodio uno.podcastproject";
     testing::writeProject(existing, PodcastProject{});
-    ManualScheduler scheduler;
-    MemorySettingsStore settings;
-    testing::FakeDeviceCatalog catalog;
-    Studio studio(StudioEnvironment{scheduler, host, settings, catalog, soundServerInputs()});
-    whenDialogOpens([&](QFileDialog& dialog) {
-        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+    testing::StudioFakes fakes;
+    Studio studio(StudioEnvironment{fakes.scheduler, host, fakes.settings, fakes.catalog,
+                                    soundServerInputs()});
+    whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {
         auto* name = dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
         name->selectAll();
         QTest::keyClicks(name, QStringLiteral("Episodio uno.podcastproject"));
@@ -115,8 +112,7 @@ TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
     std::filesystem::create_directories(temp / "Carpeta");
 
     // Going into a project folder chooses it at once.
-    whenDialogOpens([&](QFileDialog& dialog) {
-        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+    whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {
         dialog.resize(720, 420);
         EXPECT_TRUE(findEntry(dialog, QStringLiteral("Carpeta"), false));
         const QImage shown = testing::saveScreenshot(dialog, QStringLiteral("QtStudioHost-open"));
@@ -132,8 +128,7 @@ TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
     EXPECT_EQ(*chosen, project);
 
     // An ordinary folder is entered like any other, and can be chosen itself.
-    whenDialogOpens([&](QFileDialog& dialog) {
-        dialog.setDirectory(QString::fromStdString(temp.path().string()));
+    whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {
         findEntry(dialog, QStringLiteral("Carpeta"));
         EXPECT_TRUE(dialog.isVisible());
         EXPECT_EQ(dialog.directory().dirName(), QStringLiteral("Carpeta"));
@@ -143,7 +138,7 @@ TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
     ASSERT_TRUE(chosen);
     EXPECT_EQ(std::filesystem::canonical(*chosen), std::filesystem::canonical(temp / "Carpeta"));
 
-    whenDialogOpens([](QFileDialog& dialog) { dialog.reject(); });
+    whenDialogOpens(temp.path(), [](QFileDialog& dialog) { dialog.reject(); });
     EXPECT_FALSE(host.chooseProjectToOpen());
 
     // Export is an M4A or MP3 file as typed or filtered, music an audio file.
@@ -158,10 +153,9 @@ TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
                  {"final", 1, "final.mp3"},      {"final.m4a", 1, "final.mp3"},
                  {"final.mp3", 0, "final.m4a"},  {"final.wav", -1, "final.wav.m4a"}};
     for (const auto& c : cases) {
-        whenDialogOpens([&](QFileDialog& dialog) {
+        whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {
             EXPECT_EQ(typedName(dialog), QStringLiteral("Entrevista.m4a"));
             filters = dialog.nameFilters();
-            dialog.setDirectory(QString::fromStdString(temp.path().string()));
             dialog.selectFile(QString::fromUtf8(c.typed));
             if (c.filter >= 0)
                 dialog.selectNameFilter(filters.value(c.filter));
@@ -174,10 +168,9 @@ TEST(QtStudioHost, eachDialogGivesWhatWasChosenAndNothingWhenCancelled)
     }
 
     testing::makeTone(temp / "musica.wav", 0.2);
-    whenDialogOpens([&](QFileDialog& dialog) {
+    whenDialogOpens(temp.path(), [&](QFileDialog& dialog) {
         filters = dialog.nameFilters();
         EXPECT_EQ(dialog.fileMode(), QFileDialog::ExistingFile);
-        dialog.setDirectory(QString::fromStdString(temp.path().string()));
         dialog.selectFile(QStringLiteral("musica.wav"));
         static_cast<QDialog&>(dialog).accept();
     });

@@ -19,8 +19,6 @@
 namespace tw {
 namespace {
 
-using testing::TempFolder;
-
 // A later launch is another process; here another thread, while this one serves as the running
 // instance (it answers from its event loop).
 bool launch(const QString& name, const std::optional<QString>& path)
@@ -37,7 +35,7 @@ TEST(SingleInstance, aLaunchTakesOverAFreeDeadOrHungSocketAndLaterLaunchesHandIt
     testing::uiApplication();
     for (const char* left : {"none", "dead", "hung"}) {
         SCOPED_TRACE(left);
-        TempFolder temp;
+        testing::TempFolder temp;
         // A meeting point no other test or running studio uses.
         const QString name = QString::fromStdString((temp / "instance.socket").string());
         // A socket file nobody listens on, as a killed instance leaves it; or one whose instance

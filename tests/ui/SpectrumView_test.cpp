@@ -1,8 +1,6 @@
 #include "ui/SpectrumView.hpp"
 #include "ui/StudioPanel.hpp"
-#include "ui/UiApplication.hpp"
-
-#include "support/StudioFixture.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QApplication>
 
@@ -10,32 +8,20 @@
 
 namespace tw {
 
-namespace {
-
-std::vector<float> ramp()
-{
-    std::vector<float> bars(24);
-    for (int i = 0; i < 24; ++i)
-        bars[std::size_t(i)] = float(i + 1) / 24.0f;
-    return bars;
-}
-
-} // namespace
-
 TEST(SpectrumView, drawsTheStudiosBarsTallerBarsBrighter)
 {
-    testing::uiApplication();
-    testing::StudioFixture fixture;
+    testing::WindowStudio fixture;
     auto* view = new SpectrumView(fixture.studio);
     StudioPanel panel(view);
-    panel.resize(300, 150);
-    panel.show();
-    QApplication::processEvents();
+    testing::showAt(panel, {300, 150});
     const QImage silent = panel.grab().toImage();
 
-    fixture.studio.spectrumBars = ramp();
+    std::vector<float> ramp(24);
+    for (std::size_t i = 0; i < ramp.size(); ++i)
+        ramp[i] = float(i + 1) / 24.0f;
+    fixture.studio.spectrumBars = ramp;
     QApplication::processEvents();
-    EXPECT_EQ(view->bars(), ramp());
+    EXPECT_EQ(view->bars(), ramp);
     const QImage lit = testing::saveScreenshot(panel, "spectrum-bars");
 
     // The upper right of the plot is dark while silent and holds the tallest bars afterwards.

@@ -12,10 +12,7 @@ namespace tw {
 
 namespace {
 
-using testing::clipAt;
-
 struct Line : testing::WindowStudio {
-    using WindowStudio::WindowStudio;
     StatusLine line{studio};
     Line(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips)) { line.show(); }
 };
@@ -31,9 +28,9 @@ QString hint()
 
 } // namespace
 
-TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenExportProgress)
+TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenExportAndItsCancel)
 {
-    Line f({clipAt(0, 4)});
+    Line f({testing::clipAt(0, 4)});
     // On the left the selection, or else the hint.
     EXPECT_EQ(f.line.leftText().text(), hint());
     f.studio.selection = TimeRange{3725.456, 3730};
@@ -42,6 +39,15 @@ TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenE
     EXPECT_EQ(f.line.leftText().text(), hint());
 
     EXPECT_EQ(f.line.statusText().text(), "Programa · Sin guardar");
+    // A long title gives way in its middle; how it was saved stays whole.
+    f.studio.folder =
+        f.temp / "Entrevista con la directora del festival de cine 2025.podcastproject";
+    const QString elided = f.line.statusText().text();
+    EXPECT_TRUE(elided.startsWith("Entrevista") && elided.contains("…") &&
+                elided.endsWith("2025 · Sin guardar"))
+        << elided.toStdString();
+    EXPECT_LE(f.line.statusText().fontMetrics().horizontalAdvance(elided), StatusLine::statusWidth);
+    f.studio.folder = f.folder;
     f.studio.save();
     f.settle();
     const QString saved = f.line.statusText().text();
@@ -68,11 +74,8 @@ TEST(StatusLine, showsTheSelectionOrTheHintAndTitleAndSaveTimeThenPreparingThenE
     EXPECT_EQ(f.line.statusText().text(), "Preparando audio…");
     f.studio.busy = false;
     EXPECT_TRUE(f.line.statusText().text().startsWith("Programa · Guardado "));
-}
 
-TEST(StatusLine, cancelStopsTheRunningExportAndTheTitleComesBack)
-{
-    Line f;
+    // Cancel stops a running export and the title comes back.
     ASSERT_TRUE(f.openTone(120.0));
     f.host.exportAnswers.push_back(f.temp / "Programa.m4a");
     f.studio.exportProject();

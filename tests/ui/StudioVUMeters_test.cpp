@@ -4,9 +4,7 @@
 #include "ui/StudioPanel.hpp"
 #include "ui/StudioVUMeters.hpp"
 #include "ui/TransportButtonStyle.hpp"
-#include "ui/UiApplication.hpp"
-
-#include "support/StudioFixture.hpp"
+#include "ui/WindowStudio.hpp"
 
 #include <QLabel>
 
@@ -40,11 +38,8 @@ TEST(StudioVUMeters, needlesFollowTheVUScaleAndTheStudioLevelsAndThePeakLampItsW
     EXPECT_DOUBLE_EQ(wide.radius, 68);
     EXPECT_DOUBLE_EQ(vuGeometry(QSizeF(100, 90)).radius, 43);
 
-    testing::uiApplication();
-    testing::StudioFixture fixture;
+    testing::WindowStudio fixture;
     StudioVUMeters meters(fixture.studio);
-    EXPECT_EQ(meters.voice().label(), "VOZ");
-    EXPECT_EQ(meters.music().label(), "MÚSICA");
     EXPECT_FALSE(meters.peak().lit());
     meters.setStyleSheet("background: #1c1d21;");
     meters.resize(360, 100);
@@ -77,9 +72,7 @@ TEST(StudioPanel, padsItsContentAndDrawsADarkPlateWithScrewsInItsCorners)
     testing::uiApplication();
     auto* label = new QLabel(QStringLiteral("ECUALIZADOR"));
     StudioPanel panel(label);
-    panel.resize(260, 120);
-    panel.show();
-    QApplication::processEvents();
+    testing::showAt(panel, {260, 120});
     EXPECT_EQ(label->geometry(), QRect(14, 14, 232, 92));
 
     const QImage image = testing::saveScreenshot(panel, "studio-panel");

@@ -17,12 +17,11 @@
 namespace tw {
 namespace {
 
-using testing::AppFixture;
 using testing::readProject;
 
-TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
+TEST(TapewrightApp, quittingDuringATakeStopsItSavesWaitsForTheWriterAndSalirSavesTheLatestView)
 {
-    AppFixture f;
+    testing::AppFixture f;
     const auto folder = f.newProject();
     ASSERT_TRUE(f.startTake());
     ASSERT_TRUE(f.recordUntil(0.5));
@@ -52,12 +51,8 @@ TEST(TapewrightApp, quittingDuringATakeStopsItThenSavesThenWaitsForTheWriter)
     EXPECT_GE(onDisk.voiceDuration(), 0.5);
     ASSERT_TRUE(onDisk.playhead);
     EXPECT_DOUBLE_EQ(*onDisk.playhead, f.studio.position());
-}
 
-TEST(TapewrightApp, salirClosesTheWindowAndQuittingSavesThePlayHeadAndZoomMovedJustBefore)
-{
-    AppFixture f;
-    const auto folder = f.newProject();
+    // "Salir" closes the window, and quitting saves the play head and zoom moved just before.
     f.studio.showWelcome = false;
     f.app.window().show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&f.app.window()));
@@ -78,10 +73,10 @@ TEST(TapewrightApp, salirClosesTheWindowAndQuittingSavesThePlayHeadAndZoomMovedJ
 
 TEST(TapewrightApp, anOpenRequestWaitsForBusyAndDialogsAndTakesTheDocumentOrARelativePath)
 {
-    AppFixture f;
+    testing::AppFixture f;
     const auto first = f.newProject();
-    const auto second = f.savedProject("Segundo.podcastproject");
-    const auto third = f.savedProject("Tercero.podcastproject");
+    const auto second = testing::savedProject(f.temp / "Segundo.podcastproject");
+    const auto third = testing::savedProject(f.temp / "Tercero.podcastproject");
 
     f.studio.record(); // the count-in is busy
     ASSERT_TRUE(f.studio.busy());

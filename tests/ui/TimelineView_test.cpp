@@ -15,16 +15,13 @@ namespace tw {
 
 namespace {
 
-using testing::clipAt;
 using testing::sendMouse;
 
 struct Timeline : testing::WindowStudio {
     TimelineView view{studio};
     Timeline(std::vector<Segment> clips = {}) : WindowStudio(std::move(clips))
     {
-        view.resize(1000, 330);
-        view.show();
-        QCoreApplication::processEvents();
+        testing::showAt(view, {1000, 330});
     }
     int contentWidth() const { return view.content().width(); }
     QScrollBar& bar() const { return *view.scrollArea().horizontalScrollBar(); }
@@ -42,7 +39,7 @@ TEST(TimelineView, contentCoversTheProgrammeAMinuteMoreAndThirtySecondsPastTheHe
     EXPECT_EQ(f.view.voiceLane().width(), 1200);
     EXPECT_EQ(f.view.musicLane().width(), 1200);
 
-    f.studio.project.mutate([](PodcastProject& p) { p.segments = {clipAt(0, 100)}; });
+    f.studio.project.mutate([](PodcastProject& p) { p.segments = {testing::clipAt(0, 100)}; });
     EXPECT_EQ(f.contentWidth(), 160 * 10);
     f.studio.position = 150.0;
     EXPECT_EQ(f.contentWidth(), 180 * 10);
@@ -108,7 +105,7 @@ TEST(TimelineRuler, labelsFollowTheZoomCoverTheVisiblePartAndADragSeeksUnlessBus
     EXPECT_EQ(rulerLabels(0, 1000, 2, 3600, 0)[1], 60);
 
     // A drag on the ruler seeks, unless a take or a long operation runs.
-    Timeline f({clipAt(0, 60)});
+    Timeline f({testing::clipAt(0, 60)});
     TimelineRuler& ruler = f.view.ruler();
     sendMouse(ruler, QEvent::MouseButtonPress, {300, 10});
     EXPECT_DOUBLE_EQ(f.studio.position(), 10.0);
@@ -136,8 +133,7 @@ TEST(ContentView, anOpenProjectLeftIdlePaintsNothingForTwoSeconds)
 {
     testing::WindowStudio f;
     ContentView view{f.studio, f.scheduler};
-    view.resize(1280, 680);
-    view.show();
+    testing::showAt(view, {1280, 680});
     f.openProgramme();
     // Let the window finish its first paints and any deferred layout.
     for (int i = 0; i < 5; ++i) {

@@ -6,21 +6,27 @@
 #include "support/TestApplication.hpp"
 
 #include <QApplication>
+#include <QDataStream>
 #include <QDir>
-#include <QPaintEngine>
-#include <QPaintEvent>
+#include <QPicture>
 #include <QTest>
 #include <QWidget>
 
 #include <gtest/gtest.h>
-
-#include <vector>
 
 namespace tw::testing {
 
 inline QApplication& uiApplication()
 {
     return testApplication<QApplication>();
+}
+
+// Shows widget at size and lets its first layout happen.
+inline void showAt(QWidget& widget, QSize size)
+{
+    widget.resize(size);
+    widget.show();
+    QApplication::processEvents();
 }
 
 // Grabs widget into screenshots/<name>.png under the build folder and returns the image.
@@ -53,18 +59,14 @@ inline QImage renderAlone(QWidget& widget)
     return image;
 }
 
-// Keeps the paint events a widget receives (installed on the application, every widget's): the
-// painted widgets' class names and the regions.
+// Keeps the class names of the widgets painted (installed on the application, every widget's).
 class PaintRecorder final : public QObject {
 public:
     QStringList widgets;
-    std::vector<QRegion> regions;
     bool eventFilter(QObject* watched, QEvent* event) override
     {
-        if (event->type() == QEvent::Paint) {
+        if (event->type() == QEvent::Paint)
             widgets << QString::fromLatin1(watched->metaObject()->className());
-            regions.push_back(static_cast<QPaintEvent*>(event)->region());
-        }
         return false;
     }
 };
@@ -82,59 +84,16 @@ inline double meanBrightness(const QImage& image, QRect area)
     return count ? sum / count : 0;
 }
 
-// A paint device that keeps the texts drawn on it, in order, and draws nothing else.
-class TextRecorder final : public QPaintDevice, private QPaintEngine {
-public:
-    // Claims every feature, so that the painter hands it texts instead of outlines.
-    explicit TextRecorder(QSize size) : QPaintEngine(AllFeatures), size_(size) {}
-    QStringList texts;
-
-    QPaintEngine* paintEngine() const override { return const_cast<TextRecorder*>(this); }
-
-private:
-    int metric(PaintDeviceMetric metric) const override
-    {
-        switch (metric) {
-        case PdmWidth:
-            return size_.width();
-        case PdmHeight:
-            return size_.height();
-        case PdmDepth:
-            return 32;
-        case PdmDevicePixelRatio:
-            return 1;
-        case PdmDevicePixelRatioScaled:
-            return static_cast<int>(devicePixelRatioFScale());
-        default:
-            return 96;
-        }
-    }
-    bool begin(QPaintDevice*) override { return true; }
-    bool end() override { return true; }
-    void updateState(const QPaintEngineState&) override {}
-    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
-    void drawTiledPixmap(const QRectF&, const QPixmap&, const QPointF&) override {}
-    void drawImage(const QRectF&, const QImage&, const QRectF&, Qt::ImageConversionFlags) override
-    {
-    }
-    void drawPath(const QPainterPath&) override {}
-    void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
-    void drawRects(const QRectF*, int) override {}
-    void drawLines(const QLineF*, int) override {}
-    void drawEllipse(const QRectF&) override {}
-    void drawPoints(const QPointF*, int) override {}
-    void drawTextItem(const QPointF&, const QTextItem& item) override { texts << item.text(); }
-    Type type() const override { return User; }
-
-    QSize size_;
-};
-
-// Every text widget and its children draw, in order.
-inline QStringList drawnTexts(QWidget& widget)
+// Whether widget, drawn, paints text in one piece: a picture records each text item whole, as a
+// QString in its stream's UTF-16.
+inline bool drawsText(QWidget& widget, const QString& text)
 {
-    TextRecorder recorder(widget.size());
-    widget.render(&recorder);
-    return recorder.texts;
+    QPicture picture;
+    widget.render(&picture);
+    QByteArray utf16;
+    QDataStream stream(&utf16, QIODevice::WriteOnly);
+    stream << text;
+    return QByteArray(picture.data(), picture.size()).contains(utf16.mid(4));
 }
 
 } // namespace tw::testing

@@ -10,12 +10,9 @@
 
 namespace tw {
 
-using testing::clipAt;
-using testing::readProject;
-
 TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
 {
-    testing::WindowStudio f({clipAt(0, 5)});
+    testing::WindowStudio f({testing::clipAt(0, 5)});
     VoiceStudioPanel panel{f.studio};
     // Without a treatment the controls show the neutral one.
     EXPECT_FALSE(panel.enhanceSwitch().isChecked() || panel.noiseSwitch().isChecked());
@@ -51,7 +48,7 @@ TEST(VoiceStudioPanel, eachChangeIsOneUndoStepStoredInTheProjectAndSaved)
     EXPECT_EQ(treatment(), expected);
     EXPECT_EQ(f.studio.undoStack->size(), 5u);
     f.settle();
-    EXPECT_EQ(readProject(f.folder).treatment, expected);
+    EXPECT_EQ(testing::readProject(f.folder).treatment, expected);
 
     // Undo brings the controls back with the document.
     f.studio.undo();

@@ -17,8 +17,6 @@ namespace tw {
 namespace {
 
 using testing::drag;
-using testing::hoverAt;
-using testing::meanBrightness;
 using testing::saveScreenshot;
 
 // Three clips of one 12 s take at zoom 50: A [0, 4) at x 0…200, a gap, B [5, 8) at x 250…400
@@ -126,6 +124,9 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
     drag(lane, {300, 70}, {{301, 70}}, [&] { EXPECT_EQ(f.studio.selectedClip(), f.voice.b.id); });
     EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
     EXPECT_NEAR(f.studio.position(), 301 / 50.0, 1e-9);
+    // Dragged further, the body selects like the background, from where it was pressed.
+    drag(lane, {330, 70}, {{310, 70}, {100, 70}});
+    EXPECT_EQ(f.studio.selection(), (TimeRange{2, 6.6}));
 
     // The play head's handle seeks while it moves and never selects.
     f.studio.seek(5.2); // x 260, inside B
@@ -134,6 +135,18 @@ TEST(WaveTrack, onTheVoiceLaneDragsSelectClicksSeekAndTheClipBodySelectsItsClip)
     drag(lane, {270, 60}, {{300, 60}, {150, 60}},
          [&] { EXPECT_NEAR(f.studio.position(), 3.0, 1e-9); });
     EXPECT_FALSE(f.studio.selection() || f.studio.selectedClip());
+
+    // Without music its lane offers to load some.
+    auto* load = f.musicLane->findChild<QPushButton*>();
+    ASSERT_NE(load, nullptr);
+    saveScreenshot(*f.musicLane, "WaveTrack-music-empty");
+    const std::filesystem::path chosen = f.temp / "bed.wav";
+    testing::makeTone(chosen, 8, 500);
+    f.host.audioFileAnswers.push_back(chosen);
+    QTest::mouseClick(load, Qt::LeftButton);
+    ASSERT_TRUE(f.waitIdle());
+    EXPECT_TRUE(f.studio.project().musicFile.has_value());
+    EXPECT_FALSE(load->isVisible());
 }
 
 TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighbours)
@@ -141,6 +154,11 @@ TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighbours)
     Lanes f;
     WaveTrack& lane = *f.voiceLane;
     const std::size_t steps = f.steps();
+
+    // A tap on B's header selects it and its range, and moves nothing.
+    drag(lane, {300, 15}, {});
+    EXPECT_EQ(f.studio.selection(), (TimeRange{5, 8}));
+    EXPECT_EQ(f.steps(), steps);
 
     // Dragged 500 points to the left, 10 s before its start, it is held at 0 and dropped there.
     drag(lane, {300, 15}, {{200, 15}, {-200, 15}}, [&] {
@@ -164,14 +182,34 @@ TEST(WaveTrack, headerDragMovesTheClipAndGripsTrimWithinTheNeighbours)
     }
 }
 
-TEST(WaveTrack, theMusicLaneNeverSelectsAndItsGripsTrimTheFragment)
+// A fade dragged while playing is heard at once and saved when released; a click seeks, a drag
+// never selects, and the grips trim the fragment.
+TEST(WaveTrack, onTheMusicLaneFadesAreHeardWhileDraggedClicksSeekAndGripsTrimTheFragment)
 {
     Lanes f(musicOnly, 900);
     WaveTrack& lane = *f.musicLane;
     f.studio.position = 30.0; // the play head handle away from the presses
+    ASSERT_TRUE(f.startPlayback()) << f.studio.message().value_or("");
+    // The music's volume 2.5 s into its fade-in, as the player has it.
+    const auto heard = [&] {
+        return f.studio.player->currentAudioMix().parameters(2)->volume.volumeAt(
+            MediaTime::fromSeconds(4.5));
+    };
+    const float before = heard();
+    drag(lane, {70, 16}, {{90, 16}, {200, 16}}, [&] {
+        EXPECT_LT(heard(), before * 0.5) << "the fade-in, now 18 s long, is heard while dragging";
+    });
+    EXPECT_TRUE(f.studio.playing());
+    f.settle();
+    EXPECT_EQ(testing::readProject(f.folder).fadeInEnd, 18.0);
+    f.studio.pause();
+
     f.studio.selection = TimeRange{1, 2};
     drag(lane, {200, 60}, {{240, 60}, {400, 60}});
     EXPECT_EQ(f.studio.selection(), (TimeRange{1, 2}));
+    drag(lane, {250, 60}, {{252, 60}});
+    EXPECT_FALSE(f.studio.selection().has_value());
+    EXPECT_NEAR(f.studio.position(), 25.2, 1e-9);
 
     // The head pulled 10 s to the left stops at timeline 0: both start and offset move by 2;
     // the tail pulled 10 s in shortens the fragment.
@@ -221,10 +259,7 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
         f.settle();
         const int saves = f.count(StudioField::lastSaved);
         const std::size_t before = f.steps();
-        QTest::mousePress(&lane, Qt::LeftButton, {}, row.from);
-        for (QPoint point : row.through)
-            QTest::mouseMove(&lane, point);
-        QTest::mouseRelease(&lane, Qt::LeftButton, {}, row.through.back());
+        drag(lane, row.from, row.through);
         EXPECT_EQ(testing::fadePoints(f.studio.project()), row.fades) << row.what;
         EXPECT_EQ(f.steps(), steps + row.added) << row.what;
         f.settle();
@@ -233,40 +268,73 @@ TEST(WaveTrack, fadeHandlesKeepTheirOrderAndOneDragIsOneUndoStep)
     EXPECT_EQ(testing::readProject(f.folder).fadeOutEnd, 48.0);
 }
 
-TEST(WaveTrack, aFadeDraggedWhilePlayingIsHeardAtOnceAndSavedWhenReleased)
-{
-    Lanes f(musicOnly, 900);
-    f.studio.position = 30.0; // the play head handle away from the presses
-    ASSERT_TRUE(f.startPlayback()) << f.studio.message().value_or("");
-    // The music's volume 2.5 s into its fade-in, as the player has it.
-    const auto heard = [&] {
-        return f.studio.player->currentAudioMix().parameters(2)->volume.volumeAt(
-            MediaTime::fromSeconds(4.5));
-    };
-    const float before = heard();
-    drag(*f.musicLane, {70, 16}, {{90, 16}, {200, 16}}, [&] {
-        EXPECT_LT(heard(), before * 0.5) << "the fade-in, now 18 s long, is heard while dragging";
-    });
-    EXPECT_TRUE(f.studio.playing());
-    f.settle();
-    EXPECT_EQ(testing::readProject(f.folder).fadeInEnd, 18.0);
-}
-
-TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsLane)
+// Where the pointer rests sets the control key and the cursor; while recording or busy the
+// gestures are refused and the arrow stays.
+TEST(WaveTrack, hoverSetsTheControlKeysGesturesAreRefusedWhileBusyAndMenusActOnTheClipRange)
 {
     Lanes f(voiceAndMusic);
+    WaveTrack& voiceLane = *f.voiceLane;
+    WaveTrack& musicLane = *f.musicLane;
+    f.studio.position = 65.0;
+    const std::string b = f.voice.b.id.text();
+    struct Spot {
+        WaveTrack* lane;
+        double zoom;
+        bool selected; // B
+        QPoint at;
+        std::optional<std::string> key;
+        Qt::CursorShape cursor;
+    };
+    for (const Spot& spot :
+         {Spot{&voiceLane, 50, false, {300, 15}, "clip-" + b, Qt::OpenHandCursor},
+          Spot{&voiceLane, 50, false, {300, 70}, std::nullopt, Qt::ArrowCursor},
+          Spot{&voiceLane, 50, true, {251, 60}, "trim-" + b + "-true", Qt::SizeHorCursor},
+          Spot{&voiceLane, 50, true, {399, 60}, "trim-" + b + "-false", Qt::SizeHorCursor},
+          Spot{&musicLane, 10, false, {70, 16}, "fade-1", Qt::SizeHorCursor},
+          Spot{&musicLane, 10, false, {570, 80}, "music-trim-false", Qt::SizeHorCursor},
+          Spot{&musicLane, 10, false, {20, 80}, "music-trim-true", Qt::SizeHorCursor}}) {
+        SCOPED_TRACE(spot.key.value_or("none"));
+        f.studio.zoom = spot.zoom;
+        f.studio.selectedClip = spot.selected ? std::optional(f.voice.b.id) : std::nullopt;
+        testing::sendMouse(*spot.lane, QEvent::MouseMove, spot.at, true); // a hover
+        EXPECT_EQ(f.studio.hoveredControl(), spot.key);
+        EXPECT_EQ(spot.lane->cursor().shape(), spot.cursor);
+    }
+    EXPECT_EQ(musicLane.helpAt({70, 16}), "Fin del fade in: 5.00 s"); // for the status line
+    f.studio.zoom = 50;
+    for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
+        *blocker = true;
+        const PodcastProject before = f.studio.project();
+        // The press is what is refused: one gesture of each lane stands for the others.
+        drag(voiceLane, {210, 60}, {{212, 60}});            // click
+        drag(voiceLane, {300, 15}, {{250, 15}, {100, 15}}); // header
+        f.studio.zoom = 10;
+        drag(musicLane, {70, 16}, {{90, 16}, {300, 16}}); // fade handle
+        f.studio.zoom = 50;
+        EXPECT_FALSE(f.studio.selectedClip() || f.studio.draggedClip() || f.studio.fadeEditing);
+        EXPECT_EQ(f.studio.project(), before);
+        testing::sendMouse(voiceLane, QEvent::MouseMove, {300, 15}, true);
+        EXPECT_EQ(voiceLane.cursor().shape(), Qt::ArrowCursor);
+        *blocker = false;
+        testing::sendMouse(voiceLane, QEvent::MouseMove, {301, 15}, true);
+        EXPECT_EQ(voiceLane.cursor().shape(), Qt::OpenHandCursor);
+    }
+
+    // Each menu item acts on the whole clip it was opened on; the music's is removed from anywhere
+    // in its lane.
     const VoiceDocument& voice = f.voice;
-    // Each item acts on the whole clip it was opened on.
     std::unique_ptr<QMenu> menu;
-    const auto act = [&](const Segment& clip, const QString& text) {
+    const auto act = [&](const Segment& clip, const QString& text, bool enabled = true) {
         menu.reset(makeClipMenu(f.studio, clip, nullptr));
         const QList<QAction*> offered = items(*menu);
         const auto found = std::find_if(offered.begin(), offered.end(),
                                         [&](QAction* action) { return action->text() == text; });
-        ASSERT_TRUE(found != offered.end() && (*found)->isEnabled()) << text.toStdString();
+        ASSERT_NE(found, offered.end()) << text.toStdString();
+        EXPECT_EQ((*found)->isEnabled(), enabled) << text.toStdString();
         (*found)->trigger();
         EXPECT_TRUE(f.waitIdle());
     };
+    act(voice.a, "Pegar en el cabezal", false); // nothing copied yet, though the studio is idle
     act(voice.a, "Silenciar");
     EXPECT_EQ(f.studio.project().segment(2.0)->gain, 0.0f);
     act(voice.b, "Cortar"); // copied, then its range becomes a gap
@@ -300,74 +368,6 @@ TEST(WaveTrack, contextMenusActOnTheClipRangeAndRemoveTheMusicFromAnywhereInItsL
     EXPECT_FALSE(f.studio.project().musicFile);
 }
 
-// Where the pointer rests sets the control key and the cursor; while recording or busy the
-// gestures are refused and the arrow stays.
-TEST(WaveTrack, hoverSetsTheControlKeysAndEveryGestureIsRefusedWhileRecordingOrBusy)
-{
-    Lanes f(voiceAndMusic, 900);
-    WaveTrack& voiceLane = *f.voiceLane;
-    WaveTrack& musicLane = *f.musicLane;
-    f.studio.position = 65.0;
-    const std::string b = f.voice.b.id.text();
-    struct Spot {
-        WaveTrack* lane;
-        double zoom;
-        bool selected; // B
-        QPoint at;
-        std::optional<std::string> key;
-        Qt::CursorShape cursor;
-    };
-    for (const Spot& spot :
-         {Spot{&voiceLane, 50, false, {300, 15}, "clip-" + b, Qt::OpenHandCursor},
-          Spot{&voiceLane, 50, false, {300, 70}, std::nullopt, Qt::ArrowCursor},
-          Spot{&voiceLane, 50, true, {251, 60}, "trim-" + b + "-true", Qt::SizeHorCursor},
-          Spot{&voiceLane, 50, true, {399, 60}, "trim-" + b + "-false", Qt::SizeHorCursor},
-          Spot{&musicLane, 10, false, {70, 16}, "fade-1", Qt::SizeHorCursor},
-          Spot{&musicLane, 10, false, {570, 80}, "music-trim-false", Qt::SizeHorCursor},
-          Spot{&musicLane, 10, false, {20, 80}, "music-trim-true", Qt::SizeHorCursor}}) {
-        SCOPED_TRACE(spot.key.value_or("none"));
-        f.studio.zoom = spot.zoom;
-        f.studio.selectedClip = spot.selected ? std::optional(f.voice.b.id) : std::nullopt;
-        hoverAt(*spot.lane, spot.at);
-        EXPECT_EQ(f.studio.hoveredControl(), spot.key);
-        EXPECT_EQ(spot.lane->cursor().shape(), spot.cursor);
-    }
-    EXPECT_EQ(musicLane.helpAt({70, 16}), "Fin del fade in: 5.00 s"); // for the status line
-    f.studio.zoom = 50;
-    for (Published<bool>* blocker : {&f.studio.busy, &f.studio.recording}) {
-        *blocker = true;
-        const PodcastProject before = f.studio.project();
-        // The press is what is refused: one gesture of each lane stands for the others.
-        drag(voiceLane, {210, 60}, {{212, 60}});            // click
-        drag(voiceLane, {300, 15}, {{250, 15}, {100, 15}}); // header
-        f.studio.zoom = 10;
-        drag(musicLane, {70, 16}, {{90, 16}, {300, 16}}); // fade handle
-        f.studio.zoom = 50;
-        EXPECT_FALSE(f.studio.selectedClip() || f.studio.draggedClip() || f.studio.fadeEditing);
-        EXPECT_EQ(f.studio.project(), before);
-        hoverAt(voiceLane, {300, 15});
-        EXPECT_EQ(voiceLane.cursor().shape(), Qt::ArrowCursor);
-        *blocker = false;
-        hoverAt(voiceLane, {301, 15});
-        EXPECT_EQ(voiceLane.cursor().shape(), Qt::OpenHandCursor);
-    }
-}
-
-TEST(WaveTrack, theEmptyMusicLaneOffersToLoadMusic)
-{
-    Lanes f(voiceOnly, 700);
-    auto* load = f.musicLane->findChild<QPushButton*>();
-    ASSERT_NE(load, nullptr);
-    saveScreenshot(*f.musicLane, "WaveTrack-music-empty");
-    const std::filesystem::path chosen = f.temp / "bed.wav";
-    testing::makeTone(chosen, 8, 500);
-    f.host.audioFileAnswers.push_back(chosen);
-    QTest::mouseClick(load, Qt::LeftButton);
-    ASSERT_TRUE(f.waitIdle());
-    EXPECT_TRUE(f.studio.project().musicFile.has_value());
-    EXPECT_FALSE(load->isVisible());
-}
-
 // The lanes rendered for a person to look at, and the few pixels that tell each part is there.
 TEST(WaveTrack, rendersClipsSelectionAndMusic)
 {
@@ -388,8 +388,8 @@ TEST(WaveTrack, rendersClipsSelectionAndMusic)
 
     EXPECT_GT(voice.pixelColor(100, 100).blue(), voice.pixelColor(175, 100).blue())
         << "the selection band bluer";
-    EXPECT_GT(meanBrightness(voice, {260, 40, 40, 60}),
-              meanBrightness(voice, {205, 40, 40, 60}) + 10)
+    EXPECT_GT(testing::meanBrightness(voice, {260, 40, 40, 60}),
+              testing::meanBrightness(voice, {205, 40, 40, 60}) + 10)
         << "peaks inside B, none in the gap";
     const QColor head = voice.pixelColor(325, 80);
     EXPECT_TRUE(head.red() > 200 && head.green() < 120) << "the play head is red";

@@ -21,10 +21,6 @@ class WindowDevice : public rig::PulseRigTest {};
 // The application's window over a Studio on the sound server.
 struct DeviceWindow : testing::UiFirst, testing::SoundServerStudio {
     MainWindow window{studio, scheduler};
-    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
-    {
-        QTest::keyClick(&window, key, modifiers);
-    }
 };
 
 TEST_F(WindowDevice, aTakeRecordedWithTheKeysIsHeardWithSpace)
@@ -35,25 +31,22 @@ TEST_F(WindowDevice, aTakeRecordedWithTheKeysIsHeardWithSpace)
     testing::TempFolder temp;
     DeviceWindow d;
     d.studio.showWelcome = false;
-    d.window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&d.window));
-    d.window.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&d.window));
+    testing::showActive(d.window);
 
     d.host.newProjectAnswers.push_back(temp / "Programa.podcastproject");
-    d.press(Qt::Key_N, Qt::ControlModifier);
+    QTest::keyClick(&d.window, Qt::Key_N, Qt::ControlModifier);
     ASSERT_TRUE(d.studio.folder());
 
     // The tone sounds in the microphone before the take begins and until after it ends.
     std::optional<rig::BackgroundSound> sound(std::in_place, tone);
     ASSERT_TRUE(sound->playing());
-    d.press(Qt::Key_R);
+    QTest::keyClick(&d.window, Qt::Key_R);
     ASSERT_EQ(d.studio.countdown(), 3);
     d.scheduler.advance(3.0);
     ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
     ASSERT_TRUE(d.runUntil([&] { return d.studio.liveDuration >= 2.0 || !d.studio.recording(); }));
     ASSERT_TRUE(d.studio.recording()) << d.studio.message().value_or("");
-    d.press(Qt::Key_R);
+    QTest::keyClick(&d.window, Qt::Key_R);
     ASSERT_TRUE(d.runUntil([&] { return !d.studio.busy() && !d.studio.recording(); }));
     ASSERT_FALSE(d.studio.message()) << *d.studio.message();
     ASSERT_EQ(d.studio.project->resolvedSegments().size(), 1u);
@@ -64,10 +57,10 @@ TEST_F(WindowDevice, aTakeRecordedWithTheKeysIsHeardWithSpace)
     rig::MonitorRecording monitor(scratch.file("heard.raw"));
     ASSERT_TRUE(monitor.listening());
     d.studio.seek(0);
-    d.press(Qt::Key_Space);
+    QTest::keyClick(&d.window, Qt::Key_Space);
     EXPECT_TRUE(d.runUntil([&] { return d.studio.playing(); })) << d.studio.message().value_or("");
     d.runUntil([&] { return d.studio.position() >= 1.9 || !d.studio.playing(); });
-    d.press(Qt::Key_Space);
+    QTest::keyClick(&d.window, Qt::Key_Space);
     EXPECT_FALSE(d.studio.playing());
 
     const std::vector<float> heard =

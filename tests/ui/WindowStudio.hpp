@@ -22,6 +22,15 @@ inline Segment clipAt(double at, double length, const std::string& file = "Media
     return placedClip(at, length, file, std::nullopt, start);
 }
 
+// The seconds of audio the programme's clips hold, gaps left out.
+inline double clipSeconds(const PodcastProject& project)
+{
+    double total = 0;
+    for (const Segment& clip : project.resolvedSegments())
+        total += clip.duration;
+    return total;
+}
+
 // A base that makes the widget application first (the Studio would make a core one).
 struct UiFirst {
     QApplication& application = uiApplication();
@@ -46,12 +55,6 @@ struct WindowStudio : UiFirst, StudioFixture {
         ASSERT_FALSE(studio.musicPeaks->empty());
         QCoreApplication::processEvents();
     }
-    // record() up to the count-in showing 3 (busy, nothing captured yet).
-    void startCountIn()
-    {
-        studio.record();
-        EXPECT_EQ(studio.countdown(), 3);
-    }
 };
 
 // The whole application on the fakes, with a microphone at a real one's pace (30 s of tone).
@@ -65,16 +68,16 @@ struct AppFixture : UiFirst, StudioFakes, StudioSteps<AppFixture> {
         inputOptions.length = 48000 * 30;
     }
     ~AppFixture() { finish(); }
-
-    // A project folder on disk that was never opened here, its music at half volume.
-    std::filesystem::path savedProject(const std::string& name)
-    {
-        PodcastProject document;
-        document.musicVolume = 0.5f;
-        writeProject(temp / name, document);
-        return temp / name;
-    }
 };
+
+// A project folder on disk that was never opened here, its music at half volume.
+inline std::filesystem::path savedProject(const std::filesystem::path& folder)
+{
+    PodcastProject document;
+    document.musicVolume = 0.5f;
+    writeProject(folder, document);
+    return folder;
+}
 
 // Shows widget as the active window.
 inline void showActive(QWidget& widget)
@@ -86,7 +89,7 @@ inline void showActive(QWidget& widget)
 
 // A left-button drag in widget from `from` through the points given, released at the last;
 // whileHeld runs before the release, to see what the gesture shows while it lasts.
-inline void drag(QWidget& widget, QPoint from, std::initializer_list<QPoint> through,
+inline void drag(QWidget& widget, QPoint from, const std::vector<QPoint>& through,
                  const std::function<void()>& whileHeld = {})
 {
     QTest::mousePress(&widget, Qt::LeftButton, {}, from);
@@ -109,11 +112,6 @@ inline void sendMouse(QWidget& widget, QEvent::Type type, QPointF point, bool ho
                                       : Qt::MouseButtons(Qt::LeftButton);
     QMouseEvent event(type, point, widget.mapToGlobal(point), button, held, Qt::NoModifier);
     QCoreApplication::sendEvent(&widget, &event);
-}
-
-inline void hoverAt(QWidget& widget, QPointF point)
-{
-    sendMouse(widget, QEvent::MouseMove, point, true);
 }
 
 } // namespace tw::testing
