@@ -1,20 +1,13 @@
 #include "studio/Studio.hpp"
 
 #include "model/ProjectJson.hpp"
-#include "studio/ProjectLock.hpp"
-#include "studio/ProjectWriter.hpp"
 #include "support/HostileFiles.hpp"
 #include "support/StudioFixture.hpp"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <future>
-#include <random>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace tw {
 namespace {
@@ -338,145 +331,6 @@ TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeItsSavesLandOnceAndOpen
     EXPECT_FALSE(std::filesystem::exists(other / ".project.json.Ab12Cd"));
     EXPECT_EQ(countFiles(other, ".project.json."), 2);
     EXPECT_EQ(countFiles(other / "Media", ""), 2);
-}
-
-std::string openElsewhere(long pid, const std::string& host)
-{
-    return "El proyecto ya está abierto en otra ventana de Bobinet 2 (proceso " +
-           std::to_string(pid) + " en «" + host + "»). Ciérralo allí para abrirlo aquí.";
-}
-
-std::string hostName()
-{
-    char name[256] = {};
-    ::gethostname(name, sizeof name - 1);
-    return name;
-}
-
-// A killed owner's lock is taken over and another machine's is respected; a project open in one
-// studio is refused by another until the first lets it go.
-TEST(ProjectLock, aKilledOwnersLockIsTakenOverAndAnOpenProjectIsRefusedUntilItIsLetGo)
-{
-    TempFolder temp;
-    const auto folder = temp / "p";
-    testing::writeProject(folder, PodcastProject{});
-    struct stat place {};
-    ASSERT_EQ(::stat(folder.c_str(), &place), 0);
-    const auto lockText = [&] {
-        const auto bytes = testfiles::readBytes(ProjectLock::fileIn(folder));
-        return std::string(bytes.begin(), bytes.end());
-    };
-    const auto owner = [&](long pid, const std::string& host, auto inode) {
-        return std::to_string(pid) + "\n" + host + "\n" + std::to_string(inode) + "\n";
-    };
-    // A process that takes the lock and ends without letting it go, as a killed studio does.
-    const pid_t child = ::fork();
-    if (child == 0) {
-        auto lock = ProjectLock::acquire(folder);
-        ::_exit(lock && lock.value().release() ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_EQ(lockText(), owner(child, hostName(), place.st_ino));
-    auto taken = ProjectLock::acquire(folder);
-    ASSERT_TRUE(taken.ok());
-    EXPECT_EQ(lockText(), owner(::getpid(), hostName(), place.st_ino));
-    taken.value().reset();
-
-    // Another machine's lock of this folder holds; one copied along from another folder does not.
-    const std::string other = owner(12345, "estudio-de-ana", place.st_ino);
-    testfiles::writeBytes(ProjectLock::fileIn(folder), {other.begin(), other.end()});
-    EXPECT_EQ(ProjectLock::acquire(folder).error(),
-              (Error{"Project", 4, openElsewhere(12345, "estudio-de-ana")}));
-    const std::string copied = owner(12345, "estudio-de-ana", place.st_ino + 1);
-    testfiles::writeBytes(ProjectLock::fileIn(folder), {copied.begin(), copied.end()});
-    EXPECT_TRUE(ProjectLock::acquire(folder).ok());
-
-    // A project open in one studio is refused by another until the first lets it go.
-    for (const char* name : {"a", "b"})
-        testing::writeProject(temp / name, PodcastProject{});
-    std::filesystem::create_directory_symlink(temp / "a", temp / "alias");
-    auto first = std::make_unique<StudioFixture>();
-    ASSERT_TRUE(first->openAndWait(temp / "a"));
-    ASSERT_TRUE(first->openAndWait(temp / "alias")) << "its own project, under any name";
-
-    StudioFixture second;
-    for (const char* name : {"a", "alias"}) {
-        second.studio.openProject(temp / name);
-        EXPECT_EQ(second.studio.message(), openElsewhere(::getpid(), hostName()));
-        EXPECT_FALSE(second.studio.folder());
-    }
-    // Opening another project lets the first go; ending the studio lets the other go.
-    ASSERT_TRUE(first->openAndWait(temp / "b"));
-    ASSERT_TRUE(second.openAndWait(temp / "a"));
-    first.reset();
-    ASSERT_TRUE(second.openAndWait(temp / "b"));
-    EXPECT_EQ(second.studio.folder(), temp / "b");
-    EXPECT_FALSE(std::filesystem::exists(ProjectLock::fileIn(temp / "a")));
-}
-
-PodcastProject projectWithClips(int count, float volume)
-{
-    PodcastProject document;
-    document.voiceVolume = volume;
-    for (int i = 0; i < count; ++i)
-        document.segments.push_back(
-            testing::placedClip(2.0 * i, 1, "Media/voice-" + std::to_string(i) + ".caf", {}, i));
-    return document;
-}
-
-// A failed write keeps the old file and leaves no temporary, a read is whole or the system's
-// error, and a writer killed at any moment leaves the old or the new document.
-TEST(ProjectWriter, aFailedWriteKeepsTheOldFileAndAKilledOneLeavesTheOldOrTheNewDocument)
-{
-    TempFolder folder;
-    EXPECT_EQ(readProjectFile(folder.path()).error().code, ENOENT);
-    EXPECT_EQ(writeProjectFile(folder / "gone", "{}").error().description,
-              systemError(ENOENT).description);
-    // A folder in place of the file: the final rename cannot replace it.
-    std::filesystem::create_directories(folder / "project.json" / "inside");
-    Result<void> written = writeProjectFile(folder.path(), "{}");
-    ASSERT_FALSE(written.ok());
-    EXPECT_EQ(written.error().domain, ErrorDomain::system);
-    EXPECT_TRUE(std::filesystem::is_directory(folder / "project.json" / "inside"));
-    EXPECT_EQ(testing::countFiles(folder.path(), ".project.json"), 0);
-
-    std::filesystem::remove_all(folder / "project.json");
-    const std::string content(200000, 'x'); // more than one read buffer
-    ASSERT_TRUE(writeProjectFile(folder.path(), content).ok());
-    EXPECT_EQ(readProjectFile(folder.path()).value(), content);
-
-    // Two documents of very different sizes, so a torn write could not pass for either.
-    const std::string small = encode(projectWithClips(1, 0.25f)).value();
-    const std::string large = encode(projectWithClips(3000, 0.75f)).value();
-    ASSERT_TRUE(writeProjectFile(folder.path(), small).ok());
-
-    std::mt19937 random(20261122);
-    std::uniform_int_distribution<int> pauseMicroseconds(0, 4000);
-    int sawLarge = 0;
-    for (int round = 0; round < 200; ++round) {
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            for (unsigned n = 0;; ++n)
-                (void)writeProjectFile(folder.path(), n % 2 == 0 ? large : small);
-        }
-        // The kill lands at a random point of the child's loop; the timing is the test's
-        // randomness, not something asserted.
-        usleep(static_cast<useconds_t>(pauseMicroseconds(random)));
-        ASSERT_EQ(kill(child, SIGKILL), 0);
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-
-        Result<std::string> bytes = readProjectFile(folder.path());
-        ASSERT_TRUE(bytes.ok()) << bytes.error().description;
-        ASSERT_TRUE(bytes.value() == small || bytes.value() == large)
-            << "round " << round << ": " << bytes.value().size() << " bytes";
-        ASSERT_TRUE(decode(bytes.value()).ok());
-        sawLarge += bytes.value() == large;
-    }
-    // The child really did replace the file while being killed.
-    EXPECT_GT(sawLarge, 0);
 }
 
 } // namespace
