@@ -158,8 +158,8 @@ TEST(StudioProject, aNewProjectKeepsTheSettingsMadeBeforeItsSavesLandOnceAndOpen
     const auto folder = f.folder;
     makeTone(folder / "Media" / "voice-A.wav", 0.5);
     ASSERT_TRUE(f.openAndWait(folder));
-    f.studio.message = std::nullopt; // the save into the vanished folder above failed
-    f.settle();
+    f.settle(); // the save into the vanished folder above has failed and said so
+    f.studio.message = std::nullopt;
     const auto savedAt = f.studio.lastSaved();
     ASSERT_TRUE(savedAt);
 
