@@ -8,9 +8,6 @@
 
 #include <cmath>
 
-// GCC 12 warns about the members a designated initializer leaves at their defaults.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 namespace tw {
 namespace {
 

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-// GCC 12 warns about the members a designated initializer leaves at their defaults.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 namespace tw {
 
 // Ten bands are taken as they are; any other list length falls back on the older three fields,

@@ -13,9 +13,6 @@
 #include <numbers>
 #include <random>
 
-// GCC 12 warns about the members a designated initializer leaves at their defaults.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 namespace tw {
 namespace {
 

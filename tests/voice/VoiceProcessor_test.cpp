@@ -14,9 +14,6 @@
 #include <tuple>
 #include <unistd.h>
 
-// GCC 12 warns about the members a designated initializer leaves at their defaults.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 namespace tw {
 namespace {
 
